@@ -1,0 +1,54 @@
+#pragma once
+
+#include <string>
+#include <vector>
+
+namespace connector::common::v1 {
+
+/// What kind of failure it was and what it was about. The text of each constant is its own name.
+class FaultCondition {
+public:
+  static const std::string FILE_NOT_FOUND;
+  static const std::string FILE_EXISTS;
+  static const std::string FILE_ACCESS_DENIED;
+  static const std::string FILE_IO_GENERIC;
+  static const std::string FILE_NAME_NOT_SUPPORTED;
+  static const std::string FILE_TOO_BIG;
+  static const std::string FOLDER_ACCESS_DENIED;
+  static const std::string FOLDER_NOT_EMPTY;
+  static const std::string NOT_A_FOLDER;
+  static const std::string OVER_DISK_QUOTA;
+  static const std::string RESOURCE_IN_USE;
+
+  FaultCondition(const std::string& id, std::vector<std::u16string>&& info);
+
+  [[nodiscard]] const std::string& getId() const noexcept { return id_; }
+
+  [[nodiscard]] const std::vector<std::u16string>& getInfo() const noexcept { return info_; }
+
+private:
+  std::string id_;
+  std::vector<std::u16string> info_;
+};
+
+/// One failure, as a response carries it. Texts are UTF-8.
+class Fault {
+public:
+  Fault(const std::string& code, const std::string& message,
+        std::vector<FaultCondition>&& conditions);
+
+  [[nodiscard]] const std::string& getCode() const noexcept { return code_; }
+
+  [[nodiscard]] const std::string& getMessage() const noexcept { return message_; }
+
+  [[nodiscard]] const std::vector<FaultCondition>& getConditions() const noexcept {
+    return conditions_;
+  }
+
+private:
+  std::string code_;
+  std::string message_;
+  std::vector<FaultCondition> conditions_;
+};
+
+} // namespace connector::common::v1

@@ -1,0 +1,46 @@
+#pragma once
+
+#include <connector/common/v1/Fault.h>
+#include <connector/common/v1/Version.h>
+
+#include <string>
+#include <vector>
+
+namespace connector::common::v1 {
+
+/// The fields that every message has.
+class Message {
+public:
+  /// The `uuid` of a message that was given none.
+  static const std::string NO_UUID;
+
+  Message(const std::string& uuid, Version apiVersion);
+  virtual ~Message();
+  Message(const Message&) = delete;
+  Message& operator=(const Message&) = delete;
+
+  [[nodiscard]] const std::string& getUuid() const noexcept { return uuid_; }
+
+  [[nodiscard]] Version getApiVersion() const noexcept { return apiVersion_; }
+
+private:
+  std::string uuid_;
+  Version apiVersion_;
+};
+
+/// A message that answers another; its faults are empty on success.
+class Response : public Message {
+public:
+  Response(const std::string& uuid, std::vector<Fault>&& faults, Version apiVersion);
+
+  /// The short forms leave the `uuid` at NO_UUID.
+  Response(std::vector<Fault>&& faults, Version apiVersion);
+  explicit Response(Version apiVersion);
+
+  [[nodiscard]] const std::vector<Fault>& getFaults() const noexcept { return faults_; }
+
+private:
+  std::vector<Fault> faults_;
+};
+
+} // namespace connector::common::v1

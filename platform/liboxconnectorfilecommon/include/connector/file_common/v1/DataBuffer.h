@@ -1,0 +1,45 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdlib>
+#include <memory>
+#include <string_view>
+
+namespace connector::file_common::v1 {
+
+/// The bytes of a file, in one block of memory from malloc.
+class DataBuffer {
+public:
+  struct Free {
+    void operator()(void* memory) const noexcept { std::free(memory); } // NOLINT(*-no-malloc)
+  };
+
+  using Memory = std::unique_ptr<char, Free>;
+
+  DataBuffer() = default;
+
+  /// Takes over `memory`, whose first `size` bytes are the contents.
+  DataBuffer(Memory memory, std::size_t size) noexcept;
+
+  /// Copies the bytes.
+  explicit DataBuffer(std::string_view bytes);
+
+  DataBuffer(const DataBuffer& other);
+  DataBuffer& operator=(const DataBuffer& other);
+  DataBuffer(DataBuffer&& other) noexcept;
+  DataBuffer& operator=(DataBuffer&& other) noexcept;
+  ~DataBuffer() = default;
+
+  /// May be null when there are no bytes.
+  [[nodiscard]] const char* data() const noexcept { return memory_.get(); }
+
+  [[nodiscard]] std::size_t size() const noexcept { return size_; }
+
+  [[nodiscard]] std::string_view view() const noexcept { return {memory_.get(), size_}; }
+
+private:
+  Memory memory_;
+  std::size_t size_ = 0;
+};
+
+} // namespace connector::file_common::v1

@@ -1,0 +1,57 @@
+#pragma once
+
+#include <connector/json/JsonSerializer.h>
+
+#include <map>
+#include <memory>
+#include <shared_mutex>
+#include <stdexcept>
+#include <string>
+#include <typeindex>
+
+namespace connector::json {
+
+/// No converter is registered for a type name or for a message's run-time type.
+class UnknownMessageType : public std::invalid_argument {
+  using std::invalid_argument::invalid_argument;
+};
+
+/// The registry itself. Thread-safe; a converter runs without the registry's lock, so it may
+/// register or remove others.
+class MessageRegistry : public JsonSerializer {
+public:
+  /// std::invalid_argument, and nothing changed, when the name or the type is registered already.
+  void registerConverters(const std::string& name, const std::type_info& type, ToJson toJson,
+                          FromJson fromJson) override;
+
+  /// An unknown type is ignored.
+  void removeConverters(const std::type_info& type) override;
+
+  /// Finds the converter by the message's run-time type. UnknownMessageType when there is none;
+  /// std::invalid_argument for no message; what the converter throws otherwise.
+  [[nodiscard]] Poco::SharedPtr<Poco::JSON::Object>
+  toJson(const std::unique_ptr<Message>& message) const;
+
+  /// Finds the converter by type name. UnknownMessageType when there is none; what the converter
+  /// throws otherwise.
+  [[nodiscard]] std::unique_ptr<Message> fromJson(const std::string& name,
+                                                  Poco::SharedPtr<Poco::JSON::Object> object) const;
+
+  /// The registered type names, sorted.
+  [[nodiscard]] std::vector<std::string> names() const;
+
+private:
+  struct Converters {
+    std::type_index type;
+    ToJson toJson;
+    FromJson fromJson;
+  };
+
+  using Entry = std::shared_ptr<const Converters>;
+
+  mutable std::shared_mutex mutex_;
+  std::map<std::string, Entry> byName_;
+  std::map<std::type_index, Entry> byType_;
+};
+
+} // namespace connector::json

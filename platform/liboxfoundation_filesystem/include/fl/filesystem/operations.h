@@ -1,0 +1,94 @@
+#pragma once
+
+#include <fl/filesystem/upath.h>
+
+#include <boost/date_time/posix_time/posix_time_types.hpp>
+
+#include <cstdint>
+#include <string>
+
+namespace fl::filesystem {
+
+// Paths are received as they are: relative ones are resolved by the system against the current
+// folder. Every function throws a member of the FsysExceptionBase family when the system refuses,
+// and FileNameConversionFailure for a path that has no bytes (see native_name.h).
+
+/// What one look at a path told. Of a missing path the size is 0 and the time 1970-01-01.
+class file_status {
+public:
+  enum class kind : std::uint8_t { missing, regular, directory, other };
+
+  file_status() = default;
+  file_status(kind what, std::uint64_t size, boost::posix_time::ptime last_write_time);
+
+  static bool exists(const file_status& st) noexcept { return st.kind_ != kind::missing; }
+
+  static bool is_regular(const file_status& st) noexcept { return st.kind_ == kind::regular; }
+
+  static bool is_directory(const file_status& st) noexcept { return st.kind_ == kind::directory; }
+
+  /// In bytes.
+  [[nodiscard]] std::uint64_t size() const noexcept { return size_; }
+
+  /// UTC, in microseconds; an infinity when the system's time is beyond what ptime can hold.
+  [[nodiscard]] boost::posix_time::ptime last_write_time() const noexcept {
+    return last_write_time_;
+  }
+
+private:
+  kind kind_ = kind::missing;
+  std::uint64_t size_ = 0;
+  boost::posix_time::ptime last_write_time_{boost::gregorian::date(1970, 1, 1)};
+};
+
+/// Follows links; one system call. Missing means that the system says ENOENT or ENOTDIR.
+file_status status(const std::u16string& path);
+
+bool exists(const std::u16string& path);
+
+/// Modes of `access`.
+constexpr unsigned access_read = 2;
+constexpr unsigned access_write = 4;
+
+/// Whether the process, by its effective ids, may read (2) or write (4) the path. False for a
+/// missing path and on a read-only file system.
+bool access(const std::u16string& path, unsigned mode);
+
+/// The process's current folder, absolute.
+std::u16string get_current_path();
+
+/// `path` prefixed by `base` when relative; an empty `base` is the current folder, and an empty
+/// `path` gives the base itself. Nothing is cleaned up.
+upath absolute(const std::u16string& path, const std::u16string& base);
+
+/// Creates one folder; FileExistsError when anything is there already.
+void create_directory(const std::u16string& path);
+
+/// Creates a folder and its missing ancestors; an existing folder is left as it is. A failure
+/// half-way leaves the ancestors made so far.
+void create_directories(const std::u16string& path);
+
+enum class rename_options : unsigned { none = 0 };
+
+/// The system's rename: atomic within one file system, replaces a file or an empty folder at `to`.
+void rename(const std::u16string& from, const std::u16string& to, const rename_options& options);
+
+enum class copy_option : unsigned { fail_if_exists = 0 };
+
+/// Copies one regular file, following links at `from`; permission bits and modification time are
+/// kept. FileExistsError when anything is at `to`, also a dangling link; SystemError with
+/// EOPNOTSUPP when `from` is a special file, which is refused without waiting for it. A failed
+/// copy takes its partial target away.
+void copy(const std::u16string& from, const std::u16string& to, copy_option option);
+
+/// Removes one file, link or empty folder; PathNotFound when nothing is there.
+void remove(const std::u16string& path);
+
+/// Removes a file, a link itself, or a folder with everything beneath it. No link is followed
+/// below the parent of `path`, also not one that is put in place of a folder meanwhile. At most
+/// a fixed number of descriptors is open, however deep the tree. SystemError with EINVAL, and
+/// nothing removed, when the last component is a root, "." or "..". A failure half-way leaves
+/// what was not yet removed.
+void remove_all(const std::u16string& path);
+
+} // namespace fl::filesystem
