@@ -21,8 +21,10 @@ function(connector_own_code target)
   target_compile_options(${target} PRIVATE
     -Wall -Wextra -Wpedantic -Werror
     -Wcast-qual -Wconversion -Wextra-semi -Wformat=2 -Wimplicit-fallthrough -Wnon-virtual-dtor
-    -Wold-style-cast -Woverloaded-virtual -Wshadow -Wsign-conversion -Wundef -Wunused
-    $<$<CXX_COMPILER_ID:GNU>:-Wduplicated-branches -Wduplicated-cond -Wlogical-op -Wuseless-cast>)
+    -Wold-style-cast -Woverloaded-virtual -Wsign-conversion -Wundef -Wunused
+    $<$<CXX_COMPILER_ID:Clang>:-Wshadow>
+    # A constructor's parameter may have the name of the member that it sets.
+    $<$<CXX_COMPILER_ID:GNU>:-Wshadow=local -Wduplicated-branches -Wduplicated-cond -Wlogical-op -Wuseless-cast>)
 endfunction()
 
 # A stand-in for one library of the framework: platform/<name>/{include,src}.

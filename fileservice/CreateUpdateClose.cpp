@@ -1,0 +1,138 @@
+#include "Checks.h"
+
+#include <connector/file/v1/FileServiceImpl.h>
+
+#include <connector/common/v1/Fault.h>
+#include <connector/file_common/v1/FileNames.h>
+#include <fl/filesystem/exceptions.h>
+#include <fl/filesystem/fstream.h>
+#include <fl/filesystem/operations.h>
+#include <fl/filesystem/path.h>
+
+#include <cerrno>
+#include <ios>
+
+namespace connector::file::v1 {
+
+using common::v1::FaultCondition;
+using file_common::v1::isValidFileName;
+using fl::filesystem::file_status;
+using fl::filesystem::upath;
+using fl::filesystem::detail::extract_filename;
+using fl::filesystem::detail::extract_parent_path;
+
+namespace {
+
+/// Empties the file, or makes it, and writes the bytes in one write. What is left when the write
+/// fails is whatever the disk took.
+void writeContents(const upath& path, const DataBuffer& contents, std::ios_base::openmode mode) {
+  const auto name = fl::filesystem::detail::make_native_access_form_i18n(path);
+  fl::filesystem::ofstream file(name, mode, fl::filesystem::share_read_write);
+  if (!file.is_open()) {
+    throw fl::filesystem::SystemError(errno, path, {});
+  }
+  file.write(contents.data(), static_cast<std::streamsize>(contents.size()));
+  if (!file) {
+    throw fl::filesystem::SystemError(errno, path, {});
+  }
+  file.close(); // a failure here only marks the stream: every byte was accepted above
+}
+
+} // namespace
+
+Future<FileInfo> FileServiceImpl::create(File&& file, bool overwrite) {
+  const upath abs = toAbsolutePath(file.getFileInfo().getLocation());
+  const file_status st = fl::filesystem::status(abs);
+  const bool existed = file_status::exists(st);
+  const bool isFolder = file.getFileInfo().isDirectory();
+  // Not returned: what cannot be described is refused by the platform here, before anything else.
+  static_cast<void>(makeFileInfo(abs));
+
+  if (!isValidFileName(abs)) {
+    return failedFuture<FileInfo>(invalidNameError(abs));
+  }
+
+  const upath parent = toAbsolutePath(extract_parent_path(abs));
+  if (!file_status::exists(fl::filesystem::status(parent))) {
+    if (toAbsolutePath(extract_parent_path(parent)).string() == parent.string()) {
+      return failedFuture<FileInfo>(FileServiceException::IO_ERROR,
+                                    abs.string() + u" cannot be created.",
+                                    FaultCondition::FILE_IO_GENERIC, {abs});
+    }
+    // Through the virtual operation, one level at a time, up to a folder that exists.
+    Future<FileInfo> made = create(File(FileInfo(parent, true)), false);
+    made.wait();
+    if (made.hasException()) {
+      return made;
+    }
+  }
+
+  if (!existed && isFolder) {
+    fl::filesystem::create_directories(abs);
+    return readyFuture(makeFileInfo(abs));
+  }
+  if (existed && !overwrite) {
+    return failedFuture<FileInfo>(FileServiceException::IO_ERROR, abs.string() + u" already exists",
+                                  FaultCondition::FILE_EXISTS, {abs});
+  }
+  if (existed && (isFolder || !file_status::is_regular(st))) {
+    return failedFuture<FileInfo>(
+        FileServiceException::IO_ERROR,
+        abs.string() + u" already exists and is a directory. Directory cannot be overwritten.",
+        FaultCondition::FILE_EXISTS, {abs});
+  }
+  if (existed && !fl::filesystem::access(abs, fl::filesystem::access_write)) {
+    return failedFuture<FileInfo>(FileServiceException::IO_ERROR,
+                                  abs.string() + u" cannot be written to.",
+                                  FaultCondition::FILE_ACCESS_DENIED, {abs});
+  }
+
+  WritableCheck wc = checkParentWritable(abs);
+  if (!wc.ok) {
+    return failedFuture<FileInfo>(std::move(wc));
+  }
+  writeContents(abs, file.getContents(),
+                std::ios_base::out | std::ios_base::trunc | std::ios_base::binary);
+  return readyFuture(makeFileInfo(abs));
+}
+
+Future<FileInfo> FileServiceImpl::update(File&& file) {
+  const upath abs = toAbsolutePath(file.getFileInfo().getLocation());
+  const file_status st = fl::filesystem::status(abs);
+  static_cast<void>(makeFileInfo(abs)); // as in create
+
+  if (!isValidFileName(abs)) {
+    return failedFuture<FileInfo>(invalidNameError(abs));
+  }
+  if (!fl::filesystem::exists(abs)) {
+    return failedFuture<FileInfo>(FileServiceException::IO_ERROR,
+                                  u"Cannot update a file which does not exist: " + abs.string(),
+                                  FaultCondition::FILE_NOT_FOUND, {abs});
+  }
+  // Permission before kind: a folder that may not be written is refused for that.
+  if (!fl::filesystem::access(abs, fl::filesystem::access_write)) {
+    return failedFuture<FileInfo>(FileServiceException::IO_ERROR,
+                                  u"File " + abs.string() + u" cannot be written to",
+                                  FaultCondition::FILE_ACCESS_DENIED, {abs});
+  }
+  if (file_status::is_directory(st)) {
+    return failedFuture<FileInfo>(FileServiceException::IO_ERROR,
+                                  abs.string() +
+                                      u" exists but is a directory. Input must be a file.",
+                                  FaultCondition::FILE_IO_GENERIC, {extract_filename(abs)});
+  }
+
+  // Text mode, unlike create: a platform that has line ends of its own writes those.
+  writeContents(abs, file.getContents(), std::ios_base::out | std::ios_base::trunc);
+  return readyFuture(makeFileInfo(abs));
+}
+
+Future<FileInfo> FileServiceImpl::close(File&& file) {
+  return update(std::move(file));
+}
+
+Future<FileInfo> FileServiceImpl::close(const ustring& path) {
+  return readyFuture(makeFileInfo(toAbsolutePath(path)));
+}
+
+} // namespace connector::file::v1

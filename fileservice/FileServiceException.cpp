@@ -1,0 +1,29 @@
+#include <connector/file/v1/FileServiceException.h>
+
+#include <fl/i18n/convert.h>
+
+#include <utility>
+
+namespace connector::file::v1 {
+
+namespace {
+
+std::string describe(const std::string& id, const fl::i18n::ustring& message) {
+  const fl::i18n::codecvt_ustring_to_string utf8("UTF-8", true);
+  return "An error occurred in the fileservice, " + id + " " + fl::i18n::to_string(message, utf8);
+}
+
+} // namespace
+
+const std::string FileServiceException::IO_ERROR = "FileService.IOError";
+
+FileServiceException::FileServiceException(std::string id, fl::i18n::ustring message,
+                                           std::string condition,
+                                           std::vector<fl::i18n::ustring> paths)
+    : std::runtime_error(describe(id, message))
+    , id_(std::move(id))
+    , message_(std::move(message))
+    , condition_(std::move(condition))
+    , paths_(std::move(paths)) {}
+
+} // namespace connector::file::v1

@@ -1,0 +1,147 @@
+#include "ByteBuffer.h"
+#include "Checks.h"
+
+#include <connector/file/v1/FileServiceImpl.h>
+
+#include <connector/common/v1/Fault.h>
+#include <connector/file_common/v1/FileNames.h>
+#include <fl/filesystem/exceptions.h>
+#include <fl/filesystem/fstream.h>
+#include <fl/filesystem/operations.h>
+#include <fl/filesystem/path.h>
+#include <fl/i18n/convert.h>
+
+#include <cerrno>
+#include <cstdint>
+#include <ios>
+#include <stdexcept>
+
+namespace connector::file::v1 {
+
+using common::v1::FaultCondition;
+using file_common::v1::isValidFileName;
+using fl::filesystem::file_status;
+using fl::filesystem::upath;
+using fl::filesystem::detail::extract_filename;
+
+namespace {
+
+constexpr double SIZE_LIMIT = 20000000.0; // bytes; a file of this size is already too big
+
+/// In bytes; -1 when the stream failed. Leaves the stream at the file's beginning.
+std::int64_t sizeOf(std::istream& file) {
+  file.seekg(0, std::ios_base::end);
+  const std::int64_t size = file.tellg();
+  file.seekg(0, std::ios_base::beg);
+  return size;
+}
+
+void createEmpty(const ustring& path) {
+  const auto name = fl::filesystem::detail::make_native_access_form_with_cleanup_i18n(path);
+  fl::filesystem::ofstream file(name, std::ios_base::out | std::ios_base::binary,
+                                fl::filesystem::share_read_write);
+  if (!file.is_open()) {
+    throw fl::filesystem::SystemError(errno, path, {});
+  }
+  file.close();
+}
+
+} // namespace
+
+Future<File> FileServiceImpl::read(const ustring& path) {
+  const upath abs = toAbsolutePath(path);
+  const file_status st = fl::filesystem::status(abs);
+
+  if (!file_status::exists(st) || !file_status::is_regular(st)) {
+    // The one refusal that is no FileServiceException.
+    const fl::i18n::codecvt_ustring_to_string utf8("UTF-8", true);
+    return makeFailedFuture<File>(std::make_exception_ptr(std::runtime_error(
+        fl::i18n::to_string(u"Error creating or reading file: '" + path + u"'.", utf8))));
+  }
+  if (!fl::filesystem::access(abs, fl::filesystem::access_read)) {
+    return failedFuture<File>(FileServiceException::IO_ERROR,
+                              u"Read permission not granted for the file: " + path,
+                              FaultCondition::FILE_ACCESS_DENIED, {path});
+  }
+
+  fl::filesystem::ifstream file(abs, std::ios_base::in | std::ios_base::binary,
+                                fl::filesystem::share_read_write);
+  const std::int64_t size = sizeOf(file);
+  if (size < 0 || static_cast<double>(size) >= SIZE_LIMIT) {
+    // The path stands behind the same phrase as the size.
+    const ustring phrase = u"File size is invalid or too big (20MB limit): ";
+    return failedFuture<File>(FileServiceException::IO_ERROR, phrase + fl::i18n::to_ustring(size),
+                              FaultCondition::FILE_IO_GENERIC, {phrase + path});
+  }
+
+  const auto count = static_cast<std::uint32_t>(size);
+  ByteBuffer buffer(count);
+  file.read(buffer.data(), count);
+  if (file.bad()) {
+    // Not an early end of the file but a disk that fails: no partial contents as if they were all.
+    throw fl::filesystem::SystemError(errno, abs, {});
+  }
+  buffer.setSize(static_cast<std::size_t>(file.gcount()));
+  return readyFuture(File(makeFileInfo(abs, st), std::move(buffer).release()));
+}
+
+Future<File> FileServiceImpl::open(const ustring& path) {
+  const upath abs = toAbsolutePath(path);
+  const file_status st = fl::filesystem::status(abs);
+
+  if (!isValidFileName(path)) {
+    return failedFuture<File>(invalidNameError(abs));
+  }
+  if (!fl::filesystem::exists(abs)) {
+    return failedFuture<File>(FileServiceException::IO_ERROR, abs.string() + u" does not exist.",
+                              FaultCondition::FILE_NOT_FOUND, {abs});
+  }
+  if (file_status::is_directory(st)) {
+    // Reported like a missing file: there is no file of that name.
+    return failedFuture<File>(FileServiceException::IO_ERROR,
+                              abs.string() + u" exists but is a directory. Input must be a file.",
+                              FaultCondition::FILE_NOT_FOUND, {abs});
+  }
+  return read(path);
+}
+
+Future<File> FileServiceImpl::openOrCreate(const ustring& path) {
+  const upath abs = toAbsolutePath(path);
+  const file_status st = fl::filesystem::status(abs);
+  // Not returned: what cannot be described is refused by the platform here, before anything else.
+  static_cast<void>(makeFileInfo(abs));
+
+  if (!isValidFileName(abs)) {
+    return failedFuture<File>(invalidNameError(abs));
+  }
+  if (!fl::filesystem::exists(abs)) {
+    WritableCheck wc = checkParentWritable(abs);
+    if (!wc.ok) {
+      return failedFuture<File>(std::move(wc));
+    }
+    createEmpty(path);
+    return read(path);
+  }
+  if (!fl::filesystem::access(path, fl::filesystem::access_read)) {
+    return failedFuture<File>(FileServiceException::IO_ERROR, path + u" cannot be read.",
+                              FaultCondition::FILE_ACCESS_DENIED, {path});
+  }
+  if (file_status::is_directory(st)) {
+    return failedFuture<File>(FileServiceException::IO_ERROR,
+                              abs.string() +
+                                  u" already exists and is a directory. Input must be a file.",
+                              FaultCondition::FILE_IO_GENERIC, {extract_filename(abs)});
+  }
+  return read(path);
+}
+
+Future<FileInfo> FileServiceImpl::info(const ustring& path) {
+  return readyFuture(
+      makeFileInfo(toAbsolutePath(path.empty() ? fl::filesystem::get_current_path() : path)));
+}
+
+Future<bool> FileServiceImpl::exists(const upath& path) {
+  return readyFuture(file_status::exists(fl::filesystem::status(path)));
+}
+
+} // namespace connector::file::v1

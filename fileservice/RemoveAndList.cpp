@@ -1,0 +1,97 @@
+#include "Checks.h"
+
+#include <connector/file/v1/FileServiceImpl.h>
+
+#include <connector/common/v1/Fault.h>
+#include <connector/file_common/v1/FileNames.h>
+#include <fl/filesystem/operations.h>
+#include <fl/filesystem/path.h>
+#include <fl/i18n/directory_iterator.h>
+
+#include <chrono>
+#include <thread>
+
+namespace connector::file::v1 {
+
+using common::v1::FaultCondition;
+using file_common::v1::isValidFileName;
+using fl::filesystem::file_status;
+using fl::filesystem::upath;
+using fl::filesystem::detail::extract_filename;
+using fl::filesystem::detail::upath_directory_iterator_impl;
+
+namespace {
+
+constexpr int MAX_RETRIES = 100;
+constexpr std::chrono::milliseconds RETRY_DELAY{10};
+
+/// Rides out what passes, such as a mount that is busy for a moment: whatever is thrown, there is
+/// another attempt, until the retries are used up and the last failure is passed on.
+void removeWithRetries(const upath& path) {
+  for (int attempt = 1;; ++attempt) {
+    try {
+      fl::filesystem::remove_all(path);
+      return;
+    } catch (...) {
+      if (attempt > MAX_RETRIES) {
+        throw;
+      }
+    }
+    std::this_thread::sleep_for(RETRY_DELAY);
+  }
+}
+
+std::vector<FileInfo> describeEntries(const upath& folder) {
+  std::vector<FileInfo> infos;
+  for (upath_directory_iterator_impl entries(folder, 0, false); entries.is_open();
+       entries.increment()) {
+    const ustring& name = entries.entry().filename();
+    // A name of one character is listed, although a folder move leaves it behind.
+    if (name.empty() || name.front() == u'.') {
+      continue;
+    }
+    ustring child = folder;
+    fl::filesystem::detail::concatenate_pathname(
+        child, fl::filesystem::detail::make_native_form(name, true), true);
+    infos.push_back(makeFileInfo(upath(std::move(child))));
+  }
+  return infos;
+}
+
+} // namespace
+
+Future<FileInfo> FileServiceImpl::remove(const ustring& path) {
+  const upath abs = toAbsolutePath(path);
+
+  if (!isValidFileName(path)) {
+    return failedFuture<FileInfo>(invalidNameError(path, abs));
+  }
+  if (!fl::filesystem::exists(abs)) {
+    return failedFuture<FileInfo>(FileServiceException::IO_ERROR,
+                                  abs.string() + u" does not exist.",
+                                  FaultCondition::FILE_NOT_FOUND, {path});
+  }
+  removeWithRetries(abs);
+  return readyFuture(makeFileInfo(abs));
+}
+
+Future<std::vector<FileInfo>> FileServiceImpl::list(const ustring& path) {
+  const upath abs = toAbsolutePath(path.empty() ? fl::filesystem::get_current_path() : path);
+  const file_status st = fl::filesystem::status(abs);
+
+  // The absolute path and not the received one, unlike the other operations.
+  if (!isValidFileName(abs)) {
+    return failedFuture<std::vector<FileInfo>>(invalidNameError(abs));
+  }
+  if (!file_status::exists(st)) {
+    return failedFuture<std::vector<FileInfo>>(FileServiceException::IO_ERROR,
+                                               abs.string() + u" does not exist.",
+                                               FaultCondition::FILE_NOT_FOUND, {abs});
+  }
+  if (!file_status::is_directory(st)) {
+    return readyFuture(std::vector<FileInfo>());
+  }
+  return readyFuture(describeEntries(abs));
+}
+
+} // namespace connector::file::v1

@@ -1,0 +1,183 @@
+#include "Checks.h"
+
+#include <connector/file/v1/FileServiceImpl.h>
+
+#include <connector/common/v1/Fault.h>
+#include <connector/file_common/v1/FileNames.h>
+#include <fl/filesystem/exceptions.h>
+#include <fl/filesystem/operations.h>
+#include <fl/filesystem/path.h>
+#include <fl/i18n/directory_iterator.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <filesystem>
+#include <optional>
+#include <system_error>
+
+namespace connector::file::v1 {
+
+using common::v1::FaultCondition;
+using file_common::v1::isValidFileName;
+using fl::filesystem::file_status;
+using fl::filesystem::upath;
+using fl::filesystem::detail::extract_filename;
+using fl::filesystem::detail::extract_parent_path;
+using fl::filesystem::detail::upath_directory_iterator_impl;
+
+namespace {
+
+upath childOf(const upath& folder, const ustring& name) {
+  ustring child = folder;
+  fl::filesystem::detail::concatenate_pathname(child, name, true);
+  return upath(std::move(child));
+}
+
+/// Whether `inner` is `outer` or lies beneath it, links resolved. False when that cannot be told.
+bool isWithin(const upath& outer, const upath& inner) {
+  using fl::filesystem::detail::make_native_access_form_i18n;
+  std::error_code failed;
+  const auto above = std::filesystem::canonical(make_native_access_form_i18n(outer), failed);
+  if (failed) {
+    return false;
+  }
+  const auto below = std::filesystem::canonical(make_native_access_form_i18n(inner), failed);
+  if (failed) {
+    return false;
+  }
+  return std::mismatch(above.begin(), above.end(), below.begin(), below.end()).first == above.end();
+}
+
+/// Entries that a folder move leaves behind: hidden ones, and those with a name of one character.
+bool staysBehind(const ustring& name) {
+  return name.size() <= 1 || name.front() == u'.';
+}
+
+/// Moves the entries of a folder, through the virtual operation. The failure of the first entry
+/// that fails, as it is; nothing when all were moved.
+std::optional<Future<FileInfo>> moveEntries(FileService& service, const upath& source,
+                                            const upath& target) {
+  upath_directory_iterator_impl entries(source, 0, false);
+  fl::filesystem::create_directory(target);
+  for (; entries.is_open(); entries.increment()) {
+    const ustring& name = entries.entry().filename();
+    if (staysBehind(name)) {
+      continue;
+    }
+    const upath child = childOf(source, fl::filesystem::detail::make_native_form(name, true));
+    Future<FileInfo> moved = service.move(child, target);
+    moved.wait();
+    if (moved.hasException()) {
+      return moved;
+    }
+  }
+  return std::nullopt;
+}
+
+} // namespace
+
+Future<FileInfo> FileServiceImpl::rename(const ustring& from, const ustring& to) {
+  const upath source = toAbsolutePath(from);
+  const upath destination = toAbsolutePath(to);
+  const file_status sourceStatus = fl::filesystem::status(source);
+  const file_status destinationStatus = fl::filesystem::status(destination);
+
+  if (!isValidFileName(from)) {
+    return failedFuture<FileInfo>(invalidNameError(from, source));
+  }
+  if (!isValidFileName(to)) {
+    return failedFuture<FileInfo>(invalidNameError(to, destination));
+  }
+  if (!file_status::exists(sourceStatus)) {
+    return failedFuture<FileInfo>(FileServiceException::IO_ERROR,
+                                  u"File: " + from + u": Error renaming file: '" + from +
+                                      u"' to '" + to + u"'",
+                                  FaultCondition::FILE_NOT_FOUND, {extract_filename(source)});
+  }
+  if (!fl::filesystem::access(from, fl::filesystem::access_write)) {
+    return failedFuture<FileInfo>(FileServiceException::IO_ERROR, from + u" cannot be written to.",
+                                  FaultCondition::FILE_ACCESS_DENIED, {source});
+  }
+  if (file_status::is_directory(destinationStatus)) {
+    return failedFuture<FileInfo>(FileServiceException::IO_ERROR,
+                                  u"File: " + from + u": Error renaming directory: '" + from +
+                                      u"' to '" + to + u"'",
+                                  FaultCondition::FILE_EXISTS, {destination});
+  }
+  if (file_status::exists(destinationStatus)) {
+    // "detination" is what clients know and match.
+    return failedFuture<FileInfo>(FileServiceException::IO_ERROR,
+                                  u"A File named: '" + extract_filename(destination) +
+                                      u"' already exists at the detination location: '" + to +
+                                      u"', unable to move file(s)",
+                                  FaultCondition::FILE_EXISTS, {destination});
+  }
+
+  const ustring parent = extract_parent_path(destination);
+  if (!file_status::exists(fl::filesystem::status(parent))) {
+    fl::filesystem::create_directories(parent);
+  }
+  fl::filesystem::rename(source, destination, fl::filesystem::rename_options::none);
+  return readyFuture(makeFileInfo(destination));
+}
+
+Future<FileInfo> FileServiceImpl::move(const ustring& from, const ustring& to) {
+  const upath source = toAbsolutePath(from);
+  const upath destination = toAbsolutePath(to);
+  const file_status sourceStatus = fl::filesystem::status(source);
+  const file_status destinationStatus = fl::filesystem::status(destination);
+
+  if (!isValidFileName(from)) {
+    return failedFuture<FileInfo>(invalidNameError(from, source));
+  }
+  if (!isValidFileName(to)) {
+    return failedFuture<FileInfo>(invalidNameError(to, destination));
+  }
+  if (!file_status::exists(sourceStatus)) {
+    // Names the destination and leaves its clause empty; clients know it so.
+    return failedFuture<FileInfo>(FileServiceException::IO_ERROR,
+                                  u"File: " + to + u": , unable to move file(s)",
+                                  FaultCondition::FILE_NOT_FOUND, {from});
+  }
+  if (!file_status::exists(destinationStatus)) {
+    return failedFuture<FileInfo>(FileServiceException::IO_ERROR,
+                                  u"File: " + to + u": directory invalid",
+                                  FaultCondition::FILE_NOT_FOUND, {to});
+  }
+
+  const ustring name = extract_filename(source);
+  const upath target = name.empty() ? destination : childOf(destination, name);
+  const file_status targetStatus = fl::filesystem::status(target);
+  if (file_status::is_directory(targetStatus)) {
+    return failedFuture<FileInfo>(FileServiceException::IO_ERROR,
+                                  u"File: " + to + u": , unable to move file(s)",
+                                  FaultCondition::FILE_EXISTS, {extract_filename(target)});
+  }
+  if (file_status::exists(targetStatus)) {
+    return failedFuture<FileInfo>(FileServiceException::IO_ERROR,
+                                  u"A file named: '" + name +
+                                      u"' already exists at the destination location: '" + to +
+                                      u"', unable to move file(s)",
+                                  FaultCondition::FILE_EXISTS, {extract_filename(target)});
+  }
+
+  if (!file_status::is_directory(sourceStatus)) {
+    // Never a platform rename, also on one volume: the new file is a copy.
+    fl::filesystem::copy(source, target, fl::filesystem::copy_option::fail_if_exists);
+    fl::filesystem::remove(source);
+    return readyFuture(makeFileInfo(target));
+  }
+
+  if (isWithin(source, destination)) {
+    // The platform's own answer to a folder in itself; otherwise the walk would follow its own
+    // target downwards until the path is too long.
+    throw fl::filesystem::SystemError(EINVAL, target, {});
+  }
+  if (auto failed = moveEntries(*this, source, target)) {
+    return std::move(*failed);
+  }
+  fl::filesystem::remove(source);
+  return readyFuture(makeFileInfo(target));
+}
+
+} // namespace connector::file::v1

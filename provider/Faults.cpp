@@ -1,0 +1,100 @@
+#include "Faults.h"
+
+#include <connector/file/v1/FileServiceException.h>
+
+#include <fl/filesystem/exceptions.h>
+#include <fl/i18n/convert.h>
+#include <fl/log/Logger.h>
+
+#include <exception>
+#include <utility>
+
+namespace connector::file::v1 {
+
+using common::v1::Fault;
+using common::v1::FaultCondition;
+
+namespace {
+
+Fault faultOf(const std::string& id, const std::string& message, const std::string& condition,
+              std::vector<std::u16string> paths) {
+  std::vector<FaultCondition> conditions;
+  conditions.emplace_back(condition, std::move(paths));
+  return {id, message, std::move(conditions)};
+}
+
+Fault faultOf(const FileServiceException& refusal) {
+  const fl::i18n::codecvt_ustring_to_string utf8("UTF-8", true);
+  return faultOf(refusal.getId(), fl::i18n::to_string(refusal.getMessage(), utf8),
+                 refusal.getCondition(), refusal.getPaths());
+}
+
+const std::string& conditionOf(const fl::filesystem::SystemError& error) {
+  switch (error.get_error_code()) {
+  case 28:
+    return FaultCondition::OVER_DISK_QUOTA;
+  case 27:
+    return FaultCondition::FILE_TOO_BIG;
+  case 16:
+    return FaultCondition::RESOURCE_IN_USE;
+  case 22:
+    return FaultCondition::FILE_NAME_NOT_SUPPORTED;
+  default:
+    return FaultCondition::FILE_IO_GENERIC;
+  }
+}
+
+/// Top to bottom, the first that matches. AccessDenied is a folder's condition for files too: that
+/// a file denies access is something that the file service itself finds out and reports.
+const std::string& currentCondition() {
+  try {
+    throw;
+  } catch (const fl::filesystem::AccessDenied&) {
+    return FaultCondition::FOLDER_ACCESS_DENIED;
+  } catch (const fl::filesystem::FileNameConversionFailure&) {
+    return FaultCondition::FILE_NAME_NOT_SUPPORTED;
+  } catch (const fl::filesystem::FileNameTooLarge&) {
+    return FaultCondition::FILE_NAME_NOT_SUPPORTED;
+  } catch (const fl::filesystem::CvtInvalidCharacter&) {
+    return FaultCondition::FILE_NAME_NOT_SUPPORTED;
+  } catch (const fl::filesystem::PathNotFound&) {
+    return FaultCondition::FILE_NOT_FOUND;
+  } catch (const fl::filesystem::FileExistsError&) {
+    return FaultCondition::FILE_EXISTS;
+  } catch (const fl::filesystem::DirectoryNotEmpty&) {
+    return FaultCondition::FOLDER_NOT_EMPTY;
+  } catch (const fl::filesystem::NotDirectoryError&) {
+    return FaultCondition::NOT_A_FOLDER;
+  } catch (const fl::filesystem::SystemError& error) {
+    return conditionOf(error);
+  } catch (...) {
+    return FaultCondition::FILE_IO_GENERIC;
+  }
+}
+
+/// The fault names the request and not the cause, which would be lost otherwise.
+void logCause(const std::string& contextText) {
+  fl::log::Logger logger("connector::file");
+  try {
+    throw;
+  } catch (const std::exception& cause) {
+    logger.warning(contextText + ": " + cause.what());
+  } catch (...) {
+    logger.warning(contextText);
+  }
+}
+
+} // namespace
+
+Fault currentFault(const std::string& contextText, const std::vector<std::u16string>& paths) {
+  try {
+    throw;
+  } catch (const FileServiceException& refusal) {
+    return faultOf(refusal);
+  } catch (...) {
+    logCause(contextText);
+    return faultOf(FileServiceException::IO_ERROR, contextText, currentCondition(), paths);
+  }
+}
+
+} // namespace connector::file::v1

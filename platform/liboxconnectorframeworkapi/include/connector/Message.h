@@ -2,12 +2,16 @@
 
 #include <boost/core/noncopyable.hpp>
 
+#pragma GCC visibility push(default)
+
 namespace connector {
 
 /// What travels through the framework, always as std::unique_ptr<Message>.
 class Message : private boost::noncopyable {
 public:
-  virtual ~Message();
+  virtual ~Message() = default;
 };
 
 } // namespace connector
+
+#pragma GCC visibility pop

@@ -6,6 +6,8 @@
 #include <memory>
 #include <string>
 
+#pragma GCC visibility push(default)
+
 namespace connector {
 
 // The result type is the product's own; here it is only named.
@@ -20,7 +22,7 @@ struct Address {
 /// What the framework knows about the delivery in hand.
 class Context {
 public:
-  virtual ~Context();
+  virtual ~Context() = default;
 };
 
 /// Whether a service runs. It starts stopped. Thread-safe.
@@ -57,7 +59,7 @@ protected:
 /// What the framework hands messages to.
 class ServiceProvider : public Lifecycle, public DeferredService {
 public:
-  ~ServiceProvider() override;
+  ~ServiceProvider() override = default;
 
 protected:
   void onStart() override = 0;
@@ -71,3 +73,5 @@ public:
 };
 
 } // namespace connector
+
+#pragma GCC visibility pop

@@ -10,6 +10,8 @@
 #include <string>
 #include <typeinfo>
 
+#pragma GCC visibility push(default)
+
 namespace connector::json {
 
 using ToJson = std::function<Poco::SharedPtr<Poco::JSON::Object>(const std::unique_ptr<Message>&)>;
@@ -18,7 +20,7 @@ using FromJson = std::function<std::unique_ptr<Message>(Poco::SharedPtr<Poco::JS
 /// Where libraries register how their messages are written as JSON and read back.
 class JsonSerializer {
 public:
-  virtual ~JsonSerializer();
+  virtual ~JsonSerializer() = default;
 
   /// `type` is the class whose run-time type finds `toJson`; `name` finds `fromJson`.
   virtual void registerConverters(const std::string& name, const std::type_info& type,
@@ -28,3 +30,5 @@ public:
 };
 
 } // namespace connector::json
+
+#pragma GCC visibility pop

@@ -8,6 +8,10 @@
 #include <stdexcept>
 #include <string>
 #include <typeindex>
+#include <typeinfo>
+#include <vector>
+
+#pragma GCC visibility push(default)
 
 namespace connector::json {
 
@@ -55,3 +59,5 @@ private:
 };
 
 } // namespace connector::json
+
+#pragma GCC visibility pop

@@ -5,6 +5,8 @@
 #include <string>
 #include <vector>
 
+#pragma GCC visibility push(default)
+
 namespace fl::filesystem {
 
 /// Root of the family: an errno-style code and the path, as it was given, that it is about.
@@ -77,3 +79,5 @@ namespace detail {
 } // namespace detail
 
 } // namespace fl::filesystem
+
+#pragma GCC visibility pop

@@ -5,6 +5,8 @@
 #include <ostream>
 #include <string>
 
+#pragma GCC visibility push(default)
+
 namespace fl::filesystem {
 
 /// Sharing flag: other processes may read and write the file meanwhile. The only mode there is on
@@ -75,3 +77,5 @@ private:
 };
 
 } // namespace fl::filesystem
+
+#pragma GCC visibility pop

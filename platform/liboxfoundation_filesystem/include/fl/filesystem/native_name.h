@@ -3,6 +3,8 @@
 #include <string>
 #include <string_view>
 
+#pragma GCC visibility push(default)
+
 /// A file name is bytes; a path here is UTF-16. Bytes that are valid UTF-8 are that text. Every
 /// other byte 0x80 to 0xFF is one code unit U+EF80 to U+EFFF, and a name that holds these code
 /// points as real UTF-8 is taken byte for byte in the same way, so that every name on disk has
@@ -18,3 +20,5 @@ std::u16string native_to_utf16(std::string_view bytes);
 std::string utf16_to_native(std::u16string_view path);
 
 } // namespace fl::filesystem::detail
+
+#pragma GCC visibility pop

@@ -7,6 +7,8 @@
 #include <cstdint>
 #include <string>
 
+#pragma GCC visibility push(default)
+
 namespace fl::filesystem {
 
 // Paths are received as they are: relative ones are resolved by the system against the current
@@ -92,3 +94,5 @@ void remove(const std::u16string& path);
 void remove_all(const std::u16string& path);
 
 } // namespace fl::filesystem
+
+#pragma GCC visibility pop

@@ -4,6 +4,8 @@
 
 #include <string>
 
+#pragma GCC visibility push(default)
+
 namespace fl::filesystem::detail {
 
 // Pure text functions: none of them looks at the disk. "." and ".." are components like others.
@@ -29,3 +31,5 @@ std::string make_native_access_form_i18n(const std::u16string& path);
 std::string make_native_access_form_with_cleanup_i18n(const std::u16string& path);
 
 } // namespace fl::filesystem::detail
+
+#pragma GCC visibility pop

@@ -3,6 +3,8 @@
 #include <string>
 #include <utility>
 
+#pragma GCC visibility push(default)
+
 namespace fl::filesystem {
 
 /// A path as UTF-16 text, received or absolute; every function that takes a string takes a upath.
@@ -24,3 +26,5 @@ private:
 };
 
 } // namespace fl::filesystem
+
+#pragma GCC visibility pop

@@ -1,6 +1,9 @@
 #pragma once
 
+#include <memory>
 #include <string>
+
+#pragma GCC visibility push(default)
 
 namespace Poco {
 class Logger;
@@ -18,7 +21,9 @@ public:
   void warning(const std::string& text);
 
 private:
-  Poco::Logger* logger_;
+  std::shared_ptr<Poco::Logger> logger_; // Shared with Poco, which lets go of it at its shutdown.
 };
 
 } // namespace fl::log
+
+#pragma GCC visibility pop

@@ -6,6 +6,8 @@
 #include <string>
 #include <string_view>
 
+#pragma GCC visibility push(default)
+
 namespace fl::i18n {
 
 /// Names the encoding of the narrow side. Only "UTF-8" is known; std::invalid_argument otherwise.
@@ -33,3 +35,5 @@ ustring to_ustring(std::string_view text);
 ustring to_ustring(std::int64_t number);
 
 } // namespace fl::i18n
+
+#pragma GCC visibility pop

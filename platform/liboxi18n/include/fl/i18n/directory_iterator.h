@@ -4,6 +4,8 @@
 #include <string>
 #include <utility>
 
+#pragma GCC visibility push(default)
+
 namespace fl::filesystem {
 
 /// One entry of a folder.
@@ -52,3 +54,5 @@ private:
 } // namespace detail
 
 } // namespace fl::filesystem
+
+#pragma GCC visibility pop

@@ -3,6 +3,8 @@
 #include <string>
 #include <vector>
 
+#pragma GCC visibility push(default)
+
 namespace connector::common::v1 {
 
 /// What kind of failure it was and what it was about. The text of each constant is its own name.
@@ -52,3 +54,5 @@ private:
 };
 
 } // namespace connector::common::v1
+
+#pragma GCC visibility pop

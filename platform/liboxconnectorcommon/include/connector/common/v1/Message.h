@@ -6,6 +6,8 @@
 #include <string>
 #include <vector>
 
+#pragma GCC visibility push(default)
+
 namespace connector::common::v1 {
 
 /// The fields that every message has.
@@ -44,3 +46,5 @@ private:
 };
 
 } // namespace connector::common::v1
+
+#pragma GCC visibility pop

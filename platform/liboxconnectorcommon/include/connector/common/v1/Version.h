@@ -2,6 +2,8 @@
 
 #include <cstdint>
 
+#pragma GCC visibility push(default)
+
 namespace connector::common::v1 {
 
 class Version {
@@ -32,3 +34,5 @@ constexpr bool operator==(Version left, Version right) noexcept {
 constexpr bool operator!=(Version left, Version right) noexcept { return !(left == right); }
 
 } // namespace connector::common::v1
+
+#pragma GCC visibility pop

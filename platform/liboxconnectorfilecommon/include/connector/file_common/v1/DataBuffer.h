@@ -5,6 +5,8 @@
 #include <memory>
 #include <string_view>
 
+#pragma GCC visibility push(default)
+
 namespace connector::file_common::v1 {
 
 /// The bytes of a file, in one block of memory from malloc.
@@ -43,3 +45,5 @@ private:
 };
 
 } // namespace connector::file_common::v1
+
+#pragma GCC visibility pop

@@ -5,6 +5,8 @@
 
 #include <utility>
 
+#pragma GCC visibility push(default)
+
 namespace connector::file_common::v1 {
 
 /// A file's description together with its contents.
@@ -28,3 +30,5 @@ private:
 };
 
 } // namespace connector::file_common::v1
+
+#pragma GCC visibility pop

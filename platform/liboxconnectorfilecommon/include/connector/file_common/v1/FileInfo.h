@@ -8,6 +8,8 @@
 #include <utility>
 #include <vector>
 
+#pragma GCC visibility push(default)
+
 namespace connector::file_common::v1 {
 
 /// Keys of a FileInfo's attributes, and the types of their values.
@@ -49,3 +51,5 @@ private:
 };
 
 } // namespace connector::file_common::v1
+
+#pragma GCC visibility pop

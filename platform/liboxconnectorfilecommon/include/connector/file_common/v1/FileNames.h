@@ -2,6 +2,8 @@
 
 #include <fl/i18n/ustring.h>
 
+#pragma GCC visibility push(default)
+
 namespace connector::file_common::v1 {
 
 /// False for the empty string and for one that holds a control character (U+0000 to U+001F,
@@ -15,3 +17,5 @@ bool isValidFileName(const fl::i18n::ustring& name);
 int isWritableDirectory(const fl::i18n::ustring& path, bool flag);
 
 } // namespace connector::file_common::v1
+
+#pragma GCC visibility pop

@@ -8,6 +8,8 @@
 
 #include <vector>
 
+#pragma GCC visibility push(default)
+
 namespace connector::file_common::v1 {
 
 // A FileInfo is one flat object: "location", "name" (derived, ignored when read), "isDirectory",
@@ -28,3 +30,5 @@ FileInfo toFileInfo(const Poco::SharedPtr<Poco::JSON::Object>& object);
 std::vector<FileInfo> toFileInfos(const Poco::SharedPtr<Poco::JSON::Array>& array);
 
 } // namespace connector::file_common::v1
+
+#pragma GCC visibility pop

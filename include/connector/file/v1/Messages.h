@@ -1,0 +1,281 @@
+#pragma once
+
+#include <connector/file/v1/Export.h>
+#include <connector/file/v1/FileFutures.h>
+#include <connector/file/v1/ServiceDelivery.h>
+
+#include <connector/Message.h>
+#include <connector/common/v1/Message.h>
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+/// The messages of the file service: plain values, each with the type name under which it travels.
+/// A request that the provider answers knows how to deliver itself to it. Paths are UTF-16,
+/// received as they are, relative or absolute; faults are empty on success.
+namespace connector::file::v1 {
+
+class FileServiceProvider;
+
+using common::v1::Fault;
+using common::v1::Version;
+
+/// Creates a file, with its contents, or a folder.
+class CONNECTOR_FILE_EXPORT CreateFile : public MessageAPI<CreateFile, FileServiceProvider>,
+                                         public common::v1::Message {
+public:
+  static constexpr auto TYPE_NAME = "connector/v1/CreateFile";
+
+  CreateFile(const std::string& uuid, File&& file, bool updateIfExists, Version apiVersion);
+  ~CreateFile() override;
+
+  File file;
+  bool updateIfExists; ///< whether an existing file is written over
+};
+
+class CONNECTOR_FILE_EXPORT CreateFileResponse : public connector::Message,
+                                                 public common::v1::Response {
+public:
+  static constexpr auto TYPE_NAME = "connector/v1/CreateFileResponse";
+
+  CreateFileResponse(const std::string& uuid, FileInfo&& fileInfo, std::vector<Fault>&& faults,
+                     Version apiVersion);
+  ~CreateFileResponse() override;
+
+  FileInfo fileInfo; ///< the created file
+};
+
+/// Opens a file, after making it when nothing is there.
+class CONNECTOR_FILE_EXPORT OpenOrCreateFile
+    : public MessageAPI<OpenOrCreateFile, FileServiceProvider>,
+      public common::v1::Message {
+public:
+  static constexpr auto TYPE_NAME = "connector/v1/OpenOrCreateFile";
+
+  OpenOrCreateFile(const std::string& uuid, std::u16string&& path, Version apiVersion);
+  ~OpenOrCreateFile() override;
+
+  std::u16string path;
+};
+
+class CONNECTOR_FILE_EXPORT OpenOrCreateFileResponse : public connector::Message,
+                                                       public common::v1::Response {
+public:
+  static constexpr auto TYPE_NAME = "connector/v1/OpenOrCreateFileResponse";
+
+  OpenOrCreateFileResponse(const std::string& uuid, File&& file, std::vector<Fault>&& faults,
+                           Version apiVersion);
+  ~OpenOrCreateFileResponse() override;
+
+  File file;
+};
+
+/// Opens a file.
+class CONNECTOR_FILE_EXPORT OpenFile : public MessageAPI<OpenFile, FileServiceProvider>,
+                                       public common::v1::Message {
+public:
+  static constexpr auto TYPE_NAME = "connector/v1/OpenFile";
+
+  OpenFile(const std::string& uuid, std::u16string&& path, Version apiVersion);
+  ~OpenFile() override;
+
+  std::u16string path;
+};
+
+class CONNECTOR_FILE_EXPORT OpenFileResponse : public connector::Message,
+                                               public common::v1::Response {
+public:
+  static constexpr auto TYPE_NAME = "connector/v1/OpenFileResponse";
+
+  OpenFileResponse(const std::string& uuid, File&& file, std::vector<Fault>&& faults,
+                   Version apiVersion);
+  ~OpenFileResponse() override;
+
+  File file;
+  std::int32_t lineNumber = -1; ///< -1 when not given
+  std::int32_t column = -1;     ///< -1 when not given
+  bool isDebugEvent = false;
+};
+
+/// Writes new contents over an existing file.
+class CONNECTOR_FILE_EXPORT UpdateFile : public MessageAPI<UpdateFile, FileServiceProvider>,
+                                         public common::v1::Message {
+public:
+  static constexpr auto TYPE_NAME = "connector/v1/UpdateFile";
+
+  UpdateFile(const std::string& uuid, File&& file, Version apiVersion);
+  ~UpdateFile() override;
+
+  File file;
+};
+
+class CONNECTOR_FILE_EXPORT UpdateFileResponse : public connector::Message,
+                                                 public common::v1::Response {
+public:
+  static constexpr auto TYPE_NAME = "connector/v1/UpdateFileResponse";
+
+  UpdateFileResponse(const std::string& uuid, FileInfo&& fileInfo, std::vector<Fault>&& faults,
+                     Version apiVersion);
+  ~UpdateFileResponse() override;
+
+  FileInfo fileInfo;
+};
+
+/// Ends the work on a file.
+class CONNECTOR_FILE_EXPORT CloseFile : public MessageAPI<CloseFile, FileServiceProvider>,
+                                        public common::v1::Message {
+public:
+  static constexpr auto TYPE_NAME = "connector/v1/CloseFile";
+
+  CloseFile(const std::string& uuid, File&& file, bool updateFile, Version apiVersion);
+  ~CloseFile() override;
+
+  File file;
+  bool updateFile; ///< whether the contents are written
+};
+
+class CONNECTOR_FILE_EXPORT CloseFileResponse : public connector::Message,
+                                                public common::v1::Response {
+public:
+  static constexpr auto TYPE_NAME = "connector/v1/CloseFileResponse";
+
+  CloseFileResponse(const std::string& uuid, FileInfo&& fileInfo, std::vector<Fault>&& faults,
+                    Version apiVersion);
+  ~CloseFileResponse() override;
+
+  FileInfo fileInfo;
+};
+
+/// Gives a file or folder a new path.
+class CONNECTOR_FILE_EXPORT RenameFile : public MessageAPI<RenameFile, FileServiceProvider>,
+                                         public common::v1::Message {
+public:
+  static constexpr auto TYPE_NAME = "connector/v1/RenameFile";
+
+  RenameFile(const std::string& uuid, std::u16string&& originalFileInfo,
+             std::u16string&& newFileInfo, Version apiVersion);
+  ~RenameFile() override;
+
+  std::u16string originalFileInfo; ///< the current path; the name is the wire format's
+  std::u16string newFileInfo;      ///< the new path
+};
+
+class CONNECTOR_FILE_EXPORT RenameFileResponse : public connector::Message,
+                                                 public common::v1::Response {
+public:
+  static constexpr auto TYPE_NAME = "connector/v1/RenameFileResponse";
+
+  RenameFileResponse(const std::string& uuid, FileInfo&& newFileInfo, std::vector<Fault>&& faults,
+                     Version apiVersion);
+  ~RenameFileResponse() override;
+
+  FileInfo newFileInfo; ///< the file under its new name
+};
+
+/// Moves a file or folder into a folder.
+class CONNECTOR_FILE_EXPORT MoveFile : public MessageAPI<MoveFile, FileServiceProvider>,
+                                       public common::v1::Message {
+public:
+  static constexpr auto TYPE_NAME = "connector/v1/MoveFile";
+
+  MoveFile(const std::string& uuid, std::u16string&& srcPath, std::u16string&& destPath,
+           Version apiVersion);
+  ~MoveFile() override;
+
+  std::u16string srcPath;
+  std::u16string destPath;
+};
+
+class CONNECTOR_FILE_EXPORT MoveFileResponse : public connector::Message,
+                                               public common::v1::Response {
+public:
+  static constexpr auto TYPE_NAME = "connector/v1/MoveFileResponse";
+
+  MoveFileResponse(const std::string& uuid, FileInfo&& fileInfo, FileInfo&& srcPath,
+                   std::vector<Fault>&& faults, Version apiVersion);
+  ~MoveFileResponse() override;
+
+  FileInfo fileInfo; ///< the file at its new place
+  FileInfo srcPath;  ///< the file as it was at the source
+};
+
+/// Deletes a file or a folder with everything in it.
+class CONNECTOR_FILE_EXPORT DeleteFile : public MessageAPI<DeleteFile, FileServiceProvider>,
+                                         public common::v1::Message {
+public:
+  static constexpr auto TYPE_NAME = "connector/v1/DeleteFile";
+
+  DeleteFile(const std::string& uuid, std::u16string&& path, Version apiVersion);
+  ~DeleteFile() override;
+
+  std::u16string path;
+};
+
+class CONNECTOR_FILE_EXPORT DeleteFileResponse : public connector::Message,
+                                                 public common::v1::Response {
+public:
+  static constexpr auto TYPE_NAME = "connector/v1/DeleteFileResponse";
+
+  DeleteFileResponse(const std::string& uuid, FileInfo&& fileInfo, std::vector<Fault>&& faults,
+                     Version apiVersion);
+  ~DeleteFileResponse() override;
+
+  FileInfo fileInfo; ///< the deleted file
+};
+
+/// Asks for the entries of a folder.
+class CONNECTOR_FILE_EXPORT ListFolder : public MessageAPI<ListFolder, FileServiceProvider>,
+                                         public common::v1::Message {
+public:
+  static constexpr auto TYPE_NAME = "connector/v1/ListFolder";
+
+  ListFolder(const std::string& uuid, std::u16string&& path, Version apiVersion);
+  ~ListFolder() override;
+
+  std::u16string path;
+};
+
+class CONNECTOR_FILE_EXPORT ListFolderResponse : public connector::Message,
+                                                 public common::v1::Response {
+public:
+  static constexpr auto TYPE_NAME = "connector/v1/ListFolderResponse";
+
+  ListFolderResponse(const std::string& uuid, FileInfo&& folder,
+                     std::vector<FileInfo>&& folderContents, std::vector<Fault>&& faults,
+                     Version apiVersion);
+  ~ListFolderResponse() override;
+
+  FileInfo folder;                      ///< the listed folder
+  std::vector<FileInfo> folderContents; ///< its entries
+};
+
+/// Asks that a location be opened in a browser; the provider has no part in it.
+class CONNECTOR_FILE_EXPORT OpenWithBrowser : public connector::Message,
+                                              public common::v1::Message {
+public:
+  static constexpr auto TYPE_NAME = "connector/v1/OpenWithBrowser";
+
+  OpenWithBrowser(const std::string& uuid, std::string&& uri, Version apiVersion);
+  ~OpenWithBrowser() override;
+
+  std::string uri;
+};
+
+} // namespace connector::file::v1
+
+namespace connector {
+
+// Compiled once, in the library, where the provider is known.
+
+extern template class MessageAPI<file::v1::CreateFile, file::v1::FileServiceProvider>;
+extern template class MessageAPI<file::v1::OpenOrCreateFile, file::v1::FileServiceProvider>;
+extern template class MessageAPI<file::v1::OpenFile, file::v1::FileServiceProvider>;
+extern template class MessageAPI<file::v1::UpdateFile, file::v1::FileServiceProvider>;
+extern template class MessageAPI<file::v1::CloseFile, file::v1::FileServiceProvider>;
+extern template class MessageAPI<file::v1::RenameFile, file::v1::FileServiceProvider>;
+extern template class MessageAPI<file::v1::MoveFile, file::v1::FileServiceProvider>;
+extern template class MessageAPI<file::v1::DeleteFile, file::v1::FileServiceProvider>;
+extern template class MessageAPI<file::v1::ListFolder, file::v1::FileServiceProvider>;
+
+} // namespace connector

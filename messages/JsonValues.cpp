@@ -1,0 +1,152 @@
+#include "JsonValues.h"
+
+#include <connector/file_common/v1/Json.h>
+#include <fl/i18n/convert.h>
+
+#include <Poco/JSON/Array.h>
+#include <Poco/StringTokenizer.h>
+
+#include <cstdint>
+#include <stdexcept>
+#include <string_view>
+#include <utility>
+
+namespace connector::file::v1 {
+
+using common::v1::Fault;
+using common::v1::FaultCondition;
+using common::v1::Version;
+using Poco::JSON::Array;
+
+namespace {
+
+constexpr auto MESSAGE = "message";
+constexpr auto FAULT_CODE = "faultCode";
+constexpr auto FAULT_CONDITIONS = "faultConditions";
+constexpr auto FAULT_ID = "faultId";
+constexpr auto FAULT_INFO = "faultInfo";
+
+std::string toUtf8(const std::u16string& text) {
+  return fl::i18n::to_string(text, fl::i18n::codecvt_ustring_to_string("UTF-8", true));
+}
+
+std::u16string fromUtf8(std::string_view text) {
+  return fl::i18n::to_ustring(text, fl::i18n::codecvt_string_to_ustring("UTF-8"));
+}
+
+/// As std::stoi, whose own texts differ from library to library, cut to 16 bits.
+std::uint16_t toVersionNumber(const std::string& token) {
+  try {
+    return static_cast<std::uint16_t>(std::stoi(token));
+  } catch (const std::invalid_argument&) {
+    throw std::invalid_argument("invalid stoi argument");
+  } catch (const std::out_of_range&) {
+    throw std::out_of_range("stoi argument out of range");
+  }
+}
+
+Object::Ptr toObject(const FaultCondition& condition) {
+  Array::Ptr info = new Array;
+  for (const auto& text : condition.getInfo()) {
+    info->add(toUtf8(text));
+  }
+  Object::Ptr object = new Object;
+  object->set(FAULT_ID, condition.getId());
+  object->set(FAULT_INFO, info);
+  return object;
+}
+
+Object::Ptr toObject(const Fault& fault) {
+  Array::Ptr conditions = new Array;
+  for (const auto& condition : fault.getConditions()) {
+    conditions->add(toObject(condition));
+  }
+  Object::Ptr object = new Object;
+  object->set(MESSAGE, fault.getMessage());
+  object->set(FAULT_CODE, fault.getCode());
+  object->set(FAULT_CONDITIONS, conditions);
+  return object;
+}
+
+} // namespace
+
+template <>
+std::u16string readOr(const Object& object, const char* key, std::u16string defaultValue) {
+  const Poco::Dynamic::Var value = object.get(key);
+  return value.isEmpty() ? defaultValue : fromUtf8(value.convert<std::string>());
+}
+
+template <>
+File readOr(const Object& object, const char* key, File /*defaultValue*/) {
+  return file_common::v1::toFile(object.getObject(key));
+}
+
+template <>
+FileInfo readOr(const Object& object, const char* key, FileInfo /*defaultValue*/) {
+  return file_common::v1::toFileInfo(object.getObject(key));
+}
+
+template <>
+std::vector<FileInfo> readOr(const Object& object, const char* key,
+                             std::vector<FileInfo> /*defaultValue*/) {
+  return file_common::v1::toFileInfos(object.getArray(key));
+}
+
+void write(Object& object, const char* key, const std::u16string& path) {
+  object.set(key, toUtf8(path));
+}
+
+void write(Object& object, const char* key, File& file) {
+  object.set(key, file_common::v1::fromFile(file));
+}
+
+void write(Object& object, const char* key, const FileInfo& info) {
+  object.set(key, file_common::v1::fromFileInfo(info));
+}
+
+void write(Object& object, const char* key, const std::vector<FileInfo>& infos) {
+  object.set(key, file_common::v1::fromFileInfos(infos));
+}
+
+void write(Object& object, const char* key, Version version) {
+  object.set(key, std::to_string(version.getMajor()) + "." + std::to_string(version.getMinor()));
+}
+
+Version readVersion(const Object& object, const char* key) {
+  const Poco::StringTokenizer tokens(readOr<std::string>(object, key, "0.0"), ".");
+  if (tokens.count() != 2) {
+    return {};
+  }
+  const std::uint16_t minorNumber = toVersionNumber(tokens[1]);
+  return {toVersionNumber(tokens[0]), minorNumber};
+}
+
+void write(Object& object, const char* key, const Fault& fault) {
+  object.set(key, toObject(fault));
+}
+
+void write(Object& object, const char* key, const std::vector<Fault>& faults) {
+  Array::Ptr array = new Array;
+  for (const auto& fault : faults) {
+    array->add(toObject(fault));
+  }
+  object.set(key, array);
+}
+
+std::vector<Fault> readFaults(const Object& object, const char* key) {
+  std::vector<Fault> faults;
+  const Poco::Dynamic::Var value = object.get(key);
+  if (value.isEmpty()) {
+    return faults;
+  }
+  const Poco::JSON::Array& array = *value.extract<Array::Ptr>();
+  for (unsigned index = 0; index < array.size(); ++index) {
+    const auto fault = array.get(index).extract<Object::Ptr>();
+    const auto text = readOr<std::string>(*fault, MESSAGE, "");
+    faults.emplace_back(readOr<std::string>(*fault, FAULT_CODE, ""), text,
+                        std::vector<FaultCondition>());
+  }
+  return faults;
+}
+
+} // namespace connector::file::v1
