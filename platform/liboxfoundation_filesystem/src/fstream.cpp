@@ -1,0 +1,140 @@
+#include "posix.h"
+
+#include <fl/filesystem/fstream.h>
+#include <fl/filesystem/path.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+#include <fcntl.h>
+#include <unistd.h>
+#include <utility>
+
+namespace fl::filesystem {
+
+namespace {
+
+constexpr mode_t creation_mode = 0666; // less what the process's umask takes
+
+int open_flags(std::ios_base::openmode mode) {
+  const bool reads = (mode & std::ios_base::in) != 0;
+  const bool writes = (mode & (std::ios_base::out | std::ios_base::app)) != 0;
+  // O_NONBLOCK: neither opening nor reading waits for the other end of a FIFO or for a device.
+  int flags = O_CLOEXEC | O_NOCTTY | O_NONBLOCK;
+  if (!writes)
+    return flags | O_RDONLY;
+  flags |= O_CREAT | (reads ? O_RDWR : O_WRONLY);
+  flags |= (mode & std::ios_base::trunc) != 0 ? O_TRUNC : 0;
+  flags |= (mode & std::ios_base::app) != 0 ? O_APPEND : 0;
+  return flags;
+}
+
+int origin(std::ios_base::seekdir way) {
+  if (way == std::ios_base::beg)
+    return SEEK_SET;
+  return way == std::ios_base::end ? SEEK_END : SEEK_CUR;
+}
+
+} // namespace
+
+file_buf::~file_buf() {
+  if (is_open())
+    ::close(descriptor_);
+}
+
+bool file_buf::open(const std::string& name, std::ios_base::openmode mode) {
+  if (is_open() || name.find('\0') != std::string::npos) {
+    errno = EINVAL;
+    return false;
+  }
+  descriptor_ =
+      detail::uninterrupted([&] { return ::open(name.c_str(), open_flags(mode), creation_mode); });
+  return is_open();
+}
+
+bool file_buf::close() {
+  if (!is_open()) {
+    errno = EBADF;
+    return false;
+  }
+  setg(nullptr, nullptr, nullptr);
+  return ::close(std::exchange(descriptor_, -1)) == 0;
+}
+
+file_buf::int_type file_buf::underflow() {
+  const ssize_t count = detail::uninterrupted(
+      [&] { return ::read(descriptor_, lookahead_.data(), lookahead_.size()); });
+  if (count <= 0)
+    return traits_type::eof();
+  setg(lookahead_.data(), lookahead_.data(), lookahead_.data() + count);
+  return traits_type::to_int_type(*gptr());
+}
+
+// Straight into the caller's block, and not a byte further than asked.
+std::streamsize file_buf::xsgetn(char* data, std::streamsize count) {
+  std::streamsize done = std::min<std::streamsize>(count, egptr() - gptr());
+  if (done > 0) {
+    std::memcpy(data, gptr(), static_cast<std::size_t>(done));
+    setg(eback(), gptr() + done, egptr());
+  }
+  while (done < count) {
+    const ssize_t more = detail::uninterrupted(
+        [&] { return ::read(descriptor_, data + done, static_cast<std::size_t>(count - done)); });
+    if (more <= 0)
+      break;
+    done += more;
+  }
+  return done;
+}
+
+file_buf::int_type file_buf::overflow(int_type character) {
+  if (traits_type::eq_int_type(character, traits_type::eof()))
+    return traits_type::not_eof(character);
+  const char byte = traits_type::to_char_type(character);
+  return xsputn(&byte, 1) == 1 ? character : traits_type::eof();
+}
+
+std::streamsize file_buf::xsputn(const char* data, std::streamsize count) {
+  return static_cast<std::streamsize>(
+      detail::write_all(descriptor_, data, static_cast<std::size_t>(count)));
+}
+
+file_buf::pos_type file_buf::seekoff(off_type offset, std::ios_base::seekdir way,
+                                     std::ios_base::openmode /*which*/) {
+  const off_type ahead = way == std::ios_base::cur ? egptr() - gptr() : 0;
+  const off_type position = ::lseek(descriptor_, offset - ahead, origin(way));
+  if (position >= 0)
+    setg(nullptr, nullptr, nullptr);
+  return position;
+}
+
+file_buf::pos_type file_buf::seekpos(pos_type position, std::ios_base::openmode which) {
+  return seekoff(position, std::ios_base::beg, which);
+}
+
+ifstream::ifstream(const std::u16string& path, std::ios_base::openmode mode, int /*sharing*/)
+    : std::istream(nullptr) {
+  const std::string name = detail::make_native_access_form_i18n(path);
+  rdbuf(&buffer_);
+  if (!buffer_.open(name, mode | std::ios_base::in))
+    setstate(std::ios_base::failbit);
+}
+
+void ifstream::close() {
+  if (!buffer_.close())
+    setstate(std::ios_base::failbit);
+}
+
+ofstream::ofstream(const std::string& native_name, std::ios_base::openmode mode, int /*sharing*/)
+    : std::ostream(nullptr) {
+  rdbuf(&buffer_);
+  if (!buffer_.open(native_name, mode | std::ios_base::out))
+    setstate(std::ios_base::failbit);
+}
+
+void ofstream::close() {
+  if (!buffer_.close())
+    setstate(std::ios_base::failbit);
+}
+
+} // namespace fl::filesystem

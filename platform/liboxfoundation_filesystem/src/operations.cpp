@@ -1,0 +1,116 @@
+#include "posix.h"
+
+#include <fl/filesystem/exceptions.h>
+#include <fl/filesystem/native_name.h>
+#include <fl/filesystem/operations.h>
+#include <fl/filesystem/path.h>
+
+#include <cerrno>
+#include <cstdio>
+#include <cstdlib>
+#include <fcntl.h>
+#include <limits>
+#include <memory>
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace fl::filesystem {
+
+namespace {
+
+namespace posix_time = boost::posix_time;
+
+// A ptime counts microseconds, not from 1970 but from its calendar's first day, in 64 bits; within
+// this many seconds on either side of 1970 neither it nor its distance from 1970 overflows.
+constexpr std::int64_t calendar_day_of_1970 = 2'440'588;
+constexpr std::int64_t furthest_second =
+    std::numeric_limits<std::int64_t>::max() / 1'000'000 - calendar_day_of_1970 * 86'400 - 1;
+
+posix_time::ptime to_ptime(const timespec& time) {
+  if (time.tv_sec > furthest_second)
+    return posix_time::pos_infin;
+  if (time.tv_sec < -furthest_second)
+    return posix_time::neg_infin;
+  // tv_nsec counts forward also before 1970.
+  const std::int64_t microseconds = time.tv_sec * std::int64_t{1'000'000} + time.tv_nsec / 1000;
+  return {boost::gregorian::date(1970, 1, 1), posix_time::microseconds(microseconds)};
+}
+
+file_status::kind kind_of(const detail::stat_buffer& found) {
+  if (S_ISREG(found.st_mode))
+    return file_status::kind::regular;
+  return S_ISDIR(found.st_mode) ? file_status::kind::directory : file_status::kind::other;
+}
+
+bool means_missing(int code) {
+  return code == ENOENT || code == ENOTDIR;
+}
+
+bool means_denied(int code) {
+  return code == EACCES || code == EPERM || code == EROFS;
+}
+
+} // namespace
+
+file_status::file_status(kind what, std::uint64_t size, posix_time::ptime last_write_time)
+    : kind_(what)
+    , size_(size)
+    , last_write_time_(last_write_time) {}
+
+file_status status(const std::u16string& path) {
+  detail::stat_buffer found{};
+  if (::stat(detail::utf16_to_native(path).c_str(), &found) == 0)
+    return {kind_of(found), static_cast<std::uint64_t>(found.st_size), to_ptime(found.st_mtim)};
+  if (!means_missing(errno))
+    detail::throw_errno(errno, path);
+  return {};
+}
+
+bool exists(const std::u16string& path) {
+  return file_status::exists(status(path));
+}
+
+bool access(const std::u16string& path, unsigned mode) {
+  const int wanted =
+      ((mode & access_read) != 0 ? R_OK : 0) | ((mode & access_write) != 0 ? W_OK : 0);
+  const std::string name = detail::utf16_to_native(path);
+  if (::faccessat(AT_FDCWD, name.c_str(), wanted, AT_EACCESS) == 0)
+    return true;
+  if (!means_denied(errno) && !means_missing(errno))
+    detail::throw_errno(errno, path);
+  return false;
+}
+
+std::u16string get_current_path() {
+  const std::unique_ptr<char, decltype(&std::free)> folder(::getcwd(nullptr, 0), &std::free);
+  if (folder == nullptr)
+    detail::throw_errno(errno, u".");
+  return detail::native_to_utf16(folder.get());
+}
+
+upath absolute(const std::u16string& path, const std::u16string& base) {
+  if (!path.empty() && path.front() == u'/')
+    return upath(path);
+  std::u16string result = base.empty() ? get_current_path() : base;
+  if (!path.empty())
+    detail::concatenate_pathname(result, path, true);
+  return upath(result);
+}
+
+void rename(const std::u16string& from, const std::u16string& to,
+            const rename_options& /*options*/) {
+  const std::string source = detail::utf16_to_native(from);
+  const std::string target = detail::utf16_to_native(to);
+  if (::rename(source.c_str(), target.c_str()) == 0)
+    return;
+  const int code = errno;
+  const bool about_target = code == EEXIST || code == ENOTEMPTY || code == EISDIR;
+  detail::throw_errno(code, about_target ? to : from);
+}
+
+void remove(const std::u16string& path) {
+  if (std::remove(detail::utf16_to_native(path).c_str()) != 0)
+    detail::throw_errno(errno, path);
+}
+
+} // namespace fl::filesystem

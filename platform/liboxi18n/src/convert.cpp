@@ -1,0 +1,66 @@
+#include <fl/i18n/convert.h>
+
+#include <boost/locale/utf.hpp>
+
+#include <iterator>
+#include <stdexcept>
+
+namespace fl::i18n {
+
+namespace {
+
+namespace utf = boost::locale::utf;
+
+constexpr utf::code_point replacementCharacter = 0xFFFD;
+
+void requireUtf8(std::string_view encoding) {
+  if (encoding != "UTF-8")
+    throw std::invalid_argument("Unknown encoding: " + std::string(encoding));
+}
+
+template <typename To, typename From>
+std::basic_string<To> convert(std::basic_string_view<From> text) {
+  std::basic_string<To> result;
+  result.reserve(text.size());
+  auto at = text.begin();
+  while (at != text.end()) {
+    auto next = at;
+    utf::code_point point = utf::utf_traits<From>::decode(next, text.end());
+    if (!utf::is_valid_codepoint(point)) {
+      // The decoder may have read past the start of something valid: only one unit is given up.
+      point = replacementCharacter;
+      next = at + 1;
+    }
+    utf::utf_traits<To>::encode(point, std::back_inserter(result));
+    at = next;
+  }
+  return result;
+}
+
+} // namespace
+
+codecvt_ustring_to_string::codecvt_ustring_to_string(std::string_view encoding, bool /*flag*/) {
+  requireUtf8(encoding);
+}
+
+codecvt_string_to_ustring::codecvt_string_to_ustring(std::string_view encoding) {
+  requireUtf8(encoding);
+}
+
+std::string to_string(const ustring& text, const codecvt_ustring_to_string& /*codec*/) {
+  return convert<char>(std::u16string_view(text));
+}
+
+ustring to_ustring(std::string_view text, const codecvt_string_to_ustring& /*codec*/) {
+  return to_ustring(text);
+}
+
+ustring to_ustring(std::string_view text) {
+  return convert<char16_t>(text);
+}
+
+ustring to_ustring(std::int64_t number) {
+  return to_ustring(std::to_string(number));
+}
+
+} // namespace fl::i18n

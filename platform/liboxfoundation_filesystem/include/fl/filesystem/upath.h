@@ -12,7 +12,8 @@ class upath {
 public:
   upath() = default;
 
-  explicit upath(std::u16string text) : text_(std::move(text)) {}
+  explicit upath(std::u16string text)
+      : text_(std::move(text)) {}
 
   [[nodiscard]] const std::u16string& string() const noexcept { return text_; }
 
