@@ -1,1 +1,65 @@
-int main() { return 0; }
+#include "Commands.h"
+#include "Descriptors.h"
+#include "FileApi.h"
+#include "Json.h"
+#include "Options.h"
+#include "Termination.h"
+
+#include <Poco/Exception.h>
+
+#include <exception>
+#include <iostream>
+
+namespace {
+
+using namespace connector::host;
+
+/// Sets the process up, then answers: whatever limits what requests can do comes before the
+/// FileApi.
+ExitStatus answerRequests(const Options& options) {
+  reserveStandardDescriptors();
+  const Termination termination;
+
+  const FileApi files;
+  const Api api = [&files](const auto& type, const auto& params) {
+    return files.answer(type, params);
+  };
+  const auto command = options.command == Options::Command::call ? call : serve;
+  return command(options, api, termination.descriptor());
+}
+
+ExitStatus run(const Options& options) {
+  switch (options.command) {
+  case Options::Command::help:
+    std::cout << usage();
+    return ExitStatus::success;
+  case Options::Command::version:
+    std::cout << "connector-host " CONNECTOR_HOST_VERSION "\n";
+    return ExitStatus::success;
+  case Options::Command::call:
+  case Options::Command::serve:
+    break;
+  }
+  return answerRequests(options);
+}
+
+int fail(const char* text, const char* hint = "") {
+  std::cerr << "connector-host: " << text << '\n' << hint;
+  return static_cast<int>(ExitStatus::failure);
+}
+
+} // namespace
+
+int main(int argc, char** argv) {
+  try {
+    return static_cast<int>(run(parseOptions({argv + 1, argv + argc})));
+  } catch (const UsageError& e) {
+    return fail(e.what(), "Try connector-host --help.\n");
+  } catch (const Poco::Exception& e) {
+    return fail(e.displayText().c_str());
+  } catch (const std::exception& e) {
+    return fail(e.what());
+  } catch (...) {
+    return fail("unknown failure");
+  }
+}

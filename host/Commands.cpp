@@ -1,0 +1,88 @@
+#include "Commands.h"
+
+#include "Descriptors.h"
+#include "Json.h"
+
+#include <Poco/JSON/Array.h>
+
+#include <iostream>
+#include <unistd.h>
+
+namespace connector::host {
+
+namespace {
+
+constexpr const char* TYPE_PREFIX = "connector/v1/";
+
+void greetPerson() {
+  if (isatty(STDIN_FILENO) == 0)
+    return;
+  std::cerr << "connector-host answers JSON-RPC 2.0 requests, one a line; Ctrl-D ends it. Try:\n"
+            << R"({"jsonrpc":"2.0","id":1,"method":")" << TYPE_PREFIX
+            << R"(ListFolder","params":{"path":"/"}})" << '\n';
+}
+
+std::string fullType(const std::string& type) {
+  return type.find('/') == std::string::npos ? TYPE_PREFIX + type : type;
+}
+
+std::string readAll(Input& input, std::size_t limit) {
+  constexpr std::size_t chunk = 64UL * 1024;
+  std::string text;
+  for (std::size_t count = 1; count > 0;) {
+    const auto kept = text.size();
+    text.resize(kept + chunk);
+    count = input.read(&text[kept], chunk);
+    text.resize(kept + count);
+    if (text.size() > limit)
+      throw UsageError("The message is too long");
+  }
+  return text;
+}
+
+Poco::JSON::Object::Ptr parseMessage(const std::string& text) {
+  try {
+    const auto value = parseJson(text);
+    if (value.type() == typeid(Poco::JSON::Object::Ptr))
+      return value.extract<Poco::JSON::Object::Ptr>();
+  } catch (const JsonError& e) {
+    throw UsageError(std::string("The message is not JSON: ") + e.what());
+  }
+  throw UsageError("The message is not a JSON object");
+}
+
+bool hasFault(const Poco::JSON::Object& response) {
+  const auto faults = response.getArray("messageFaults");
+  return !faults.isNull() && faults->size() > 0;
+}
+
+} // namespace
+
+ExitStatus serve(const Options& options, const Api& api, int stop) {
+  greetPerson();
+  DescriptorInput input(STDIN_FILENO, stop);
+  FrameReader reader(input, options.maxMessage);
+  const JsonRpc protocol(api);
+  while (const auto incoming = reader.next()) {
+    const auto answer = protocol.answer(*incoming);
+    if (answer && !writeAll(STDOUT_FILENO, frame(reader.framing(), *answer)))
+      break;
+  }
+  return ExitStatus::success;
+}
+
+ExitStatus call(const Options& options, const Api& api, int stop) {
+  DescriptorInput input(STDIN_FILENO, stop);
+  const auto text = options.json == "-" ? readAll(input, options.maxMessage) : options.json;
+  const auto outcome = api(fullType(options.type), parseMessage(text));
+  if (const auto* refusal = std::get_if<Refusal>(&outcome)) {
+    std::cerr << "connector-host: " << refusal->text << '\n';
+    return ExitStatus::failure;
+  }
+  const auto& response = *std::get<Poco::JSON::Object::Ptr>(outcome);
+  // A reader that does not stay for the answer changes nothing of what it is.
+  static_cast<void>(writeAll(STDOUT_FILENO, writePrettyJson(response) + "\n"));
+  return hasFault(response) ? ExitStatus::fault : ExitStatus::success;
+}
+
+} // namespace connector::host

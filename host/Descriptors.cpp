@@ -1,0 +1,77 @@
+#include "Descriptors.h"
+
+#include <array>
+#include <cerrno>
+#include <fcntl.h>
+#include <poll.h>
+#include <system_error>
+#include <unistd.h>
+
+namespace connector::host {
+
+namespace {
+
+[[noreturn]] void fail(const char* what) {
+  throw std::system_error(errno, std::generic_category(), what);
+}
+
+/// Whether errno tells of something that passes by itself.
+bool isTemporary() {
+  return errno == EINTR || errno == EAGAIN;
+}
+
+void waitUntilWritable(int descriptor) {
+  pollfd output{descriptor, POLLOUT, 0};
+  if (poll(&output, 1, -1) < 0 && !isTemporary())
+    fail("poll");
+}
+
+} // namespace
+
+std::size_t DescriptorInput::read(char* buffer, std::size_t size) {
+  for (;;) {
+    std::array<pollfd, 2> inputs{{{descriptor_, POLLIN, 0}, {stop_, POLLIN, 0}}};
+    if (poll(inputs.data(), inputs.size(), -1) < 0 && !isTemporary())
+      fail("poll");
+    if (stopped())
+      return 0;
+    if (inputs[0].revents == 0)
+      continue;
+    const auto count = ::read(descriptor_, buffer, size);
+    if (count >= 0)
+      return static_cast<std::size_t>(count);
+    if (!isTemporary())
+      fail("read");
+  }
+}
+
+bool DescriptorInput::stopped() const {
+  pollfd stop{stop_, POLLIN, 0};
+  return poll(&stop, 1, 0) > 0;
+}
+
+bool writeAll(int descriptor, std::string_view bytes) {
+  while (!bytes.empty()) {
+    const auto count = ::write(descriptor, bytes.data(), bytes.size());
+    if (count >= 0)
+      bytes.remove_prefix(static_cast<std::size_t>(count));
+    else if (errno == EPIPE)
+      return false;
+    else if (isTemporary())
+      waitUntilWritable(descriptor);
+    else
+      fail("write");
+  }
+  return true;
+}
+
+void reserveStandardDescriptors() {
+  // The system gives out the lowest free number, so once it is above these three, none is free.
+  int descriptor = 0;
+  while (descriptor <= STDERR_FILENO)
+    if ((descriptor = open("/dev/null", O_RDWR | O_CLOEXEC)) < 0)
+      fail("/dev/null");
+  close(descriptor);
+}
+
+} // namespace connector::host

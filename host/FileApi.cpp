@@ -1,0 +1,70 @@
+#include "FileApi.h"
+
+#include <connector/file/v1/FileServiceImpl.h>
+#include <connector/file/v1/Future.h>
+
+#include <Poco/Exception.h>
+
+#include <new>
+#include <utility>
+#include <variant>
+
+namespace connector::host {
+
+namespace {
+
+using Reason = Refusal::Reason;
+using MessageOrRefusal = std::variant<std::unique_ptr<Message>, Refusal>;
+
+MessageOrRefusal read(const connector::json::MessageRegistry& registry, const std::string& type,
+                      const Poco::JSON::Object::Ptr& params) {
+  try {
+    return registry.fromJson(type, params);
+  } catch (const connector::json::UnknownMessageType& e) {
+    return Refusal{Reason::unknownType, e.what()};
+  } catch (const std::bad_alloc&) {
+    throw; // says nothing about the params
+  } catch (const Poco::Exception& e) {
+    return Refusal{Reason::params, e.displayText()};
+  } catch (const std::exception& e) {
+    return Refusal{Reason::params, e.what()};
+  }
+}
+
+MessageOrRefusal deliver(file::v1::FileServiceProviderImpl& provider,
+                         std::unique_ptr<Message> request) {
+  auto response = provider.handle(std::move(request), Address{}, nullptr);
+  try {
+    return response.get();
+  } catch (const std::bad_alloc&) {
+    throw;
+  } catch (const std::exception& e) {
+    return Refusal{Reason::delivery, e.what()};
+  }
+}
+
+} // namespace
+
+FileApi::FileApi()
+    : registry_(std::make_shared<connector::json::MessageRegistry>())
+    , provider_(std::make_shared<file::v1::FileServiceProviderImpl>(
+          std::make_shared<file::v1::FileServiceImpl>()))
+    , serialization_(registry_) {
+  provider_->start();
+}
+
+FileApi::~FileApi() {
+  provider_->stop();
+}
+
+Outcome FileApi::answer(const std::string& type, const Poco::JSON::Object::Ptr& params) const {
+  auto request = read(*registry_, type, params);
+  if (const auto* refusal = std::get_if<Refusal>(&request))
+    return *refusal;
+  auto response = deliver(*provider_, std::get<std::unique_ptr<Message>>(std::move(request)));
+  if (const auto* refusal = std::get_if<Refusal>(&response))
+    return *refusal;
+  return registry_->toJson(std::get<std::unique_ptr<Message>>(response));
+}
+
+} // namespace connector::host

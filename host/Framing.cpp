@@ -1,0 +1,178 @@
+#include "Framing.h"
+
+#include <Poco/String.h>
+
+#include <algorithm>
+#include <charconv>
+#include <utility>
+
+namespace connector::host {
+
+namespace {
+
+constexpr std::size_t CHUNK = 64UL * 1024;
+constexpr std::size_t KEPT_CAPACITY = 1024UL * 1024;
+constexpr std::size_t HEADER_LIMIT = 8UL * 1024;
+constexpr std::string_view WHITE_SPACE = " \t\r\n";
+constexpr std::string_view CONTENT_LENGTH = "content-length";
+
+bool isBlank(std::string_view text) {
+  return text.find_first_not_of(WHITE_SPACE) == std::string_view::npos;
+}
+
+std::string_view trimmed(std::string_view text) {
+  const auto begin = text.find_first_not_of(WHITE_SPACE);
+  if (begin == std::string_view::npos)
+    return {};
+  return text.substr(begin, text.find_last_not_of(WHITE_SPACE) - begin + 1);
+}
+
+bool endsWith(std::string_view text, std::string_view end) {
+  return text.size() >= end.size() && text.substr(text.size() - end.size()) == end;
+}
+
+std::optional<std::size_t> parseLength(std::string_view text) {
+  std::size_t value = 0;
+  const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
+  if (error != std::errc() || end != text.data() + text.size())
+    return std::nullopt;
+  return value;
+}
+
+} // namespace
+
+std::string frame(Framing framing, std::string_view text) {
+  std::string result;
+  result.reserve(text.size() + 40);
+  if (framing == Framing::contentLength)
+    return result.append("Content-Length: ")
+        .append(std::to_string(text.size()))
+        .append("\r\n\r\n")
+        .append(text);
+  return result.append(text).append("\n");
+}
+
+std::optional<Incoming> FrameReader::next() {
+  if (!framing_)
+    framing_ = findFraming();
+  if (!framing_)
+    return std::nullopt;
+  auto incoming = *framing_ == Framing::lines ? nextLine() : nextBody();
+  return input_.stopped() ? std::nullopt : std::move(incoming);
+}
+
+std::optional<Framing> FrameReader::findFraming() {
+  do {
+    begin_ = std::min(buffer_.find_first_not_of(WHITE_SPACE, begin_), buffer_.size());
+  } while (pending().empty() && fill());
+  if (pending().empty())
+    return std::nullopt;
+  const char first = pending().front();
+  return first == 'C' || first == 'c' ? Framing::contentLength : Framing::lines;
+}
+
+std::optional<Incoming> FrameReader::nextLine() {
+  while (auto line = readLine(limit_)) {
+    if (line->tooLong)
+      return Unreadable::tooLong;
+    if (!isBlank(line->text))
+      return std::move(line->text);
+  }
+  return std::nullopt;
+}
+
+std::optional<Incoming> FrameReader::nextBody() {
+  std::optional<std::size_t> length;
+  bool begun = false;
+  while (const auto line = readLine(HEADER_LIMIT)) {
+    if (!isBlank(line->text)) {
+      begun = true;
+      if (const auto found = lengthIn(line->text))
+        length = found;
+      continue;
+    }
+    if (length)
+      return readBody(*length);
+    if (begun && !std::exchange(lost_, true))
+      return Unreadable::noLength;
+  }
+  if (!begun || lost_)
+    return std::nullopt;
+  return Unreadable::cutShort;
+}
+
+std::optional<std::size_t> FrameReader::lengthIn(std::string_view header) const {
+  const auto colon = header.rfind(':');
+  if (colon == std::string_view::npos)
+    return std::nullopt;
+  const auto name = Poco::toLower(std::string(trimmed(header.substr(0, colon))));
+  // A text that was passed over need not end its line, so the header may follow it directly.
+  const bool named = lost_ ? endsWith(name, CONTENT_LENGTH) : name == CONTENT_LENGTH;
+  return named ? parseLength(trimmed(header.substr(colon + 1))) : std::nullopt;
+}
+
+std::optional<Incoming> FrameReader::readBody(std::size_t length) {
+  lost_ = false;
+  if (length <= limit_) {
+    while (pending().size() < length) {
+      if (fill())
+        continue;
+      begin_ = buffer_.size();
+      return Unreadable::cutShort;
+    }
+    return take(length);
+  }
+  while (length > pending().size()) {
+    length -= pending().size();
+    begin_ = buffer_.size();
+    if (!fill())
+      return Unreadable::tooLong;
+  }
+  begin_ += length;
+  return Unreadable::tooLong;
+}
+
+std::optional<FrameReader::Line> FrameReader::readLine(std::size_t limit) {
+  bool tooLong = false;
+  std::size_t searched = 0;
+  for (;;) {
+    const auto end = pending().find('\n', searched);
+    if (end != std::string_view::npos) {
+      Line line{take(end), tooLong || end > limit};
+      ++begin_;
+      return line;
+    }
+    searched = pending().size();
+    if (searched > limit) {
+      tooLong = true;
+      begin_ = buffer_.size();
+      searched = 0;
+    }
+    if (!fill())
+      break;
+  }
+  if (pending().empty() && !tooLong)
+    return std::nullopt;
+  const bool longer = tooLong || pending().size() > limit;
+  return Line{take(pending().size()), longer};
+}
+
+std::string FrameReader::take(std::size_t size) {
+  std::string result(pending().substr(0, size));
+  begin_ += size;
+  return result;
+}
+
+bool FrameReader::fill() {
+  buffer_.erase(0, begin_);
+  begin_ = 0;
+  if (buffer_.empty() && buffer_.capacity() > KEPT_CAPACITY)
+    buffer_.shrink_to_fit();
+  const auto kept = buffer_.size();
+  buffer_.resize(kept + CHUNK);
+  const auto count = input_.read(&buffer_[kept], CHUNK);
+  buffer_.resize(kept + count);
+  return count > 0;
+}
+
+} // namespace connector::host

@@ -1,0 +1,76 @@
+#pragma once
+
+#include "Descriptors.h"
+
+#include <cstddef>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <variant>
+
+/// How texts are told apart on a stream of bytes. What is in them is of no concern here.
+namespace connector::host {
+
+enum class Framing {
+  lines,        ///< one text a line
+  contentLength ///< header lines, of which Content-Length counts, an empty line, the text
+};
+
+/// Why a text is not there to be answered; the stream goes on behind it.
+enum class Unreadable {
+  tooLong,
+  noLength, ///< headers without a usable Content-Length
+  cutShort  ///< by the end of the input
+};
+
+using Incoming = std::variant<std::string, Unreadable>;
+
+std::string frame(Framing framing, std::string_view text);
+
+/// Takes one text after another off an Input. The first byte that is not white space settles the
+/// framing for good: `C` or `c` begins headers, anything else a line.
+class FrameReader {
+public:
+  /// A text of more than `limit` bytes is skipped without being kept.
+  FrameReader(Input& input, std::size_t limit)
+      : input_(input)
+      , limit_(limit) {}
+
+  /// Nothing at the end of the input, or when it was told to stop: what had come in part or was
+  /// not begun is dropped then. Lines of white space alone are passed over, a last line needs no
+  /// end. Behind headers without a length nothing tells how much to skip: what follows is passed
+  /// over, and not reported again, up to the next Content-Length.
+  std::optional<Incoming> next();
+
+  /// Meaningful once `next` has returned something.
+  [[nodiscard]] Framing framing() const { return framing_.value_or(Framing::lines); }
+
+private:
+  struct Line {
+    std::string text; ///< the tail of it when it was too long
+    bool tooLong = false;
+  };
+
+  std::optional<Framing> findFraming();
+  std::optional<Incoming> nextLine();
+  std::optional<Incoming> nextBody();
+  std::optional<Incoming> readBody(std::size_t length);
+  std::optional<Line> readLine(std::size_t limit);
+  [[nodiscard]] std::optional<std::size_t> lengthIn(std::string_view header) const;
+
+  bool fill();
+  std::string take(std::size_t size);
+
+  [[nodiscard]] std::string_view pending() const {
+    return std::string_view(buffer_).substr(begin_);
+  }
+
+  Input& input_;
+  std::size_t limit_;
+  std::optional<Framing> framing_;
+  bool lost_ = false; ///< between headers without a length and the next length
+  std::string buffer_;
+  std::size_t begin_ = 0; ///< of what is pending in the buffer
+};
+
+} // namespace connector::host

@@ -1,0 +1,106 @@
+#include "Options.h"
+
+#include <Poco/Exception.h>
+#include <Poco/Util/Option.h>
+#include <Poco/Util/OptionProcessor.h>
+#include <Poco/Util/OptionSet.h>
+
+#include <charconv>
+#include <utility>
+
+namespace connector::host {
+
+namespace {
+
+using Command = Options::Command;
+
+Poco::Util::OptionSet optionSet() {
+  Poco::Util::OptionSet set;
+  set.addOption(Poco::Util::Option("help", "h"));
+  set.addOption(Poco::Util::Option("version", ""));
+  set.addOption(Poco::Util::Option("max-message", "").argument("BYTES"));
+  return set;
+}
+
+std::size_t parseBytes(const std::string& text) {
+  std::size_t value = 0;
+  const char* const end = text.data() + text.size();
+  const auto [stop, error] = std::from_chars(text.data(), end, value);
+  if (error != std::errc() || stop != end || value == 0)
+    throw UsageError("--max-message: not a positive number: " + text);
+  return value;
+}
+
+void setOption(Options& options, const std::string& name, const std::string& value) {
+  if (name == "help")
+    options.command = Command::help;
+  else if (name == "version")
+    options.command = Command::version;
+  else if (name == "max-message")
+    options.maxMessage = parseBytes(value);
+}
+
+void setCommand(Options& options, const std::vector<std::string>& words) {
+  if (words.empty() || (words.front() == "serve" && words.size() == 1))
+    return;
+  if (words.front() == "serve")
+    throw UsageError("serve takes no argument: " + words[1]);
+  if (words.front() != "call")
+    throw UsageError("Unknown command: " + words.front());
+  if (words.size() < 2 || words.size() > 3)
+    throw UsageError("call takes a message type and at most one JSON object");
+  options.command = Command::call;
+  options.type = words[1];
+  if (words.size() == 3)
+    options.json = words[2];
+}
+
+} // namespace
+
+Options parseOptions(const std::vector<std::string>& arguments) {
+  const auto set = optionSet();
+  Poco::Util::OptionProcessor processor(set);
+  Options options;
+  std::vector<std::string> words;
+  std::string name;
+  std::string value;
+  try {
+    for (const auto& argument : arguments) {
+      if (processor.process(argument, name, value))
+        setOption(options, name, value);
+      else
+        words.push_back(argument);
+    }
+    processor.checkRequired();
+  } catch (const Poco::Exception& e) {
+    throw UsageError(e.displayText());
+  }
+  if (options.command == Command::serve)
+    setCommand(options, words);
+  return options;
+}
+
+std::string usage() {
+  return R"(Usage: connector-host [OPTION...] [serve]
+       connector-host [OPTION...] call TYPE [JSON]
+
+Answers messages of the connector file service.
+
+  serve             answer JSON-RPC 2.0 requests on standard input, on standard
+                    output, until the input ends; this is the default
+  call TYPE [JSON]  answer one message and print the response. A TYPE without a
+                    slash is short: ListFolder is connector/v1/ListFolder. JSON
+                    defaults to {}; - reads it from standard input
+
+  --max-message BYTES  refuse messages that are longer (default 67108864)
+  -h, --help           print this text
+  --version            print the version
+
+A stream that begins with { or [ has one JSON text a line; one that begins with
+C has Content-Length headers. `method` is the message type, `params` the message.
+
+Exit status of call: 0 success, 1 the response holds a fault, 2 no response.
+)";
+}
+
+} // namespace connector::host

@@ -1,0 +1,31 @@
+#pragma once
+
+#include <cstddef>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+namespace connector::host {
+
+/// What the command line asks for.
+struct Options {
+  enum class Command { serve, call, help, version };
+
+  Command command = Command::serve;
+  std::size_t maxMessage = 64ULL * 1024 * 1024; ///< bytes
+  std::string type;        ///< of `call`: as given, which may be its short name
+  std::string json = "{}"; ///< of `call`: the message, or "-" for standard input
+};
+
+/// Says what is wrong with a command line.
+class UsageError : public std::runtime_error {
+  using std::runtime_error::runtime_error;
+};
+
+/// `arguments` are those behind the program's name.
+Options parseOptions(const std::vector<std::string>& arguments);
+
+/// What --help prints.
+std::string usage();
+
+} // namespace connector::host
