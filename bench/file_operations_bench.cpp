@@ -1,0 +1,168 @@
+// The file operations beside the same system calls made bare. Files are made beneath TMPDIR: a
+// tmpfs shows the service rather than the disk.
+
+#include "Compare.h"
+
+#include <connector/file/v1/FileServiceImpl.h>
+
+#include <benchmark/benchmark.h>
+
+#include <cstdlib>
+#include <dirent.h>
+#include <fcntl.h>
+#include <filesystem>
+#include <fstream>
+#include <memory>
+#include <stdexcept>
+#include <string>
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace {
+
+namespace fs = std::filesystem;
+using connector::bench::compare;
+using connector::bench::compareGrowth;
+using connector::bench::timeOf;
+using connector::file::v1::FileServiceImpl;
+
+void require(bool done, const char* what) {
+  if (!done) {
+    throw std::runtime_error(what);
+  }
+}
+
+/// A folder that goes away with it.
+class Scratch {
+public:
+  Scratch()
+      : path_((fs::temp_directory_path() / "connector-bench-XXXXXX").string()) {
+    require(mkdtemp(path_.data()) != nullptr, "mkdtemp");
+  }
+
+  Scratch(const Scratch&) = delete;
+  Scratch& operator=(const Scratch&) = delete;
+
+  ~Scratch() { fs::remove_all(path_); }
+
+  [[nodiscard]] std::string at(const std::string& name) const { return path_ + "/" + name; }
+
+private:
+  std::string path_;
+};
+
+std::u16string wide(const std::string& path) {
+  return fs::path(path).u16string();
+}
+
+void writeFile(const std::string& path, std::size_t size) {
+  std::ofstream(path, std::ios::binary) << std::string(size, 'x');
+}
+
+void fillFolder(const std::string& folder, std::size_t entries) {
+  fs::create_directory(folder);
+  for (std::size_t index = 0; index < entries; ++index) {
+    writeFile(folder + "/entry-" + std::to_string(index), 0);
+  }
+}
+
+/// For each entry what a description takes: a status, an existence test and an access test.
+std::size_t listBare(const std::string& folder) {
+  std::size_t count = 0;
+
+  struct stat st {};
+
+  require(stat(folder.c_str(), &st) == 0, "stat");
+  DIR* const entries = opendir(folder.c_str());
+  require(entries != nullptr, "opendir");
+  while (const dirent* entry = readdir(entries)) { // NOLINT(concurrency-mt-unsafe): own stream
+    if (entry->d_name[0] == '.') {
+      continue;
+    }
+    const std::string path = folder + "/" + entry->d_name;
+    const bool described = stat(path.c_str(), &st) == 0 && stat(path.c_str(), &st) == 0 &&
+                           faccessat(AT_FDCWD, path.c_str(), W_OK, AT_EACCESS) == 0;
+    count += described ? 1 : 0;
+  }
+  closedir(entries);
+  return count;
+}
+
+void list(benchmark::State& state) {
+  const Scratch scratch;
+  const std::string folder = scratch.at("folder");
+  const auto entries = static_cast<std::size_t>(state.range(0));
+  fillFolder(folder, entries);
+  FileServiceImpl service;
+  compare(
+      state, [] {}, [&] { require(service.list(wide(folder)).get().size() == entries, "list"); },
+      [&] { require(listBare(folder) == entries, "listBare"); });
+}
+
+void listGrowth(benchmark::State& state) {
+  const Scratch scratch;
+  fillFolder(scratch.at("little"), 100);
+  fillFolder(scratch.at("much"), 100000);
+  FileServiceImpl service;
+  const auto timeList = [&](const std::string& name, std::size_t entries) {
+    const std::u16string path = wide(scratch.at(name));
+    return timeOf([&] { require(service.list(path).get().size() == entries, "list"); });
+  };
+  compareGrowth(
+      state, [&] { return timeList("little", 100); }, 100, [&] { return timeList("much", 100000); },
+      100000);
+}
+
+void removeGrowth(benchmark::State& state) {
+  const Scratch scratch;
+  FileServiceImpl service;
+  const auto timeRemove = [&](std::size_t entries) {
+    fillFolder(scratch.at("folder"), entries);
+    const std::u16string path = wide(scratch.at("folder"));
+    return timeOf([&] { service.remove(path).get(); });
+  };
+  compareGrowth(
+      state, [&] { return timeRemove(100); }, 100, [&] { return timeRemove(100000); }, 100000);
+}
+
+void moveBare(const std::string& from, const std::string& to) {
+  struct stat st {};
+
+  const int source = open(from.c_str(), O_RDONLY | O_CLOEXEC);
+  require(source >= 0 && fstat(source, &st) == 0, "open");
+  const int target = open(to.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600);
+  require(target >= 0, "create");
+  for (auto left = static_cast<std::size_t>(st.st_size); left > 0;) {
+    const ssize_t copied = copy_file_range(source, nullptr, target, nullptr, left, 0);
+    require(copied > 0, "copy_file_range");
+    left -= static_cast<std::size_t>(copied);
+  }
+  const timespec times[] = {st.st_atim, st.st_mtim}; // NOLINT(modernize-avoid-c-arrays): the API's
+  require(fchmod(target, st.st_mode) == 0 && futimens(target, times) == 0, "attributes");
+  close(source);
+  close(target);
+  require(unlink(from.c_str()) == 0, "unlink");
+}
+
+void move(benchmark::State& state) {
+  const Scratch scratch;
+  const std::string source = scratch.at("file");
+  const std::string folder = scratch.at("folder");
+  fs::create_directory(folder);
+  FileServiceImpl service;
+  compare(
+      state,
+      [&] {
+        fs::remove(folder + "/file");
+        writeFile(source, static_cast<std::size_t>(state.range(0)));
+      },
+      [&] { service.move(wide(source), wide(folder)).get(); },
+      [&] { moveBare(source, folder + "/file"); });
+}
+
+} // namespace
+
+BENCHMARK(list)->Arg(100)->Arg(10000)->UseManualTime()->Unit(benchmark::kMillisecond);
+BENCHMARK(listGrowth)->UseManualTime()->Iterations(7)->Unit(benchmark::kMillisecond);
+BENCHMARK(removeGrowth)->UseManualTime()->Iterations(5)->Unit(benchmark::kMillisecond);
+BENCHMARK(move)->Arg(19999999)->UseManualTime()->Unit(benchmark::kMillisecond);

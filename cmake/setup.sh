@@ -1,0 +1,43 @@
+# Sourced by ./run, ./test and the scripts in .ci: what a fresh Debian 12 machine lacks, and builds.
+
+project=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
+
+packages_to_build=(g++ cmake ninja-build libbenchmark-dev libboost-dev libgmock-dev libgtest-dev
+                   libpoco-dev)
+packages_to_lint=(clang clang-format clang-tidy)
+
+say() { printf '%s\n' "$*" >&2; }
+
+# install_packages NAME...: installs those that are missing, by sudo when not root.
+install_packages() {
+  local missing=() name
+  for name in "$@"; do
+    [ "$(dpkg-query -W -f='${db:Status-Status}' "$name" 2>/dev/null)" = installed ] ||
+      missing+=("$name")
+  done
+  [ ${#missing[@]} -gt 0 ] || return 0
+  say "Installing ${missing[*]} ..."
+  local as_root=()
+  [ "$(id -u)" = 0 ] || as_root=(sudo)
+  { "${as_root[@]}" apt-get update &&
+    "${as_root[@]}" env DEBIAN_FRONTEND=noninteractive \
+      apt-get install -y --no-install-recommends "${missing[@]}"; } </dev/null >&2
+}
+
+# build PRESET TARGET...: quiet unless it fails; one at a time.
+build() {
+  local preset=$1 folder=$project/build/$1
+  shift
+  mkdir -p "$folder"
+  local log=$folder/build.log
+  [ -e "$folder/build.ninja" ] || say "Building (a few minutes the first time; log: $log) ..."
+  (
+    flock 9
+    {
+      [ -e "$folder/build.ninja" ] || cmake --preset "$preset" -S "$project"
+    } && ninja -C "$folder" "$@"
+  ) 9>"$folder/.lock" </dev/null >"$log" 2>&1 || {
+    cat "$log" >&2
+    return 1
+  }
+}
