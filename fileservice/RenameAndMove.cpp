@@ -9,7 +9,6 @@
 #include <fl/filesystem/path.h>
 #include <fl/i18n/directory_iterator.h>
 
-#include <algorithm>
 #include <cerrno>
 #include <filesystem>
 #include <optional>
@@ -33,19 +32,22 @@ upath childOf(const upath& folder, const ustring& name) {
   return upath(std::move(child));
 }
 
-/// Whether `inner` is `outer` or lies beneath it, links resolved. False when that cannot be told.
+/// Whether `inner` is the folder `outer` or lies beneath it, whatever links lead to either.
 bool isWithin(const upath& outer, const upath& inner) {
+  namespace fs = std::filesystem;
   using fl::filesystem::detail::make_native_access_form_i18n;
+  const fs::path top = make_native_access_form_i18n(outer);
   std::error_code failed;
-  const auto above = std::filesystem::canonical(make_native_access_form_i18n(outer), failed);
-  if (failed) {
-    return false;
+  fs::path folder = fs::canonical(make_native_access_form_i18n(inner), failed);
+  bool within = !failed && fs::equivalent(folder, top, failed);
+  while (!within && !failed && folder.has_relative_path()) {
+    folder = folder.parent_path();
+    within = fs::equivalent(folder, top, failed);
   }
-  const auto below = std::filesystem::canonical(make_native_access_form_i18n(inner), failed);
   if (failed) {
-    return false;
+    throw fl::filesystem::SystemError(failed.value(), inner, {});
   }
-  return std::mismatch(above.begin(), above.end(), below.begin(), below.end()).first == above.end();
+  return within;
 }
 
 /// Entries that a folder move leaves behind: hidden ones, and those with a name of one character.

@@ -6,6 +6,7 @@
 #include <fl/i18n/convert.h>
 #include <fl/log/Logger.h>
 
+#include <cerrno>
 #include <exception>
 #include <utility>
 
@@ -31,13 +32,13 @@ Fault faultOf(const FileServiceException& refusal) {
 
 const std::string& conditionOf(const fl::filesystem::SystemError& error) {
   switch (error.get_error_code()) {
-  case 28:
+  case ENOSPC:
     return FaultCondition::OVER_DISK_QUOTA;
-  case 27:
+  case EFBIG:
     return FaultCondition::FILE_TOO_BIG;
-  case 16:
+  case EBUSY:
     return FaultCondition::RESOURCE_IN_USE;
-  case 22:
+  case EINVAL:
     return FaultCondition::FILE_NAME_NOT_SUPPORTED;
   default:
     return FaultCondition::FILE_IO_GENERIC;
@@ -72,15 +73,22 @@ const std::string& currentCondition() {
   }
 }
 
-/// The fault names the request and not the cause, which would be lost otherwise.
-void logCause(const std::string& contextText) {
-  fl::log::Logger logger("connector::file");
+std::string currentCause() {
   try {
     throw;
   } catch (const std::exception& cause) {
-    logger.warning(contextText + ": " + cause.what());
+    return cause.what();
   } catch (...) {
-    logger.warning(contextText);
+    return "unknown";
+  }
+}
+
+/// The fault names the request and not the cause, which would be lost otherwise.
+void logCause(const std::string& contextText, const std::string& cause) {
+  try {
+    fl::log::Logger("connector::file").warning(contextText + ": " + cause);
+  } catch (...) {
+    return; // a log that cannot be written must not cost the caller the answer
   }
 }
 
@@ -92,7 +100,7 @@ Fault currentFault(const std::string& contextText, const std::vector<std::u16str
   } catch (const FileServiceException& refusal) {
     return faultOf(refusal);
   } catch (...) {
-    logCause(contextText);
+    logCause(contextText, currentCause());
     return faultOf(FileServiceException::IO_ERROR, contextText, currentCondition(), paths);
   }
 }

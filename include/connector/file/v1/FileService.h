@@ -52,8 +52,9 @@ public:
   /// The contents and the description of a regular file of less than 20,000,000 bytes, in one
   /// read. Anything else that is missing or no regular file fails with a plain std::runtime_error;
   /// refuses a file that may not be read (FILE_ACCESS_DENIED), is too big or cannot be opened
-  /// (FILE_IO_GENERIC). Throws std::runtime_error("Out of memory!"). A file that changes while it
-  /// is read may come out mixed, one that shrinks comes out shorter. Changes nothing.
+  /// (FILE_IO_GENERIC). Throws std::runtime_error("Out of memory!"), and SystemError when the disk
+  /// fails in the middle. A file that changes while it is read may come out mixed, one that shrinks
+  /// comes out shorter. Changes nothing.
   virtual Future<File> read(const ustring& path) = 0;
 
   /// Writes the File's contents over an existing file. Returns the file. Refuses an invalid name
@@ -83,14 +84,15 @@ public:
   /// both. A folder is made anew and its entries are moved one by one; entries whose name begins
   /// with a dot or has one character stay behind, and with them the source folder, which the
   /// platform then refuses to delete. A failure half-way leaves the entries moved so far at the
-  /// target and the others at the source. A folder that is moved into or beneath itself ends in
-  /// such a failure.
+  /// target and the others at the source. A folder is not moved into or beneath itself: SystemError
+  /// with EINVAL before anything is touched. A link is moved as what it leads to, and then deleted.
   virtual Future<FileInfo> move(const ustring& from, const ustring& to) = 0;
 
-  /// Deletes a file, a link, or a folder with everything beneath it; never follows a link. Returns
+  /// Deletes a file, a link, or a folder with everything beneath it; a link's target stays. Returns
   /// the description of the path, now missing. Refuses an invalid name (FILE_NAME_NOT_SUPPORTED)
-  /// and a missing path (FILE_NOT_FOUND). A deletion that fails is tried again for about a second,
-  /// blocking the caller, and then throws what the platform threw; part of a folder may be gone.
+  /// and a missing path (FILE_NOT_FOUND), which a link that leads nowhere is, too. A deletion that
+  /// fails is tried again for about a second, blocking the caller, and then throws what the
+  /// platform threw; part of a folder may be gone.
   virtual Future<FileInfo> remove(const ustring& path) = 0;
 
   /// Describes the path; the empty path is the current folder. A missing path is described as

@@ -12,18 +12,19 @@
 
 /// A one-shot result: set once, read once, and either a value, an exception or a cancellation.
 ///
-///                  setValue                                 get: moves the value out
-///               +-----------> value      --+
-///   pending ----+ setException             +--> retrieved   get: rethrows the exception
-///   (get and    +-----------> exception  --+
-///    wait block)| cancel
-///               +-----------> cancelled                     get: throws; a late setValue or
-///                                                           setException is ignored
+///               setValue
+///            +-------------> value       get moves the value out
+///            | setException
+///   pending -+-------------> exception   get rethrows the exception
+///            | cancel
+///            +-------------> cancelled   get throws; a late setValue or setException is ignored
 ///
-/// The shared state belongs to its Promise, its Futures and every call that runs in it. A
-/// continuation takes the place of `get`: it runs once, on the thread that sets the result (or that
-/// attaches it, when the result is there already), without any lock held. A Promise that is
-/// abandoned leaves its state pending for ever, and a cancelled state never runs its continuation.
+/// `get` and `wait` block while the state is pending. The first `get` counts as the only reader,
+/// whatever it meets. The state belongs to its Promises, its Futures and every call that runs in
+/// it. A continuation takes the place of `get`: it runs once, on the thread that sets the result
+/// (or that attaches it, when the result is there already), without any lock held. A Promise that
+/// is abandoned leaves its state pending for ever, and a cancelled state never runs its
+/// continuation.
 namespace connector {
 
 template <typename T>
@@ -35,7 +36,9 @@ class Continuation {
 public:
   virtual ~Continuation() = default;
 
-  /// The Future is valid, has its result, and may be read with `get`.
+  /// The Future is valid and has its result; its `get` may lose to another reader of the state. An
+  /// exception leaves the call that ran the continuation, after the waiters have been woken; the
+  /// result stays.
   virtual void invoke(Future<T>&& future) = 0;
 
 protected:
@@ -52,7 +55,9 @@ enum class FutureStatus : std::int32_t { pending = 0, value = 1, exception = 2, 
 template <typename T>
 class CONNECTOR_FILE_EXPORT SharedFutureState
     : public std::enable_shared_from_this<SharedFutureState<T>> {
-  struct Token {};
+  struct Token {
+    explicit Token() = default; // or {} would name one
+  };
 
 public:
   /// The only way to one: object and reference count in one allocation.
@@ -72,7 +77,7 @@ public:
     resolve(FutureStatus::value, [&value] { return hold<T>(std::move(value)); });
   }
 
-  /// As setValue.
+  /// As setValue. The exception must not be null.
   void setException(std::exception_ptr exception) {
     resolve(FutureStatus::exception,
             [&exception] { return hold<std::exception_ptr>(std::move(exception)); });
@@ -80,14 +85,12 @@ public:
 
   /// Makes a pending state cancelled and wakes its readers; false, and nothing done, otherwise.
   bool cancel() {
-    {
-      const std::lock_guard lock(mutex);
-      if (status != FutureStatus::pending) {
-        return false;
-      }
-      status = FutureStatus::cancelled;
+    std::unique_lock lock(mutex);
+    if (status != FutureStatus::pending) {
+      return false;
     }
-    ready.notify_all();
+    status = FutureStatus::cancelled;
+    complete(std::move(lock));
     return true;
   }
 
@@ -160,28 +163,25 @@ private:
     complete(std::move(lock));
   }
 
+  struct WakeAll {
+    void operator()(std::condition_variable* waiters) const { waiters->notify_all(); }
+  };
+
   void complete(std::unique_lock<std::mutex> lock) {
-    struct Broadcast {
-      std::condition_variable& waiters;
-
-      ~Broadcast() { waiters.notify_all(); }
-    };
-
     // Left in reverse order: the continuation is destroyed, then the waiters are woken, also when
-    // it has thrown, then the state loses what may be its last owner.
-    std::shared_ptr<SharedFutureState> owner;
-    const Broadcast broadcast{ready};
+    // it has thrown, then the state is let go, all of whose other owners may be gone by then.
+    const auto owner = this->shared_from_this();
+    const std::unique_ptr<std::condition_variable, WakeAll> broadcast(&ready);
     const bool hasResult = status == FutureStatus::value || status == FutureStatus::exception;
     const auto taken = hasResult ? std::move(continuation) : nullptr;
-    if (taken != nullptr) {
-      continuationAttached = false;
-      retrieved = false;
+    if (taken == nullptr) {
+      lock.unlock();
+      return;
     }
+    continuationAttached = false;
+    retrieved = false;
     lock.unlock();
-    if (taken != nullptr) {
-      owner = this->shared_from_this();
-      taken->invoke(Future<T>(owner));
-    }
+    taken->invoke(Future<T>(owner));
   }
 
   void refuseSecondReader() const {
@@ -202,9 +202,9 @@ private:
 
 } // namespace detail
 
-/// The consuming end. Movable; a moved-from Future is invalid, and every operation but `valid`
-/// throws std::runtime_error("Future state isn't valid!") on it. One thread at a time may use one
-/// Future; the state behind it is thread-safe.
+/// The consuming end. Movable, not copyable; a moved-from Future is invalid, and every operation
+/// but `valid` throws std::runtime_error("Future state isn't valid!") on it. One thread at a time
+/// may use one Future; the state behind it is thread-safe.
 template <typename T>
 class CONNECTOR_FILE_EXPORT Future {
 public:
@@ -212,6 +212,12 @@ public:
 
   /// Invalid.
   Future() = default;
+
+  Future(Future&&) noexcept = default;
+  Future& operator=(Future&&) noexcept = default;
+  Future(const Future&) = delete;
+  Future& operator=(const Future&) = delete;
+  ~Future() = default;
 
   explicit Future(std::shared_ptr<State> state) noexcept
       : state_(std::move(state)) {}
@@ -228,13 +234,10 @@ public:
   [[nodiscard]] bool hasException() const { return checked().hasException(); }
 
   /// A further owner of the state.
-  [[nodiscard]] std::shared_ptr<State> state() const {
-    checked();
-    return state_;
-  }
+  [[nodiscard]] std::shared_ptr<State> state() const { return checked().shared_from_this(); }
 
 private:
-  State& checked() const {
+  [[nodiscard]] State& checked() const {
     if (!valid()) {
       throw std::runtime_error("Future state isn't valid!");
     }
@@ -244,19 +247,21 @@ private:
   std::shared_ptr<State> state_;
 };
 
-/// The producing end.
+/// The producing end. Copies share the state, and moving is copying: no Promise is without one. The
+/// reader that a result wakes may destroy the Promise at once.
 template <typename T>
 class CONNECTOR_FILE_EXPORT Promise {
 public:
   Promise()
       : state_(detail::SharedFutureState<T>::create()) {}
 
-  // A reader that is let go may end the Promise at once, hence the second owner.
-  void setValue(T value) { std::shared_ptr(state_)->setValue(std::move(value)); }
+  Promise(const Promise&) = default;
+  Promise& operator=(const Promise&) = default;
+  ~Promise() = default;
 
-  void setException(std::exception_ptr exception) {
-    std::shared_ptr(state_)->setException(std::move(exception));
-  }
+  void setValue(T value) { state_->setValue(std::move(value)); }
+
+  void setException(std::exception_ptr exception) { state_->setException(std::move(exception)); }
 
   /// A Future on the state, as often as asked for; only one of them can be read.
   [[nodiscard]] Future<T> getFuture() const { return Future<T>(state_); }

@@ -1,0 +1,174 @@
+#pragma once
+
+#include "support/ChildProcess.h"
+#include "support/ScratchFolder.h"
+
+#include <connector/file/v1/FileServiceException.h>
+#include <connector/file/v1/FileServiceImpl.h>
+
+#include <fl/filesystem/exceptions.h>
+#include <fl/i18n/convert.h>
+
+#include <boost/any.hpp>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <cstdint>
+#include <filesystem>
+#include <fstream>
+#include <functional>
+#include <map>
+#include <memory>
+#include <sstream>
+#include <stdexcept>
+#include <string>
+#include <string_view>
+#include <sys/stat.h>
+#include <tuple>
+#include <type_traits>
+#include <unistd.h>
+#include <utility>
+#include <vector>
+
+namespace connector::file::v1::test {
+
+/// Condition, message and paths: what a FileServiceException tells apart from its id, which is
+/// always the same.
+using Refusal = std::tuple<std::string, ustring, std::vector<ustring>>;
+
+/// "plain" and its text for a failure that is no FileServiceException; "ok", and "no" for a false,
+/// for none.
+template <typename T>
+Refusal refusalOf(Future<T> future) {
+  const fl::i18n::codecvt_ustring_to_string utf8("UTF-8", true);
+  try {
+    if constexpr (std::is_same_v<T, bool>)
+      return {future.get() ? "ok" : "no", {}, {}};
+    future.get();
+    return {"ok", {}, {}};
+  } catch (const FileServiceException& refusal) {
+    EXPECT_EQ(refusal.getId(), "FileService.IOError");
+    const std::string what = "An error occurred in the fileservice, FileService.IOError " +
+                             fl::i18n::to_string(refusal.getMessage(), utf8);
+    EXPECT_STREQ(refusal.what(), what.c_str());
+    return {refusal.getCondition(), refusal.getMessage(), refusal.getPaths()};
+  } catch (const std::runtime_error& error) {
+    return {"plain", fl::i18n::to_ustring(error.what()), {}};
+  }
+}
+
+/// How a call ends, in one word: as refusalOf, or the code of the platform exception that it threw.
+template <typename Call>
+std::string outcomeOf(const Call& call) {
+  try {
+    return std::get<0>(refusalOf(call()));
+  } catch (const fl::filesystem::FsysExceptionBase& error) {
+    return std::to_string(error.get_error_code());
+  }
+}
+
+inline File fileAt(const ustring& location, std::string_view contents = {}) {
+  return {FileInfo(location, false), DataBuffer(contents)};
+}
+
+inline File folderAt(const ustring& location) {
+  return File(FileInfo(location, true));
+}
+
+template <typename T>
+T attribute(const FileInfo& info, const std::string& key) {
+  const boost::any* const value = info.findAttribute(key);
+  return value == nullptr ? throw std::out_of_range(key) : boost::any_cast<T>(*value);
+}
+
+/// Everything at and beneath `root`: path to kind and permissions, size, modification time, and
+/// contents or link target.
+inline std::map<std::string, std::string> snapshot(const std::filesystem::path& root) {
+  namespace fs = std::filesystem;
+  std::map<std::string, std::string> entries;
+  const auto note = [&entries](const fs::path& path) {
+    struct stat st {};
+    ::lstat(path.c_str(), &st);
+    std::ostringstream text;
+    text << std::oct << st.st_mode << std::dec << ' ' << st.st_size << ' ' << st.st_mtim.tv_sec
+         << '.' << st.st_mtim.tv_nsec << ' ';
+    if (S_ISLNK(st.st_mode))
+      text << fs::read_symlink(path);
+    if (S_ISREG(st.st_mode)) {
+      std::string contents(static_cast<std::size_t>(st.st_size), '\0');
+      std::ifstream(path, std::ios::binary).read(contents.data(), st.st_size);
+      text << std::hash<std::string>()(contents);
+    }
+    entries[path.string()] = text.str();
+  };
+  note(root);
+  constexpr auto options = fs::directory_options::skip_permission_denied;
+  if (fs::is_directory(root))
+    for (const auto& entry : fs::recursive_directory_iterator(root, options))
+      note(entry.path());
+  return entries;
+}
+
+/// A service and a folder of its own.
+class FileServiceTest : public connector::test::ScratchFolder {
+protected:
+  /// Runs `body` in a child process whose current folder is the scratch folder, so that received
+  /// and absolute paths differ.
+  void inFolder(const std::function<void()>& body) const {
+    connector::test::inChildProcess([&] {
+      std::filesystem::current_path(folder());
+      body();
+    });
+  }
+
+  /// The call ends so, and the disk is as it was.
+  template <typename Call>
+  void endsUntouched(const Call& call, const std::string& expected) const {
+    const auto before = snapshot(folder());
+    EXPECT_EQ(outcomeOf(call), expected);
+    EXPECT_EQ(snapshot(folder()), before);
+  }
+
+  const ustring root = folder().u16string() + u"/";
+  std::shared_ptr<FileService> service = std::make_shared<FileServiceImpl>();
+};
+
+/// Writes down the calls that reach it; lets the one about `failing` fail.
+class RecordingService : public FileServiceImpl {
+public:
+  Future<FileInfo> create(File&& file, bool overwrite) override {
+    const ustring path = file.getFileInfo().getLocation();
+    calls.push_back((file.getFileInfo().isDirectory() ? u"create folder " : u"create file ") +
+                    path + (overwrite ? u" over" : u""));
+    return path == failing ? fail() : FileServiceImpl::create(std::move(file), overwrite);
+  }
+
+  Future<File> read(const ustring& path) override {
+    calls.push_back(u"read " + path);
+    return FileServiceImpl::read(path);
+  }
+
+  Future<FileInfo> update(File&& file) override {
+    calls.push_back(u"update " + file.getFileInfo().getLocation());
+    return FileServiceImpl::update(std::move(file));
+  }
+
+  Future<FileInfo> move(const ustring& from, const ustring& to) override {
+    calls.push_back(u"move " + from + u" " + to);
+    return from == failing ? fail() : FileServiceImpl::move(from, to);
+  }
+
+  std::vector<ustring> calls;
+  ustring failing = u"nothing";
+  std::shared_ptr<Future<FileInfo>::State> failure;
+
+private:
+  Future<FileInfo> fail() {
+    Promise<FileInfo> promise;
+    promise.setException(std::make_exception_ptr(std::runtime_error("scripted")));
+    failure = promise.getFuture().state();
+    return promise.getFuture();
+  }
+};
+
+} // namespace connector::file::v1::test
