@@ -64,8 +64,8 @@ ExitStatus serve(const Options& options, const Api& api, int stop) {
   FrameReader reader(input, options.maxMessage);
   const JsonRpc protocol(api);
   while (const auto incoming = reader.next()) {
-    const auto answer = protocol.answer(*incoming);
-    if (answer && !writeAll(STDOUT_FILENO, frame(reader.framing(), *answer)))
+    auto answer = protocol.answer(*incoming);
+    if (answer && !writeAll(STDOUT_FILENO, frame(reader.framing(), *std::move(answer))))
       break;
   }
   return ExitStatus::success;

@@ -11,7 +11,6 @@ namespace connector::host {
 namespace {
 
 constexpr std::size_t CHUNK = 64UL * 1024;
-constexpr std::size_t KEPT_CAPACITY = 1024UL * 1024;
 constexpr std::size_t HEADER_LIMIT = 8UL * 1024;
 constexpr std::string_view WHITE_SPACE = " \t\r\n";
 constexpr std::string_view CONTENT_LENGTH = "content-length";
@@ -41,15 +40,11 @@ std::optional<std::size_t> parseLength(std::string_view text) {
 
 } // namespace
 
-std::string frame(Framing framing, std::string_view text) {
-  std::string result;
-  result.reserve(text.size() + 40);
-  if (framing == Framing::contentLength)
-    return result.append("Content-Length: ")
-        .append(std::to_string(text.size()))
-        .append("\r\n\r\n")
-        .append(text);
-  return result.append(text).append("\n");
+std::string frame(Framing framing, std::string text) {
+  if (framing == Framing::lines)
+    return std::move(text.append("\n"));
+  const auto header = "Content-Length: " + std::to_string(text.size()) + "\r\n\r\n";
+  return std::move(text.insert(0, header));
 }
 
 std::optional<Incoming> FrameReader::next() {
@@ -63,11 +58,12 @@ std::optional<Incoming> FrameReader::next() {
 
 std::optional<Framing> FrameReader::findFraming() {
   do {
-    begin_ = std::min(buffer_.find_first_not_of(WHITE_SPACE, begin_), buffer_.size());
-  } while (pending().empty() && fill());
-  if (pending().empty())
+    const auto text = pending_.view();
+    pending_.drop(std::min(text.find_first_not_of(WHITE_SPACE), text.size()));
+  } while (pending_.empty() && fill());
+  if (pending_.empty())
     return std::nullopt;
-  const char first = pending().front();
+  const char first = pending_.view().front();
   return first == 'C' || first == 'c' ? Framing::contentLength : Framing::lines;
 }
 
@@ -114,21 +110,21 @@ std::optional<std::size_t> FrameReader::lengthIn(std::string_view header) const 
 std::optional<Incoming> FrameReader::readBody(std::size_t length) {
   lost_ = false;
   if (length <= limit_) {
-    while (pending().size() < length) {
+    while (pending_.view().size() < length) {
       if (fill())
         continue;
-      begin_ = buffer_.size();
+      pending_.clear();
       return Unreadable::cutShort;
     }
     return take(length);
   }
-  while (length > pending().size()) {
-    length -= pending().size();
-    begin_ = buffer_.size();
+  while (length > pending_.view().size()) {
+    length -= pending_.view().size();
+    pending_.clear();
     if (!fill())
       return Unreadable::tooLong;
   }
-  begin_ += length;
+  pending_.drop(length);
   return Unreadable::tooLong;
 }
 
@@ -136,42 +132,36 @@ std::optional<FrameReader::Line> FrameReader::readLine(std::size_t limit) {
   bool tooLong = false;
   std::size_t searched = 0;
   for (;;) {
-    const auto end = pending().find('\n', searched);
+    const auto end = pending_.view().find('\n', searched);
     if (end != std::string_view::npos) {
       Line line{take(end), tooLong || end > limit};
-      ++begin_;
+      pending_.drop(1);
       return line;
     }
-    searched = pending().size();
-    if (searched > limit) {
+    searched = pending_.view().size();
+    if (searched > (tooLong ? HEADER_LIMIT : limit)) { // of a long line only a tail is kept
       tooLong = true;
-      begin_ = buffer_.size();
+      pending_.clear();
       searched = 0;
     }
     if (!fill())
       break;
   }
-  if (pending().empty() && !tooLong)
+  if (pending_.view().empty() && !tooLong)
     return std::nullopt;
-  const bool longer = tooLong || pending().size() > limit;
-  return Line{take(pending().size()), longer};
+  const bool longer = tooLong || pending_.view().size() > limit;
+  return Line{take(pending_.view().size()), longer};
 }
 
 std::string FrameReader::take(std::size_t size) {
-  std::string result(pending().substr(0, size));
-  begin_ += size;
+  std::string result(pending_.view().substr(0, size));
+  pending_.drop(size);
   return result;
 }
 
 bool FrameReader::fill() {
-  buffer_.erase(0, begin_);
-  begin_ = 0;
-  if (buffer_.empty() && buffer_.capacity() > KEPT_CAPACITY)
-    buffer_.shrink_to_fit();
-  const auto kept = buffer_.size();
-  buffer_.resize(kept + CHUNK);
-  const auto count = input_.read(&buffer_[kept], CHUNK);
-  buffer_.resize(kept + count);
+  const auto count = input_.read(pending_.room(CHUNK), CHUNK);
+  pending_.add(count);
   return count > 0;
 }
 

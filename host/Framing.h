@@ -1,5 +1,6 @@
 #pragma once
 
+#include "ByteQueue.h"
 #include "Descriptors.h"
 
 #include <cstddef>
@@ -25,7 +26,8 @@ enum class Unreadable {
 
 using Incoming = std::variant<std::string, Unreadable>;
 
-std::string frame(Framing framing, std::string_view text);
+/// Takes the text over, so that a long one is not copied.
+std::string frame(Framing framing, std::string text);
 
 /// Takes one text after another off an Input. The first byte that is not white space settles the
 /// framing for good: `C` or `c` begins headers, anything else a line.
@@ -61,16 +63,11 @@ private:
   bool fill();
   std::string take(std::size_t size);
 
-  [[nodiscard]] std::string_view pending() const {
-    return std::string_view(buffer_).substr(begin_);
-  }
-
   Input& input_;
   std::size_t limit_;
   std::optional<Framing> framing_;
   bool lost_ = false; ///< between headers without a length and the next length
-  std::string buffer_;
-  std::size_t begin_ = 0; ///< of what is pending in the buffer
+  ByteQueue pending_;
 };
 
 } // namespace connector::host

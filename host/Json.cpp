@@ -3,7 +3,6 @@
 #include <Poco/Exception.h>
 #include <Poco/JSON/Array.h>
 #include <Poco/JSON/Parser.h>
-#include <Poco/JSON/Stringifier.h>
 
 #include <algorithm>
 #include <charconv>
@@ -164,12 +163,6 @@ Poco::Dynamic::Var parseJson(const std::string& text) {
   if (parseContainer("[" + text + "]").extract<Poco::JSON::Array::Ptr>()->size() != 1)
     throw JsonError("not one value");
   return {};
-}
-
-std::string writeJson(const Poco::Dynamic::Var& value) {
-  std::ostringstream out;
-  Poco::JSON::Stringifier::stringify(value, out);
-  return out.str();
 }
 
 std::string writePrettyJson(const Poco::JSON::Object& object) {

@@ -10,7 +10,7 @@
 #include <string_view>
 #include <vector>
 
-/// JSON text and Poco's values, the one place where one becomes the other.
+/// JSON text to Poco's values, and to the texts of its parts; JsonWriter.h has the way back.
 namespace connector::host {
 
 /// Levels of arrays and objects that a text may have.
@@ -24,9 +24,6 @@ class JsonError : public std::runtime_error {
 /// that is no JSON, or no UTF-8, or nested too deep, a JsonError. Of members with the same name
 /// the last one counts. A number beyond 64 bits becomes the nearest double.
 Poco::Dynamic::Var parseJson(const std::string& text);
-
-/// One line of UTF-8.
-std::string writeJson(const Poco::Dynamic::Var& value);
 
 /// For people to read.
 std::string writePrettyJson(const Poco::JSON::Object& object);

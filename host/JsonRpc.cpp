@@ -1,6 +1,7 @@
 #include "JsonRpc.h"
 
 #include "Json.h"
+#include "JsonWriter.h"
 
 #include <Poco/Exception.h>
 #include <Poco/JSON/Array.h>
@@ -30,12 +31,7 @@ struct Error {
   std::string message;
 };
 
-/// A response message, written out.
-struct Result {
-  std::string text;
-};
-
-using Reply = std::variant<Result, Error>;
+using Reply = std::variant<Object::Ptr, Error>;
 
 /// What ties a reply to its request, sent back as the very text that came.
 class Id {
@@ -58,18 +54,22 @@ private:
   std::string text_;
 };
 
-std::string member(const Result& result) {
-  return "\"result\":" + result.text;
+void appendMember(std::string& out, const Object::Ptr& result) {
+  out += R"("result":)";
+  appendJson(out, result);
 }
 
-std::string member(const Error& error) {
-  return R"("error":{"code":)" + std::to_string(static_cast<int>(error.code)) + R"(,"message":)" +
-         writeJson(error.message) + "}";
+void appendMember(std::string& out, const Error& error) {
+  out.append(R"("error":{"code":)").append(std::to_string(static_cast<int>(error.code)));
+  out.append(R"(,"message":)");
+  appendJson(out, error.message);
+  out += '}';
 }
 
 std::string write(const Id& id, const Reply& reply) {
-  const auto outcome = std::visit([](const auto& kind) { return member(kind); }, reply);
-  return R"({"jsonrpc":"2.0","id":)" + id.text() + "," + outcome + "}";
+  std::string out = R"({"jsonrpc":"2.0","id":)" + id.text() + ",";
+  std::visit([&out](const auto& member) { appendMember(out, member); }, reply);
+  return out.append("}");
 }
 
 std::string refuse(const Id& id, ErrorCode code, std::string message) {
@@ -111,7 +111,7 @@ Reply replyFrom(const Refusal& refusal) {
 }
 
 Reply replyFrom(const Object::Ptr& response) {
-  return Result{writeJson(response)};
+  return response;
 }
 
 /// Carries out a well-shaped request; every failure becomes a value here.

@@ -19,6 +19,8 @@ Poco::Util::OptionSet optionSet() {
   set.addOption(Poco::Util::Option("help", "h"));
   set.addOption(Poco::Util::Option("version", ""));
   set.addOption(Poco::Util::Option("max-message", "").argument("BYTES"));
+  set.addOption(Poco::Util::Option("root", "").argument("DIR").repeatable(true));
+  set.addOption(Poco::Util::Option("read-only", ""));
   return set;
 }
 
@@ -38,6 +40,10 @@ void setOption(Options& options, const std::string& name, const std::string& val
     options.command = Command::version;
   else if (name == "max-message")
     options.maxMessage = parseBytes(value);
+  else if (name == "root")
+    options.confinement.roots.push_back(value);
+  else if (name == "read-only")
+    options.confinement.readOnly = true;
 }
 
 void setCommand(Options& options, const std::vector<std::string>& words) {
@@ -93,11 +99,17 @@ Answers messages of the connector file service.
                     defaults to {}; - reads it from standard input
 
   --max-message BYTES  refuse messages that are longer (default 67108864)
+  --root DIR           confine all requests to this folder; may be given again
+  --read-only          refuse every change to files and folders
   -h, --help           print this text
   --version            print the version
 
 A stream that begins with { or [ has one JSON text a line; one that begins with
 C has Content-Length headers. `method` is the message type, `params` the message.
+
+The kernel does the confining (Landlock, Linux 5.19 or later), whatever the path
+or link; where it cannot, nothing is started. A path outside can be neither read
+nor changed, but that it exists, its kind, size and times are not hidden.
 
 Exit status of call: 0 success, 1 the response holds a fault, 2 no response.
 )";

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "Confinement.h"
+
 #include <cstddef>
 #include <stdexcept>
 #include <string>
@@ -13,6 +15,7 @@ struct Options {
 
   Command command = Command::serve;
   std::size_t maxMessage = 64ULL * 1024 * 1024; ///< bytes
+  Confinement confinement;
   std::string type;        ///< of `call`: as given, which may be its short name
   std::string json = "{}"; ///< of `call`: the message, or "-" for standard input
 };

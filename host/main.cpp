@@ -1,4 +1,5 @@
 #include "Commands.h"
+#include "Confinement.h"
 #include "Descriptors.h"
 #include "FileApi.h"
 #include "Json.h"
@@ -14,11 +15,11 @@ namespace {
 
 using namespace connector::host;
 
-/// Sets the process up, then answers: whatever limits what requests can do comes before the
-/// FileApi.
 ExitStatus answerRequests(const Options& options) {
   reserveStandardDescriptors();
   const Termination termination;
+  if (options.confinement.isNeeded())
+    confine(options.confinement);
 
   const FileApi files;
   const Api api = [&files](const auto& type, const auto& params) {

@@ -225,7 +225,6 @@ TEST(ConnectorHost, SecondSignalEndsItAtOnce) {
 }
 
 TEST(ConnectorHost, ReaderThatWentAwayEndsItQuietly) {
-  ASSERT_NE(std::signal(SIGPIPE, SIG_DFL), SIG_ERR); // the host's own choice is tested
   Running host({});
   host.settle();
   host.endOutput();

@@ -1,0 +1,102 @@
+#include "Confinement.h"
+
+#include <cerrno>
+#include <cstdint>
+#include <fcntl.h>
+#include <linux/landlock.h>
+#include <stdexcept>
+#include <sys/prctl.h>
+#include <sys/syscall.h>
+#include <system_error>
+#include <unistd.h>
+#include <utility>
+
+namespace connector::host {
+
+namespace {
+
+// Before this version a file cannot be renamed from one folder to another.
+constexpr long OLDEST_VERSION = 2;
+
+constexpr std::uint64_t READING = LANDLOCK_ACCESS_FS_READ_FILE | LANDLOCK_ACCESS_FS_READ_DIR;
+
+// Rights that are younger than the oldest headers this is built with.
+constexpr std::uint64_t TRUNCATE = 1ULL << 14U;  // version 3
+constexpr std::uint64_t IOCTL_DEV = 1ULL << 15U; // version 5
+
+/// Every right that this kernel knows and that is therefore denied where it is not allowed.
+std::uint64_t allRights(long version) {
+  std::uint64_t rights = (LANDLOCK_ACCESS_FS_REFER << 1U) - 1;
+  if (version >= 3) {
+    rights |= TRUNCATE;
+  }
+  if (version >= 5) {
+    rights |= IOCTL_DEV;
+  }
+  return rights;
+}
+
+[[noreturn]] void fail(const std::string& what) {
+  throw std::system_error(errno, std::generic_category(), what);
+}
+
+class Descriptor {
+public:
+  Descriptor(long number, const std::string& what)
+      : number_(static_cast<int>(number)) {
+    if (number < 0) {
+      fail(what);
+    }
+  }
+
+  ~Descriptor() { close(number_); }
+
+  Descriptor(const Descriptor&) = delete;
+  Descriptor& operator=(const Descriptor&) = delete;
+
+  [[nodiscard]] int get() const { return number_; }
+
+private:
+  int number_;
+};
+
+long supportedVersion() {
+  const long version =
+      syscall(SYS_landlock_create_ruleset, nullptr, 0, LANDLOCK_CREATE_RULESET_VERSION);
+  if (version < OLDEST_VERSION) {
+    throw std::runtime_error("--root and --read-only need a kernel with Landlock version 2 (Linux "
+                             "5.19 or later, with Landlock enabled)");
+  }
+  return version;
+}
+
+void allow(const Descriptor& ruleset, const std::string& root, std::uint64_t rights) {
+  const Descriptor folder(open(root.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC), "--root " + root);
+  landlock_path_beneath_attr rule{};
+  rule.allowed_access = rights;
+  rule.parent_fd = folder.get();
+  if (syscall(SYS_landlock_add_rule, ruleset.get(), LANDLOCK_RULE_PATH_BENEATH, &rule, 0) != 0) {
+    fail("--root " + root);
+  }
+}
+
+} // namespace
+
+void confine(const Confinement& confinement) {
+  const std::uint64_t all = allRights(supportedVersion());
+  landlock_ruleset_attr attributes{};
+  attributes.handled_access_fs = all;
+  const Descriptor ruleset(syscall(SYS_landlock_create_ruleset, &attributes, sizeof attributes, 0),
+                           "Landlock");
+
+  const std::vector<std::string> anywhere{"/"};
+  for (const auto& root : confinement.roots.empty() ? anywhere : confinement.roots) {
+    allow(ruleset, root, confinement.readOnly ? READING : all);
+  }
+  if (prctl(PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0) != 0 ||
+      syscall(SYS_landlock_restrict_self, ruleset.get(), 0) != 0) {
+    fail("Landlock");
+  }
+}
+
+} // namespace connector::host

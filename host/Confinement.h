@@ -1,0 +1,22 @@
+#pragma once
+
+#include <string>
+#include <vector>
+
+namespace connector::host {
+
+/// What the process may do with files.
+struct Confinement {
+  std::vector<std::string> roots; ///< nothing outside these folders; none given: anywhere
+  bool readOnly = false;          ///< nothing is created, changed or removed
+
+  [[nodiscard]] bool isNeeded() const { return readOnly || !roots.empty(); }
+};
+
+/// Has the kernel (Landlock) hold this thread, and what it starts, to the confinement, for good;
+/// links and ".." lead nowhere outside. It does not hide that a path exists, nor what kind, size
+/// and times it has. Throws std::runtime_error when the kernel cannot do it or a root is no folder;
+/// the process must not go on then.
+void confine(const Confinement& confinement);
+
+} // namespace connector::host
