@@ -15,8 +15,6 @@ std::string describe(const std::string& id, const fl::i18n::ustring& message) {
 
 } // namespace
 
-const std::string FileServiceException::IO_ERROR = "FileService.IOError";
-
 FileServiceException::FileServiceException(std::string id, fl::i18n::ustring message,
                                            std::string condition,
                                            std::vector<fl::i18n::ustring> paths)

@@ -17,7 +17,6 @@ using common::v1::FaultCondition;
 using file_common::v1::isValidFileName;
 using fl::filesystem::file_status;
 using fl::filesystem::upath;
-using fl::filesystem::detail::extract_filename;
 using fl::filesystem::detail::upath_directory_iterator_impl;
 
 namespace {

@@ -117,7 +117,7 @@ struct FirstFault {
     }
   }
 
-  [[nodiscard]] NoArgument read(const Object&) const { return {}; }
+  [[nodiscard]] static NoArgument read(const Object&) { return {}; }
 
   template <typename M>
   void assign(const Object&, M&) const {}

@@ -71,24 +71,24 @@ Object::Ptr toObject(const Fault& fault) {
 } // namespace
 
 template <>
-std::u16string readOr(const Object& object, const char* key, std::u16string defaultValue) {
+std::u16string readOr(const Object& object, const char* key, const std::u16string& defaultValue) {
   const Poco::Dynamic::Var value = object.get(key);
   return value.isEmpty() ? defaultValue : fromUtf8(value.convert<std::string>());
 }
 
 template <>
-File readOr(const Object& object, const char* key, File /*defaultValue*/) {
+File readOr(const Object& object, const char* key, const File& /*defaultValue*/) {
   return file_common::v1::toFile(object.getObject(key));
 }
 
 template <>
-FileInfo readOr(const Object& object, const char* key, FileInfo /*defaultValue*/) {
+FileInfo readOr(const Object& object, const char* key, const FileInfo& /*defaultValue*/) {
   return file_common::v1::toFileInfo(object.getObject(key));
 }
 
 template <>
 std::vector<FileInfo> readOr(const Object& object, const char* key,
-                             std::vector<FileInfo> /*defaultValue*/) {
+                             const std::vector<FileInfo>& /*defaultValue*/) {
   return file_common::v1::toFileInfos(object.getArray(key));
 }
 

@@ -19,23 +19,23 @@ using Object = Poco::JSON::Object;
 
 /// The value under the key in Poco's dynamic conversion; the default when absent or null.
 template <typename T>
-T readOr(const Object& object, const char* key, T defaultValue) {
+T readOr(const Object& object, const char* key, const T& defaultValue) {
   const Poco::Dynamic::Var value = object.get(key);
   return value.isEmpty() ? defaultValue : value.convert<T>();
 }
 
 // A path is UTF-8 in JSON.
 template <>
-std::u16string readOr(const Object& object, const char* key, std::u16string defaultValue);
+std::u16string readOr(const Object& object, const char* key, const std::u16string& defaultValue);
 
 // A key that is missing, or is no object or array, gives the empty value.
 template <>
-File readOr(const Object& object, const char* key, File defaultValue);
+File readOr(const Object& object, const char* key, const File& defaultValue);
 template <>
-FileInfo readOr(const Object& object, const char* key, FileInfo defaultValue);
+FileInfo readOr(const Object& object, const char* key, const FileInfo& defaultValue);
 template <>
 std::vector<FileInfo> readOr(const Object& object, const char* key,
-                             std::vector<FileInfo> defaultValue);
+                             const std::vector<FileInfo>& defaultValue);
 
 template <typename T>
 void write(Object& object, const char* key, const T& value) {

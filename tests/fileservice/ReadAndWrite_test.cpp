@@ -55,10 +55,13 @@ TEST_F(ReadAndWrite, ReadsEveryByteUpToTheLimit) {
   writeFile("empty");
   writeFile("bytes", std::string("\0a\r\n\xFF\0"sv));
   std::filesystem::resize_file(writeFile("largest", "x"), 19'999'999);
-  EXPECT_EQ(service->read(textAt("empty")).get().getContents().view(), "");
+  const File empty = service->read(textAt("empty")).get();
+  EXPECT_EQ(empty.getContents().view(), "");
+  EXPECT_NE(empty.getContents().data(), nullptr); // a block also for no bytes
   EXPECT_EQ(service->read(textAt("bytes")).get().getContents().view(), "\0a\r\n\xFF\0"sv);
   const File largest = service->read(textAt("largest")).get();
-  EXPECT_EQ(largest.getContents().view(), "x" + std::string(19'999'998, '\0'));
+  EXPECT_EQ(largest.getContents().size(), 19'999'999);
+  EXPECT_EQ(largest.getContents().view().find_last_not_of('\0'), 0);
   EXPECT_EQ(attribute<std::uint64_t>(largest.getFileInfo(), FileAttributes::SIZE), 19'999'999);
 }
 

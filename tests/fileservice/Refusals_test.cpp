@@ -88,7 +88,8 @@ TEST_F(Refusals, OfAFileThatCannotBeOpened) {
 
 TEST_F(Refusals, OfWriting) {
   inTree([this] {
-    const auto isFolder = u" already exists and is a directory. Directory cannot be overwritten.";
+    const ustring isFolder =
+        u" already exists and is a directory. Directory cannot be overwritten.";
     refused(service->create(fileAt(u"gone\x7F/x"), true), NAME,
             root + u"gone\x7F/x is an invalid name.", {u"x"});
     refused(service->create(fileAt(u"file", "new"), false), EXISTS, root + u"file already exists",

@@ -1,16 +1,15 @@
 #include <connector/file/v1/FileJsonSerialization.h>
-#include <connector/file/v1/Messages.h>
 
 #include <connector/json/MessageRegistry.h>
 
+#include <boost/core/demangle.hpp>
 #include <gmock/gmock.h>
 
-#include <algorithm>
+#include <cstddef>
 #include <memory>
 #include <stdexcept>
 #include <string>
-#include <typeindex>
-#include <utility>
+#include <typeinfo>
 #include <vector>
 
 namespace connector::file::v1::test {
@@ -21,44 +20,20 @@ using ::testing::ElementsAreArray;
 using ::testing::IsEmpty;
 using ::testing::UnorderedElementsAreArray;
 
-using Object = Poco::JSON::Object;
-using Entry = std::pair<std::string, std::type_index>;
+using Names = std::vector<std::string>;
 
 /// In the order in which they are registered and removed.
-const std::vector<Entry>& entries() {
-  static const std::vector<Entry> ENTRIES = {
-      {"connector/v1/CreateFile", typeid(CreateFile)},
-      {"connector/v1/CreateFileResponse", typeid(CreateFileResponse)},
-      {"connector/v1/OpenOrCreateFile", typeid(OpenOrCreateFile)},
-      {"connector/v1/OpenOrCreateFileResponse", typeid(OpenOrCreateFileResponse)},
-      {"connector/v1/OpenFile", typeid(OpenFile)},
-      {"connector/v1/OpenFileResponse", typeid(OpenFileResponse)},
-      {"connector/v1/UpdateFile", typeid(UpdateFile)},
-      {"connector/v1/UpdateFileResponse", typeid(UpdateFileResponse)},
-      {"connector/v1/CloseFile", typeid(CloseFile)},
-      {"connector/v1/CloseFileResponse", typeid(CloseFileResponse)},
-      {"connector/v1/RenameFile", typeid(RenameFile)},
-      {"connector/v1/RenameFileResponse", typeid(RenameFileResponse)},
-      {"connector/v1/MoveFile", typeid(MoveFile)},
-      {"connector/v1/MoveFileResponse", typeid(MoveFileResponse)},
-      {"connector/v1/DeleteFile", typeid(DeleteFile)},
-      {"connector/v1/DeleteFileResponse", typeid(DeleteFileResponse)},
-      {"connector/v1/ListFolder", typeid(ListFolder)},
-      {"connector/v1/ListFolderResponse", typeid(ListFolderResponse)},
-      {"connector/v1/OpenWithBrowser", typeid(OpenWithBrowser)},
-  };
-  return ENTRIES;
+const Names& messages() {
+  static const Names NAMES = {
+      "CreateFile", "CreateFileResponse", "OpenOrCreateFile", "OpenOrCreateFileResponse",
+      "OpenFile",   "OpenFileResponse",   "UpdateFile",       "UpdateFileResponse",
+      "CloseFile",  "CloseFileResponse",  "RenameFile",       "RenameFileResponse",
+      "MoveFile",   "MoveFileResponse",   "DeleteFile",       "DeleteFileResponse",
+      "ListFolder", "ListFolderResponse", "OpenWithBrowser"};
+  return NAMES;
 }
 
-std::vector<std::type_index> types() {
-  std::vector<std::type_index> result;
-  for (const auto& [name, type] : entries()) {
-    result.push_back(type);
-  }
-  return result;
-}
-
-/// Writes down what it is told; refuses the registration after the first `capacity`.
+/// Writes down the classes; refuses the registration after the first `capacity`.
 class Recorder : public json::JsonSerializer {
 public:
   explicit Recorder(std::size_t capacity = 19)
@@ -69,19 +44,25 @@ public:
     if (registered.size() == capacity) {
       throw std::length_error("full");
     }
-    const std::unique_ptr<connector::Message> message = fromJson(new Object);
+    const std::unique_ptr<connector::Message> message = fromJson(new Poco::JSON::Object);
     const connector::Message& read = *message;
-    EXPECT_EQ(std::type_index(typeid(read)), std::type_index(type));
+    EXPECT_EQ(classOf(typeid(read)), classOf(type));
+    EXPECT_EQ("connector/v1/" + classOf(type), name);
     EXPECT_FALSE(toJson(message).isNull());
-    registered.emplace_back(name, type);
+    registered.push_back(classOf(type));
   }
 
-  void removeConverters(const std::type_info& type) override { removed.emplace_back(type); }
+  void removeConverters(const std::type_info& type) override { removed.push_back(classOf(type)); }
 
-  std::vector<Entry> registered;
-  std::vector<std::type_index> removed;
+  Names registered;
+  Names removed;
 
 private:
+  static std::string classOf(const std::type_info& type) {
+    const std::string name = boost::core::demangle(type.name());
+    return name.substr(name.rfind(':') + 1);
+  }
+
   std::size_t capacity;
 };
 
@@ -89,11 +70,11 @@ TEST(FileJsonSerialization, RegistersInOrderAndRemovesInTheSameOrder) {
   const auto recorder = std::make_shared<Recorder>();
   {
     const FileJsonSerialization serialization(recorder);
-    EXPECT_THAT(recorder->registered, ElementsAreArray(entries()));
+    EXPECT_THAT(recorder->registered, ElementsAreArray(messages()));
     EXPECT_THAT(recorder->removed, IsEmpty());
     EXPECT_EQ(recorder.use_count(), 2);
   }
-  EXPECT_THAT(recorder->removed, ElementsAreArray(types()));
+  EXPECT_THAT(recorder->removed, ElementsAreArray(messages()));
   EXPECT_EQ(recorder.use_count(), 1);
 }
 
@@ -105,7 +86,7 @@ TEST(FileJsonSerialization, ACopyRegistersNothingAndItsEndRemovesAll) {
     EXPECT_EQ(recorder->registered.size(), 19U);
     EXPECT_EQ(recorder.use_count(), 3);
   }
-  EXPECT_THAT(recorder->removed, ElementsAreArray(types()));
+  EXPECT_THAT(recorder->removed, ElementsAreArray(messages()));
 }
 
 TEST(FileJsonSerialization, AnAssignmentOnlyExchangesTheSerializer) {
@@ -128,7 +109,7 @@ TEST(FileJsonSerialization, TakesBackWhatItRegisteredWhenARegistrationIsRefused)
     const auto recorder = std::make_shared<Recorder>(capacity);
     EXPECT_THROW(FileJsonSerialization{recorder}, std::length_error);
 
-    std::vector<std::type_index> expected = types();
+    Names expected = messages();
     expected.erase(expected.begin() + static_cast<std::ptrdiff_t>(capacity), expected.end());
     EXPECT_THAT(recorder->removed, UnorderedElementsAreArray(expected));
     EXPECT_EQ(recorder.use_count(), 1);

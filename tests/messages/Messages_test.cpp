@@ -37,14 +37,6 @@ TEST(Messages, BeginWithTheSideThatTheFrameworkHolds) {
   EXPECT_EQ(dynamic_cast<void*>(&response), static_cast<connector::Message*>(&response));
 }
 
-TEST(Messages, AnOpenedFileHasNoPositionAtFirst) {
-  const OpenFileResponse response("", File(), {}, {});
-
-  EXPECT_EQ(response.lineNumber, -1);
-  EXPECT_EQ(response.column, -1);
-  EXPECT_FALSE(response.isDebugEvent);
-}
-
 TEST(Messages, AreDestroyedWholeFromEitherBase) {
   const auto content = std::make_shared<int>();
   const auto make = [&content] {

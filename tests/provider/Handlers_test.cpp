@@ -26,7 +26,6 @@ namespace {
 using ::testing::Each;
 using ::testing::IsEmpty;
 
-using common::v1::FaultCondition;
 using common::v1::Response;
 
 using Texts = std::vector<std::u16string>;
@@ -81,91 +80,70 @@ auto carries(T M::*... members) {
   };
 }
 
+/// What is common to the requests that are about `File("/w/é")`.
+template <typename Req, typename Res, typename... Flag>
+Operation aboutFile(const std::string& name, const std::u16string& call, const std::string& phrase,
+                    FileInfo Res::*payload, Flag... flag) {
+  const File file(FileInfo(u"/w/\u00E9", false), DataBuffer("new"));
+  return {name,
+          makes<Req>(file, flag...),
+          {call},
+          "File: '/w/éé': " + phrase + ": 'é'",
+          {u"/w/\u00E9", u"\u00E9"},
+          carries(payload),
+          {u"/r/info/"}};
+}
+
+/// Of the requests that are about one path or two.
+template <typename Req, typename... Path>
+Operation aboutPaths(const std::string& contextText, Texts calls,
+                     std::function<Texts(const connector::Message&)> payload, Texts result,
+                     const Path&... path) {
+  const std::string name = Req::TYPE_NAME;
+  return {name.substr(name.rfind('/') + 1),
+          makes<Req>(path...),
+          std::move(calls),
+          contextText,
+          {path...},
+          std::move(payload),
+          std::move(result)};
+}
+
 std::vector<Operation> operations() {
   const std::u16string path = u"/w/\u00E9";
   const std::u16string other = u"other dir";
-  const File file(FileInfo(path, false), DataBuffer("new"));
-  const Texts locationAndName = {path, u"\u00E9"};
   const Texts info = {u"/r/info/"};
   const Texts contents = {u"/r/file", u"contents"};
   return {
-      {"CreateFile",
-       makes<CreateFile>(file, false),
-       {u"create /w/\u00E9: new"},
-       "File: '/w/éé': Error creating file: 'é'",
-       locationAndName,
-       carries(&CreateFileResponse::fileInfo),
-       info},
-      {"CreateFileOver",
-       makes<CreateFile>(file, true),
-       {u"create over /w/\u00E9: new"},
-       "File: '/w/éé': Error creating file: 'é'",
-       locationAndName,
-       carries(&CreateFileResponse::fileInfo),
-       info},
-      {"OpenOrCreateFile",
-       makes<OpenOrCreateFile>(path),
-       {u"openOrCreate /w/\u00E9"},
-       "File: /w/é: Error opening or creating file: '/w/é'",
-       {path},
-       carries(&OpenOrCreateFileResponse::file),
-       contents},
-      {"OpenFile",
-       makes<OpenFile>(path),
-       {u"open /w/\u00E9"},
-       "File: /w/é: Error opening file: '/w/é'",
-       {path},
-       carries(&OpenFileResponse::file),
-       contents},
-      {"UpdateFile",
-       makes<UpdateFile>(file),
-       {u"update /w/\u00E9: new"},
-       "File: '/w/éé': Error in updating file: 'é'",
-       locationAndName,
-       carries(&UpdateFileResponse::fileInfo),
-       info},
-      {"CloseFileWithUpdate",
-       makes<CloseFile>(file, true),
-       {u"close /w/\u00E9: new"},
-       "File: '/w/éé': Error in closing file: 'é'",
-       locationAndName,
-       carries(&CloseFileResponse::fileInfo),
-       info},
-      {"CloseFile",
-       makes<CloseFile>(file, false),
-       {u"close /w/\u00E9"},
-       "File: '/w/éé': Error in closing file: 'é'",
-       locationAndName,
-       carries(&CloseFileResponse::fileInfo),
-       info},
-      {"RenameFile",
-       makes<RenameFile>(path, other),
-       {u"rename /w/\u00E9 other dir"},
-       "File: /w/é: Error in renaming file: '/w/é' to 'other dir'",
-       {path, other},
-       carries(&RenameFileResponse::newFileInfo),
-       info},
-      {"MoveFile",
-       makes<MoveFile>(path, other),
-       {u"move /w/\u00E9 other dir"},
-       "File: /w/é: Error moving file: '/w/é' to 'other dir'",
-       {path, other},
-       carries(&MoveFileResponse::fileInfo, &MoveFileResponse::srcPath),
-       {u"/r/info/", u"/w/\u00E9/"}},
-      {"DeleteFile",
-       makes<DeleteFile>(path),
-       {u"remove /w/\u00E9"},
-       "File: /w/é: Error deleting file: '/w/é'",
-       {path},
-       carries(&DeleteFileResponse::fileInfo),
-       info},
-      {"ListFolder",
-       makes<ListFolder>(path),
-       {u"list /w/\u00E9", u"info /w/\u00E9"},
-       "Folder: /w/é: Error listing folder contents: '/w/é'",
-       {path},
-       carries(&ListFolderResponse::folder, &ListFolderResponse::folderContents),
-       {u"/r/info/", u"/r/1", u"/r/2/"}},
+      aboutFile<CreateFile>("CreateFile", u"create /w/\u00E9: new", "Error creating file",
+                            &CreateFileResponse::fileInfo, false),
+      aboutFile<CreateFile>("CreateFileOver", u"create over /w/\u00E9: new", "Error creating file",
+                            &CreateFileResponse::fileInfo, true),
+      aboutFile<UpdateFile>("UpdateFile", u"update /w/\u00E9: new", "Error in updating file",
+                            &UpdateFileResponse::fileInfo),
+      aboutFile<CloseFile>("CloseFile", u"close /w/\u00E9", "Error in closing file",
+                           &CloseFileResponse::fileInfo, false),
+      aboutFile<CloseFile>("CloseFileWithUpdate", u"close /w/\u00E9: new", "Error in closing file",
+                           &CloseFileResponse::fileInfo, true),
+      aboutPaths<OpenOrCreateFile>("File: /w/é: Error opening or creating file: '/w/é'",
+                                   {u"openOrCreate /w/\u00E9"},
+                                   carries(&OpenOrCreateFileResponse::file), contents, path),
+      aboutPaths<OpenFile>("File: /w/é: Error opening file: '/w/é'", {u"open /w/\u00E9"},
+                           carries(&OpenFileResponse::file), contents, path),
+      aboutPaths<DeleteFile>("File: /w/é: Error deleting file: '/w/é'", {u"remove /w/\u00E9"},
+                             carries(&DeleteFileResponse::fileInfo), info, path),
+      aboutPaths<ListFolder>(
+          "Folder: /w/é: Error listing folder contents: '/w/é'",
+          {u"list /w/\u00E9", u"info /w/\u00E9"},
+          carries(&ListFolderResponse::folder, &ListFolderResponse::folderContents),
+          {u"/r/info/", u"/r/1", u"/r/2/"}, path),
+      aboutPaths<RenameFile>("File: /w/é: Error in renaming file: '/w/é' to 'other dir'",
+                             {u"rename /w/\u00E9 other dir"},
+                             carries(&RenameFileResponse::newFileInfo), info, path, other),
+      aboutPaths<MoveFile>("File: /w/é: Error moving file: '/w/é' to 'other dir'",
+                           {u"move /w/\u00E9 other dir"},
+                           carries(&MoveFileResponse::fileInfo, &MoveFileResponse::srcPath),
+                           {u"/r/info/", u"/w/\u00E9/"}, path, other),
   };
 }
 
@@ -211,17 +189,16 @@ TEST_P(Handlers, AnswerWithWhatTheServiceReturns) {
   EXPECT_EQ(GetParam().payload(*response), GetParam().result);
 }
 
-/// Of two classes of the family at once, so that only their order decides.
-template <typename First, typename Second>
-struct Both : First, Second {
-  Both(First first, Second second)
-      : First(std::move(first))
-      , Second(std::move(second)) {}
-};
-
+/// Of two classes at once, so that only the order in which they are caught decides.
 template <typename First, typename Second>
 std::exception_ptr both(First first, Second second) {
-  return std::make_exception_ptr(Both<First, Second>(std::move(first), std::move(second)));
+  struct Both : First, Second {
+    Both(First first, Second second)
+        : First(std::move(first))
+        , Second(std::move(second)) {}
+  };
+
+  return std::make_exception_ptr(Both(std::move(first), std::move(second)));
 }
 
 std::vector<std::pair<std::exception_ptr, std::string>> platformFailures() {

@@ -7,6 +7,7 @@
 #include <cerrno>
 #include <cstring>
 #include <fcntl.h>
+#include <system_error>
 #include <unistd.h>
 #include <utility>
 
@@ -33,6 +34,14 @@ int origin(std::ios_base::seekdir way) {
   if (way == std::ios_base::beg)
     return SEEK_SET;
   return way == std::ios_base::end ? SEEK_END : SEEK_CUR;
+}
+
+/// Throws when the system refuses: that is no end of the file.
+std::size_t read_some(int source, char* data, std::size_t count) {
+  const ssize_t done = detail::uninterrupted([&] { return ::read(source, data, count); });
+  if (done < 0)
+    throw std::ios_base::failure("read", {errno, std::generic_category()});
+  return static_cast<std::size_t>(done);
 }
 
 } // namespace
@@ -62,9 +71,8 @@ bool file_buf::close() {
 }
 
 file_buf::int_type file_buf::underflow() {
-  const ssize_t count = detail::uninterrupted(
-      [&] { return ::read(descriptor_, lookahead_.data(), lookahead_.size()); });
-  if (count <= 0)
+  const std::size_t count = read_some(descriptor_, lookahead_.data(), lookahead_.size());
+  if (count == 0)
     return traits_type::eof();
   setg(lookahead_.data(), lookahead_.data(), lookahead_.data() + count);
   return traits_type::to_int_type(*gptr());
@@ -78,11 +86,11 @@ std::streamsize file_buf::xsgetn(char* data, std::streamsize count) {
     setg(eback(), gptr() + done, egptr());
   }
   while (done < count) {
-    const ssize_t more = detail::uninterrupted(
-        [&] { return ::read(descriptor_, data + done, static_cast<std::size_t>(count - done)); });
-    if (more <= 0)
+    const std::size_t more =
+        read_some(descriptor_, data + done, static_cast<std::size_t>(count - done));
+    if (more == 0)
       break;
-    done += more;
+    done += static_cast<std::streamsize>(more);
   }
   return done;
 }

@@ -20,6 +20,8 @@ namespace {
 
 namespace posix_time = boost::posix_time;
 
+using detail::means_missing;
+
 // A ptime counts microseconds, not from 1970 but from its calendar's first day, in 64 bits; within
 // this many seconds on either side of 1970 neither it nor its distance from 1970 overflows.
 constexpr std::int64_t calendar_day_of_1970 = 2'440'588;
@@ -40,10 +42,6 @@ file_status::kind kind_of(const detail::stat_buffer& found) {
   if (S_ISREG(found.st_mode))
     return file_status::kind::regular;
   return S_ISDIR(found.st_mode) ? file_status::kind::directory : file_status::kind::other;
-}
-
-bool means_missing(int code) {
-  return code == ENOENT || code == ENOTDIR;
 }
 
 bool means_denied(int code) {

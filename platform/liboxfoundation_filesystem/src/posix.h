@@ -44,6 +44,11 @@ auto uninterrupted(const Call& call) {
   return result;
 }
 
+/// Whether an errno says that nothing is at a path.
+inline bool means_missing(int code) {
+  return code == ENOENT || code == ENOTDIR;
+}
+
 /// Writes until everything is written or the system refuses; gives how much was written.
 inline std::size_t write_all(int target, const char* data, std::size_t count) {
   std::size_t written = 0;

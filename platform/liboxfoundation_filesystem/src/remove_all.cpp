@@ -66,7 +66,7 @@ public:
   tree_removal(int parent, std::string name, std::string path)
       : parent_(parent)
       , path_(std::move(path)) {
-    if (!enter(parent_, std::move(name)))
+    if (!enter(parent_, std::move(name)) && errno != ENOENT)
       fail(errno);
   }
 
@@ -194,12 +194,10 @@ void remove_all(const std::u16string& path) {
   const std::string parent_name = whole.substr(0, whole.size() - name.size());
   const descriptor parent(
       ::open(parent_name.empty() ? "." : parent_name.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC));
-  if (!parent.is_open())
-    throw_errno(errno, path);
-  const int code = remove_one(parent.get(), name);
+  const int code = parent.is_open() ? remove_one(parent.get(), name) : errno;
   if (code == ENOTEMPTY)
     tree_removal(parent.get(), name, whole).run();
-  else if (code != 0)
+  else if (code != 0 && !detail::means_missing(code))
     throw_errno(code, path);
 }
 

@@ -45,11 +45,11 @@ TEST_F(Streams, SeekAndTellCountFromWhatWasConsumed) {
   std::string line;
   std::getline(stream, line);
   EXPECT_EQ(line, "one");
-  EXPECT_EQ(stream.tellg(), 4);
   std::string block(3, '\0');
   stream.read(block.data(), 3);
   EXPECT_EQ(block, "two");
   EXPECT_EQ(stream.get(), '\n');
+  EXPECT_EQ(stream.tellg(), 8);
   stream.seekg(-4, std::ios_base::cur);
   std::getline(stream, line);
   EXPECT_EQ(line, "two");
@@ -118,6 +118,19 @@ TEST_F(Streams, AWriteThatTheDiskRefusesFailsAtThatWriteWithItsErrno) {
     EXPECT_EQ(errno, ENOSPC);
     EXPECT_TRUE(small.bad());
   });
+}
+
+TEST_F(Streams, AReadThatTheSystemRefusesIsNoEndOfTheFile) {
+  makeFolder("folder");
+  char byte = 0;
+  ifstream block(textAt("folder"), std::ios_base::binary, share_read_write);
+  errno = 0;
+  block.read(&byte, 1);
+  EXPECT_EQ(errno, EISDIR);
+  EXPECT_TRUE(block.bad());
+  ifstream single(textAt("folder"), std::ios_base::binary, share_read_write);
+  single.get();
+  EXPECT_TRUE(single.bad());
 }
 
 TEST_F(Streams, NeverWaitForAFifo) {

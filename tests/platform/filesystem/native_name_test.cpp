@@ -64,22 +64,45 @@ TEST(NativeName, RefusesWhatIsTheFormOfNoName) {
         << what;
 }
 
-// Bytes are drawn so that well-formed, broken and escape-like sequences all occur often.
-TEST(NativeName, RoundTripsEveryByteStringAndNeverGivesTwoOneForm) {
-  constexpr std::array<unsigned char, 16> alphabet = {
-      'a', '/', 0x80, 0x8F, 0x90, 0x9F, 0xA0, 0xBE, 0xBF, 0xC0, 0xC3, 0xE0, 0xED, 0xEE, 0xF0, 0xF4};
-  std::mt19937 random(20240229); // NOLINT(cert-msc32-c,cert-msc51-cpp): the same strings each time
+/// Strings of up to eight of the given units, the same ones in each run.
+template <typename String, std::size_t Size>
+std::vector<String> someStrings(const std::array<unsigned, Size>& alphabet) {
+  std::mt19937 random(20240229); // NOLINT(cert-msc32-c,cert-msc51-cpp): the same ones on purpose
   std::uniform_int_distribution<std::size_t> length(1, 8);
-  std::uniform_int_distribution<std::size_t> pick(0, alphabet.size() - 1);
+  std::uniform_int_distribution<std::size_t> pick(0, Size - 1);
+  std::vector<String> strings(50'000);
+  for (String& string : strings)
+    for (std::size_t left = length(random); left > 0; --left)
+      string += static_cast<typename String::value_type>(alphabet.at(pick(random)));
+  return strings;
+}
+
+// The bytes are such that well-formed, broken and escape-like sequences all occur often.
+TEST(NativeName, EveryByteStringHasAFormThatNoOtherHasAndThatLeadsBack) {
+  constexpr std::array<unsigned, 16> bytes = {'a',  '/',  0x80, 0x8F, 0x90, 0x9F, 0xA0, 0xBE,
+                                              0xBF, 0xC0, 0xC3, 0xE0, 0xED, 0xEE, 0xF0, 0xF4};
   std::map<std::u16string, std::string> names;
-  for (int round = 0; round < 50'000; ++round) {
-    std::string bytes(length(random), '\0');
-    for (char& byte : bytes)
-      byte = static_cast<char>(alphabet.at(pick(random)));
-    const std::u16string text = native_to_utf16(bytes);
-    ASSERT_EQ(utf16_to_native(text), bytes);
-    ASSERT_EQ(names.emplace(text, bytes).first->second, bytes);
+  for (const std::string& name : someStrings<std::string>(bytes)) {
+    const std::u16string text = native_to_utf16(name);
+    ASSERT_EQ(utf16_to_native(text), name);
+    ASSERT_EQ(names.emplace(text, name).first->second, name);
   }
+}
+
+TEST(NativeName, EveryTextIsTheFormOfItsNameOrRefused) {
+  constexpr std::array<unsigned, 12> units = {'a',    '/',    0xE9,   0xD83D, 0xDE00, 0xEF7F,
+                                              0xEF80, 0xEFA9, 0xEFBE, 0xEFC3, 0xEFEE, 0xF000};
+  int accepted = 0;
+  for (const std::u16string& text : someStrings<std::u16string>(units)) {
+    try {
+      const std::string name = utf16_to_native(text);
+      ASSERT_EQ(native_to_utf16(name), text);
+      ++accepted;
+    } catch (const FileNameConversionFailure& refusal) {
+      ASSERT_EQ(refusal.get_path(), text);
+    }
+  }
+  EXPECT_GT(accepted, 10'000);
 }
 
 using NativeNameOnDisk = connector::test::ScratchFolder;

@@ -10,13 +10,12 @@
 #include <gtest/gtest.h>
 
 #include <cerrno>
-#include <cstdarg>
-#include <cstddef>
 #include <cstdio>
 #include <fcntl.h>
 #include <functional>
 #include <map>
 #include <string>
+#include <string_view>
 #include <sys/resource.h>
 #include <sys/stat.h>
 #include <sys/syscall.h>
@@ -25,31 +24,31 @@
 
 namespace {
 
-std::function<void()> beforeCall;
+std::function<void(std::string_view name)> beforeCall;
 
-void announceCall() {
+void announceCall(const char* name) {
   if (beforeCall)
-    beforeCall();
+    beforeCall(name);
 }
 
 } // namespace
 
-// These two take the place of the C library's, also for the library under test.
+// These two take the place of the C library's, also for the library under test. Files that this
+// program creates through openat are their owner's alone.
+// NOLINTBEGIN(cert-dcl50-cpp,readability-inconsistent-declaration-parameter-name): as the C library
+// declares them
 
-// NOLINTNEXTLINE(cert-dcl50-cpp): declared so by the C library.
 extern "C" int openat(int folder, const char* name, int flags, ...) {
-  announceCall();
-  va_list arguments;
-  va_start(arguments, flags);
-  const unsigned mode = (flags & O_CREAT) != 0 ? va_arg(arguments, unsigned) : 0;
-  va_end(arguments);
-  return static_cast<int>(::syscall(SYS_openat, folder, name, flags, mode));
+  announceCall(name);
+  return static_cast<int>(::syscall(SYS_openat, folder, name, flags, S_IRUSR | S_IWUSR));
 }
 
 extern "C" int unlinkat(int folder, const char* name, int flags) noexcept {
-  announceCall();
+  announceCall(name);
   return static_cast<int>(::syscall(SYS_unlinkat, folder, name, flags));
 }
+
+// NOLINTEND(cert-dcl50-cpp,readability-inconsistent-declaration-parameter-name)
 
 namespace fl::filesystem::test {
 namespace {
@@ -92,12 +91,11 @@ TEST_F(RemoveAll, TakesAwayWhatIsNamedAndNothingElse) {
   EXPECT_EQ(openDescriptors(), descriptors);
 }
 
-TEST_F(RemoveAll, RefusesWhatIsMissing) {
+TEST_F(RemoveAll, HasNothingToDoForWhatIsMissing) {
   writeFile("file");
-  expectRefusal(u"", failure<PathNotFound>(ENOENT, u""));
-  expectRefusal(textAt("no"), failure<PathNotFound>(ENOENT, textAt("no")));
-  expectRefusal(textAt("no/no"), failure<PathNotFound>(ENOENT, textAt("no/no")));
-  expectRefusal(textAt("file/no"), failure<NotDirectoryError>(ENOTDIR, textAt("file/no")));
+  for (const char* name : {"no", "no/no", "file/no"})
+    expectRefusal(textAt(name), Failure{});
+  expectRefusal(u"", failure<PathNotFound>(ENOENT, u"")); // names nothing
 }
 
 // In a root folder of its own, so that a fault here costs the test's files and no others.
@@ -168,84 +166,97 @@ TEST_F(RemoveAll, KeepsWhatIsMountedInTheTree) {
   });
 }
 
-// What another process does meanwhile matters only between two system calls of remove_all, so the
-// tests below do it there, once at each such moment.
+// What others do meanwhile matters only between two system calls of remove_all, so that is where
+// these tests do it.
 class RemoveAllMeanwhile : public RemoveAll {
 protected:
-  ~RemoveAllMeanwhile() override { beforeCall = nullptr; }
+  void TearDown() override { beforeCall = nullptr; }
 
-  /// Removes "top" from a fresh tree for every moment there is, disturbed at that moment by what
-  /// `disturb` does. Nothing but "top" may suffer.
-  template <typename Build, typename Disturb, typename Check>
-  void disturbAtEveryMoment(const Build& build, const Disturb& disturb, const Check& check) {
-    writeFile("victim/file", "kept");
-    std::size_t calls = 0;
-    std::size_t moment = 0;
-    do {
-      build();
-      calls = 0;
-      ++moment;
-      beforeCall = [&] { disturb(++calls, moment); };
-      const Failure failure = failureOf([this] { remove_all(textAt("top")); });
-      beforeCall = nullptr;
-      check(failure);
-      ASSERT_EQ(readFile("victim/file"), "kept") << "disturbed at call " << moment;
-      std::filesystem::remove_all(at("top"));
-    } while (moment <= calls);
-    EXPECT_GT(moment, 10U); // Else the calls are not seen here.
+  Failure removeTop() {
+    Failure failure = failureOf([this] { remove_all(textAt("top")); });
+    beforeCall = nullptr;
+    return failure;
   }
 
-  void buildFolderAndLink() {
-    writeFile("top/sub/file");
-    writeFile("top/sub/inner/file");
-    std::filesystem::create_directory_symlink("../victim", at("top/link"));
-  }
-
-  void swapFolderAndLink() const {
-    ::renameat2(AT_FDCWD, at("top/sub").c_str(), AT_FDCWD, at("top/link").c_str(), RENAME_EXCHANGE);
+  [[nodiscard]] bool renameAt(const char* from, const char* to, unsigned flags) const {
+    return ::renameat2(AT_FDCWD, at(from).c_str(), AT_FDCWD, at(to).c_str(), flags) == 0;
   }
 };
 
-TEST_F(RemoveAllMeanwhile, AFolderThatBecomesALinkIsNeverFollowed) {
-  disturbAtEveryMoment([this] { buildFolderAndLink(); },
-                       [this](std::size_t call, std::size_t moment) {
-                         if (call == moment)
-                           swapFolderAndLink();
-                       },
-                       [this](const Failure& failure) {
-                         EXPECT_EQ(failure, Failure{});
-                         EXPECT_FALSE(std::filesystem::exists(at("top")));
-                       });
+TEST_F(RemoveAllMeanwhile, AFolderSwappedForALinkAtAnyMomentIsNotFollowed) {
+  const Disk left{{"victim", "/"}, {"victim/file", "kept"}};
+  int swaps = 0;
+  int calls = 0;
+  for (int moment = 1; moment <= calls + 1; ++moment) {
+    writeFile("victim/file", "kept");
+    writeFile("top/sub/file");
+    writeFile("top/sub/inner/file");
+    std::filesystem::create_directory_symlink(at("victim"), at("spare"));
+    calls = 0;
+    beforeCall = [&](std::string_view /*name*/) {
+      if (++calls == moment && renameAt("top/sub", "spare", RENAME_EXCHANGE))
+        ++swaps;
+    };
+    EXPECT_EQ(removeTop(), Failure{});
+    std::filesystem::remove_all(at("spare"));
+    ASSERT_EQ(disk(), left) << "swapped before call " << moment;
+  }
+  EXPECT_GT(swaps, 5);
 }
 
-TEST_F(RemoveAllMeanwhile, AFolderAndALinkThatKeepChangingPlacesEndTheAttempt) {
-  disturbAtEveryMoment([this] { buildFolderAndLink(); },
-                       [this](std::size_t call, std::size_t moment) {
-                         if (call >= moment && moment <= 20)
-                           swapFolderAndLink();
-                       },
-                       [](const Failure& /*any*/) {});
+TEST_F(RemoveAllMeanwhile, WhatOthersRemoveAtAnyMomentIsNoFailure) {
+  for (const char* rival : {"top", "top/sub", "top/sub/file"}) {
+    int calls = 0;
+    for (int moment = 1; moment <= calls + 1; ++moment) {
+      writeFile("top/sub/file");
+      writeFile("top/other");
+      calls = 0;
+      beforeCall = [&](std::string_view /*name*/) {
+        if (++calls != moment)
+          return;
+        inChildProcess([&] { std::filesystem::remove_all(at(rival)); });
+      };
+      EXPECT_EQ(removeTop(), Failure{}) << rival << " removed before call " << moment;
+      EXPECT_TRUE(disk().empty());
+    }
+    EXPECT_GT(calls, 3);
+  }
 }
 
-// Deep enough that folders above the moved one were closed and are sought by way of "..".
-TEST_F(RemoveAllMeanwhile, AFolderThatIsMovedElsewhereDoesNotLeadTheWayThere) {
-  const std::string top = "top/1/2";
-  disturbAtEveryMoment(
-      [this, &top] {
-        std::filesystem::path deep = top;
-        for (int level = 0; level < 40; ++level)
-          deep /= "d";
-        makeFolder(deep);
-      },
-      [this, &top](std::size_t call, std::size_t moment) {
-        if (call == moment)
-          ::renameat2(AT_FDCWD, at(top).c_str(), AT_FDCWD, at("victim/moved").c_str(), 0);
-      },
-      [this](const Failure& failure) {
-        const bool ended = failure == Failure{} || failure.code == ESTALE;
-        EXPECT_TRUE(ended) << failure;
-        std::filesystem::remove_all(at("victim/moved"));
-      });
+// Deep enough that the folders near the top were closed and are sought by way of "..".
+TEST_F(RemoveAllMeanwhile, AFolderMovedElsewhereDoesNotLeadTheWayThere) {
+  writeFile("victim/file", "kept");
+  std::filesystem::path deep = "top/a/b";
+  for (int level = 0; level < 40; ++level)
+    deep /= "d";
+  makeFolder(deep);
+  bool moved = false;
+  beforeCall = [&](std::string_view name) {
+    moved = moved || (name == ".." && renameAt("top/a/b", "victim/b", 0));
+  };
+  EXPECT_EQ(removeTop(), failure<SystemError>(ESTALE, textAt("top/a/b")));
+  EXPECT_EQ(disk(), (Disk{{"top", "/"},
+                          {"top/a", "/"},
+                          {"victim", "/"},
+                          {"victim/b", "/"},
+                          {"victim/file", "kept"}}));
+}
+
+TEST_F(RemoveAllMeanwhile, AFolderThatOthersFillIsGoneThroughAgainButNotForever) {
+  int fillings = 6;
+  const auto fill = [&](std::string_view name) {
+    if (name == "top" && std::filesystem::exists(at("top")) && fillings-- > 0)
+      writeFile("top/new");
+  };
+  writeFile("top/file");
+  beforeCall = fill;
+  EXPECT_EQ(removeTop(), Failure{});
+  EXPECT_TRUE(disk().empty());
+
+  fillings = 10'000;
+  writeFile("top/file");
+  beforeCall = fill;
+  EXPECT_EQ(removeTop(), failure<DirectoryNotEmpty>(ENOTEMPTY, textAt("top")));
 }
 
 } // namespace

@@ -1,4 +1,5 @@
 #include "Failure.h"
+#include "support/ChildProcess.h"
 #include "support/ScratchFolder.h"
 #include "support/SmallTmpfs.h"
 #include "support/Unprivileged.h"
@@ -12,12 +13,14 @@
 #include <cstdint>
 #include <fcntl.h>
 #include <sys/stat.h>
+#include <unistd.h>
 #include <vector>
 
 namespace fl::filesystem::test {
 namespace {
 
 using connector::test::asUnprivilegedUser;
+using connector::test::inChildProcess;
 using connector::test::onTmpfs;
 
 class Status : public connector::test::ScratchFolder {
@@ -130,6 +133,16 @@ TEST_F(Access, FollowsThePermissionsOfTheEffectiveUser) {
     EXPECT_FALSE(access(textAt("closed/file"), access_read));
     EXPECT_EQ(failureOf([&] { status(textAt("closed/file")); }),
               failure<AccessDenied>(EACCES, textAt("closed/file")));
+  });
+}
+
+TEST_F(Access, GoesByTheEffectiveUserNotByTheRealOne) {
+  if (::geteuid() != 0)
+    GTEST_SKIP() << "only root can have an effective user of another kind";
+  ASSERT_EQ(::chmod(writeFile("file").c_str(), 0600), 0);
+  inChildProcess([this] {
+    ASSERT_EQ(::seteuid(65534), 0);
+    EXPECT_FALSE(access(textAt("file"), access_read));
   });
 }
 

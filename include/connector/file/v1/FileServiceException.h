@@ -16,7 +16,7 @@ namespace connector::file::v1 {
 class CONNECTOR_FILE_EXPORT FileServiceException : public std::runtime_error {
 public:
   /// The id of every refusal that the service makes itself.
-  static const std::string IO_ERROR;
+  static constexpr auto IO_ERROR = "FileService.IOError";
 
   FileServiceException(std::string id, fl::i18n::ustring message, std::string condition,
                        std::vector<fl::i18n::ustring> paths);

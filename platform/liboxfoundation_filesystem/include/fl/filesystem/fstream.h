@@ -14,8 +14,9 @@ namespace fl::filesystem {
 constexpr int share_read_write = 0x40;
 
 /// A descriptor as a stream buffer. What is written goes to the system at once, so a write that
-/// the disk refuses fails at that write, with errno telling why. Opening never waits for a FIFO's
-/// other end. Descriptors are close-on-exec. Like every stream, one thread at a time.
+/// the disk refuses fails at that write, with errno telling why. A read that the disk refuses
+/// throws, which a stream turns into its badbit, with errno telling why. Opening never waits for a
+/// FIFO's other end. Descriptors are close-on-exec. Like every stream, one thread at a time.
 class file_buf : public std::streambuf {
 public:
   file_buf() = default;

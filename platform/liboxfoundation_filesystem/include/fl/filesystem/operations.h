@@ -88,9 +88,9 @@ void remove(const std::u16string& path);
 
 /// Removes a file, a link itself, or a folder with everything beneath it. No link is followed
 /// below the parent of `path`, also not one that is put in place of a folder meanwhile. At most
-/// a fixed number of descriptors is open, however deep the tree. SystemError with EINVAL, and
-/// nothing removed, when the last component is a root, "." or "..". A failure half-way leaves
-/// what was not yet removed.
+/// a fixed number of descriptors is open, however deep the tree. What is missing, or vanishes
+/// meanwhile, is no failure. SystemError with EINVAL, and nothing removed, when the last component
+/// is a root, "." or "..". A failure half-way leaves what was not yet removed.
 void remove_all(const std::u16string& path);
 
 } // namespace fl::filesystem
