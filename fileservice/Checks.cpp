@@ -21,7 +21,7 @@ namespace {
 
 std::int64_t secondsSinceEpoch(const boost::posix_time::ptime& time) {
   using namespace boost::posix_time;
-  const ptime epoch(boost::gregorian::date(1970, 1, 1), time_duration(0, 0, 0));
+  static const ptime epoch(boost::gregorian::date(1970, 1, 1), time_duration(0, 0, 0));
   return (time - epoch).total_microseconds() / 1'000'000;
 }
 
@@ -36,6 +36,14 @@ bool isWritable(const upath& path, bool isDirectory) {
 
 upath toAbsolutePath(const ustring& path) {
   return fl::filesystem::absolute(upath(path), ustring());
+}
+
+upath childOf(const upath& folder, const ustring& name) {
+  ustring child;
+  child.reserve(folder.string().size() + 1 + name.size());
+  child += folder;
+  fl::filesystem::detail::concatenate_pathname(child, name, true);
+  return upath(std::move(child));
 }
 
 FileServiceException invalidNameError(const ustring& absolutePath) {

@@ -19,6 +19,9 @@ namespace connector::file::v1 {
 /// Relative to the process's current folder.
 fl::filesystem::upath toAbsolutePath(const ustring& path);
 
+/// `name` as a further component of `folder`.
+fl::filesystem::upath childOf(const fl::filesystem::upath& folder, const ustring& name);
+
 /// About the file name of `absolutePath`.
 FileServiceException invalidNameError(const ustring& absolutePath);
 

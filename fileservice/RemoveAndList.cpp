@@ -49,10 +49,8 @@ std::vector<FileInfo> describeEntries(const upath& folder) {
     if (name.empty() || name.front() == u'.') {
       continue;
     }
-    ustring child = folder;
-    fl::filesystem::detail::concatenate_pathname(
-        child, fl::filesystem::detail::make_native_form(name, true), true);
-    infos.push_back(makeFileInfo(upath(std::move(child))));
+    infos.push_back(
+        makeFileInfo(childOf(folder, fl::filesystem::detail::make_native_form(name, true))));
   }
   return infos;
 }

@@ -26,12 +26,6 @@ using fl::filesystem::detail::upath_directory_iterator_impl;
 
 namespace {
 
-upath childOf(const upath& folder, const ustring& name) {
-  ustring child = folder;
-  fl::filesystem::detail::concatenate_pathname(child, name, true);
-  return upath(std::move(child));
-}
-
 /// Whether `inner` is the folder `outer` or lies beneath it, whatever links lead to either.
 bool isWithin(const upath& outer, const upath& inner) {
   namespace fs = std::filesystem;

@@ -5,6 +5,12 @@
 
 namespace connector::file_common::v1 {
 
+namespace {
+
+constexpr std::size_t KNOWN_ATTRIBUTES = 5;
+
+} // namespace
+
 // NOLINTBEGIN(cert-err58-cpp): only lack of memory while the library is loaded can throw here.
 const std::string FileAttributes::SIZE = "size";
 const std::string FileAttributes::MODIFIED = "modified";
@@ -24,12 +30,14 @@ fl::i18n::ustring FileInfo::getName() const {
 }
 
 void FileInfo::setAttribute(const std::string& key, boost::any value) {
+  attributes_.reserve(KNOWN_ATTRIBUTES); // in most cases all of them come, one after the other
   const auto existing = std::find_if(attributes_.begin(), attributes_.end(),
                                      [&](const auto& entry) { return entry.first == key; });
-  if (existing == attributes_.end())
+  if (existing == attributes_.end()) {
     attributes_.emplace_back(key, std::move(value));
-  else
+  } else {
     existing->second = std::move(value);
+  }
 }
 
 const boost::any* FileInfo::findAttribute(const std::string& key) const noexcept {

@@ -1,3 +1,4 @@
+#include "native_path.h"
 #include "posix.h"
 
 #include <fl/filesystem/exceptions.h>
@@ -33,9 +34,10 @@ posix_time::ptime to_ptime(const timespec& time) {
     return posix_time::pos_infin;
   if (time.tv_sec < -furthest_second)
     return posix_time::neg_infin;
+  static const posix_time::ptime epoch(boost::gregorian::date(1970, 1, 1));
   // tv_nsec counts forward also before 1970.
   const std::int64_t microseconds = time.tv_sec * std::int64_t{1'000'000} + time.tv_nsec / 1000;
-  return {boost::gregorian::date(1970, 1, 1), posix_time::microseconds(microseconds)};
+  return epoch + posix_time::microseconds(microseconds);
 }
 
 file_status::kind kind_of(const detail::stat_buffer& found) {
@@ -48,6 +50,17 @@ bool means_denied(int code) {
   return code == EACCES || code == EPERM || code == EROFS;
 }
 
+/// Follows links; false when nothing is there.
+bool find(const std::u16string& path, detail::stat_buffer& found) {
+  if (::stat(detail::native_path(path).c_str(), &found) == 0) {
+    return true;
+  }
+  if (!means_missing(errno)) {
+    detail::throw_errno(errno, path);
+  }
+  return false;
+}
+
 } // namespace
 
 file_status::file_status(kind what, std::uint64_t size, posix_time::ptime last_write_time)
@@ -57,21 +70,21 @@ file_status::file_status(kind what, std::uint64_t size, posix_time::ptime last_w
 
 file_status status(const std::u16string& path) {
   detail::stat_buffer found{};
-  if (::stat(detail::utf16_to_native(path).c_str(), &found) == 0)
-    return {kind_of(found), static_cast<std::uint64_t>(found.st_size), to_ptime(found.st_mtim)};
-  if (!means_missing(errno))
-    detail::throw_errno(errno, path);
-  return {};
+  if (!find(path, found)) {
+    return {};
+  }
+  return {kind_of(found), static_cast<std::uint64_t>(found.st_size), to_ptime(found.st_mtim)};
 }
 
 bool exists(const std::u16string& path) {
-  return file_status::exists(status(path));
+  detail::stat_buffer found{};
+  return find(path, found);
 }
 
 bool access(const std::u16string& path, unsigned mode) {
   const int wanted =
       ((mode & access_read) != 0 ? R_OK : 0) | ((mode & access_write) != 0 ? W_OK : 0);
-  const std::string name = detail::utf16_to_native(path);
+  const detail::native_path name(path);
   if (::faccessat(AT_FDCWD, name.c_str(), wanted, AT_EACCESS) == 0)
     return true;
   if (!means_denied(errno) && !means_missing(errno))
