@@ -3,7 +3,7 @@
 project=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
 
 packages_to_build=(g++ cmake ninja-build libbenchmark-dev libboost-dev libgmock-dev libgtest-dev
-                   libpoco-dev)
+                   libpoco-dev strace)
 packages_to_lint=(clang clang-format clang-tidy)
 
 say() { printf '%s\n' "$*" >&2; }

@@ -15,8 +15,9 @@ namespace {
 constexpr const char* TYPE_PREFIX = "connector/v1/";
 
 void greetPerson() {
-  if (isatty(STDIN_FILENO) == 0)
+  if (isatty(STDIN_FILENO) == 0) {
     return;
+  }
   std::cerr << "connector-host answers JSON-RPC 2.0 requests, one a line; Ctrl-D ends it. Try:\n"
             << R"({"jsonrpc":"2.0","id":1,"method":")" << TYPE_PREFIX
             << R"(ListFolder","params":{"path":"/"}})" << '\n';
@@ -34,8 +35,9 @@ std::string readAll(Input& input, std::size_t limit) {
     text.resize(kept + chunk);
     count = input.read(&text[kept], chunk);
     text.resize(kept + count);
-    if (text.size() > limit)
+    if (text.size() > limit) {
       throw UsageError("The message is too long");
+    }
   }
   return text;
 }
@@ -43,8 +45,9 @@ std::string readAll(Input& input, std::size_t limit) {
 Poco::JSON::Object::Ptr parseMessage(const std::string& text) {
   try {
     const auto value = parseJson(text);
-    if (value.type() == typeid(Poco::JSON::Object::Ptr))
+    if (value.type() == typeid(Poco::JSON::Object::Ptr)) {
       return value.extract<Poco::JSON::Object::Ptr>();
+    }
   } catch (const JsonError& e) {
     throw UsageError(std::string("The message is not JSON: ") + e.what());
   }
@@ -65,8 +68,9 @@ ExitStatus serve(const Options& options, const Api& api, int stop) {
   const JsonRpc protocol(api);
   while (const auto incoming = reader.next()) {
     auto answer = protocol.answer(*incoming);
-    if (answer && !writeAll(STDOUT_FILENO, frame(reader.framing(), *std::move(answer))))
+    if (answer && !writeAll(STDOUT_FILENO, frame(reader.framing(), *std::move(answer)))) {
       break;
+    }
   }
   return ExitStatus::success;
 }

@@ -22,8 +22,9 @@ bool isTemporary() {
 
 void waitUntilWritable(int descriptor) {
   pollfd output{descriptor, POLLOUT, 0};
-  if (poll(&output, 1, -1) < 0 && !isTemporary())
+  if (poll(&output, 1, -1) < 0 && !isTemporary()) {
     fail("poll");
+  }
 }
 
 } // namespace
@@ -31,17 +32,22 @@ void waitUntilWritable(int descriptor) {
 std::size_t DescriptorInput::read(char* buffer, std::size_t size) {
   for (;;) {
     std::array<pollfd, 2> inputs{{{descriptor_, POLLIN, 0}, {stop_, POLLIN, 0}}};
-    if (poll(inputs.data(), inputs.size(), -1) < 0 && !isTemporary())
+    if (poll(inputs.data(), inputs.size(), -1) < 0 && !isTemporary()) {
       fail("poll");
-    if (stopped())
+    }
+    if (stopped()) {
       return 0;
-    if (inputs[0].revents == 0)
+    }
+    if (inputs[0].revents == 0) {
       continue;
+    }
     const auto count = ::read(descriptor_, buffer, size);
-    if (count >= 0)
+    if (count >= 0) {
       return static_cast<std::size_t>(count);
-    if (!isTemporary())
+    }
+    if (!isTemporary()) {
       fail("read");
+    }
   }
 }
 
@@ -53,14 +59,15 @@ bool DescriptorInput::stopped() const {
 bool writeAll(int descriptor, std::string_view bytes) {
   while (!bytes.empty()) {
     const auto count = ::write(descriptor, bytes.data(), bytes.size());
-    if (count >= 0)
+    if (count >= 0) {
       bytes.remove_prefix(static_cast<std::size_t>(count));
-    else if (errno == EPIPE)
+    } else if (errno == EPIPE) {
       return false;
-    else if (isTemporary())
+    } else if (isTemporary()) {
       waitUntilWritable(descriptor);
-    else
+    } else {
       fail("write");
+    }
   }
   return true;
 }
@@ -68,9 +75,11 @@ bool writeAll(int descriptor, std::string_view bytes) {
 void reserveStandardDescriptors() {
   // The system gives out the lowest free number, so once it is above these three, none is free.
   int descriptor = 0;
-  while (descriptor <= STDERR_FILENO)
-    if ((descriptor = open("/dev/null", O_RDWR | O_CLOEXEC)) < 0)
+  while (descriptor <= STDERR_FILENO) {
+    if ((descriptor = open("/dev/null", O_RDWR | O_CLOEXEC)) < 0) {
       fail("/dev/null");
+    }
+  }
   close(descriptor);
 }
 

@@ -59,11 +59,13 @@ FileApi::~FileApi() {
 
 Outcome FileApi::answer(const std::string& type, const Poco::JSON::Object::Ptr& params) const {
   auto request = read(*registry_, type, params);
-  if (const auto* refusal = std::get_if<Refusal>(&request))
+  if (const auto* refusal = std::get_if<Refusal>(&request)) {
     return *refusal;
+  }
   auto response = deliver(*provider_, std::get<std::unique_ptr<Message>>(std::move(request)));
-  if (const auto* refusal = std::get_if<Refusal>(&response))
+  if (const auto* refusal = std::get_if<Refusal>(&response)) {
     return *refusal;
+  }
   return registry_->toJson(std::get<std::unique_ptr<Message>>(response));
 }
 

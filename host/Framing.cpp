@@ -21,8 +21,9 @@ bool isBlank(std::string_view text) {
 
 std::string_view trimmed(std::string_view text) {
   const auto begin = text.find_first_not_of(WHITE_SPACE);
-  if (begin == std::string_view::npos)
+  if (begin == std::string_view::npos) {
     return {};
+  }
   return text.substr(begin, text.find_last_not_of(WHITE_SPACE) - begin + 1);
 }
 
@@ -33,25 +34,29 @@ bool endsWith(std::string_view text, std::string_view end) {
 std::optional<std::size_t> parseLength(std::string_view text) {
   std::size_t value = 0;
   const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
-  if (error != std::errc() || end != text.data() + text.size())
+  if (error != std::errc() || end != text.data() + text.size()) {
     return std::nullopt;
+  }
   return value;
 }
 
 } // namespace
 
 std::string frame(Framing framing, std::string text) {
-  if (framing == Framing::lines)
+  if (framing == Framing::lines) {
     return std::move(text.append("\n"));
+  }
   const auto header = "Content-Length: " + std::to_string(text.size()) + "\r\n\r\n";
   return std::move(text.insert(0, header));
 }
 
 std::optional<Incoming> FrameReader::next() {
-  if (!framing_)
+  if (!framing_) {
     framing_ = findFraming();
-  if (!framing_)
+  }
+  if (!framing_) {
     return std::nullopt;
+  }
   auto incoming = *framing_ == Framing::lines ? nextLine() : nextBody();
   return input_.stopped() ? std::nullopt : std::move(incoming);
 }
@@ -61,18 +66,21 @@ std::optional<Framing> FrameReader::findFraming() {
     const auto text = pending_.view();
     pending_.drop(std::min(text.find_first_not_of(WHITE_SPACE), text.size()));
   } while (pending_.empty() && fill());
-  if (pending_.empty())
+  if (pending_.empty()) {
     return std::nullopt;
+  }
   const char first = pending_.view().front();
   return first == 'C' || first == 'c' ? Framing::contentLength : Framing::lines;
 }
 
 std::optional<Incoming> FrameReader::nextLine() {
   while (auto line = readLine(limit_)) {
-    if (line->tooLong)
+    if (line->tooLong) {
       return Unreadable::tooLong;
-    if (!isBlank(line->text))
+    }
+    if (!isBlank(line->text)) {
       return std::move(line->text);
+    }
   }
   return std::nullopt;
 }
@@ -83,24 +91,29 @@ std::optional<Incoming> FrameReader::nextBody() {
   while (const auto line = readLine(HEADER_LIMIT)) {
     if (!isBlank(line->text)) {
       begun = true;
-      if (const auto found = lengthIn(line->text))
+      if (const auto found = lengthIn(line->text)) {
         length = found;
+      }
       continue;
     }
-    if (length)
+    if (length) {
       return readBody(*length);
-    if (begun && !std::exchange(lost_, true))
+    }
+    if (begun && !std::exchange(lost_, true)) {
       return Unreadable::noLength;
+    }
   }
-  if (!begun || lost_)
+  if (!begun || lost_) {
     return std::nullopt;
+  }
   return Unreadable::cutShort;
 }
 
 std::optional<std::size_t> FrameReader::lengthIn(std::string_view header) const {
   const auto colon = header.rfind(':');
-  if (colon == std::string_view::npos)
+  if (colon == std::string_view::npos) {
     return std::nullopt;
+  }
   const auto name = Poco::toLower(std::string(trimmed(header.substr(0, colon))));
   // A text that was passed over need not end its line, so the header may follow it directly.
   const bool named = lost_ ? endsWith(name, CONTENT_LENGTH) : name == CONTENT_LENGTH;
@@ -111,8 +124,9 @@ std::optional<Incoming> FrameReader::readBody(std::size_t length) {
   lost_ = false;
   if (length <= limit_) {
     while (pending_.view().size() < length) {
-      if (fill())
+      if (fill()) {
         continue;
+      }
       pending_.clear();
       return Unreadable::cutShort;
     }
@@ -121,8 +135,9 @@ std::optional<Incoming> FrameReader::readBody(std::size_t length) {
   while (length > pending_.view().size()) {
     length -= pending_.view().size();
     pending_.clear();
-    if (!fill())
+    if (!fill()) {
       return Unreadable::tooLong;
+    }
   }
   pending_.drop(length);
   return Unreadable::tooLong;
@@ -144,11 +159,13 @@ std::optional<FrameReader::Line> FrameReader::readLine(std::size_t limit) {
       pending_.clear();
       searched = 0;
     }
-    if (!fill())
+    if (!fill()) {
       break;
+    }
   }
-  if (pending_.view().empty() && !tooLong)
+  if (pending_.view().empty() && !tooLong) {
     return std::nullopt;
+  }
   const bool longer = tooLong || pending_.view().size() > limit;
   return Line{take(pending_.view().size()), longer};
 }

@@ -25,9 +25,9 @@ bool isEscaped(std::string_view text, std::size_t at) {
 
 /// Behind the string that begins at `at`; the end of the text when it is not closed.
 std::size_t endOfString(std::string_view text, std::size_t at) {
-  do
+  do {
     at = text.find('"', at + 1);
-  while (at != NONE && isEscaped(text, at));
+  } while (at != NONE && isEscaped(text, at));
   return at == NONE ? text.size() : at + 1;
 }
 
@@ -59,13 +59,15 @@ std::optional<std::string> withExponents(std::string_view text) {
     }
     const auto begin = at;
     at = std::min(text.find_first_not_of(IN_NUMBER, at), text.size());
-    if (!isLongInteger(text.substr(begin, at - begin)))
+    if (!isLongInteger(text.substr(begin, at - begin))) {
       continue;
+    }
     result.append(text.substr(copied, at - copied)).append("e0");
     copied = at;
   }
-  if (copied == 0)
+  if (copied == 0) {
     return std::nullopt;
+  }
   return result.append(text.substr(copied));
 }
 
@@ -84,8 +86,9 @@ public:
   /// Nothing behind the last one.
   std::optional<std::string_view> next() {
     at_ = text_.find_first_not_of(BETWEEN_VALUES, at_);
-    if (text_[at_] == ']' || text_[at_] == '}')
+    if (text_[at_] == ']' || text_[at_] == '}') {
       return std::nullopt;
+    }
     const auto begin = at_;
     at_ = endOfValue();
     return text_.substr(begin, at_ - begin);
@@ -145,8 +148,9 @@ Poco::Dynamic::Var parseContainer(const std::string& text) {
 
 /// Whether the string literal `quoted` stands for `name`.
 bool isName(std::string_view quoted, std::string_view name) {
-  if (quoted.find('\\') == NONE)
+  if (quoted.find('\\') == NONE) {
     return quoted.substr(1, quoted.size() - 2) == name;
+  }
   const auto array =
       parseContainer("[" + std::string(quoted) + "]").extract<Poco::JSON::Array::Ptr>();
   return array->getElement<std::string>(0) == name;
@@ -156,12 +160,15 @@ bool isName(std::string_view quoted, std::string_view name) {
 
 Poco::Dynamic::Var parseJson(const std::string& text) {
   // Poco's parser takes this byte, which no UTF-8 has, for the end of the text.
-  if (text.find('\xFF') != std::string::npos)
+  if (text.find('\xFF') != std::string::npos) {
     throw JsonError("invalid UTF-8");
-  if (isContainer(text))
+  }
+  if (isContainer(text)) {
     return parseContainer(text);
-  if (parseContainer("[" + text + "]").extract<Poco::JSON::Array::Ptr>()->size() != 1)
+  }
+  if (parseContainer("[" + text + "]").extract<Poco::JSON::Array::Ptr>()->size() != 1) {
     throw JsonError("not one value");
+  }
   return {};
 }
 
@@ -174,8 +181,9 @@ std::string writePrettyJson(const Poco::JSON::Object& object) {
 std::vector<std::string_view> elementTexts(std::string_view array) {
   std::vector<std::string_view> result;
   Cursor cursor(array);
-  while (const auto element = cursor.next())
+  while (const auto element = cursor.next()) {
     result.push_back(*element);
+  }
   return result;
 }
 
@@ -184,8 +192,9 @@ std::optional<std::string_view> memberText(std::string_view object, std::string_
   Cursor cursor(object);
   while (const auto key = cursor.next()) {
     const auto value = cursor.next();
-    if (isName(*key, name))
+    if (isName(*key, name)) {
       result = value;
+    }
   }
   return result;
 }

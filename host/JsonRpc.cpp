@@ -40,8 +40,9 @@ public:
 
   /// Nothing for a text that is not a string, a number or null.
   static std::optional<Id> of(std::string_view json) {
-    if (json == "null" || json.find_first_of("\"-0123456789") == 0)
+    if (json == "null" || json.find_first_of("\"-0123456789") == 0) {
       return Id(json);
+    }
     return std::nullopt;
   }
 
@@ -84,13 +85,16 @@ bool isA(const Var& value) {
 /// What is wrong with the shape of a request, apart from its `id`.
 std::optional<std::string> flaw(const Object& request) {
   const auto version = request.get("jsonrpc");
-  if (!isA<std::string>(version) || version.extract<std::string>() != "2.0")
+  if (!isA<std::string>(version) || version.extract<std::string>() != "2.0") {
     return R"(Invalid request: "jsonrpc" must be "2.0")";
-  if (!isA<std::string>(request.get("method")))
+  }
+  if (!isA<std::string>(request.get("method"))) {
     return R"(Invalid request: "method" must be a string)";
+  }
   const auto params = request.get("params");
-  if (request.has("params") && !isA<Object::Ptr>(params) && !isA<Array::Ptr>(params))
+  if (request.has("params") && !isA<Object::Ptr>(params) && !isA<Array::Ptr>(params)) {
     return R"(Invalid request: "params" must be an object)";
+  }
   return std::nullopt;
 }
 
@@ -118,8 +122,9 @@ Reply replyFrom(const Object::Ptr& response) {
 Reply carryOut(const Api& api, const Object& request) {
   // A message has named members only, so parameters by position fit none.
   const auto params = request.get("params");
-  if (isA<Array::Ptr>(params))
+  if (isA<Array::Ptr>(params)) {
     return Error{ErrorCode::invalidParams, "Invalid params: not an object"};
+  }
   try {
     const auto outcome =
         api(request.getValue<std::string>("method"),
@@ -149,8 +154,9 @@ std::string refuse(Unreadable reason) {
 } // namespace
 
 std::optional<std::string> JsonRpc::answer(const Incoming& incoming) const {
-  if (const auto* reason = std::get_if<Unreadable>(&incoming))
+  if (const auto* reason = std::get_if<Unreadable>(&incoming)) {
     return refuse(*reason);
+  }
   try {
     return answerText(std::get<std::string>(incoming));
   } catch (const JsonError& e) {
@@ -162,40 +168,48 @@ std::optional<std::string> JsonRpc::answer(const Incoming& incoming) const {
 
 std::optional<std::string> JsonRpc::answerText(const std::string& text) const {
   const auto value = parseJson(text);
-  if (isA<Array::Ptr>(value))
+  if (isA<Array::Ptr>(value)) {
     return answerBatch(*value.extract<Array::Ptr>(), text);
+  }
   return answerRequest(value, text);
 }
 
 std::optional<std::string> JsonRpc::answerBatch(const Array& batch, std::string_view text) const {
-  if (batch.size() == 0)
+  if (batch.size() == 0) {
     return refuse(Id::none(), ErrorCode::invalidRequest, "Invalid request: empty batch");
+  }
   std::string replies;
   auto element = batch.begin();
   for (const auto& elementText : elementTexts(text)) {
-    if (const auto reply = answerRequest(*element++, elementText))
+    if (const auto reply = answerRequest(*element++, elementText)) {
       replies.append(replies.empty() ? "[" : ",").append(*reply);
+    }
   }
-  if (replies.empty())
+  if (replies.empty()) {
     return std::nullopt;
+  }
   return replies.append("]");
 }
 
 std::optional<std::string> JsonRpc::answerRequest(const Var& request, std::string_view text) const {
-  if (!isA<Object::Ptr>(request))
+  if (!isA<Object::Ptr>(request)) {
     return refuse(Id::none(), ErrorCode::invalidRequest, "Invalid request: not an object");
+  }
   const auto& object = *request.extract<Object::Ptr>();
   const auto idText = memberText(text, "id");
   const auto id = idText ? Id::of(*idText) : Id::none();
-  if (!id)
+  if (!id) {
     return refuse(Id::none(), ErrorCode::invalidRequest,
                   R"(Invalid request: "id" must be a string, a number or null)");
-  if (auto what = flaw(object))
+  }
+  if (auto what = flaw(object)) {
     return refuse(*id, ErrorCode::invalidRequest, std::move(*what));
+  }
 
   const auto reply = carryOut(api_, object);
-  if (!idText)
+  if (!idText) {
     return std::nullopt;
+  }
   return write(*id, reply);
 }
 

@@ -28,37 +28,44 @@ std::size_t parseBytes(const std::string& text) {
   std::size_t value = 0;
   const char* const end = text.data() + text.size();
   const auto [stop, error] = std::from_chars(text.data(), end, value);
-  if (error != std::errc() || stop != end || value == 0)
+  if (error != std::errc() || stop != end || value == 0) {
     throw UsageError("--max-message: not a positive number: " + text);
+  }
   return value;
 }
 
 void setOption(Options& options, const std::string& name, const std::string& value) {
-  if (name == "help")
+  if (name == "help") {
     options.command = Command::help;
-  else if (name == "version")
+  } else if (name == "version") {
     options.command = Command::version;
-  else if (name == "max-message")
+  } else if (name == "max-message") {
     options.maxMessage = parseBytes(value);
-  else if (name == "root")
+  } else if (name == "root") {
     options.confinement.roots.push_back(value);
-  else if (name == "read-only")
+  } else if (name == "read-only") {
     options.confinement.readOnly = true;
+  }
 }
 
 void setCommand(Options& options, const std::vector<std::string>& words) {
-  if (words.empty() || (words.front() == "serve" && words.size() == 1))
+  if (words.empty() || (words.front() == "serve" && words.size() == 1)) {
     return;
-  if (words.front() == "serve")
+  }
+  if (words.front() == "serve") {
     throw UsageError("serve takes no argument: " + words[1]);
-  if (words.front() != "call")
+  }
+  if (words.front() != "call") {
     throw UsageError("Unknown command: " + words.front());
-  if (words.size() < 2 || words.size() > 3)
+  }
+  if (words.size() < 2 || words.size() > 3) {
     throw UsageError("call takes a message type and at most one JSON object");
+  }
   options.command = Command::call;
   options.type = words[1];
-  if (words.size() == 3)
+  if (words.size() == 3) {
     options.json = words[2];
+  }
 }
 
 } // namespace
@@ -72,17 +79,19 @@ Options parseOptions(const std::vector<std::string>& arguments) {
   std::string value;
   try {
     for (const auto& argument : arguments) {
-      if (processor.process(argument, name, value))
+      if (processor.process(argument, name, value)) {
         setOption(options, name, value);
-      else
+      } else {
         words.push_back(argument);
+      }
     }
     processor.checkRequired();
   } catch (const Poco::Exception& e) {
     throw UsageError(e.displayText());
   }
-  if (options.command == Command::serve)
+  if (options.command == Command::serve) {
     setCommand(options, words);
+  }
   return options;
 }
 

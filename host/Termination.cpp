@@ -25,20 +25,23 @@ void setAction(int signal, void (*handler)(int), int flags) {
   struct sigaction action = {};
   action.sa_handler = handler;
   action.sa_flags = flags;
-  if (sigaction(signal, &action, nullptr) != 0)
+  if (sigaction(signal, &action, nullptr) != 0) {
     throw std::system_error(errno, std::generic_category(), "sigaction");
+  }
 }
 
 } // namespace
 
 Termination::Termination()
     : descriptor_(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)) {
-  if (descriptor_ < 0)
+  if (descriptor_ < 0) {
     throw std::system_error(errno, std::generic_category(), "eventfd");
+  }
   requested = descriptor_;
   // Calls of the file operations go on behind the handler; poll alone is always interrupted.
-  for (const int signal : {SIGTERM, SIGINT})
+  for (const int signal : {SIGTERM, SIGINT}) {
     setAction(signal, requestTermination, static_cast<int>(SA_RESTART | SA_RESETHAND));
+  }
   setAction(SIGPIPE, SIG_IGN, 0);
 }
 

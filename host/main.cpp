@@ -18,8 +18,9 @@ using namespace connector::host;
 ExitStatus answerRequests(const Options& options) {
   reserveStandardDescriptors();
   const Termination termination;
-  if (options.confinement.isNeeded())
+  if (options.confinement.isNeeded()) {
     confine(options.confinement);
+  }
 
   const FileApi files;
   const Api api = [&files](const auto& type, const auto& params) {

@@ -88,7 +88,7 @@ TEST_F(Refusals, OfAFileThatCannotBeOpened) {
 
 TEST_F(Refusals, OfWriting) {
   inTree([this] {
-    const ustring isFolder =
+    const char16_t* const isFolder =
         u" already exists and is a directory. Directory cannot be overwritten.";
     refused(service->create(fileAt(u"gone\x7F/x"), true), NAME,
             root + u"gone\x7F/x is an invalid name.", {u"x"});

@@ -38,8 +38,9 @@ private:
 };
 
 std::string name(const Incoming& incoming) {
-  if (const auto* text = std::get_if<std::string>(&incoming))
+  if (const auto* text = std::get_if<std::string>(&incoming)) {
     return *text;
+  }
   switch (std::get<Unreadable>(incoming)) {
   case Unreadable::tooLong:
     return "<too long>";
@@ -53,8 +54,9 @@ std::string name(const Incoming& incoming) {
 
 std::vector<std::string> readAll(FrameReader& reader) {
   std::vector<std::string> result;
-  while (const auto incoming = reader.next())
+  while (const auto incoming = reader.next()) {
     result.push_back(name(*incoming));
+  }
   return result;
 }
 
@@ -91,8 +93,9 @@ TEST(Framing, LinesAreTextsAndBlankOnesAreNot) {
       {"{1}\nContent-\n", {"{1}", "Content-"}},
       {std::string("{\0}\n{2}\n", 8), {std::string("{\0}", 3), "{2}"}},
   };
-  for (const auto& stream : streams)
+  for (const auto& stream : streams) {
     expectTexts(stream);
+  }
 }
 
 TEST(Framing, OverlongTextIsSkippedAndTheStreamGoesOn) {
@@ -107,8 +110,9 @@ TEST(Framing, OverlongTextIsSkippedAndTheStreamGoesOn) {
        {"<too long>", "{}"}},
       {"Content-Length: 18446744073709551615\r\n\r\n{}", {"<too long>"}},
   };
-  for (const auto& stream : streams)
+  for (const auto& stream : streams) {
     expectTexts(stream);
+  }
 }
 
 TEST(Framing, HeadersTellTheLength) {
@@ -122,18 +126,21 @@ TEST(Framing, HeadersTellTheLength) {
       {"Content-Length: 3\r\n", {"<cut short>"}},
       {"Content-Le", {"<cut short>"}},
   };
-  for (const auto& stream : streams)
+  for (const auto& stream : streams) {
     expectTexts(stream);
+  }
 }
 
 TEST(Framing, HeadersWithoutLengthAreReportedOnceAndTheNextLengthIsFound) {
   const std::string good = "Content-Length: 2\r\n\r\n{}";
   for (const std::string bad : {"Content-Length: two", "Content-Length: -1",
                                 "Content-Length:", "Content-Length: 18446744073709551616",
-                                "Content-Length 2", "CL: 2", "Content-Length-X: 2"})
-    for (const std::string body : {"", "{\"a\":\r\n\r\n1}", "\r\n{}\r\n\r\n{}\r\n"})
+                                "Content-Length 2", "CL: 2", "Content-Length-X: 2"}) {
+    for (const std::string body : {"", "{\"a\":\r\n\r\n1}", "\r\n{}\r\n\r\n{}\r\n"}) {
       expectTexts({std::string(bad).append("\r\n\r\n").append(body).append(good).append(good),
                    {"<no length>", "{}", "{}"}});
+    }
+  }
   expectTexts({"C\n\n" + good + "C\n\n" + good, {"<no length>", "{}", "<no length>", "{}"}});
   expectTexts({"C\n\nContent-Le", {"<no length>"}});
 }

@@ -21,20 +21,27 @@ class Double {
 public:
   Outcome answer(const std::string& type, const Object::Ptr& params) {
     carriedOut += type + " ";
-    if (type == "echo")
+    if (type == "echo") {
       return params;
-    if (type == "params")
+    }
+    if (type == "params") {
       return Refusal{Refusal::Reason::params, R"(Can not convert "a")"};
-    if (type == "delivery")
+    }
+    if (type == "delivery") {
       return Refusal{Refusal::Reason::delivery, "Service exists but is not running."};
-    if (type == "bad_alloc")
+    }
+    if (type == "bad_alloc") {
       throw std::bad_alloc();
-    if (type == "poco")
+    }
+    if (type == "poco") {
       throw Poco::NotFoundException("this");
-    if (type == "std")
+    }
+    if (type == "std") {
       throw std::logic_error("that");
-    if (type == "int")
+    }
+    if (type == "int") {
       throw 1;
+    }
     return Refusal{Refusal::Reason::unknownType, "Unknown message type: " + type};
   }
 
@@ -198,8 +205,9 @@ TEST_F(JsonRpcTest, WhatIsNotARequestIsRefused) {
       {R"({"jsonrpc":"2.0","id":{},"method":"echo"})", badId},
       {R"({"jsonrpc":"2.0","id":[1],"method":"echo"})", badId},
   };
-  for (const auto& [text, reply] : rows)
+  for (const auto& [text, reply] : rows) {
     EXPECT_EQ(answer(text), reply) << text;
+  }
   EXPECT_EQ(answer(Unreadable::tooLong), refused("null", "message too long"));
   EXPECT_EQ(api.carriedOut, "");
 }
@@ -215,8 +223,9 @@ TEST_F(JsonRpcTest, EachFailureHasItsCode) {
       {request("int"), error("7", "-32603", "Internal error")},
       {echo("7", "[]"), error("7", "-32602", "Invalid params: not an object")},
   };
-  for (const auto& [text, reply] : rows)
+  for (const auto& [text, reply] : rows) {
     EXPECT_EQ(answer(text), reply) << text;
+  }
   EXPECT_EQ(answer(Unreadable::noLength),
             error("null", "-32700", "Parse error: no valid Content-Length"));
   EXPECT_EQ(answer(Unreadable::cutShort),
@@ -224,8 +233,9 @@ TEST_F(JsonRpcTest, EachFailureHasItsCode) {
 }
 
 TEST_F(JsonRpcTest, NotificationsAreCarriedOutAndNotAnswered) {
-  for (const std::string method : {"echo", "params", "int"})
+  for (const std::string method : {"echo", "params", "int"}) {
     EXPECT_EQ(answer(R"({"jsonrpc":"2.0","method":")" + method + "\"}"), "(none)");
+  }
   EXPECT_EQ(answer(R"({"jsonrpc":"2.0","method":"echo","params":[]})"), "(none)");
   EXPECT_EQ(answer(R"([{"jsonrpc":"2.0","method":"echo","params":{"id":1}}])"), "(none)");
   EXPECT_EQ(api.carriedOut, "echo params int echo ");

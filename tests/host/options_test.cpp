@@ -19,8 +19,9 @@ TEST(Options, CommandsAreFound) {
       {{"--help", "nonsense"}, Command::help},
       {{"serve", "--version"}, Command::version},
   };
-  for (const auto& [arguments, command] : rows)
+  for (const auto& [arguments, command] : rows) {
     EXPECT_EQ(parseOptions(arguments).command, command) << testing::PrintToString(arguments);
+  }
 }
 
 TEST(Options, CallTakesTypeAndMessage) {
@@ -44,8 +45,9 @@ TEST(Options, WrongUsageIsRefused) {
       {"--max-message", "1k"},
       {"--max-message", "18446744073709551616"},
   };
-  for (const auto& arguments : rows)
+  for (const auto& arguments : rows) {
     EXPECT_THROW(parseOptions(arguments), UsageError) << testing::PrintToString(arguments);
+  }
 }
 
 } // namespace connector::host

@@ -38,9 +38,10 @@ public:
 
   void send(std::string_view bytes) {
     std::size_t sent = 0;
-    while (sent < bytes.size())
+    while (sent < bytes.size()) {
       sent += static_cast<std::size_t>(
           in_.writeBytes(bytes.data() + sent, static_cast<int>(bytes.size() - sent)));
+    }
   }
 
   std::string read(std::size_t size) {
@@ -48,8 +49,9 @@ public:
     std::size_t count = 0;
     while (count < size) {
       const int more = out_.readBytes(&result[count], static_cast<int>(size - count));
-      if (more == 0)
+      if (more == 0) {
         break;
+      }
       count += static_cast<std::size_t>(more);
     }
     result.resize(count);
@@ -81,9 +83,11 @@ public:
   [[nodiscard]] long peakMemory() const {
     std::ifstream status("/proc/" + std::to_string(handle_.id()) + "/status");
     std::string line;
-    while (std::getline(status, line))
-      if (line.rfind("VmHWM:", 0) == 0)
+    while (std::getline(status, line)) {
+      if (line.rfind("VmHWM:", 0) == 0) {
         return std::stol(line.substr(6));
+      }
+    }
     return -1;
   }
 
@@ -174,8 +178,9 @@ TEST(ConnectorHost, RefusalsOfTheFrameworkHaveTheirCodes) {
 TEST(ConnectorHost, OverlongMessageIsSkippedInBoundedMemory) {
   Running host({"--max-message", "1000000"});
   const std::string piece(1000000, 'x');
-  for (int i = 0; i < 256; ++i)
+  for (int i = 0; i < 256; ++i) {
     host.send(piece);
+  }
   host.send("\n");
   EXPECT_THAT(host.read(60), HasSubstr("-32600"));
   const auto memory = host.peakMemory();

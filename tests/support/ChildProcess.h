@@ -26,15 +26,17 @@ public:
       : pipe_(pipe) {}
 
   void OnTestPartResult(const ::testing::TestPartResult& result) override {
-    if (result.passed())
+    if (result.passed()) {
       return;
+    }
     std::ostringstream record;
     record << (result.skipped() ? 'S' : 'F') << result.line_number() << ' '
            << (result.file_name() != nullptr ? result.file_name() : "") << '\n'
            << result.message() << '\0';
     const std::string bytes = record.str();
-    if (::write(pipe_, bytes.data(), bytes.size()) != static_cast<ssize_t>(bytes.size()))
+    if (::write(pipe_, bytes.data(), bytes.size()) != static_cast<ssize_t>(bytes.size())) {
       _exit(1);
+    }
   }
 
 private:
@@ -50,8 +52,9 @@ inline void replay(const std::string& record) {
   (stream >> kind >> line).ignore();
   std::getline(stream, file);
   const std::string message(std::istreambuf_iterator<char>(stream), {});
-  if (kind == 'S')
+  if (kind == 'S') {
     GTEST_SKIP() << message;
+  }
   ADD_FAILURE_AT(file.c_str(), line) << message;
 }
 
@@ -75,11 +78,13 @@ inline void replay(const std::string& record) {
 /// a child that does not reach its end.
 inline void inChildProcess(const std::function<void()>& body) {
   std::array<int, 2> ends{};
-  if (pipe2(ends.data(), O_CLOEXEC) != 0)
+  if (pipe2(ends.data(), O_CLOEXEC) != 0) {
     throw std::system_error(errno, std::generic_category(), "pipe");
+  }
   const pid_t child = fork();
-  if (child < 0)
+  if (child < 0) {
     throw std::system_error(errno, std::generic_category(), "fork");
+  }
   if (child == 0) {
     close(ends[0]);
     detail::runAndExit(body, ends[1]);

@@ -9,6 +9,8 @@
 #include <filesystem>
 #include <stdexcept>
 #include <string>
+#include <utility>
+#include <vector>
 
 namespace connector::test {
 
@@ -23,9 +25,10 @@ inline Poco::JSON::Object::Ptr parseObject(const std::string& json) {
 /// A running connector-host and the conversation with it, one request at a time.
 class HostClient {
 public:
-  explicit HostClient(const std::filesystem::path& currentFolder)
-      : host_(Poco::Process::launch(CONNECTOR_HOST_PROGRAM, {}, currentFolder.string(), &in_, &out_,
-                                    nullptr))
+  /// `launcher` is a command that starts the one that is given to it as its last argument.
+  explicit HostClient(const std::filesystem::path& currentFolder,
+                      std::vector<std::string> launcher = {})
+      : host_(launch(std::move(launcher), currentFolder, in_, out_))
       , requests_(in_)
       , answers_(out_) {}
 
@@ -54,6 +57,15 @@ public:
   }
 
 private:
+  static Poco::ProcessHandle launch(std::vector<std::string> command,
+                                    const std::filesystem::path& currentFolder, Poco::Pipe& in,
+                                    Poco::Pipe& out) {
+    command.emplace_back(CONNECTOR_HOST_PROGRAM);
+    const Poco::Process::Args arguments(command.begin() + 1, command.end());
+    return Poco::Process::launch(command.front(), arguments, currentFolder.string(), &in, &out,
+                                 nullptr);
+  }
+
   Poco::Pipe in_;
   Poco::Pipe out_;
   Poco::ProcessHandle host_;

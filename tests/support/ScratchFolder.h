@@ -24,9 +24,11 @@ protected:
     namespace fs = std::filesystem;
     std::error_code ignored; // What a test leaves undeletable is no failure of the test.
     for (fs::recursive_directory_iterator entry(folder_, ignored), end; entry != end;
-         entry.increment(ignored))
-      if (entry->symlink_status(ignored).type() == fs::file_type::directory)
+         entry.increment(ignored)) {
+      if (entry->symlink_status(ignored).type() == fs::file_type::directory) {
         fs::permissions(entry->path(), fs::perms::owner_all, fs::perm_options::add, ignored);
+      }
+    }
     fs::remove_all(folder_, ignored);
   }
 
@@ -53,8 +55,9 @@ protected:
                                   const std::string& contents = {}) {
     std::filesystem::path file = at(name);
     std::filesystem::create_directories(file.parent_path());
-    if (!(std::ofstream(file, std::ios::binary) << contents).flush())
+    if (!(std::ofstream(file, std::ios::binary) << contents).flush()) {
       throw std::runtime_error("cannot write " + file.string());
+    }
     return file;
   }
 
@@ -71,8 +74,9 @@ protected:
   /// a file, to "-> target" for a link, to "/" for a folder, to "?" for all else.
   [[nodiscard]] std::map<std::string, std::string> disk() const {
     std::map<std::string, std::string> entries;
-    for (const auto& entry : std::filesystem::recursive_directory_iterator(folder_))
+    for (const auto& entry : std::filesystem::recursive_directory_iterator(folder_)) {
       entries[entry.path().lexically_relative(folder_).string()] = description(entry);
+    }
     return entries;
   }
 
@@ -80,8 +84,9 @@ private:
   static std::filesystem::path make() {
     std::string name = std::filesystem::canonical(std::filesystem::temp_directory_path()) /
                        "connector-test-XXXXXX";
-    if (mkdtemp(name.data()) == nullptr)
+    if (mkdtemp(name.data()) == nullptr) {
       throw std::system_error(errno, std::generic_category(), name);
+    }
     // mkdtemp's own 0700 would keep out the unprivileged user whom a test drops to.
     std::filesystem::permissions(name, std::filesystem::perms{0755});
     return name;
@@ -89,16 +94,19 @@ private:
 
   static std::string bytesOf(const std::filesystem::path& file) {
     std::ifstream stream(file, std::ios::binary);
-    if (!stream)
+    if (!stream) {
       throw std::runtime_error("cannot read " + file.string());
+    }
     return {std::istreambuf_iterator<char>(stream), {}};
   }
 
   static std::string description(const std::filesystem::directory_entry& entry) {
-    if (entry.is_symlink())
+    if (entry.is_symlink()) {
       return "-> " + std::filesystem::read_symlink(entry.path()).string();
-    if (entry.is_directory())
+    }
+    if (entry.is_directory()) {
       return "/";
+    }
     return entry.is_regular_file() ? bytesOf(entry.path()) : "?";
   }
 

@@ -20,10 +20,12 @@ namespace detail {
 inline bool enterOwnMountNamespace() {
   const std::string user = std::to_string(geteuid());
   const std::string group = std::to_string(getegid());
-  if (unshare(CLONE_NEWNS) == 0)
+  if (unshare(CLONE_NEWNS) == 0) {
     return mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr) == 0;
-  if (unshare(CLONE_NEWUSER | CLONE_NEWNS) != 0)
+  }
+  if (unshare(CLONE_NEWUSER | CLONE_NEWNS) != 0) {
     return false;
+  }
   std::ofstream("/proc/self/setgroups") << "deny";
   std::ofstream("/proc/self/uid_map") << user << ' ' << user << " 1";
   std::ofstream("/proc/self/gid_map") << group << ' ' << group << " 1";
@@ -39,16 +41,18 @@ inline void onTmpfs(const std::filesystem::path& where, const std::string& optio
                     const std::function<void()>& body) {
   inChildProcess([&] {
     if (!detail::enterOwnMountNamespace() ||
-        mount("tmpfs", where.c_str(), "tmpfs", 0, options.c_str()) != 0)
+        mount("tmpfs", where.c_str(), "tmpfs", 0, options.c_str()) != 0) {
       GTEST_SKIP() << "no tmpfs can be mounted here: " << std::generic_category().message(errno);
+    }
     body();
   });
 }
 
 /// Within the body of onTmpfs.
 inline void makeReadOnly(const std::filesystem::path& where) {
-  if (mount(nullptr, where.c_str(), nullptr, MS_REMOUNT | MS_BIND | MS_RDONLY, nullptr) != 0)
+  if (mount(nullptr, where.c_str(), nullptr, MS_REMOUNT | MS_BIND | MS_RDONLY, nullptr) != 0) {
     throw std::system_error(errno, std::generic_category(), "remounting read-only");
+  }
 }
 
 /// Within the body of onTmpfs: fills the file system with the file `name` until nothing more fits.

@@ -19,8 +19,9 @@ inline void asUnprivilegedUser(const std::function<void()>& body) {
   }
   inChildProcess([&body] {
     constexpr unsigned nobody = 65534;
-    if (setgroups(0, nullptr) != 0 || setgid(nobody) != 0 || setuid(nobody) != 0)
+    if (setgroups(0, nullptr) != 0 || setgid(nobody) != 0 || setuid(nobody) != 0) {
       throw std::system_error(errno, std::generic_category(), "dropping privileges");
+    }
     body();
   });
 }

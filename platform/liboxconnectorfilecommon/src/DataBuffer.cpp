@@ -9,11 +9,13 @@ namespace connector::file_common::v1 {
 namespace {
 
 DataBuffer::Memory copyOf(std::string_view bytes) {
-  if (bytes.empty())
+  if (bytes.empty()) {
     return nullptr;
+  }
   DataBuffer::Memory memory(static_cast<char*>(std::malloc(bytes.size())));
-  if (!memory)
+  if (!memory) {
     throw std::bad_alloc();
+  }
   std::memcpy(memory.get(), bytes.data(), bytes.size());
   return memory;
 }
@@ -31,8 +33,9 @@ DataBuffer::DataBuffer(const DataBuffer& other)
     : DataBuffer(other.view()) {}
 
 DataBuffer& DataBuffer::operator=(const DataBuffer& other) {
-  if (this != &other)
+  if (this != &other) {
     *this = DataBuffer(other);
+  }
   return *this;
 }
 

@@ -25,17 +25,21 @@ bool isFull(const struct statvfs& system) {
 int checkWritableDirectory(const std::string& path) {
   struct stat status {};
 
-  if (stat(path.c_str(), &status) != 0)
+  if (stat(path.c_str(), &status) != 0) {
     return errno;
-  if (!S_ISDIR(status.st_mode))
+  }
+  if (!S_ISDIR(status.st_mode)) {
     return ENOTDIR;
-  if (faccessat(AT_FDCWD, path.c_str(), W_OK | X_OK, AT_EACCESS) != 0)
+  }
+  if (faccessat(AT_FDCWD, path.c_str(), W_OK | X_OK, AT_EACCESS) != 0) {
     return errno;
+  }
 
   struct statvfs system {};
 
-  if (statvfs(path.c_str(), &system) != 0)
+  if (statvfs(path.c_str(), &system) != 0) {
     return errno;
+  }
   return isFull(system) ? ENOSPC : 0;
 }
 

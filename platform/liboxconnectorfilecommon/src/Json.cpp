@@ -70,9 +70,11 @@ bool isUtf8(std::string_view bytes) {
   namespace utf = boost::locale::utf;
   const char* at = bytes.data();
   const char* const end = at + bytes.size();
-  while (at != end)
-    if (!utf::is_valid_codepoint(utf::utf_traits<char>::decode(at, end)))
+  while (at != end) {
+    if (!utf::is_valid_codepoint(utf::utf_traits<char>::decode(at, end))) {
       return false;
+    }
+  }
   return true;
 }
 
@@ -93,22 +95,27 @@ bool isBase64(std::string_view text) {
       "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
   const std::size_t digits = std::min(text.find_first_not_of(alphabet), text.size());
   const std::size_t padding = text.size() - digits;
-  if (text.size() % 4 != 0 || padding > 2 || text.substr(digits) != std::string_view("==", padding))
+  if (text.size() % 4 != 0 || padding > 2 ||
+      text.substr(digits) != std::string_view("==", padding)) {
     return false;
+  }
   const std::size_t unusedBits = 2 * padding;
   return padding == 0 || alphabet.find(text[digits - 1]) % (std::size_t{1} << unusedBits) == 0;
 }
 
 DataBuffer fromBase64(const std::string& text) {
-  if (!isBase64(text))
+  if (!isBase64(text)) {
     throw Poco::DataFormatException(CONTENTS, "not base64");
-  if (text.empty())
+  }
+  if (text.empty()) {
     return {};
+  }
   const std::size_t capacity = text.size() / 4 * 3;
   // NOLINTNEXTLINE(cppcoreguidelines-no-malloc): what a DataBuffer takes over.
   DataBuffer::Memory memory(static_cast<char*>(std::malloc(capacity)));
-  if (!memory)
+  if (!memory) {
     throw std::bad_alloc();
+  }
   Poco::MemoryInputStream stream(text.data(), static_cast<std::streamsize>(text.size()));
   Poco::Base64Decoder decoder(stream);
   decoder.read(memory.get(), static_cast<std::streamsize>(capacity));
@@ -128,28 +135,34 @@ void writeContents(Object& object, std::string_view bytes) {
 
 DataBuffer readContents(const Object& object) {
   const auto encoding = read<std::string>(object, ENCODING, UTF_8);
-  if (encoding != UTF_8 && encoding != BASE64)
+  if (encoding != UTF_8 && encoding != BASE64) {
     throw Poco::DataFormatException(ENCODING, "unknown: " + encoding);
+  }
   const Var* const value = find(object, CONTENTS);
-  if (value == nullptr)
+  if (value == nullptr) {
     return {};
+  }
   std::string converted;
   const bool isText = value->type() == typeid(std::string);
-  if (!isText)
+  if (!isText) {
     converted = value->convert<std::string>();
+  }
   const std::string& text = isText ? value->extract<std::string>() : converted;
   return encoding == UTF_8 ? DataBuffer(text) : fromBase64(text);
 }
 
 FileInfo readInfo(const Object& object) {
   const Var* const location = find(object, LOCATION);
-  if (location == nullptr)
+  if (location == nullptr) {
     throw Poco::DataFormatException(LOCATION, "missing");
+  }
   FileInfo info(fl::i18n::to_ustring(location->convert<std::string>()),
                 read(object, IS_DIRECTORY, false));
-  for (const Attribute& attribute : ATTRIBUTES)
-    if (const Var* const value = find(object, attribute.key))
+  for (const Attribute& attribute : ATTRIBUTES) {
+    if (const Var* const value = find(object, attribute.key)) {
       info.setAttribute(attribute.key, attribute.fromJson(*value));
+    }
+  }
   return info;
 }
 
@@ -166,22 +179,26 @@ Object::Ptr fromFileInfo(const FileInfo& info) {
   object->set(LOCATION, toUtf8(info.getLocation()));
   object->set(NAME, toUtf8(info.getName()));
   object->set(IS_DIRECTORY, info.isDirectory());
-  for (const Attribute& attribute : ATTRIBUTES)
-    if (const boost::any* const value = info.findAttribute(attribute.key))
+  for (const Attribute& attribute : ATTRIBUTES) {
+    if (const boost::any* const value = info.findAttribute(attribute.key)) {
       object->set(attribute.key, attribute.toJson(*value));
+    }
+  }
   return object;
 }
 
 Poco::JSON::Array::Ptr fromFileInfos(const std::vector<FileInfo>& infos) {
   Poco::JSON::Array::Ptr array = new Poco::JSON::Array;
-  for (const FileInfo& info : infos)
+  for (const FileInfo& info : infos) {
     array->add(fromFileInfo(info));
+  }
   return array;
 }
 
 File toFile(const Object::Ptr& object) {
-  if (object.isNull())
+  if (object.isNull()) {
     return {};
+  }
   return {readInfo(*object), readContents(*object)};
 }
 
@@ -191,11 +208,13 @@ FileInfo toFileInfo(const Object::Ptr& object) {
 
 std::vector<FileInfo> toFileInfos(const Poco::JSON::Array::Ptr& array) {
   std::vector<FileInfo> infos;
-  if (array.isNull())
+  if (array.isNull()) {
     return infos;
+  }
   infos.reserve(array->size());
-  for (unsigned index = 0; index < array->size(); ++index)
+  for (unsigned index = 0; index < array->size(); ++index) {
     infos.push_back(toFileInfo(array->getObject(index)));
+  }
   return infos;
 }
 

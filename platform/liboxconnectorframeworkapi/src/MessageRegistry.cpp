@@ -30,9 +30,10 @@ void MessageRegistry::registerConverters(const std::string& name, const std::typ
   std::map<std::type_index, Entry> typed{{entry->type, entry}};
 
   const std::unique_lock lock(mutex_);
-  if (byName_.count(name) != 0 || byType_.count(entry->type) != 0)
+  if (byName_.count(name) != 0 || byType_.count(entry->type) != 0) {
     throw std::invalid_argument("Already registered: " + name + " or its type " +
                                 boost::core::demangle(type.name()));
+  }
   byName_.merge(named);
   byType_.merge(typed);
 }
@@ -41,8 +42,9 @@ void MessageRegistry::removeConverters(const std::type_info& type) {
   Entry removed; // Freed after the lock: what a converter holds may call the registry.
   const std::unique_lock lock(mutex_);
   const auto typed = byType_.find(type);
-  if (typed == byType_.end())
+  if (typed == byType_.end()) {
     return;
+  }
   removed = typed->second;
   byType_.erase(typed);
   byName_.erase(std::find_if(byName_.begin(), byName_.end(),
@@ -51,14 +53,16 @@ void MessageRegistry::removeConverters(const std::type_info& type) {
 
 Poco::SharedPtr<Poco::JSON::Object>
 MessageRegistry::toJson(const std::unique_ptr<Message>& message) const {
-  if (!message)
+  if (!message) {
     throw std::invalid_argument("No message to write as JSON");
+  }
   const Message& content = *message;
   const std::type_info& type = typeid(content);
 
   const Entry entry = find(mutex_, byType_, type);
-  if (!entry)
+  if (!entry) {
     throw UnknownMessageType("Unknown message type: " + boost::core::demangle(type.name()));
+  }
   return entry->toJson(message);
 }
 
@@ -66,8 +70,9 @@ std::unique_ptr<Message>
 MessageRegistry::fromJson(const std::string& name,
                           Poco::SharedPtr<Poco::JSON::Object> object) const {
   const Entry entry = find(mutex_, byName_, name);
-  if (!entry)
+  if (!entry) {
     throw UnknownMessageType("Unknown message type: " + name);
+  }
   return entry->fromJson(std::move(object));
 }
 
@@ -75,8 +80,9 @@ std::vector<std::string> MessageRegistry::names() const {
   const std::shared_lock lock(mutex_);
   std::vector<std::string> result;
   result.reserve(byName_.size());
-  for (const auto& named : byName_)
+  for (const auto& named : byName_) {
     result.push_back(named.first);
+  }
   return result;
 }
 

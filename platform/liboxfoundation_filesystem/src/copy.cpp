@@ -24,10 +24,12 @@ using detail::uninterrupted;
 constexpr std::size_t kernel_chunk = std::size_t{1} << 30U;
 
 void refuse_all_but_regular(const stat_buffer& found, const std::u16string& path) {
-  if (S_ISDIR(found.st_mode))
+  if (S_ISDIR(found.st_mode)) {
     throw_errno(EISDIR, path);
-  if (!S_ISREG(found.st_mode))
+  }
+  if (!S_ISREG(found.st_mode)) {
     throw_errno(EOPNOTSUPP, path);
+  }
 }
 
 // Looks before it opens, since opening a device can already do something, and again afterwards,
@@ -44,8 +46,9 @@ public:
 
   [[nodiscard]] stat_buffer status() const {
     stat_buffer found{};
-    if (::fstat(file_.get(), &found) != 0)
+    if (::fstat(file_.get(), &found) != 0) {
       throw_errno(errno, path_);
+    }
     return found;
   }
 
@@ -53,13 +56,15 @@ private:
   static int open(const std::u16string& path) {
     const std::string name = detail::utf16_to_native(path);
     stat_buffer found{};
-    if (::stat(name.c_str(), &found) != 0)
+    if (::stat(name.c_str(), &found) != 0) {
       throw_errno(errno, path);
+    }
     refuse_all_but_regular(found, path);
     const int number = uninterrupted(
         [&name] { return ::open(name.c_str(), O_RDONLY | O_CLOEXEC | O_NOCTTY | O_NONBLOCK); });
-    if (number < 0)
+    if (number < 0) {
       throw_errno(errno, path);
+    }
     return number;
   }
 
@@ -78,8 +83,9 @@ public:
         return ::open(name_.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC,
                       S_IRUSR | S_IWUSR);
       })) {
-    if (!file_.is_open() || ::fstat(file_.get(), &created_) != 0)
+    if (!file_.is_open() || ::fstat(file_.get(), &created_) != 0) {
       throw_errno(errno, path_);
+    }
   }
 
   new_file(const new_file&) = delete;
@@ -88,8 +94,9 @@ public:
   ~new_file() {
     stat_buffer found{};
     if (!finished_ && ::lstat(name_.c_str(), &found) == 0 && found.st_dev == created_.st_dev &&
-        found.st_ino == created_.st_ino)
+        found.st_ino == created_.st_ino) {
       ::unlink(name_.c_str());
+    }
   }
 
   [[nodiscard]] int get() const { return file_.get(); }
@@ -101,8 +108,9 @@ public:
     const std::array<timespec, 2> times{timespec{0, UTIME_OMIT}, source.st_mtim};
     check_attribute(::fchmod(file_.get(), source.st_mode & kept));
     check_attribute(::futimens(file_.get(), times.data()));
-    if (::close(file_.release()) != 0)
+    if (::close(file_.release()) != 0) {
       throw_errno(errno, path_);
+    }
     finished_ = true;
   }
 
@@ -110,8 +118,9 @@ private:
   // A file system that keeps no such attribute (FAT, for one) refuses it even to the owner; the
   // copy is then as private as that file system makes it.
   void check_attribute(int result) const {
-    if (result != 0 && errno != EPERM && errno != EOPNOTSUPP)
+    if (result != 0 && errno != EPERM && errno != EOPNOTSUPP) {
       throw_errno(errno, path_);
+    }
   }
 
   const std::u16string& path_;
@@ -140,11 +149,13 @@ void move_rest(int source, const std::u16string& from, int target, const std::u1
   ssize_t count = 0;
   while ((count = uninterrupted([&] { return ::read(source, block.data(), block.size()); })) > 0) {
     const auto wanted = static_cast<std::size_t>(count);
-    if (detail::write_all(target, block.data(), wanted) != wanted)
+    if (detail::write_all(target, block.data(), wanted) != wanted) {
       throw_errno(errno, to);
+    }
   }
-  if (count < 0)
+  if (count < 0) {
     throw_errno(errno, from);
+  }
 }
 
 } // namespace

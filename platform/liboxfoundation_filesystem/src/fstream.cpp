@@ -22,8 +22,9 @@ int open_flags(std::ios_base::openmode mode) {
   const bool writes = (mode & (std::ios_base::out | std::ios_base::app)) != 0;
   // O_NONBLOCK: neither opening nor reading waits for the other end of a FIFO or for a device.
   int flags = O_CLOEXEC | O_NOCTTY | O_NONBLOCK;
-  if (!writes)
+  if (!writes) {
     return flags | O_RDONLY;
+  }
   flags |= O_CREAT | (reads ? O_RDWR : O_WRONLY);
   flags |= (mode & std::ios_base::trunc) != 0 ? O_TRUNC : 0;
   flags |= (mode & std::ios_base::app) != 0 ? O_APPEND : 0;
@@ -31,24 +32,27 @@ int open_flags(std::ios_base::openmode mode) {
 }
 
 int origin(std::ios_base::seekdir way) {
-  if (way == std::ios_base::beg)
+  if (way == std::ios_base::beg) {
     return SEEK_SET;
+  }
   return way == std::ios_base::end ? SEEK_END : SEEK_CUR;
 }
 
 /// Throws when the system refuses: that is no end of the file.
 std::size_t read_some(int source, char* data, std::size_t count) {
   const ssize_t done = detail::uninterrupted([&] { return ::read(source, data, count); });
-  if (done < 0)
+  if (done < 0) {
     throw std::ios_base::failure("read", {errno, std::generic_category()});
+  }
   return static_cast<std::size_t>(done);
 }
 
 } // namespace
 
 file_buf::~file_buf() {
-  if (is_open())
+  if (is_open()) {
     ::close(descriptor_);
+  }
 }
 
 bool file_buf::open(const std::string& name, std::ios_base::openmode mode) {
@@ -72,8 +76,9 @@ bool file_buf::close() {
 
 file_buf::int_type file_buf::underflow() {
   const std::size_t count = read_some(descriptor_, lookahead_.data(), lookahead_.size());
-  if (count == 0)
+  if (count == 0) {
     return traits_type::eof();
+  }
   setg(lookahead_.data(), lookahead_.data(), lookahead_.data() + count);
   return traits_type::to_int_type(*gptr());
 }
@@ -88,16 +93,18 @@ std::streamsize file_buf::xsgetn(char* data, std::streamsize count) {
   while (done < count) {
     const std::size_t more =
         read_some(descriptor_, data + done, static_cast<std::size_t>(count - done));
-    if (more == 0)
+    if (more == 0) {
       break;
+    }
     done += static_cast<std::streamsize>(more);
   }
   return done;
 }
 
 file_buf::int_type file_buf::overflow(int_type character) {
-  if (traits_type::eq_int_type(character, traits_type::eof()))
+  if (traits_type::eq_int_type(character, traits_type::eof())) {
     return traits_type::not_eof(character);
+  }
   const char byte = traits_type::to_char_type(character);
   return xsputn(&byte, 1) == 1 ? character : traits_type::eof();
 }
@@ -111,8 +118,9 @@ file_buf::pos_type file_buf::seekoff(off_type offset, std::ios_base::seekdir way
                                      std::ios_base::openmode /*which*/) {
   const off_type ahead = way == std::ios_base::cur ? egptr() - gptr() : 0;
   const off_type position = ::lseek(descriptor_, offset - ahead, origin(way));
-  if (position >= 0)
+  if (position >= 0) {
     setg(nullptr, nullptr, nullptr);
+  }
   return position;
 }
 
@@ -124,25 +132,29 @@ ifstream::ifstream(const std::u16string& path, std::ios_base::openmode mode, int
     : std::istream(nullptr) {
   const std::string name = detail::make_native_access_form_i18n(path);
   rdbuf(&buffer_);
-  if (!buffer_.open(name, mode | std::ios_base::in))
+  if (!buffer_.open(name, mode | std::ios_base::in)) {
     setstate(std::ios_base::failbit);
+  }
 }
 
 void ifstream::close() {
-  if (!buffer_.close())
+  if (!buffer_.close()) {
     setstate(std::ios_base::failbit);
+  }
 }
 
 ofstream::ofstream(const std::string& native_name, std::ios_base::openmode mode, int /*sharing*/)
     : std::ostream(nullptr) {
   rdbuf(&buffer_);
-  if (!buffer_.open(native_name, mode | std::ios_base::out))
+  if (!buffer_.open(native_name, mode | std::ios_base::out)) {
     setstate(std::ios_base::failbit);
+  }
 }
 
 void ofstream::close() {
-  if (!buffer_.close())
+  if (!buffer_.close()) {
     setstate(std::ios_base::failbit);
+  }
 }
 
 } // namespace fl::filesystem

@@ -30,10 +30,12 @@ constexpr std::int64_t furthest_second =
     std::numeric_limits<std::int64_t>::max() / 1'000'000 - calendar_day_of_1970 * 86'400 - 1;
 
 posix_time::ptime to_ptime(const timespec& time) {
-  if (time.tv_sec > furthest_second)
+  if (time.tv_sec > furthest_second) {
     return posix_time::pos_infin;
-  if (time.tv_sec < -furthest_second)
+  }
+  if (time.tv_sec < -furthest_second) {
     return posix_time::neg_infin;
+  }
   static const posix_time::ptime epoch(boost::gregorian::date(1970, 1, 1));
   // tv_nsec counts forward also before 1970.
   const std::int64_t microseconds = time.tv_sec * std::int64_t{1'000'000} + time.tv_nsec / 1000;
@@ -41,8 +43,9 @@ posix_time::ptime to_ptime(const timespec& time) {
 }
 
 file_status::kind kind_of(const detail::stat_buffer& found) {
-  if (S_ISREG(found.st_mode))
+  if (S_ISREG(found.st_mode)) {
     return file_status::kind::regular;
+  }
   return S_ISDIR(found.st_mode) ? file_status::kind::directory : file_status::kind::other;
 }
 
@@ -85,26 +88,31 @@ bool access(const std::u16string& path, unsigned mode) {
   const int wanted =
       ((mode & access_read) != 0 ? R_OK : 0) | ((mode & access_write) != 0 ? W_OK : 0);
   const detail::native_path name(path);
-  if (::faccessat(AT_FDCWD, name.c_str(), wanted, AT_EACCESS) == 0)
+  if (::faccessat(AT_FDCWD, name.c_str(), wanted, AT_EACCESS) == 0) {
     return true;
-  if (!means_denied(errno) && !means_missing(errno))
+  }
+  if (!means_denied(errno) && !means_missing(errno)) {
     detail::throw_errno(errno, path);
+  }
   return false;
 }
 
 std::u16string get_current_path() {
   const std::unique_ptr<char, decltype(&std::free)> folder(::getcwd(nullptr, 0), &std::free);
-  if (folder == nullptr)
+  if (folder == nullptr) {
     detail::throw_errno(errno, u".");
+  }
   return detail::native_to_utf16(folder.get());
 }
 
 upath absolute(const std::u16string& path, const std::u16string& base) {
-  if (!path.empty() && path.front() == u'/')
+  if (!path.empty() && path.front() == u'/') {
     return upath(path);
+  }
   std::u16string result = base.empty() ? get_current_path() : base;
-  if (!path.empty())
+  if (!path.empty()) {
     detail::concatenate_pathname(result, path, true);
+  }
   return upath(result);
 }
 
@@ -112,16 +120,18 @@ void rename(const std::u16string& from, const std::u16string& to,
             const rename_options& /*options*/) {
   const std::string source = detail::utf16_to_native(from);
   const std::string target = detail::utf16_to_native(to);
-  if (::rename(source.c_str(), target.c_str()) == 0)
+  if (::rename(source.c_str(), target.c_str()) == 0) {
     return;
+  }
   const int code = errno;
   const bool about_target = code == EEXIST || code == ENOTEMPTY || code == EISDIR;
   detail::throw_errno(code, about_target ? to : from);
 }
 
 void remove(const std::u16string& path) {
-  if (std::remove(detail::utf16_to_native(path).c_str()) != 0)
+  if (std::remove(detail::utf16_to_native(path).c_str()) != 0) {
     detail::throw_errno(errno, path);
+  }
 }
 
 } // namespace fl::filesystem

@@ -21,8 +21,9 @@ public:
   descriptor& operator=(const descriptor&) = delete;
 
   ~descriptor() {
-    if (is_open())
+    if (is_open()) {
       ::close(number_);
+    }
   }
 
   [[nodiscard]] bool is_open() const noexcept { return number_ >= 0; }
@@ -39,8 +40,9 @@ private:
 template <typename Call>
 auto uninterrupted(const Call& call) {
   auto result = call();
-  while (result < 0 && errno == EINTR)
+  while (result < 0 && errno == EINTR) {
     result = call();
+  }
   return result;
 }
 
@@ -55,8 +57,9 @@ inline std::size_t write_all(int target, const char* data, std::size_t count) {
   while (written < count) {
     const ssize_t more =
         uninterrupted([&] { return ::write(target, data + written, count - written); });
-    if (more <= 0)
+    if (more <= 0) {
       break;
+    }
     written += static_cast<std::size_t>(more);
   }
   return written;

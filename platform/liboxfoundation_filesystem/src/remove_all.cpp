@@ -44,12 +44,15 @@ struct folder {
 /// Removes what is no folder, or is an empty one. 0, ENOTEMPTY for a folder with entries, else the
 /// system's reason; a mount point is refused as such before anything on it is lost.
 int remove_one(int parent, const std::string& name) {
-  if (::unlinkat(parent, name.c_str(), 0) == 0)
+  if (::unlinkat(parent, name.c_str(), 0) == 0) {
     return 0;
-  if (errno != EISDIR)
+  }
+  if (errno != EISDIR) {
     return errno;
-  if (::unlinkat(parent, name.c_str(), AT_REMOVEDIR) == 0)
+  }
+  if (::unlinkat(parent, name.c_str(), AT_REMOVEDIR) == 0) {
     return 0;
+  }
   return errno == EEXIST ? ENOTEMPTY : errno;
 }
 
@@ -66,16 +69,18 @@ public:
   tree_removal(int parent, std::string name, std::string path)
       : parent_(parent)
       , path_(std::move(path)) {
-    if (!enter(parent_, std::move(name)) && errno != ENOENT)
+    if (!enter(parent_, std::move(name)) && errno != ENOENT) {
       fail(errno);
+    }
   }
 
   void run() {
     while (!folders_.empty()) {
-      if (const dirent* entry = next_entry(); entry != nullptr)
+      if (const dirent* entry = next_entry(); entry != nullptr) {
         discard(entry->d_name);
-      else
+      } else {
         leave();
+      }
     }
   }
 
@@ -85,10 +90,12 @@ private:
     errno = 0;
     // NOLINTNEXTLINE(concurrency-mt-unsafe): the stream is known to this object alone.
     const dirent* entry = ::readdir(folders_.back().stream.get());
-    while (entry != nullptr && is_dot_or_dot_dot(entry->d_name))
+    while (entry != nullptr && is_dot_or_dot_dot(entry->d_name)) {
       entry = ::readdir(folders_.back().stream.get()); // NOLINT(concurrency-mt-unsafe): as above
-    if (entry == nullptr && errno != 0)
+    }
+    if (entry == nullptr && errno != 0) {
       fail(errno);
+    }
     return entry;
   }
 
@@ -97,22 +104,26 @@ private:
   void discard(const std::string& name) {
     const int here = folders_.back().get();
     int code = remove_one(here, name);
-    if (code == ENOTEMPTY)
+    if (code == ENOTEMPTY) {
       code = enter(here, name) ? 0 : errno;
-    if (code != 0 && code != ENOENT && code != ENOTDIR && code != ELOOP)
+    }
+    if (code != 0 && code != ENOENT && code != ENOTDIR && code != ELOOP) {
       throw_errno(code, detail::native_to_utf16(inner_path() + "/" + name));
+    }
   }
 
   /// Makes `name` the innermost folder. False, with errno set, when it cannot be opened as one.
   bool enter(int parent, std::string name) {
     folder next;
     next.stream = open_stream(parent, name.c_str(), next.device, next.inode);
-    if (next.stream == nullptr)
+    if (next.stream == nullptr) {
       return false;
+    }
     next.name = std::move(name);
     folders_.push_back(std::move(next));
-    if (folders_.size() - first_open_ > most_open_folders)
+    if (folders_.size() - first_open_ > most_open_folders) {
       folders_[first_open_++].stream.reset();
+    }
     return true;
   }
 
@@ -122,29 +133,35 @@ private:
     folder& here = folders_.back();
     const bool gone = ::unlinkat(parent, here.name.c_str(), AT_REMOVEDIR) == 0;
     const int code = gone ? 0 : errno;
-    if ((code == ENOTEMPTY || code == EEXIST) && --here.looks_left > 0)
+    if ((code == ENOTEMPTY || code == EEXIST) && --here.looks_left > 0) {
       return ::rewinddir(here.stream.get());
+    }
     // Something else bears the name by now: a further look at the folder above takes care of it.
     const bool swapped = code == ENOTDIR && folders_.size() > 1;
-    if (!gone && code != ENOENT && !swapped)
+    if (!gone && code != ENOENT && !swapped) {
       fail(code);
+    }
     folders_.pop_back();
   }
 
   /// The folder above the innermost one, opened again when it had to be closed.
   int open_parent() {
-    if (folders_.size() == 1)
+    if (folders_.size() == 1) {
       return parent_;
+    }
     folder& parent = folders_[folders_.size() - 2];
-    if (parent.stream != nullptr)
+    if (parent.stream != nullptr) {
       return parent.get();
+    }
     dev_t device = 0;
     ino_t inode = 0;
     parent.stream = open_stream(folders_.back().get(), "..", device, inode);
-    if (parent.stream == nullptr)
+    if (parent.stream == nullptr) {
       fail(errno);
-    if (device != parent.device || inode != parent.inode)
+    }
+    if (device != parent.device || inode != parent.inode) {
       fail(ESTALE); // The innermost folder was moved: ".." is not where we came from.
+    }
     first_open_ = folders_.size() - 2;
     return parent.get();
   }
@@ -153,13 +170,15 @@ private:
                                                          dev_t& device, ino_t& inode) {
     descriptor opened(::openat(parent, name, open_folder));
     stat_buffer found{};
-    if (!opened.is_open() || ::fstat(opened.get(), &found) != 0)
+    if (!opened.is_open() || ::fstat(opened.get(), &found) != 0) {
       return nullptr;
+    }
     device = found.st_dev;
     inode = found.st_ino;
     std::unique_ptr<DIR, stream_closer> stream(::fdopendir(opened.get()));
-    if (stream != nullptr)
+    if (stream != nullptr) {
       static_cast<void>(opened.release()); // The stream owns it now.
+    }
     return stream;
   }
 
@@ -169,8 +188,9 @@ private:
 
   [[nodiscard]] std::string inner_path() const {
     std::string path = path_;
-    for (std::size_t level = 1; level < folders_.size(); ++level)
+    for (std::size_t level = 1; level < folders_.size(); ++level) {
       path += "/" + folders_[level].name;
+    }
     return path;
   }
 
@@ -184,21 +204,24 @@ private:
 
 void remove_all(const std::u16string& path) {
   std::string whole = detail::utf16_to_native(path);
-  if (whole.empty())
+  if (whole.empty()) {
     throw_errno(ENOENT, path);
+  }
   whole.erase(whole.find_last_not_of('/') + 1);
   const std::string name = whole.substr(whole.find_last_of('/') + 1);
-  if (name.empty() || is_dot_or_dot_dot(name))
+  if (name.empty() || is_dot_or_dot_dot(name)) {
     throw_errno(EINVAL, path);
+  }
 
   const std::string parent_name = whole.substr(0, whole.size() - name.size());
   const descriptor parent(
       ::open(parent_name.empty() ? "." : parent_name.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC));
   const int code = parent.is_open() ? remove_one(parent.get(), name) : errno;
-  if (code == ENOTEMPTY)
+  if (code == ENOTEMPTY) {
     tree_removal(parent.get(), name, whole).run();
-  else if (code != 0 && !detail::means_missing(code))
+  } else if (code != 0 && !detail::means_missing(code)) {
     throw_errno(code, path);
+  }
 }
 
 } // namespace fl::filesystem

@@ -14,8 +14,9 @@ namespace utf = boost::locale::utf;
 constexpr utf::code_point replacementCharacter = 0xFFFD;
 
 void requireUtf8(std::string_view encoding) {
-  if (encoding != "UTF-8")
+  if (encoding != "UTF-8") {
     throw std::invalid_argument("Unknown encoding: " + std::string(encoding));
+  }
 }
 
 template <typename To, typename From>

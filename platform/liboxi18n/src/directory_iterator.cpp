@@ -25,12 +25,15 @@ Directory openDirectory(const std::u16string& path) {
   // O_NONBLOCK: the folder may have become a FIFO, which must not hold us up.
   const int descriptor =
       ::open(utf16_to_native(path).c_str(), O_RDONLY | O_CLOEXEC | O_DIRECTORY | O_NONBLOCK);
-  if (descriptor < 0 && (errno == ENOENT || errno == ENOTDIR))
+  if (descriptor < 0 && (errno == ENOENT || errno == ENOTDIR)) {
     return nullptr;
-  if (descriptor < 0)
+  }
+  if (descriptor < 0) {
     throw_errno(errno, path);
-  if (DIR* const directory = fdopendir(descriptor))
+  }
+  if (DIR* const directory = fdopendir(descriptor)) {
     return Directory(directory);
+  }
   const int reason = errno;
   ::close(descriptor);
   throw_errno(reason, path);
@@ -48,8 +51,9 @@ public:
   std::optional<std::u16string> next() {
     while (const dirent* const entry = read()) {
       const std::string_view name = entry->d_name;
-      if (name != "." && name != "..")
+      if (name != "." && name != "..") {
         return native_to_utf16(name);
+      }
     }
     return std::nullopt;
   }
@@ -59,8 +63,9 @@ private:
     errno = 0; // All that tells a failure from the end.
     // NOLINTNEXTLINE(concurrency-mt-unsafe): safe on a DIR that one thread uses, as here.
     const dirent* const entry = readdir(directory_.get());
-    if (entry == nullptr && errno != 0)
+    if (entry == nullptr && errno != 0) {
       throw_errno(errno, path_);
+    }
     return entry;
   }
 
@@ -70,8 +75,9 @@ private:
 
 upath_directory_iterator_impl::upath_directory_iterator_impl(const std::u16string& path,
                                                              unsigned mode, bool /*flag*/) {
-  if (mode != 0)
+  if (mode != 0) {
     throw std::invalid_argument("Unknown mode of a folder iterator: " + std::to_string(mode));
+  }
   if (Directory directory = openDirectory(path)) {
     stream_ = std::make_unique<stream>(std::move(directory), path);
     increment();

@@ -28,8 +28,9 @@ TEST(IsValidFileName, RefusesTheEmptyNameAndControlCharacters) {
       {{u'a', 0xD800}, true},
       {std::u16string(5000, u'x'), true},
   };
-  for (const auto& [name, valid] : rows)
+  for (const auto& [name, valid] : rows) {
     EXPECT_EQ(isValidFileName(name), valid) << ::testing::PrintToString(name);
+  }
 }
 
 class IsWritableDirectory : public connector::test::ScratchFolder {

@@ -126,12 +126,14 @@ TEST(FileInfoJson, KeepsTheOrderOfAList) {
 
 TEST(FileJson, BringsBackTheSameBytesWhateverTheyAre) {
   std::string everyByte;
-  for (int byte = 0; byte < 256; ++byte)
+  for (int byte = 0; byte < 256; ++byte) {
     everyByte += static_cast<char>(byte);
+  }
   for (const std::string& bytes :
        {std::string(), std::string("plain\r\n"), std::string("a\0\xE2\x82\xAC\x7F\"\\", 8),
-        everyByte, everyByte + 'x', everyByte + "xy", std::string("\0", 1), std::string("\xFF")})
+        everyByte, everyByte + 'x', everyByte + "xy", std::string("\0", 1), std::string("\xFF")}) {
     EXPECT_EQ(roundTrip(bytes), bytes);
+  }
   for (int byte = 0; byte < 256; ++byte) {
     const std::string bytes(1, static_cast<char>(byte));
     EXPECT_EQ(roundTrip(bytes), bytes) << byte;
@@ -147,11 +149,14 @@ TEST(FileJson, BringsBackLargeContents) {
 }
 
 TEST(FileJson, IsReadableOnlyWhenTheBytesAreStrictUtf8) {
-  for (const char* bytes : {"", "a", "\xED\x9F\xBF", "\xEE\x80\x80", "\xF4\x8F\xBF\xBF"})
+  for (const char* bytes : {"", "a", "\xED\x9F\xBF", "\xEE\x80\x80", "\xF4\x8F\xBF\xBF"}) {
     EXPECT_EQ(encodingOf(bytes), "utf-8") << ::testing::PrintToString(bytes);
-  for (const char* bytes : {"\x80", "a\xC3", "\xC0\x80", "\xE0\x9F\xBF", "\xED\xA0\x80",
-                            "\xF0\x8F\xBF\xBF", "\xF4\x90\x80\x80", "\xF5\x80\x80\x80", "\xC3\x28"})
+  }
+  for (const char* bytes :
+       {"\x80", "a\xC3", "\xC0\x80", "\xE0\x9F\xBF", "\xED\xA0\x80", "\xF0\x8F\xBF\xBF",
+        "\xF4\x90\x80\x80", "\xF5\x80\x80\x80", "\xC3\x28"}) {
     EXPECT_EQ(encodingOf(bytes), "base64") << ::testing::PrintToString(bytes);
+  }
 
   File binary = fileOf(std::string(100, '\xFF'));
   EXPECT_EQ(fromFile(binary)->getValue<std::string>("contents"), std::string(133, '/') + "w==");
@@ -176,8 +181,9 @@ TEST(FileJson, DefaultsToNoBytesAndToUtf8) {
       {R"({"location": "/a", "contents": 12})", "12"},
       {R"({"location": "/a", "contents": 1234, "encoding": "base64"})", "\xD7\x6D\xF8"},
   };
-  for (const auto& [text, bytes] : rows)
+  for (const auto& [text, bytes] : rows) {
     EXPECT_EQ(toFile(parsed(text)).getContents().view(), bytes) << text;
+  }
 }
 
 TEST(FileJson, RefusalsNameTheKey) {
@@ -188,11 +194,12 @@ TEST(FileJson, RefusalsNameTheKey) {
   for (const char* broken :
        {"A",       "AA",       "AAA",      "AA=",  "A===", "====",       "=",
         "AAAA=",   "AAAA====", "AA==AAAA", "A=AA", "AA=A", "AA A",       " AAAA",
-        "AAAA\\n", "AA-_",     "AAA*",     "AB==", "AAB=", "\\u0000AAA", "\\u00E9AA"})
+        "AAAA\\n", "AA-_",     "AAA*",     "AB==", "AAB=", "\\u0000AAA", "\\u00E9AA"}) {
     EXPECT_THAT(refusal(R"({"location": "/a", "encoding": "base64", "contents": ")" +
                         std::string(broken) + "\"}"),
                 StartsWith("contents"))
         << broken;
+  }
 }
 
 } // namespace

@@ -84,9 +84,10 @@ TEST_F(Copy, TakesOnlyANewTarget) {
   writeFile("file", "old");
   makeFolder("folder");
   std::filesystem::create_symlink("nowhere", at("dangling"));
-  for (const char* target : {"source", "file", "folder", "dangling"})
+  for (const char* target : {"source", "file", "folder", "dangling"}) {
     expectRefusal(textAt("source"), textAt(target),
                   failure<FileExistsError>(EEXIST, textAt(target)));
+  }
 }
 
 TEST_F(Copy, NamesThePathThatTheFailureIsAbout) {

@@ -28,8 +28,9 @@ TEST(ErrnoMapping, GivesEachErrnoItsClass) {
       {EISDIR, failure<SystemError>(21, path)},
       {ELOOP, failure<SystemError>(40, path)},
   };
-  for (const auto& [code, expected] : rows)
+  for (const auto& [code, expected] : rows) {
     EXPECT_EQ(failureOf([code = code, &path] { detail::throw_errno(code, path); }), expected);
+  }
 }
 
 TEST(SystemErrorException, ReportsAnExceededQuotaAsAFullDiskAndKeepsItsArguments) {

@@ -23,8 +23,9 @@ using Streams = connector::test::ScratchFolder;
 
 TEST_F(Streams, ReadAWholeFileInOneBlock) {
   std::string contents(300'000, '\0');
-  for (std::size_t index = 0; index < contents.size(); ++index)
+  for (std::size_t index = 0; index < contents.size(); ++index) {
     contents[index] = static_cast<char>(index * 7 % 251);
+  }
   writeFile("file", contents);
 
   ifstream stream(textAt("file"), std::ios_base::binary, share_read_write);
@@ -157,8 +158,9 @@ TEST_F(Streams, HoldOneCloseOnExecDescriptorUntilClosed) {
   ifstream reader(textAt("file"), std::ios_base::binary, share_read_write);
   const auto during = openDescriptors();
   EXPECT_EQ(during.size(), before.size() + 2);
-  for (const int number : during)
+  for (const int number : during) {
     EXPECT_TRUE(before.count(number) == 1 || (::fcntl(number, F_GETFD) & FD_CLOEXEC) != 0);
+  }
   writer.close();
   EXPECT_TRUE(writer.good());
   reader.close();

@@ -58,10 +58,11 @@ TEST(NativeName, RefusesWhatIsTheFormOfNoName) {
       {"escaped bytes that are plain UTF-8", u"\uefc3\uefa9"},
       {"escaped bytes that complete a character across text", u"/a/\ueff0\uef9f\uef98\uef80/b"},
   };
-  for (const auto& [what, text] : rows)
+  for (const auto& [what, text] : rows) {
     EXPECT_EQ(failureOf([text = text] { utf16_to_native(text); }),
               failure<FileNameConversionFailure>(EILSEQ, text))
         << what;
+  }
 }
 
 /// Strings of up to eight of the given units, the same ones in each run.
@@ -71,9 +72,11 @@ std::vector<String> someStrings(const std::array<unsigned, Size>& alphabet) {
   std::uniform_int_distribution<std::size_t> length(1, 8);
   std::uniform_int_distribution<std::size_t> pick(0, Size - 1);
   std::vector<String> strings(50'000);
-  for (String& string : strings)
-    for (std::size_t left = length(random); left > 0; --left)
+  for (String& string : strings) {
+    for (std::size_t left = length(random); left > 0; --left) {
       string += static_cast<typename String::value_type>(alphabet.at(pick(random)));
+    }
+  }
   return strings;
 }
 

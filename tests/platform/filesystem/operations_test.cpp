@@ -36,10 +36,12 @@ TEST_F(Operations, CreateDirectoryMakesOneNewFolderOnly) {
 TEST_F(Operations, CreateDirectoriesMakesWhatIsMissingAndKeepsWhatIsThere) {
   writeFile(makeFolder("a") / "file", "kept");
   std::filesystem::create_directory_symlink("a", at("link"));
-  for (const char* path : {"a/b/c", "a/b/c", "a//d///e/", "a/f/./../g", "link/h"})
+  for (const char* path : {"a/b/c", "a/b/c", "a//d///e/", "a/f/./../g", "link/h"}) {
     create_directories(textAt(path));
-  for (const char* path : {"a/b/c", "a/d/e", "a/f", "a/g", "a/h"})
+  }
+  for (const char* path : {"a/b/c", "a/d/e", "a/f", "a/g", "a/h"}) {
     EXPECT_TRUE(std::filesystem::is_directory(at(path))) << path;
+  }
   EXPECT_EQ(readFile("a/file"), "kept");
   create_directories(u"/");
 }
@@ -91,8 +93,9 @@ TEST_F(Operations, RemoveTakesAFileALinkItselfOrAnEmptyFolder) {
   makeFolder("full/sub");
   std::filesystem::create_symlink("file", at("link"));
   std::filesystem::create_directory_symlink("full", at("folderlink"));
-  for (const char* name : {"other", "folder", "link", "folderlink"})
+  for (const char* name : {"other", "folder", "link", "folderlink"}) {
     remove(textAt(name));
+  }
   EXPECT_EQ(disk(), (std::map<std::string, std::string>{
                         {"file", "kept"}, {"full", "/"}, {"full/sub", "/"}}));
   expectRefusal([&] { remove(textAt("full")); },

@@ -27,8 +27,9 @@ namespace {
 std::function<void(std::string_view name)> beforeCall;
 
 void announceCall(const char* name) {
-  if (beforeCall)
+  if (beforeCall) {
     beforeCall(name);
+  }
 }
 
 } // namespace
@@ -85,16 +86,18 @@ TEST_F(RemoveAll, TakesAwayWhatIsNamedAndNothingElse) {
   makeFolder("victim/inner/folder");
   const auto descriptors = openDescriptors();
   for (const char* name :
-       {"file", "link/../victim/inner", "full", "link", "slashed//", "dangling", "empty/"})
+       {"file", "link/../victim/inner", "full", "link", "slashed//", "dangling", "empty/"}) {
     EXPECT_EQ(failureOf([&] { remove_all(textAt(name)); }), Failure{}) << name;
+  }
   EXPECT_EQ(disk(), (Disk{{"victim", "/"}, {"victim/file", "kept"}}));
   EXPECT_EQ(openDescriptors(), descriptors);
 }
 
 TEST_F(RemoveAll, HasNothingToDoForWhatIsMissing) {
   writeFile("file");
-  for (const char* name : {"no", "no/no", "file/no"})
+  for (const char* name : {"no", "no/no", "file/no"}) {
     expectRefusal(textAt(name), Failure{});
+  }
   expectRefusal(u"", failure<PathNotFound>(ENOENT, u"")); // names nothing
 }
 
@@ -104,8 +107,9 @@ TEST_F(RemoveAll, RefusesARootAndDotsAsTheLastComponent) {
     writeFile("a/b/file", "kept");
     ASSERT_EQ(::chroot(folder().c_str()), 0);
     ASSERT_EQ(::chdir("/a/b"), 0);
-    for (const char16_t* path : {u"/", u"///", u".", u"..", u"./", u"../", u"/a/.", u"/a/b/..//"})
+    for (const char16_t* path : {u"/", u"///", u".", u"..", u"./", u"../", u"/a/.", u"/a/b/..//"}) {
       EXPECT_EQ(failureOf([path] { remove_all(path); }), failure<SystemError>(EINVAL, path));
+    }
     EXPECT_EQ(::access("/a/b/file", F_OK), 0);
     remove_all(u"file");
     EXPECT_NE(::access("/a/b/file", F_OK), 0);
@@ -118,8 +122,9 @@ TEST_F(RemoveAll, NeedsFewDescriptorsForATreeDeeperThanAPathCanBe) {
   makeFolder("deep");
   int here = ::open(at("deep").c_str(), O_PATH | O_DIRECTORY);
   for (int level = 0; level < 150; ++level) {
-    for (const char* file : {"a", "z"})
+    for (const char* file : {"a", "z"}) {
       ::close(::openat(here, file, O_CREAT | O_WRONLY, 0600));
+    }
     ASSERT_EQ(::mkdirat(here, name.c_str(), 0700), 0);
     ASSERT_EQ(::mkdirat(here, "sibling", 0700), 0);
     ASSERT_EQ(::mkdirat(here, "sibling/folder", 0700), 0);
@@ -140,8 +145,9 @@ TEST_F(RemoveAll, WithoutPermissionLosesNothingThatItCouldNotAlsoFinish) {
   writeFile("sealed/full/file", "kept");
   ASSERT_EQ(::chmod(at("sealed").c_str(), 0555), 0);
   makeFolder("open/top/unreadable/sub");
-  for (const char* path : {"open", "open/top", "open/top/unreadable"})
+  for (const char* path : {"open", "open/top", "open/top/unreadable"}) {
     ASSERT_EQ(::chmod(at(path).c_str(), 0777), 0);
+  }
   asUnprivilegedUser([this] {
     expectRefusal(textAt("sealed/full"), failure<AccessDenied>(EACCES, textAt("sealed/full")));
     makeFolder("open/top/mine");
@@ -194,8 +200,9 @@ TEST_F(RemoveAllMeanwhile, AFolderSwappedForALinkAtAnyMomentIsNotFollowed) {
     std::filesystem::create_directory_symlink(at("victim"), at("spare"));
     calls = 0;
     beforeCall = [&](std::string_view /*name*/) {
-      if (++calls == moment && renameAt("top/sub", "spare", RENAME_EXCHANGE))
+      if (++calls == moment && renameAt("top/sub", "spare", RENAME_EXCHANGE)) {
         ++swaps;
+      }
     };
     EXPECT_EQ(removeTop(), Failure{});
     std::filesystem::remove_all(at("spare"));
@@ -212,8 +219,9 @@ TEST_F(RemoveAllMeanwhile, WhatOthersRemoveAtAnyMomentIsNoFailure) {
       writeFile("top/other");
       calls = 0;
       beforeCall = [&](std::string_view /*name*/) {
-        if (++calls != moment)
+        if (++calls != moment) {
           return;
+        }
         inChildProcess([&] { std::filesystem::remove_all(at(rival)); });
       };
       EXPECT_EQ(removeTop(), Failure{}) << rival << " removed before call " << moment;
@@ -227,8 +235,9 @@ TEST_F(RemoveAllMeanwhile, WhatOthersRemoveAtAnyMomentIsNoFailure) {
 TEST_F(RemoveAllMeanwhile, AFolderMovedElsewhereDoesNotLeadTheWayThere) {
   writeFile("victim/file", "kept");
   std::filesystem::path deep = "top/a/b";
-  for (int level = 0; level < 40; ++level)
+  for (int level = 0; level < 40; ++level) {
     deep /= "d";
+  }
   makeFolder(deep);
   bool moved = false;
   beforeCall = [&](std::string_view name) {
@@ -245,8 +254,9 @@ TEST_F(RemoveAllMeanwhile, AFolderMovedElsewhereDoesNotLeadTheWayThere) {
 TEST_F(RemoveAllMeanwhile, AFolderThatOthersFillIsGoneThroughAgainButNotForever) {
   int fillings = 6;
   const auto fill = [&](std::string_view name) {
-    if (name == "top" && std::filesystem::exists(at("top")) && fillings-- > 0)
+    if (name == "top" && std::filesystem::exists(at("top")) && fillings-- > 0) {
       writeFile("top/new");
+    }
   };
   writeFile("top/file");
   beforeCall = fill;

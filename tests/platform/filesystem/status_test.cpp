@@ -117,8 +117,9 @@ TEST_F(Access, FollowsThePermissionsOfTheEffectiveUser) {
       {"writing", 0222, false, true},
       {"none", 0, false, false},
   };
-  for (const Row& row : rows)
+  for (const Row& row : rows) {
     ASSERT_EQ(::chmod(writeFile(row.name).c_str(), row.mode), 0);
+  }
   makeFolder("closed");
   writeFile("closed/file");
   ASSERT_EQ(::chmod(at("closed").c_str(), 0), 0);
@@ -137,8 +138,9 @@ TEST_F(Access, FollowsThePermissionsOfTheEffectiveUser) {
 }
 
 TEST_F(Access, GoesByTheEffectiveUserNotByTheRealOne) {
-  if (::geteuid() != 0)
+  if (::geteuid() != 0) {
     GTEST_SKIP() << "only root can have an effective user of another kind";
+  }
   ASSERT_EQ(::chmod(writeFile("file").c_str(), 0600), 0);
   inChildProcess([this] {
     ASSERT_EQ(::seteuid(65534), 0);

@@ -28,8 +28,9 @@ TEST(FaultCondition, ConstantsHoldTheirOwnNames) {
       {FaultCondition::OVER_DISK_QUOTA, "OVER_DISK_QUOTA"},
       {FaultCondition::RESOURCE_IN_USE, "RESOURCE_IN_USE"},
   };
-  for (const auto& [constant, name] : rows)
+  for (const auto& [constant, name] : rows) {
     EXPECT_EQ(constant, name);
+  }
 }
 
 TEST(Response, ShortFormsHaveNoUuid) {
@@ -63,8 +64,9 @@ public:
 protected:
   void onStart() override {
     hooks.emplace_back("start", isRunning());
-    if (refusesToStart)
+    if (refusesToStart) {
       throw std::runtime_error("refused");
+    }
   }
 
   void onStop() override { hooks.emplace_back("stop", isRunning()); }

@@ -148,8 +148,9 @@ TEST(MessageRegistry, ServesManyThreadsAtOnce) {
   threads.emplace_back(serve);
   threads.emplace_back(serve);
   threads.emplace_back(comeAndGo);
-  for (std::thread& thread : threads)
+  for (std::thread& thread : threads) {
     thread.join();
+  }
 
   EXPECT_EQ(served, 2000);
   EXPECT_THAT(registry.names(), ElementsAre("ping"));

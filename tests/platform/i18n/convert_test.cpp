@@ -47,8 +47,9 @@ TEST(Convert, ReplacesEachByteThatIsNoPartOfUtf8) {
       {"\xF0\x9F\xE2\x82\xAC", u"\uFFFD\uFFFD\u20AC"},   //
       {"\xF8\x88\x80\x80\x80", u"\uFFFD\uFFFD\uFFFD\uFFFD\uFFFD"},
   };
-  for (const auto& [narrow, wide] : rows)
+  for (const auto& [narrow, wide] : rows) {
     EXPECT_EQ(to_ustring(narrow), wide) << ::testing::PrintToString(narrow);
+  }
 }
 
 TEST(Convert, ReplacesEachUnpairedSurrogate) {
@@ -58,8 +59,9 @@ TEST(Convert, ReplacesEachUnpairedSurrogate) {
       {{0xD800, 0xD800, 0xDC00}, "\xEF\xBF\xBD\xF0\x90\x80\x80"},
       {{0xDBFF, 0xDFFF, 0xDFFF}, "\xF4\x8F\xBF\xBF\xEF\xBF\xBD"},
   };
-  for (const auto& [wide, narrow] : rows)
+  for (const auto& [wide, narrow] : rows) {
     EXPECT_EQ(narrowed(wide), narrow) << ::testing::PrintToString(wide);
+  }
 }
 
 TEST(Convert, WritesNumbersInDecimal) {

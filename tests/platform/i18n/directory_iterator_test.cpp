@@ -22,8 +22,9 @@ using ::testing::UnorderedElementsAre;
 std::vector<std::u16string> namesIn(const std::u16string& path) {
   std::vector<std::u16string> names;
   for (upath_directory_iterator_impl entries(path, 0, false); entries.is_open();
-       entries.increment())
+       entries.increment()) {
     names.push_back(entries.entry().filename());
+  }
   return names;
 }
 
@@ -53,8 +54,9 @@ TEST_F(DirectoryIterator, IsNotOpenWhereThereIsNothingToWalk) {
   makeFolder("empty");
   ASSERT_EQ(mkfifo(at("fifo").c_str(), 0600), 0);
 
-  for (const char* name : {"missing", "missing/below", "file", "file/below", "fifo", "empty"})
+  for (const char* name : {"missing", "missing/below", "file", "file/below", "fifo", "empty"}) {
     EXPECT_FALSE(upath_directory_iterator_impl(textAt(name), 0, false).is_open()) << name;
+  }
   EXPECT_FALSE(upath_directory_iterator_impl(u"", 0, false).is_open());
 }
 

@@ -13,7 +13,8 @@ class upath_directory_entry {
 public:
   upath_directory_entry() = default;
 
-  explicit upath_directory_entry(std::u16string filename) : filename_(std::move(filename)) {}
+  explicit upath_directory_entry(std::u16string filename)
+      : filename_(std::move(filename)) {}
 
   /// The entry's name, one component, in its one UTF-16 form.
   [[nodiscard]] const std::u16string& filename() const noexcept { return filename_; }

@@ -31,7 +31,9 @@ constexpr bool operator==(Version left, Version right) noexcept {
   return left.getMajor() == right.getMajor() && left.getMinor() == right.getMinor();
 }
 
-constexpr bool operator!=(Version left, Version right) noexcept { return !(left == right); }
+constexpr bool operator!=(Version left, Version right) noexcept {
+  return !(left == right);
+}
 
 } // namespace connector::common::v1
 

@@ -14,7 +14,8 @@ class File {
 public:
   File() = default;
 
-  explicit File(FileInfo&& info) noexcept : info_(std::move(info)) {}
+  explicit File(FileInfo&& info) noexcept
+      : info_(std::move(info)) {}
 
   File(FileInfo&& info, DataBuffer&& contents) noexcept
       : info_(std::move(info))

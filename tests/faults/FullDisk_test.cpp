@@ -1,0 +1,93 @@
+#include "faults/FaultTest.h"
+#include "support/SmallTmpfs.h"
+
+#include <gtest/gtest.h>
+
+#include <regex>
+#include <string>
+
+namespace connector::test {
+
+namespace {
+
+struct Row {
+  const char* name;
+  const char* disk; // options of its tmpfs, which holds one small file
+  const char* type;
+  const char* params; // "@" stands for the folder of that disk, "$" for what is outside, "#" for
+                      // contents that are too big for it
+};
+
+class FullDisk : public FaultTest, public ::testing::WithParamInterface<Row> {
+protected:
+  void makeOutside() {
+    writeFile("outside/small.txt", "small contents");
+    writeFile("outside/big.bin", std::string(200'000, 'b'));
+    writeFile("outside/folder/aa.txt", "aa contents");
+    writeFile("outside/folder/bb.bin", std::string(200'001, 'b'));
+    writeFile("outside/folder/cc.txt", "cc contents");
+  }
+
+  Outcome run() {
+    HostClient host(folder());
+    std::string params = GetParam().params;
+    params = std::regex_replace(params, std::regex("@"), at("disk").string());
+    params = std::regex_replace(params, std::regex("\\$"), at("outside").string());
+    params = std::regex_replace(params, std::regex("#"), std::string(200'002, 'n'));
+    const Outcome outcome = outcomeOf(host, GetParam().type, params);
+    EXPECT_EQ(host.finish(), 0);
+    return outcome;
+  }
+};
+
+TEST_P(FullDisk, IsToldAndLosesNothing) {
+  makeOutside();
+  writeFile("disk/old.txt", "old contents");
+  ASSERT_EQ(run().condition, "") << "with room enough";
+  const Disk after = disk();
+  makeOutside();
+
+  onTmpfs(at("disk"), GetParam().disk, [&] {
+    writeFile("disk/old.txt", "old contents");
+    const Disk before = disk();
+    const Outcome outcome = run();
+    EXPECT_EQ(outcome.condition, "OVER_DISK_QUOTA") << outcome.response;
+    EXPECT_EQ(outcome.descriptorsLeftOpen, 0);
+    expectNothingLost(before, after, disk());
+  });
+}
+
+constexpr const char* fewBlocks = "size=64k";
+constexpr const char* noInode = "nr_inodes=2";
+constexpr const char* oneInode = "nr_inodes=3";
+
+INSTANTIATE_TEST_SUITE_P(
+    Of, FullDisk,
+    ::testing::Values(
+        Row{"CreateFile", fewBlocks, "CreateFile",
+            R"({"file":{"location":"@/new.txt","contents":"#"}})"},
+        Row{"CreateFileOverAnother", fewBlocks, "CreateFile",
+            R"({"file":{"location":"@/old.txt","contents":"#"},"updateIfExists":true})"},
+        Row{"UpdateFile", fewBlocks, "UpdateFile",
+            R"({"file":{"location":"@/old.txt","contents":"#"}})"},
+        Row{"CloseFile", fewBlocks, "CloseFile",
+            R"({"file":{"location":"@/old.txt","contents":"#"},"updateFile":true})"},
+        Row{"MoveFile", fewBlocks, "MoveFile", R"({"srcPath":"$/big.bin","destPath":"@"})"},
+        Row{"MoveFolder", fewBlocks, "MoveFile", R"({"srcPath":"$/folder","destPath":"@"})"},
+        Row{"CreateFileWithoutInodes", noInode, "CreateFile",
+            R"({"file":{"location":"@/new.txt","contents":"new"}})"},
+        Row{"CreateFileWithoutInodesBeneathAFolder", oneInode, "CreateFile",
+            R"({"file":{"location":"@/made/new.txt","contents":"new"}})"},
+        Row{"CreateFolderWithoutInodes", noInode, "CreateFile",
+            R"({"file":{"location":"@/made","isDirectory":true}})"},
+        Row{"OpenOrCreateFileWithoutInodes", noInode, "OpenOrCreateFile",
+            R"({"path":"@/new.txt"})"},
+        Row{"MoveFileWithoutInodes", noInode, "MoveFile",
+            R"({"srcPath":"$/small.txt","destPath":"@"})"},
+        Row{"MoveFolderWithoutInodes", oneInode, "MoveFile",
+            R"({"srcPath":"$/folder","destPath":"@"})"}),
+    [](const auto& info) { return std::string(info.param.name); });
+
+} // namespace
+
+} // namespace connector::test

@@ -1,0 +1,302 @@
+#include "faults/FaultTest.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <iostream>
+#include <map>
+#include <regex>
+#include <set>
+#include <string>
+#include <sys/resource.h>
+#include <vector>
+
+namespace connector::test {
+
+namespace {
+
+namespace fs = std::filesystem;
+
+struct Scenario {
+  const char* name;
+  const char* type;
+  const char* params;                   // "@" stands for the tree that it works on
+  std::vector<std::string> always = {}; // further options of strace
+};
+
+const std::vector<Scenario>& scenarios() {
+  static const std::vector<Scenario> all = {
+      {"CreateFile", "CreateFile",
+       R"({"file":{"location":"@/new.txt","contents":"new contents"}})"},
+      {"CreateFileInMissingFolders", "CreateFile",
+       R"({"file":{"location":"@/a/b/new.txt","contents":"new contents"}})"},
+      {"CreateFileOverAnother", "CreateFile",
+       R"({"file":{"location":"@/old.txt","contents":"new contents"},"updateIfExists":true})"},
+      {"CreateFolder", "CreateFile", R"({"file":{"location":"@/made","isDirectory":true}})"},
+      {"OpenFileByRelativePath", "OpenFile", R"({"path":"tree/old.txt"})"},
+      {"OpenOrCreateMissingFile", "OpenOrCreateFile", R"({"path":"@/new.txt"})"},
+      {"OpenOrCreateExistingFile", "OpenOrCreateFile", R"({"path":"@/old.txt"})"},
+      {"UpdateFile", "UpdateFile",
+       R"({"file":{"location":"@/old.txt","contents":"new contents"}})"},
+      {"CloseFileWithContents", "CloseFile",
+       R"({"file":{"location":"@/old.txt","contents":"new contents"},"updateFile":true})"},
+      {"CloseFile", "CloseFile", R"({"file":{"location":"@/old.txt"},"updateFile":false})"},
+      {"RenameFileIntoMissingFolders", "RenameFile",
+       R"({"originalFileInfo":"@/full/first.bin","newFileInfo":"@/a/b/other.bin"})"},
+      {"MoveFile", "MoveFile", R"({"srcPath":"@/full/first.bin","destPath":"@/empty"})"},
+      {"MoveFileWithoutHelpOfTheKernel",
+       "MoveFile",
+       R"({"srcPath":"@/full/first.bin","destPath":"@/empty"})",
+       {"-e", "inject=copy_file_range,sendfile:error=EINVAL"}},
+      {"MoveFolder", "MoveFile", R"({"srcPath":"@/full","destPath":"@/empty"})"},
+      {"DeleteFile", "DeleteFile", R"({"path":"@/old.txt"})"},
+      {"DeleteFolder", "DeleteFile", R"({"path":"@/full"})"},
+      {"ListFolder", "ListFolder", R"({"path":"@/full"})"},
+  };
+  return all;
+}
+
+/// A system call of the request under test.
+struct Call {
+  std::string name;
+  int occurrence; // counted from the start of the host, from 1
+  std::string line;
+
+  [[nodiscard]] bool has(const char* flag) const { return line.find(flag) != std::string::npos; }
+};
+
+struct Injection {
+  const Call& call;
+  std::string error;
+  int times = 1;
+
+  [[nodiscard]] std::string text() const {
+    return "inject=" + call.name + ":error=" + error + ":when=" + std::to_string(call.occurrence) +
+           ".." + std::to_string(call.occurrence + times - 1);
+  }
+};
+
+/// With which errors each call can fail; none for those that have nothing to do with files. A call
+/// that is in no row is a failure of the test, so that none is forgotten.
+std::vector<std::string> errorsOf(const Call& call) {
+  struct Row {
+    std::set<std::string> names;
+    std::vector<std::string> errors;
+  };
+
+  static const std::vector<Row> rows = {
+      {{"openat"}, {"EIO", "EACCES", "EMFILE", "EINTR"}},
+      {{"newfstatat", "fstat", "faccessat2", "statfs", "readlink", "readlinkat"},
+       {"EIO", "EACCES"}},
+      {{"mkdir", "mkdirat", "rename", "renameat"}, {"EIO", "EACCES", "ENOSPC"}},
+      {{"unlink", "unlinkat", "rmdir"}, {"EIO", "EACCES", "EBUSY"}},
+      {{"write", "copy_file_range", "sendfile"}, {"EIO", "ENOSPC", "EINTR"}},
+      {{"read", "close"}, {"EIO", "EINTR"}},
+      {{"lseek", "fchmod", "utimensat", "getdents64"}, {"EIO"}},
+      {{"fcntl"}, {"EACCES"}},
+      {{"getcwd"}, {"ENOENT"}},
+      {{"brk", "clock_nanosleep", "futex", "geteuid", "madvise", "mmap", "mprotect", "munmap",
+        "poll"},
+       {}},
+  };
+  const auto row = std::find_if(rows.begin(), rows.end(),
+                                [&](const Row& one) { return one.names.count(call.name) > 0; });
+  EXPECT_NE(row, rows.end()) << "add the errors of " << call.line;
+  if (row == rows.end()) {
+    return {};
+  }
+  std::vector<std::string> errors = row->errors;
+  if (call.has("O_CREAT")) {
+    errors.emplace_back("ENOSPC");
+  }
+  return errors;
+}
+
+bool startsRequest(const std::string& line) {
+  return line.rfind("read(0,", 0) == 0;
+}
+
+class SystemCalls : public FaultTest, public ::testing::WithParamInterface<Scenario> {
+protected:
+  static void SetUpTestSuite() {
+    // Starting a process closes every descriptor up to the limit one by one, which may be a
+    // million.
+    const rlimit few{256, 256};
+    ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &few), 0);
+  }
+
+  static void TearDownTestSuite() {
+    const auto& suite = *::testing::UnitTest::GetInstance()->current_test_suite();
+    if (suite.Passed() && injected > 0) {
+      std::cout << injected << " injected failures in " << requests
+                << " requests: every one answered, nothing lost, no descriptor leaked\n";
+    }
+  }
+
+  void SetUp() override {
+    // NOLINTNEXTLINE(cert-env33-c): the quickest way to know.
+    if (std::system("strace -o /dev/null true 2> /dev/null") != 0) {
+      GTEST_SKIP() << "strace is not installed or may not trace";
+    }
+  }
+
+  /// Carries out the scenario on a fresh tree.
+  Outcome run(const std::string& injection = {}) {
+    makeTree();
+    HostClient host(folder(), launcher(injection));
+    std::string params = GetParam().params;
+    params = std::regex_replace(params, std::regex("@"), at("tree").string());
+    const Outcome outcome = outcomeOf(host, GetParam().type, params);
+    EXPECT_EQ(host.finish(), 0);
+    return outcome;
+  }
+
+  /// What the last run left.
+  [[nodiscard]] Disk left() const {
+    Disk entries = disk();
+    entries.erase("log");
+    entries.erase("errors");
+    return entries;
+  }
+
+  [[nodiscard]] std::map<std::string, fs::perms> permissions() const {
+    std::map<std::string, fs::perms> found;
+    for (const auto& entry : fs::recursive_directory_iterator(at("tree"))) {
+      found[entry.path().string()] = entry.status().permissions();
+    }
+    return found;
+  }
+
+  /// The calls of the last run that its request made, other than those to talk to the client.
+  [[nodiscard]] std::vector<Call> callsOfRequest() const {
+    const std::regex conversation(R"(\w+\([012],.*)");
+    std::vector<Call> found;
+    std::map<std::string, int> occurrences;
+    int request = 0;
+    std::ifstream log(at("log"));
+    for (std::string line; std::getline(log, line);) {
+      const std::string name = line.substr(0, line.find('('));
+      const int occurrence = ++occurrences[name];
+      request += startsRequest(line) ? 1 : 0;
+      if (request == requestUnderTest && !std::regex_match(line, conversation)) {
+        found.push_back({name, occurrence, line});
+      }
+    }
+    return found;
+  }
+
+  [[nodiscard]] static bool isRiddenOut(const Injection& injection) {
+    const bool interrupted = injection.error == "EINTR" && injection.call.name != "close";
+    return interrupted || (injection.times == 1 && isTriedAgain(injection.call));
+  }
+
+  static std::vector<Injection> injectionsInto(const std::vector<Call>& calls) {
+    constexpr int attempts = 101; // of a deletion
+    std::vector<Injection> all;
+    std::set<std::string> persistent;
+    for (const Call& call : calls) {
+      const auto errors = errorsOf(call);
+      for (const auto& error : errors) {
+        all.push_back({call, error});
+      }
+      if (isTriedAgain(call) && persistent.insert(call.name).second) {
+        all.push_back({call, errors.front(), attempts});
+      }
+    }
+    injected += static_cast<int>(all.size());
+    ++requests;
+    return all;
+  }
+
+  /// Whether the last run failed there and nowhere else.
+  void expectInjected(const Injection& injection) const {
+    int request = 0;
+    int inRequest = 0;
+    int elsewhere = 0;
+    std::ifstream log(at("log"));
+    for (std::string line; std::getline(log, line);) {
+      request += startsRequest(line) ? 1 : 0;
+      const bool hit = line.rfind(injection.call.name + "(", 0) == 0 &&
+                       line.find("(INJECTED)") != std::string::npos;
+      (request == requestUnderTest ? inRequest : elsewhere) += hit ? 1 : 0;
+    }
+    EXPECT_EQ(inRequest, injection.times);
+    EXPECT_EQ(elsewhere, 0);
+  }
+
+  void makeTree() {
+    fs::remove_all(at("tree"));
+    writeFile("tree/old.txt", "old contents");
+    // More than one block of whoever copies it block by block.
+    writeFile("tree/full/first.bin", std::string(70'000, 'x'));
+    fs::permissions(at("tree/full/first.bin"), fs::perms{0640});
+    writeFile("tree/full/sub/second.txt", "second contents");
+    makeFolder("tree/empty");
+  }
+
+private:
+  static constexpr int requestUnderTest = 2; // see outcomeOf
+  static inline int injected = 0;
+  static inline int requests = 0;
+
+  /// Deletion tries these again, whatever fails.
+  [[nodiscard]] static bool isTriedAgain(const Call& call) {
+    static const std::set<std::string> names = {"openat", "unlinkat", "getdents64"};
+    return std::string(GetParam().type) == "DeleteFile" &&
+           (names.count(call.name) > 0 || call.has("AT_EMPTY_PATH"));
+  }
+
+  static std::vector<std::string> launcher(const std::string& injection) {
+    // A leak cannot be looked for in a process that is traced.
+    std::vector<std::string> command = {"sh",     "-c", R"(exec "$@" 2> errors)",      "sh",
+                                        "strace", "-E", "LSAN_OPTIONS=detect_leaks=0", "-o",
+                                        "log"};
+    command.insert(command.end(), GetParam().always.begin(), GetParam().always.end());
+    if (!injection.empty()) {
+      command.insert(command.end(), {"-e", injection});
+    }
+    return command;
+  }
+};
+
+TEST_P(SystemCalls, MayFailOneByOne) {
+  const Outcome success = run();
+  ASSERT_EQ(success.condition, "");
+  ASSERT_EQ(success.descriptorsLeftOpen, 0);
+  const std::vector<Call> calls = callsOfRequest();
+  const Disk after = left();
+  const auto permissionsAfter = permissions();
+  makeTree();
+  const Disk before = left();
+
+  for (const Injection& injection : injectionsInto(calls)) {
+    SCOPED_TRACE(injection.text() + " in " + injection.call.line);
+    const Outcome outcome = run(injection.text());
+    expectInjected(injection);
+    // strace does not carry out a call that it makes fail, and a close may not be tried again.
+    EXPECT_EQ(outcome.descriptorsLeftOpen, injection.call.name == "close" ? 1 : 0);
+    if (injection.times > 1) {
+      EXPECT_NE(outcome.condition, "");
+    }
+    if (isRiddenOut(injection)) {
+      EXPECT_EQ(outcome.condition, "");
+    }
+    if (!outcome.condition.empty()) {
+      expectNothingLost(before, after, left());
+      continue;
+    }
+    EXPECT_EQ(outcome.response, success.response);
+    EXPECT_TRUE(left() == after) << "success, and not all is done";
+    EXPECT_EQ(permissions(), permissionsAfter);
+  }
+}
+
+INSTANTIATE_TEST_SUITE_P(Of, SystemCalls, ::testing::ValuesIn(scenarios()),
+                         [](const auto& info) { return std::string(info.param.name); });
+
+} // namespace
+
+} // namespace connector::test
