@@ -42,6 +42,9 @@ function(connector_platform_library name)
   target_link_libraries(${target} PUBLIC ${ARG_PUBLIC} PRIVATE ${ARG_PRIVATE})
   set_target_properties(${target} PROPERTIES VERSION 1.0.0 SOVERSION 1)
   connector_own_code(${target})
+  install(TARGETS ${target} EXPORT connector_platform)
+  install(DIRECTORY "${CMAKE_CURRENT_SOURCE_DIR}/${name}/include/"
+          DESTINATION "${CMAKE_INSTALL_INCLUDEDIR}")
 endfunction()
 
 # One subsystem of the product, compiled hidden; the subsystems are linked into one shared library.

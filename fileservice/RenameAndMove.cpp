@@ -10,9 +10,11 @@
 #include <fl/i18n/directory_iterator.h>
 
 #include <cerrno>
-#include <filesystem>
+#include <fcntl.h>
 #include <optional>
-#include <system_error>
+#include <sys/stat.h>
+#include <unistd.h>
+#include <utility>
 
 namespace connector::file::v1 {
 
@@ -26,22 +28,60 @@ using fl::filesystem::detail::upath_directory_iterator_impl;
 
 namespace {
 
-/// Whether `inner` is the folder `outer` or lies beneath it, whatever links lead to either.
+/// A folder that is held open, so that going up from it does not cost a walk down a whole path.
+class OpenFolder {
+public:
+  explicit OpenFolder(const upath& path)
+      : path_(path)
+      , descriptor_(
+            open(AT_FDCWD, fl::filesystem::detail::make_native_access_form_i18n(path).c_str())) {}
+
+  OpenFolder(const OpenFolder&) = delete;
+  OpenFolder& operator=(const OpenFolder&) = delete;
+
+  ~OpenFolder() { ::close(descriptor_); }
+
+  void goUp() {
+    const int parent = open(descriptor_, "..");
+    ::close(std::exchange(descriptor_, parent));
+  }
+
+  [[nodiscard]] std::pair<dev_t, ino_t> identity() const {
+    struct stat found = {};
+    if (::fstat(descriptor_, &found) != 0) {
+      throw fl::filesystem::SystemError(errno, path_, {});
+    }
+    return {found.st_dev, found.st_ino};
+  }
+
+private:
+  [[nodiscard]] int open(int base, const char* name) const {
+    const int descriptor = ::openat(base, name, O_PATH | O_DIRECTORY | O_CLOEXEC);
+    if (descriptor < 0) {
+      throw fl::filesystem::SystemError(errno, path_, {});
+    }
+    return descriptor;
+  }
+
+  const upath& path_;
+  int descriptor_;
+};
+
+/// Whether `inner` is the folder `outer` or lies beneath it, whatever links lead to either. Goes up
+/// folder by folder, since whole paths would make the move of a deep folder take minutes.
 bool isWithin(const upath& outer, const upath& inner) {
-  namespace fs = std::filesystem;
-  using fl::filesystem::detail::make_native_access_form_i18n;
-  const fs::path top = make_native_access_form_i18n(outer);
-  std::error_code failed;
-  fs::path folder = fs::canonical(make_native_access_form_i18n(inner), failed);
-  bool within = !failed && fs::equivalent(folder, top, failed);
-  while (!within && !failed && folder.has_relative_path()) {
-    folder = folder.parent_path();
-    within = fs::equivalent(folder, top, failed);
+  const auto top = OpenFolder(outer).identity();
+  OpenFolder folder(inner);
+  auto here = folder.identity();
+  while (here != top) {
+    folder.goUp();
+    const auto above = folder.identity();
+    if (above == here) { // the root, which is its own parent
+      return false;
+    }
+    here = above;
   }
-  if (failed) {
-    throw fl::filesystem::SystemError(failed.value(), inner, {});
-  }
-  return within;
+  return true;
 }
 
 /// Entries that a folder move leaves behind: hidden ones, and those with a name of one character.
