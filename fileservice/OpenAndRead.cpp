@@ -28,12 +28,12 @@ namespace {
 
 constexpr double SIZE_LIMIT = 20000000.0; // bytes; a file of this size is already too big
 
-/// In bytes; -1 when the stream failed. Leaves the stream at the file's beginning.
+/// In bytes; -1 when the stream fails. Leaves the stream at the file's beginning.
 std::int64_t sizeOf(std::istream& file) {
   file.seekg(0, std::ios_base::end);
   const std::int64_t size = file.tellg();
-  file.seekg(0, std::ios_base::beg);
-  return size;
+  // From anywhere else a file would be read as an empty one.
+  return file.seekg(0, std::ios_base::beg) ? size : -1;
 }
 
 void createEmpty(const ustring& path) {

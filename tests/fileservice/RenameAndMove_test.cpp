@@ -1,52 +1,21 @@
 #include "FileServiceTest.h"
-#include "support/Unprivileged.h"
 
 #include <cerrno>
 
 namespace connector::file::v1::test {
 namespace {
 
-using connector::test::asUnprivilegedUser;
 using testing::ElementsAre;
 using testing::Pair;
 
 using RenameAndMove = FileServiceTest;
 
-TEST_F(RenameAndMove, RenameMakesTheMissingFoldersAndKeepsTheFile) {
-  writeFile("file", "1");
-  writeFile("tree/.hidden", "2");
-  writeFile("tree/x", "3");
-  std::filesystem::create_symlink("file", at("link"));
-  const std::string fileBefore = snapshot(at("file")).begin()->second;
-
-  const FileInfo renamed = service->rename(textAt("file"), textAt("a/b/renamed")).get();
-  EXPECT_EQ(renamed.getLocation(), textAt("a/b/renamed"));
-  EXPECT_FALSE(attribute<bool>(renamed, FileAttributes::DELETED));
-  EXPECT_EQ(snapshot(at("a/b/renamed")).begin()->second, fileBefore);
-  EXPECT_TRUE(service->rename(textAt("tree"), textAt("c/tree")).get().isDirectory());
-  EXPECT_THAT(disk(), ElementsAre(Pair("a", "/"), Pair("a/b", "/"), Pair("a/b/renamed", "1"),
-                                  Pair("c", "/"), Pair("c/tree", "/"), Pair("c/tree/.hidden", "2"),
-                                  Pair("c/tree/x", "3"), Pair("link", "-> file")));
-}
-
-TEST_F(RenameAndMove, MoveCopiesTheFileAndDeletesTheSource) {
-  writeFile("file", "1");
+TEST_F(RenameAndMove, MoveMakesACopyAlsoWithinOneFileSystem) {
+  std::filesystem::create_hard_link(writeFile("file", "1"), at("twin"));
   makeFolder("box");
-  ASSERT_EQ(::chmod(at("file").c_str(), 0640), 0);
-
-  struct stat source {};
-
-  ASSERT_EQ(::stat(at("file").c_str(), &source), 0);
-  const std::string before = snapshot(at("file")).begin()->second;
-
   EXPECT_EQ(service->move(textAt("file"), textAt("box")).get().getLocation(), textAt("box/file"));
-  EXPECT_THAT(disk(), ElementsAre(Pair("box", "/"), Pair("box/file", "1")));
-  EXPECT_EQ(snapshot(at("box/file")).begin()->second, before);
-
-  struct stat copy {};
-
-  ASSERT_EQ(::stat(at("box/file").c_str(), &copy), 0);
-  EXPECT_NE(copy.st_ino, source.st_ino); // a copy also within one file system
+  EXPECT_THAT(disk(), ElementsAre(Pair("box", "/"), Pair("box/file", "1"), Pair("twin", "1")));
+  EXPECT_EQ(std::filesystem::hard_link_count(at("box/file")), 1);
 }
 
 TEST_F(RenameAndMove, MoveTakesALinkForWhatItLeadsTo) {
@@ -73,24 +42,20 @@ TEST_F(RenameAndMove, MoveOfAFolderGoesThroughTheVirtualOperation) {
                 ElementsAre(u"move tree box", u"move " + root + u"tree/sub " + root + u"box/tree",
                             u"move " + root + u"tree/sub/inner " + root + u"box/tree/sub"));
   });
-  EXPECT_THAT(disk(), ElementsAre(Pair("box", "/"), Pair("box/tree", "/"),
-                                  Pair("box/tree/sub", "/"), Pair("box/tree/sub/inner", "1")));
 }
 
 TEST_F(RenameAndMove, MoveLeavesHiddenEntriesAndThoseOfOneCharacterBehind) {
   writeFile("tree/.hidden", "1");
-  writeFile("tree/x", "2");
-  writeFile("tree/\u00E9", "3");
-  writeFile("tree/\U0001F600", "4"); // two code units
-  writeFile("tree/sub/xy", "5");
+  writeFile("tree/\u00E9", "2");
+  writeFile("tree/\U0001F600", "3"); // two code units
+  writeFile("tree/caf\xE9", "4");
   makeFolder("box");
   EXPECT_EQ(outcomeOf([this] { return service->move(textAt("tree"), textAt("box")); }),
             std::to_string(ENOTEMPTY));
   EXPECT_THAT(disk(),
-              ElementsAre(Pair("box", "/"), Pair("box/tree", "/"), Pair("box/tree/sub", "/"),
-                          Pair("box/tree/sub/xy", "5"), Pair("box/tree/\U0001F600", "4"),
-                          Pair("tree", "/"), Pair("tree/.hidden", "1"), Pair("tree/x", "2"),
-                          Pair("tree/\u00E9", "3")));
+              ElementsAre(Pair("box", "/"), Pair("box/tree", "/"), Pair("box/tree/caf\xE9", "4"),
+                          Pair("box/tree/\U0001F600", "3"), Pair("tree", "/"),
+                          Pair("tree/.hidden", "1"), Pair("tree/\u00E9", "2")));
 }
 
 TEST_F(RenameAndMove, AnEntrysFailureEndsTheMoveAndIsPassedOnAsItIs) {
@@ -99,16 +64,10 @@ TEST_F(RenameAndMove, AnEntrysFailureEndsTheMoveAndIsPassedOnAsItIs) {
   RecordingService recording;
   recording.failing = textAt("tree/sub/bad");
   const Future<FileInfo> failed = recording.move(textAt("tree"), textAt("box"));
-  EXPECT_EQ(failed.state(), recording.failure);
+  EXPECT_EQ(failed.state(), recording.failure.getFuture().state());
   EXPECT_THAT(disk(),
               ElementsAre(Pair("box", "/"), Pair("box/tree", "/"), Pair("box/tree/sub", "/"),
                           Pair("tree", "/"), Pair("tree/sub", "/"), Pair("tree/sub/bad", "1")));
-
-  std::filesystem::rename(at("tree/sub/bad"), at("tree/sub/b\td"));
-  const ustring child = textAt("tree/sub/b\td");
-  EXPECT_EQ(refusalOf(service->move(textAt("tree/sub"), textAt("box"))),
-            (Refusal{"FILE_NAME_NOT_SUPPORTED", child + u" is an invalid name.", {u"b\td"}}));
-  EXPECT_EQ(readFile("tree/sub/b\td"), "1");
 }
 
 TEST_F(RenameAndMove, AFolderNeverGoesIntoItself) {
@@ -118,40 +77,16 @@ TEST_F(RenameAndMove, AFolderNeverGoesIntoItself) {
   makeFolder("loose");
   std::filesystem::create_symlink("tree", at("link"));
   std::filesystem::create_symlink("../tree/sub", at("loose/deep"));
-  const std::string invalid = std::to_string(EINVAL);
   const std::vector<std::pair<const char*, const char*>> moves = {
-      {"tree", "tree"},       {"tree", "tree/sub"}, {"tree", "link"}, {"tree", "loose/deep"},
-      {"tree", "link/sub/."}, {"link", "tree/sub"}, {"link", "tree"}, {"tree/", "tree2/../tree"}};
+      {"tree", "tree"}, {"tree", "loose/deep"}, {"link", "tree/sub"}, {"tree/", "tree2/../tree"}};
+  const auto before = disk();
   for (const auto& [from, to] : moves) {
-    SCOPED_TRACE(std::string(from) + " into " + to);
-    endsUntouched([&, f = from, t = to] { return service->move(textAt(f), textAt(t)); }, invalid);
+    EXPECT_EQ(outcomeOf([&, f = from, t = to] { return service->move(textAt(f), textAt(t)); }),
+              std::to_string(EINVAL))
+        << from << " into " << to;
+    EXPECT_EQ(disk(), before);
   }
-  endsUntouched([this] { return service->rename(textAt("tree"), textAt("tree/sub/x")); }, invalid);
   EXPECT_EQ(outcomeOf([this] { return service->move(textAt("tree2"), textAt("tree")); }), "ok");
-}
-
-TEST_F(RenameAndMove, WhatThePlatformRefusesLosesNothing) {
-  writeFile("sealed/file", "1");
-  writeFile("file", "2");
-  makeFolder("open");
-  std::filesystem::create_symlink("nowhere", at("open/file"));
-  ASSERT_EQ(::chmod(at("sealed").c_str(), 0555), 0);
-  ASSERT_EQ(::chmod(at("sealed/file").c_str(), 0666), 0);
-  ASSERT_EQ(::chmod(at("open").c_str(), 0777), 0);
-  const std::string denied = std::to_string(EACCES);
-  asUnprivilegedUser([&] {
-    const ustring source = textAt("sealed/file");
-    endsUntouched([&] { return service->rename(source, textAt("open/renamed")); }, denied);
-    endsUntouched([&] { return service->move(textAt("file"), textAt("sealed")); }, "FILE_EXISTS");
-    endsUntouched([&] { return service->move(source, textAt("open")); }, std::to_string(EEXIST));
-    endsUntouched([&] { return service->move(textAt("open"), textAt("sealed")); }, denied);
-    endsUntouched([&] { return service->move(textAt("open"), textAt("file")); },
-                  std::to_string(ENOTDIR));
-    std::filesystem::remove(at("open/file"));
-    EXPECT_EQ(outcomeOf([&] { return service->move(source, textAt("open")); }), denied);
-  });
-  EXPECT_EQ(readFile("sealed/file"), "1"); // copied and not deleted: both are there
-  EXPECT_EQ(readFile("open/file"), "1");
 }
 
 } // namespace

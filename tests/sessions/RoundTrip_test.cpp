@@ -42,7 +42,11 @@ protected:
     return files;
   }
 
-private:
+  void expectSame(const std::string& left, const std::string& right) const {
+    const std::string compare = "diff -r '" + at(left).string() + "' '" + at(right).string() + "'";
+    EXPECT_EQ(std::system(compare.c_str()), 0); // NOLINT(cert-env33-c): diff is a second opinion
+  }
+
   static Object::Ptr params(const std::string& key, const Poco::Dynamic::Var& value) {
     Object::Ptr object = new Object;
     object->set(key, value);
@@ -62,6 +66,7 @@ private:
     return response;
   }
 
+private:
   HostClient host_{folder()};
 };
 
@@ -86,10 +91,18 @@ void makeTree(const fs::path& tree) {
 TEST_F(RoundTrip, LosesNoByteOfARealTree) {
   makeTree(at("tree"));
   makeFolder("copy");
-  const int files = copyFolder(at("tree").string(), at("copy").string());
-  EXPECT_GT(files, 100);
-  const std::string compare = "diff -r '" + at("tree").string() + "' '" + at("copy").string() + "'";
-  EXPECT_EQ(std::system(compare.c_str()), 0); // NOLINT(cert-env33-c): diff is the second opinion
+  EXPECT_GT(copyFolder(at("tree").string(), at("copy").string()), 100);
+  expectSame("tree", "copy");
+
+  makeFolder("elsewhere");
+  auto move = params("srcPath", at("copy").string());
+  move->set("destPath", at("elsewhere").string());
+  result("MoveFile", *move);
+  EXPECT_FALSE(fs::exists(at("copy")));
+  expectSame("tree", "elsewhere/copy");
+
+  result("DeleteFile", *params("path", at("elsewhere/copy").string()));
+  EXPECT_TRUE(fs::is_empty(at("elsewhere")));
 }
 
 } // namespace connector::test

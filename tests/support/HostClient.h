@@ -6,9 +6,16 @@
 #include <Poco/PipeStream.h>
 #include <Poco/Process.h>
 
+#include <algorithm>
+#include <chrono>
+#include <csignal>
+#include <cstddef>
 #include <filesystem>
+#include <fstream>
+#include <poll.h>
 #include <stdexcept>
 #include <string>
+#include <string_view>
 #include <utility>
 #include <vector>
 
@@ -22,27 +29,27 @@ inline Poco::JSON::Object::Ptr parseObject(const std::string& json) {
   }
 }
 
-/// A running connector-host and the conversation with it, one request at a time.
+/// A running connector-host and the conversation with it, one request at a time. When the host has
+/// ended, or does not begin to answer in time and is killed for it, everything throws.
 class HostClient {
 public:
   /// `launcher` is a command that starts the one that is given to it as its last argument.
   explicit HostClient(const std::filesystem::path& currentFolder,
                       std::vector<std::string> launcher = {})
       : host_(launch(std::move(launcher), currentFolder, in_, out_))
-      , requests_(in_)
       , answers_(out_) {}
 
+  /// Starts it with these options, or whatever else a shell takes there, such as redirections.
+  static std::vector<std::string> withOptions(const std::string& options) {
+    return {"sh", "-c", R"(exec "$0" )" + options};
+  }
+
+  void setPatience(std::chrono::seconds patience) { patience_ = patience; }
+
   /// The whole answer to a request of that message type, such as "OpenFile". Throws when the host
-  /// has ended or answers another request.
+  /// answers another request.
   Poco::JSON::Object::Ptr ask(const std::string& type, const std::string& params) {
-    ++id_;
-    requests_ << R"({"jsonrpc":"2.0","id":)" << id_ << R"(,"method":"connector/v1/)" << type
-              << R"(","params":)" << params << "}\n"
-              << std::flush;
-    std::string line;
-    if (!std::getline(answers_, line)) {
-      throw std::runtime_error("the host has ended");
-    }
+    const auto line = askForText(type, params);
     auto answer = parseObject(line);
     if (answer->getValue<std::string>("jsonrpc") != "2.0" || answer->getValue<int>("id") != id_) {
       throw std::runtime_error("no answer to this request: " + line.substr(0, 1000));
@@ -50,9 +57,55 @@ public:
     return answer;
   }
 
+  std::string askForText(const std::string& type, const std::string& params) {
+    ++id_;
+    send(R"({"jsonrpc":"2.0","id":)" + std::to_string(id_) + R"(,"method":"connector/v1/)" + type +
+         R"(","params":)" + params + "}\n");
+    return receiveLine();
+  }
+
+  void send(std::string_view bytes) {
+    while (!bytes.empty()) {
+      const auto size = std::min<std::size_t>(bytes.size(), 1024UL * 1024);
+      const int sent = in_.writeBytes(bytes.data(), static_cast<int>(size));
+      bytes.remove_prefix(static_cast<std::size_t>(sent));
+    }
+  }
+
+  std::string receiveLine() {
+    awaitOutput();
+    std::string line;
+    if (!std::getline(answers_, line)) {
+      throw std::runtime_error("the host has ended");
+    }
+    return line;
+  }
+
+  std::string receive(std::size_t size) {
+    awaitOutput();
+    std::string bytes(size, '\0');
+    if (!answers_.read(bytes.data(), static_cast<std::streamsize>(size))) {
+      throw std::runtime_error("the host has ended");
+    }
+    return bytes;
+  }
+
+  /// What of its memory was resident at most so far, in bytes.
+  [[nodiscard]] std::size_t peakMemory() const {
+    std::ifstream status("/proc/" + std::to_string(host_.id()) + "/status");
+    const std::string key = "VmHWM:";
+    std::string line;
+    while (std::getline(status, line)) {
+      if (line.rfind(key, 0) == 0) {
+        return 1024 * std::stoul(line.substr(key.size()));
+      }
+    }
+    throw std::runtime_error("the host has ended");
+  }
+
   /// Ends the input and waits for the host; its exit status.
   int finish() {
-    requests_.close();
+    in_.close(Poco::Pipe::CLOSE_WRITE);
     return host_.wait();
   }
 
@@ -60,17 +113,28 @@ private:
   static Poco::ProcessHandle launch(std::vector<std::string> command,
                                     const std::filesystem::path& currentFolder, Poco::Pipe& in,
                                     Poco::Pipe& out) {
+    std::signal(SIGPIPE, SIG_IGN); // writing to a host that has ended is to throw
     command.emplace_back(CONNECTOR_HOST_PROGRAM);
     const Poco::Process::Args arguments(command.begin() + 1, command.end());
     return Poco::Process::launch(command.front(), arguments, currentFolder.string(), &in, &out,
                                  nullptr);
   }
 
+  void awaitOutput() {
+    using std::chrono::milliseconds;
+    pollfd output{out_.readHandle(), POLLIN, 0};
+    const auto timeout = static_cast<int>(milliseconds(patience_).count());
+    if (answers_.rdbuf()->in_avail() == 0 && poll(&output, 1, timeout) == 0) {
+      Poco::Process::kill(host_);
+      throw std::runtime_error("no answer within " + std::to_string(patience_.count()) + " s");
+    }
+  }
+
   Poco::Pipe in_;
   Poco::Pipe out_;
   Poco::ProcessHandle host_;
-  Poco::PipeOutputStream requests_;
   Poco::PipeInputStream answers_;
+  std::chrono::seconds patience_{60};
   int id_ = 0;
 };
 

@@ -83,8 +83,13 @@ public:
         return ::open(name_.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC,
                       S_IRUSR | S_IWUSR);
       })) {
-    if (!file_.is_open() || ::fstat(file_.get(), &created_) != 0) {
+    if (!file_.is_open()) {
       throw_errno(errno, path_);
+    }
+    if (::fstat(file_.get(), &created_) != 0) {
+      const int code = errno;
+      ::unlink(name_.c_str()); // No destructor comes, nor could it tell the file from another.
+      throw_errno(code, path_);
     }
   }
 

@@ -7,6 +7,8 @@
 #include <cerrno>
 #include <cstring>
 #include <fcntl.h>
+#include <linux/magic.h>
+#include <sys/vfs.h>
 #include <system_error>
 #include <unistd.h>
 #include <utility>
@@ -29,6 +31,13 @@ int open_flags(std::ios_base::openmode mode) {
   flags |= (mode & std::ios_base::trunc) != 0 ? O_TRUNC : 0;
   flags |= (mode & std::ios_base::app) != 0 ? O_APPEND : 0;
   return flags;
+}
+
+/// A pipe that no folder holds, such as a standard stream of this process, is reached by its name
+/// under /proc. What is written into it would pass for the process's own output.
+bool is_unnamed_pipe(int opened) {
+  struct statfs system = {};
+  return ::fstatfs(opened, &system) == 0 && system.f_type == PIPEFS_MAGIC;
 }
 
 int origin(std::ios_base::seekdir way) {
@@ -62,6 +71,10 @@ bool file_buf::open(const std::string& name, std::ios_base::openmode mode) {
   }
   descriptor_ =
       detail::uninterrupted([&] { return ::open(name.c_str(), open_flags(mode), creation_mode); });
+  if (is_open() && is_unnamed_pipe(descriptor_)) {
+    close();
+    errno = ENXIO; // as the system itself answers for a socket that is reached in this way
+  }
   return is_open();
 }
 

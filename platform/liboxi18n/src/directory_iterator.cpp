@@ -22,9 +22,12 @@ using Directory = std::unique_ptr<DIR, CloseDirectory>;
 
 /// Null when nothing that can be walked is there.
 Directory openDirectory(const std::u16string& path) {
-  // O_NONBLOCK: the folder may have become a FIFO, which must not hold us up.
-  const int descriptor =
-      ::open(utf16_to_native(path).c_str(), O_RDONLY | O_CLOEXEC | O_DIRECTORY | O_NONBLOCK);
+  const std::string name = utf16_to_native(path);
+  int descriptor = -1;
+  do {
+    // O_NONBLOCK: the folder may have become a FIFO, which must not hold us up.
+    descriptor = ::open(name.c_str(), O_RDONLY | O_CLOEXEC | O_DIRECTORY | O_NONBLOCK);
+  } while (descriptor < 0 && errno == EINTR);
   if (descriptor < 0 && (errno == ENOENT || errno == ENOTDIR)) {
     return nullptr;
   }

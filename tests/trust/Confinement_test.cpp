@@ -1,0 +1,510 @@
+#include "Requests.h"
+#include "support/ChildProcess.h"
+#include "support/HostClient.h"
+#include "support/ScratchFolder.h"
+
+#include <Poco/String.h>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <array>
+#include <atomic>
+#include <cerrno>
+#include <cstddef>
+#include <cstdio>
+#include <exception>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <linux/filter.h>
+#include <linux/landlock.h>
+#include <linux/seccomp.h>
+#include <map>
+#include <optional>
+#include <sstream>
+#include <string>
+#include <sys/prctl.h>
+#include <sys/stat.h>
+#include <sys/syscall.h>
+#include <system_error>
+#include <thread>
+#include <unistd.h>
+#include <utility>
+#include <vector>
+
+namespace connector::test {
+
+namespace {
+
+namespace fs = std::filesystem;
+using testing::AnyOf;
+using testing::HasSubstr;
+using testing::Not;
+
+const std::string SECRET = "contents that stay outside";
+const std::string UNLISTED = "entry-that-stays-outside";
+
+// Everything below is about {B}, a folder with `root`, which is the host's current folder, and two
+// others of the same contents: `outside`, which the host holds open as 8 and its secret.txt as 9,
+// and `root2`, whose name begins with the root's. {P} is a process that is not confined.
+
+constexpr const char* WAYS_TO_FOLDER = R"(
+  {B}/outside {B}//outside //{B}///outside /.{B}/./outside /../..{B}/outside /proc/..{B}/outside
+  {B}/outside/../outside {B}/outside/folder/.. {B}/root2 {B}/root2/../outside {B}/root/../outside
+  {B}/root/../root2 {B}/root/./../outside {B}/root//..//outside {B}/root/../root/../outside
+  {B}/root/sub/../../outside {B}/root/sub/..//./../outside ../outside ./../outside .././outside
+  ..//outside ../root2 ../root/../outside sub/../../outside sub/../sub/./../../outside
+  {B}/root/up/outside {B}/root/sub/up/outside up/root/up/root2 {B}/root/slash{B}/outside
+  slash/proc/self/cwd/../outside {B}/root/absolute/../outside {B}/root/sub/deep/folder/..
+  /proc/self/root{B}/outside /proc/self/root/proc/self/root{B}/outside
+  /proc/thread-self/root{B}/outside /proc/self/cwd/../outside /proc/self/cwd/absolute/../root2
+  /proc/self/task/../cwd/../outside /proc/self/fd/8 /proc/self/fd/8/../root2
+  /proc/self/fd/8/folder/.. /dev/fd/8/../outside /dev/fd/../cwd/../outside
+  /dev/fd/../root{B}/outside /proc/1/root{B}/outside /proc/{P}/root{B}/outside)";
+constexpr const char* WAYS_TO_FILE = "/proc/self/fd/9 /dev/fd/9 /proc/thread-self/fd/9";
+
+// These lead nowhere outside, whatever they look like. In the text of a JSON string; the overlong
+// bytes are written as names that are not UTF-8.
+constexpr const char* LOOKALIKES = R"(
+  ..\\..\\outside\\secret.txt {B}/root\\..\\outside %2e%2e/outside/secret.txt
+  ..%2foutside%2fsecret.txt a.txt\u0000/../../outside/secret.txt ../outside/secret.txt\u0000
+  \uEFC0\uEFAE\uEFC0\uEFAE/outside ..\uEFC0\uEFAFoutside \uFF0E\uFF0E/outside ..\u2215outside
+  file://{B}/outside/secret.txt ~/outside $PWD/outside ...//outside ..\u0020/outside
+  {B}/root/*/outside)";
+
+constexpr const char* LINKS_TO_FOLDER = R"(
+  absolute->{B}/outside relative->../outside chain->relative longer-chain->sub/../chain
+  sub/deep->../../outside roundabout->../root/../root2/../outside/./ sibling->../root2
+  by-root->/proc/self/root{B}/outside by-cwd->/proc/self/cwd/../outside by-fd->/proc/self/fd/8)";
+constexpr const char* LINKS_TO_FILE = R"(
+  file->{B}/outside/secret.txt file-relative->../outside/secret.txt file-chain->file-relative
+  file-by-link->absolute/secret.txt file-by-fd->/proc/self/fd/9)";
+constexpr const char* LINKS_TO_NOTHING = R"(
+  dangling->{B}/outside/missing dangling-relative->../outside/missing dangling-chain->dangling
+  dangling-by-link->absolute/folder/missing)";
+constexpr const char* LINKS_UP = "up->.. sub/up->../up/. slash->/";
+
+std::vector<std::string> words(const char* text) {
+  std::istringstream stream(text);
+  return {std::istream_iterator<std::string>(stream), {}};
+}
+
+std::vector<std::pair<std::string, std::string>> links(const char* text) {
+  std::vector<std::pair<std::string, std::string>> pairs;
+  for (const auto& word : words(text)) {
+    const auto arrow = word.find("->");
+    pairs.emplace_back(word.substr(0, arrow), word.substr(arrow + 2));
+  }
+  return pairs;
+}
+
+enum class Leads { toFile, toFolder, nowhere, inside };
+
+struct Way {
+  std::string path;
+  Leads leads;
+  bool isEntryOfRoot = false; // a link, which may well be removed or replaced
+};
+
+std::vector<Way> allWays() {
+  const std::vector<std::pair<std::string, Leads>> ends{
+      {"", Leads::toFolder},          {"/secret.txt", Leads::toFile},
+      {"/folder//", Leads::toFolder}, {"/folder/.", Leads::toFolder},
+      {"/missing", Leads::nowhere},   {"/missing/deeper/", Leads::nowhere}};
+  std::vector<Way> ways;
+  for (const auto& [end, leads] : ends) {
+    for (const auto& way : words(WAYS_TO_FOLDER)) {
+      ways.push_back({way + end, leads});
+    }
+    for (const auto& link : links(LINKS_TO_FOLDER)) {
+      ways.push_back({link.first + end, leads, end.empty()});
+    }
+  }
+  for (const auto& link : links(LINKS_TO_FILE)) {
+    ways.push_back({"{B}/root/" + link.first, Leads::toFile, true});
+    ways.push_back({link.first + "/", Leads::nowhere});
+  }
+  for (const auto& link : links(LINKS_TO_NOTHING)) {
+    ways.push_back({link.first, Leads::nowhere, true});
+    ways.push_back({"{B}/root/" + link.first + "/deeper", Leads::nowhere});
+  }
+  for (const auto& way : words(WAYS_TO_FILE)) {
+    ways.push_back({way, Leads::toFile});
+  }
+  for (const auto& way : words(LOOKALIKES)) {
+    ways.push_back({way, Leads::inside});
+  }
+  return ways;
+}
+
+std::string read(const fs::path& file) {
+  std::ifstream stream(file, std::ios::binary);
+  return {std::istreambuf_iterator<char>(stream), {}};
+}
+
+std::string describe(const fs::path& path) {
+  struct stat found = {};
+  if (lstat(path.c_str(), &found) != 0) {
+    return "gone";
+  }
+  std::ostringstream text;
+  text << found.st_mode << ' ' << found.st_ino << ' ' << found.st_nlink << ' ' << found.st_size;
+  for (const timespec& time : {found.st_mtim, found.st_ctim}) {
+    text << ' ' << time.tv_sec << '.' << time.tv_nsec;
+  }
+  return S_ISREG(found.st_mode) ? text.str() + ' ' + read(path) : text.str();
+}
+
+using Snapshot = std::map<std::string, std::string>;
+
+/// Everything beneath `top`, and itself, but for the folder `without`.
+Snapshot take(const fs::path& top, const fs::path& without = {}) {
+  Snapshot entries{{top.string(), describe(top)}};
+  for (fs::recursive_directory_iterator entry(top), end; entry != end; ++entry) {
+    if (entry->path() == without) {
+      entry.disable_recursion_pending();
+      continue;
+    }
+    entries[entry->path().string()] = describe(entry->path());
+  }
+  return entries;
+}
+
+/// A host in a {B} of its own.
+class Station {
+public:
+  Station(fs::path base, const std::string& options)
+      : base_(std::move(base)) {
+    makeTree();
+    const auto arguments = expand(options + " 8< {B}/outside 9< {B}/outside/secret.txt");
+    host_.emplace(root(), HostClient::withOptions(arguments));
+  }
+
+  std::string ask(const Request& request, const std::string& path) {
+    return host_->askForText(request.type, request.with(expand(path), root().string()));
+  }
+
+  struct Shot {
+    Snapshot inside;
+    Snapshot outside;
+  };
+
+  [[nodiscard]] Shot shot() const { return {take(root()), take(base_, root())}; }
+
+  /// Keeps the folders that the host holds open.
+  void makeTree() {
+    for (const char* name : {"root", "outside", "root2"}) {
+      fs::create_directories(base_ / name);
+      for (const auto& entry : fs::directory_iterator(base_ / name)) {
+        fs::remove_all(entry);
+      }
+    }
+    for (const char* folder : {"outside", "outside/folder", "root2", "root2/folder"}) {
+      fs::create_directories(base_ / folder);
+      std::ofstream(base_ / folder / UNLISTED) << SECRET;
+      std::ofstream(base_ / folder / "secret.txt") << SECRET;
+    }
+    fs::create_directory(root() / "sub");
+    std::ofstream(root() / "a.txt") << "inside";
+    std::ofstream(root() / "sub/b.txt") << "deeper inside";
+    for (const char* text : {LINKS_TO_FOLDER, LINKS_TO_FILE, LINKS_TO_NOTHING, LINKS_UP}) {
+      for (const auto& [name, target] : links(text)) {
+        fs::create_symlink(expand(target), root() / name);
+      }
+    }
+  }
+
+private:
+  [[nodiscard]] fs::path root() const { return base_ / "root"; }
+
+  [[nodiscard]] std::string expand(const std::string& text) const {
+    const auto withBase = Poco::replace(text, std::string("{B}"), base_.string());
+    return Poco::replace(withBase, std::string("{P}"), std::to_string(getpid()));
+  }
+
+  fs::path base_;
+  std::optional<HostClient> host_;
+};
+
+/// Whether the request may succeed: a change is refused, and so is what needs to look outside.
+bool mayPass(const Request& request, const Way& way, bool readOnly) {
+  const bool changes = request.does == Does::write || request.does == Does::take;
+  if (readOnly) {
+    return !changes;
+  }
+  return way.leads == Leads::inside || request.does == Does::describe ||
+         (request.does == Does::take && way.isEntryOfRoot) ||
+         (request.does == Does::list && way.leads == Leads::toFile); // to an empty list
+}
+
+void expectHeld(Station& station, const Request& request, const Way& way, bool readOnly) {
+  const auto before = station.shot();
+  const auto answer = station.ask(request, way.path);
+  const auto after = station.shot();
+  const std::string about = request.type + (" " + way.path) + ": " + answer;
+  const auto faults = countFaults(*parseObject(answer));
+  EXPECT_TRUE(faults == 1 || (faults == 0 && mayPass(request, way, readOnly))) << about;
+  EXPECT_EQ(after.outside, before.outside) << about;
+  if (readOnly) {
+    EXPECT_EQ(after.inside, before.inside) << about;
+  } else {
+    EXPECT_THAT(answer, Not(AnyOf(HasSubstr(SECRET), HasSubstr(UNLISTED)))) << about;
+  }
+  if (after.outside != before.outside || after.inside != before.inside) {
+    station.makeTree();
+  }
+}
+
+/// Every request with every way. Many at once, since a refused deletion takes a second.
+void expectAllHeld(const fs::path& folder, const std::string& options, bool readOnly,
+                   const std::vector<Way>& ways) {
+  std::atomic<std::size_t> next{0};
+  const auto work = [&](std::size_t number) {
+    try {
+      Station station(folder / std::to_string(number), options);
+      for (std::size_t i = next++; i < ways.size() * requests.size(); i = next++) {
+        expectHeld(station, requests.at(i % requests.size()), ways.at(i / requests.size()),
+                   readOnly);
+      }
+    } catch (const std::exception& error) {
+      ADD_FAILURE() << error.what();
+    }
+  };
+  std::vector<std::thread> workers;
+  for (std::size_t number = 0; number < 16; ++number) {
+    workers.emplace_back(work, number);
+  }
+  for (auto& worker : workers) {
+    worker.join();
+  }
+}
+
+/// From now on the system call fails in this process, and in those that it starts.
+void forbid(int call, int error) {
+  std::array<sock_filter, 4> program{{
+      {BPF_LD | BPF_W | BPF_ABS, 0, 0, offsetof(seccomp_data, nr)},
+      {BPF_JMP | BPF_JEQ | BPF_K, 0, 1, static_cast<unsigned>(call)},
+      {BPF_RET | BPF_K, 0, 0, SECCOMP_RET_ERRNO | static_cast<unsigned>(error)},
+      {BPF_RET | BPF_K, 0, 0, SECCOMP_RET_ALLOW},
+  }};
+  const sock_fprog filter{program.size(), program.data()};
+  if (prctl(PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0) != 0 ||
+      prctl(PR_SET_SECCOMP, SECCOMP_MODE_FILTER, &filter) != 0) {
+    throw std::system_error(errno, std::generic_category(), "seccomp");
+  }
+}
+
+struct Finished {
+  int status;
+  std::string output; // on both streams
+};
+
+class Confined : public ScratchFolder {
+protected:
+  void SetUp() override {
+    if (syscall(SYS_landlock_create_ruleset, nullptr, 0, LANDLOCK_CREATE_RULESET_VERSION) < 2) {
+      GTEST_SKIP() << "this kernel has no Landlock of version 2";
+    }
+  }
+
+  /// A command for a shell in the folder, in which HOST stands for the program.
+  [[nodiscard]] Finished run(const std::string& command) const {
+    const auto line =
+        "exec 2>&1; cd " + folder().string() + "; " +
+        Poco::replace(command, std::string("HOST"), std::string(CONNECTOR_HOST_PROGRAM));
+    std::FILE* const pipe = popen(line.c_str(), "r"); // NOLINT(cert-env33-c): redirects easily
+    std::string output;
+    for (int byte = std::fgetc(pipe); byte != EOF; byte = std::fgetc(pipe)) {
+      output += static_cast<char>(byte);
+    }
+    return {WEXITSTATUS(pclose(pipe)), output};
+  }
+};
+
+constexpr const char* CHANGE = R"( call UpdateFile '{"file":{"location":"root/a.txt"}}')";
+constexpr const char* READ_INSIDE = R"( call OpenFile '{"path":"root/a.txt"}')";
+constexpr const char* READ_OUTSIDE = R"( call OpenFile '{"path":"secret.txt"}')";
+
+} // namespace
+
+TEST_F(Confined, NoPathLeadsOutOfTheRoot) {
+  expectAllHeld(folder(), "--root {B}/root", false, allWays());
+}
+
+// Shows that the paths of the test above are ways out.
+TEST_F(Confined, EveryWayLeadsOutWithoutConfinement) {
+  Station station(at("free"), "");
+  int waysOut = 0;
+  for (const Way& way : allWays()) {
+    if (way.leads != Leads::toFile && way.leads != Leads::toFolder) {
+      continue;
+    }
+    const bool isFile = way.leads == Leads::toFile;
+    const auto answer = station.ask(isFile ? openFile : listFolder, way.path);
+    const bool leadsOut = answer.find(isFile ? SECRET : UNLISTED) != std::string::npos;
+    // Only a privileged process may look into that one.
+    EXPECT_TRUE(leadsOut || way.path.rfind("/proc/1/", 0) == 0) << way.path << ": " << answer;
+    waysOut += leadsOut ? 1 : 0;
+  }
+  EXPECT_GE(waysOut, 200);
+}
+
+TEST_F(Confined, TheMachineIsOutsideToo) {
+  HostClient host(makeFolder("root"), HostClient::withOptions("--root ."));
+  for (const char* path : {"/etc/passwd", "/proc/self/environ", "/proc/self/maps", "/proc/version",
+                           "/", "/etc", "/proc", "/proc/self", "/dev", ".."}) {
+    const auto& request = fs::is_directory(path) ? listFolder : openFile;
+    EXPECT_EQ(countFaults(*host.ask(request.type, request.with(path, ""))), 1U) << path;
+  }
+  EXPECT_EQ(host.finish(), 0);
+}
+
+// It would be taken for answers of the host, or for requests to it.
+TEST_F(Confined, NothingIsWrittenIntoTheConversation) {
+  for (const char* options : {"", "--root .", "--read-only"}) {
+    HostClient host(folder(), HostClient::withOptions(options));
+    for (const char* path : {"/proc/self/fd/1", "/dev/stdout", "/proc/self/fd/0", "/dev/stdin"}) {
+      for (const char* type : {"UpdateFile", "CreateFile"}) {
+        const auto params = R"({"file":{"location":")" + std::string(path) +
+                            R"(","contents":"{}\n"},"updateIfExists":true})";
+        EXPECT_EQ(countFaults(*host.ask(type, params)), 1U) << options << type << path;
+      }
+    }
+    EXPECT_EQ(host.finish(), 0);
+  }
+}
+
+TEST_F(Confined, EverythingWorksInsideAndBetweenRoots) {
+  makeFolder("one/x");
+  makeFolder("two");
+  writeFile("outside/linked.txt", "by two names");
+  fs::create_hard_link(at("outside/linked.txt"), at("two/linked.txt"));
+  fs::create_symlink("../two", at("one/link"));
+  ASSERT_EQ(mkfifo(at("one/fifo").c_str(), 0600), 0);
+
+  struct Step {
+    const char* type;
+    const char* params; // "@" stands for the folder
+    const char* part;   // of the answer
+  };
+
+  const std::vector<Step> steps = {
+      {"CreateFile", R"({"file":{"location":"@/one/deep/er/f.txt","contents":"1"}})", "f.txt"},
+      {"CreateFile",
+       R"({"file":{"location":"@/one/deep/er/f.txt","contents":"2"},"updateIfExists":true})",
+       "f.txt"},
+      {"OpenFile", R"({"path":"@/one/deep/er/f.txt"})", R"("contents":"2")"},
+      {"OpenOrCreateFile", R"({"path":"g.txt"})", "/one/g.txt"},
+      {"UpdateFile", R"({"file":{"location":"g.txt","contents":"3"}})", "g.txt"},
+      {"CloseFile", R"({"file":{"location":"g.txt","contents":"4"},"updateFile":true})", "g.txt"},
+      {"RenameFile", R"({"originalFileInfo":"g.txt","newFileInfo":"@/one/x/g.txt"})", "x/g.txt"},
+      {"RenameFile", R"({"originalFileInfo":"x/g.txt","newFileInfo":"@/two/g.txt"})", "two/g.txt"},
+      {"RenameFile", R"({"originalFileInfo":"deep","newFileInfo":"@/two/deep"})", "two/deep"},
+      {"RenameFile", R"({"originalFileInfo":"fifo","newFileInfo":"@/two/fifo"})", "two/fifo"},
+      {"MoveFile", R"({"srcPath":"@/two/g.txt","destPath":"@/one/x"})", "one/x/g.txt"},
+      {"MoveFile", R"({"srcPath":"@/two/deep","destPath":"@/one/x"})", "one/x/deep"},
+      {"ListFolder", R"({"path":"@/one/x"})", "one/x/deep"},
+      {"OpenFile", R"({"path":"@/outside/../one/x/g.txt"})", R"("contents":"4")"},
+      {"OpenFile", R"({"path":"/proc/self/root@/one/x/g.txt"})", R"("contents":"4")"},
+      {"OpenFile", R"({"path":"@/one/link/linked.txt"})", "by two names"},
+      {"RenameFile", R"({"originalFileInfo":"link","newFileInfo":"@/two/link"})", "two/link"},
+      {"DeleteFile", R"({"path":"@/one/x/deep"})", R"("deleted":true)"},
+  };
+  HostClient host(at("one"), HostClient::withOptions("--root . --root=../two"));
+  for (const Step& step : steps) {
+    const auto answer = host.askForText(
+        step.type, Poco::replace(std::string(step.params), std::string("@"), folder().string()));
+    EXPECT_EQ(countFaults(*parseObject(answer)), 0U) << step.params << answer;
+    EXPECT_THAT(answer, HasSubstr(step.part));
+  }
+  const std::map<std::string, std::string> left{{"one", "/"},
+                                                {"one/x", "/"},
+                                                {"one/x/g.txt", "4"},
+                                                {"outside", "/"},
+                                                {"outside/linked.txt", "by two names"},
+                                                {"two", "/"},
+                                                {"two/fifo", "?"},
+                                                {"two/link", "-> ../two"},
+                                                {"two/linked.txt", "by two names"}};
+  EXPECT_EQ(disk(), left);
+}
+
+TEST_F(Confined, ReadOnlyHostChangesNothing) {
+  const std::vector<Way> ways = {
+      {"{B}/root/a.txt", Leads::toFile},     {"{B}/root/sub", Leads::toFolder},
+      {"{B}/root/missing", Leads::nowhere},  {"{B}/root/absolute", Leads::toFolder},
+      {"{B}/root/dangling", Leads::nowhere}, {"{B}/outside/secret.txt", Leads::toFile}};
+  for (const std::string options : {"--read-only", "--read-only --root {B}/root"}) {
+    expectAllHeld(folder(), options, true, ways);
+    Station station(at("reading"), options);
+    EXPECT_THAT(station.ask(openFile, "a.txt"), HasSubstr(R"("contents":"inside")"));
+    EXPECT_THAT(station.ask(listFolder, "sub"), HasSubstr("b.txt"));
+    const bool reads = station.ask(openFile, "file").find(SECRET) != std::string::npos;
+    EXPECT_EQ(reads, options == "--read-only");
+  }
+}
+
+TEST_F(Confined, OneCallIsConfinedAndRootsMustBeFolders) {
+  writeFile("root/a.txt", "inside");
+  writeFile("secret.txt", SECRET);
+  fs::create_symlink("root", at("link"));
+  fs::create_symlink("nowhere", at("dangling"));
+
+  struct Row {
+    const char* options;
+    const char* command;
+    int status;
+    const char* part; // of the output
+  };
+
+  constexpr const char* missing = ": No such file or directory\n";
+  const std::vector<Row> rows = {
+      {"--root root", READ_OUTSIDE, 1, "FILE_IO_GENERIC"},
+      {"--root $PWD/root/../root/.", READ_OUTSIDE, 1, "FILE_IO_GENERIC"},
+      {"--root link", READ_OUTSIDE, 1, "FILE_IO_GENERIC"},
+      {"--read-only", CHANGE, 1, "FILE_IO_GENERIC"},
+      {"--read-only --root .", CHANGE, 1, "FILE_IO_GENERIC"},
+      {"--root root", READ_INSIDE, 0, "inside"},
+      {"--root $PWD/root/..", READ_INSIDE, 0, "inside"},
+      {"--root link", READ_INSIDE, 0, "inside"},
+      {"--root /", READ_INSIDE, 0, "inside"},
+      {"--root . <&-", READ_INSIDE, 0, "inside"},
+      {"--root missing", CHANGE, 2, missing},
+      {"--root . --root missing", CHANGE, 2, missing},
+      {"--root dangling", CHANGE, 2, missing},
+      {"--root missing < /dev/null", "", 2, missing},
+      {"--root root/a.txt", CHANGE, 2, "root/a.txt: Not a directory\n"},
+      {"--root ''", CHANGE, 2, "root"},
+  };
+  for (const Row& row : rows) {
+    const auto finished = run(std::string("HOST ") + row.options + row.command);
+    EXPECT_EQ(finished.status, row.status) << row.options << '\n' << finished.output;
+    EXPECT_THAT(finished.output, HasSubstr(row.part)) << row.options;
+    EXPECT_THAT(finished.output, Not(HasSubstr(SECRET))) << row.options;
+    EXPECT_EQ(readFile("root/a.txt"), "inside") << row.options;
+  }
+}
+
+TEST_F(Confined, WhereTheKernelCannotNothingIsStarted) {
+  writeFile("root/a.txt", "inside");
+  const std::vector<std::pair<int, int>> failures{{SYS_landlock_create_ruleset, ENOSYS},
+                                                  {SYS_landlock_create_ruleset, EOPNOTSUPP},
+                                                  {SYS_landlock_add_rule, EINVAL},
+                                                  {SYS_landlock_restrict_self, EPERM}};
+  for (const auto& [call, error] : failures) {
+    inChildProcess([this, call = call, error = error] {
+      forbid(call, error);
+      for (const std::string options : {"--read-only", "--root ."}) {
+        const auto finished = run("HOST " + options + CHANGE);
+        EXPECT_EQ(finished.status, 2) << call;
+        const bool isMissing = call == SYS_landlock_create_ruleset;
+        EXPECT_THAT(finished.output, HasSubstr(isMissing ? "need a kernel with Landlock" : ""));
+      }
+      EXPECT_EQ(readFile("root/a.txt"), "inside") << call;
+      EXPECT_EQ(run(std::string("HOST") + CHANGE).status, 0);
+    });
+    writeFile("root/a.txt", "inside");
+  }
+}
+
+} // namespace connector::test

@@ -1,0 +1,122 @@
+#include "support/HostClient.h"
+#include "support/Sanitizer.h"
+#include "support/ScratchFolder.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <cstddef>
+#include <iostream>
+#include <random>
+#include <string>
+
+namespace connector::test {
+
+namespace {
+
+using testing::HasSubstr;
+using testing::StartsWith;
+
+constexpr std::size_t MIB = 1024UL * 1024;
+constexpr std::size_t GIB = 1024UL * MIB;
+constexpr std::size_t BIGGEST_FILE = 19'999'999;
+
+void expectAtMost(std::size_t limit, std::size_t peak, const std::string& what) {
+  std::cout << what << ": at most " << peak << " bytes more than an idle host, allowed are "
+            << limit << '\n';
+  if (!SANITIZED) {
+    EXPECT_LE(peak, limit) << what;
+  }
+}
+
+std::string randomBytes(std::size_t size) {
+  std::mt19937 numbers; // NOLINT(cert-msc51-cpp): the same bytes each time
+  std::string bytes(size, '\0');
+  for (char& byte : bytes) {
+    byte = static_cast<char>(numbers());
+  }
+  return bytes;
+}
+
+std::string linesOfText(std::size_t size) {
+  const std::string line = "\"A line of text\",\twith \\ what JSON escapes, and ä, 漢 and 😀.\n";
+  std::string lines;
+  while (lines.size() + line.size() <= size) {
+    lines += line;
+  }
+  return lines.append(size - lines.size(), '.');
+}
+
+std::string receiveBody(HostClient& host) {
+  const auto header = host.receiveLine();
+  const std::string name = "Content-Length: ";
+  EXPECT_THAT(header, StartsWith(name));
+  EXPECT_EQ(host.receiveLine(), "\r");
+  return host.receive(std::stoul(header.substr(name.size())));
+}
+
+const std::string REQUEST = R"({"jsonrpc":"2.0","id":7,"method":"none"})";
+
+struct Limit {
+  const char* options;
+  std::size_t bytes;
+};
+
+class Memory : public ScratchFolder {};
+
+class LongMessage : public Memory, public testing::WithParamInterface<Limit> {
+protected:
+  /// Sends it between two requests; `receive` gives what answers one.
+  template <typename Receive>
+  void expectRefused(const std::string& request, const std::string& begin, const std::string& end,
+                     const Receive& receive) {
+    HostClient host(folder(), HostClient::withOptions(GetParam().options));
+    host.send(request);
+    EXPECT_THAT(receive(host), HasSubstr("-32601"));
+    const auto idle = host.peakMemory();
+    host.send(begin);
+    const std::string piece(MIB, 'x');
+    for (std::size_t sent = 0; sent < GIB; sent += MIB) {
+      host.send(piece);
+    }
+    host.send(end);
+    EXPECT_THAT(receive(host), HasSubstr("-32600"));
+    host.send(request);
+    EXPECT_THAT(receive(host), HasSubstr(R"("id":7)"));
+    expectAtMost(GetParam().bytes + 64 * MIB, host.peakMemory() - idle, "a message of 1 GiB");
+    EXPECT_EQ(host.finish(), 0);
+  }
+};
+
+} // namespace
+
+TEST_F(Memory, OpeningTheBiggestFileTakesAFewTimesItsSize) {
+  writeFile("binary", randomBytes(BIGGEST_FILE));
+  writeFile("text", linesOfText(BIGGEST_FILE));
+  for (const std::string file : {"binary", "text"}) {
+    HostClient host(folder());
+    host.ask("ListFolder", R"({"path":"."})");
+    const auto idle = host.peakMemory();
+    const auto answer = host.askForText("OpenFile", R"({"path":")" + file + "\"}");
+    EXPECT_GT(answer.size(), BIGGEST_FILE);
+    expectAtMost(5 * BIGGEST_FILE, host.peakMemory() - idle, "the biggest file, " + file);
+  }
+}
+
+TEST_P(LongMessage, OfOneLineIsRefusedWithoutBeingKept) {
+  expectRefused(REQUEST + "\n", "", "\n", [](HostClient& host) { return host.receiveLine(); });
+}
+
+TEST_P(LongMessage, WithALengthIsRefusedWithoutBeingKept) {
+  const std::string length = "Content-Length: ";
+  expectRefused(length + std::to_string(REQUEST.size()) + "\r\n\r\n" + REQUEST,
+                length + std::to_string(GIB) + "\r\n\r\n", "", receiveBody);
+}
+
+INSTANTIATE_TEST_SUITE_P(With, LongMessage,
+                         testing::Values(Limit{"", 64 * MIB}, Limit{"--max-message=1048576", MIB}),
+                         [](const auto& limit) {
+                           return limit.param.bytes == MIB ? "SmallLimit" : "DefaultLimit";
+                         });
+
+} // namespace connector::test

@@ -1,0 +1,268 @@
+#include "Requests.h"
+#include "support/HostClient.h"
+#include "support/Sanitizer.h"
+#include "support/ScratchFolder.h"
+#include "support/Unprivileged.h"
+
+#include <Poco/String.h>
+#include <gtest/gtest.h>
+
+#include <array>
+#include <cerrno>
+#include <chrono>
+#include <csignal>
+#include <cstddef>
+#include <cstdlib>
+#include <fcntl.h>
+#include <filesystem>
+#include <fstream>
+#include <string>
+#include <sys/stat.h>
+#include <sys/sysmacros.h>
+#include <system_error>
+#include <unistd.h>
+#include <vector>
+
+namespace connector::test {
+
+namespace {
+
+namespace fs = std::filesystem;
+
+/// This process, when it has an object open.
+enum class Peer { none, waits, filledIt, leasesIt };
+
+/// Something that could keep whoever opens, reads or writes it waiting, or busy without end.
+struct Object {
+  mode_t kind;
+  dev_t device = 0;
+  Peer peer = Peer::none;
+  std::string linkTo = {};
+
+  /// False where that is left to the privileged.
+  [[nodiscard]] bool make(const fs::path& path) const {
+    const int result = S_ISLNK(kind) ? symlink(linkTo.c_str(), path.c_str())
+                                     : mknod(path.c_str(), kind | 0666U, device);
+    if (result != 0 && errno != EPERM) {
+      throw std::system_error(errno, std::generic_category(), path);
+    }
+    return result == 0;
+  }
+};
+
+class Descriptor {
+public:
+  explicit Descriptor(int number)
+      : number_(number) {}
+
+  ~Descriptor() { close(number_); }
+
+  Descriptor(const Descriptor&) = delete;
+  Descriptor& operator=(const Descriptor&) = delete;
+
+  [[nodiscard]] int get() const { return number_; }
+
+  void fill() const {
+    const std::string block(4096, 'x');
+    for (std::size_t size = block.size(); size > 0; size /= 2) {
+      while (write(number_, block.data(), size) > 0) {
+      }
+    }
+    ASSERT_EQ(errno, EAGAIN);
+  }
+
+private:
+  int number_;
+};
+
+class NeverStuck : public ScratchFolder {
+protected:
+  /// The number of faults. The host must serve the next request, too.
+  static std::size_t ask(HostClient& host, const std::string& type, const std::string& params) {
+    host.setPatience(patience());
+    const auto faults = countFaults(*host.ask(type, params));
+    EXPECT_LE(faults, 1U);
+    EXPECT_EQ(countFaults(*host.ask("ListFolder", R"({"path":"."})")), 0U) << type << params;
+    return faults;
+  }
+
+  static std::size_t ask(HostClient& host, const Request& request, const fs::path& path,
+                         const fs::path& own = {}) {
+    SCOPED_TRACE(request.type + (" " + path.string()));
+    return ask(host, request.type, request.with(path.string(), own.string()));
+  }
+
+  /// A fresh folder for one request.
+  fs::path makeOwn() {
+    fs::remove_all(at("own"));
+    writeFile("own/a.txt", "a");
+    writeFile("own/sub/b.txt", "b");
+    return at("own");
+  }
+
+  void expectUnstuck(HostClient& host, const Object& object, const Request& request) {
+    const auto own = makeOwn();
+    if (!object.make(own / "object")) {
+      return;
+    }
+    const Descriptor peer(
+        object.peer == Peer::none
+            ? -1
+            : open((own / "object").c_str(), O_RDWR | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
+    if (object.peer == Peer::filledIt) {
+      peer.fill();
+    } else if (object.peer == Peer::leasesIt) {
+      ASSERT_EQ(fcntl(peer.get(), F_SETLEASE, F_WRLCK), 0);
+    }
+    const auto faults = ask(host, request, own / "object", own);
+    EXPECT_TRUE(faults == 1 || request.does != Does::read)
+        << request.type << " of kind " << std::oct << object.kind << object.linkTo;
+  }
+
+  /// For the most laborious request on a busy machine; a lease would have to be waited for longer.
+  static std::chrono::seconds patience() { return std::chrono::seconds(SANITIZED ? 120 : 30); }
+};
+
+} // namespace
+
+TEST_F(NeverStuck, OnWhatAnOpenWouldWaitFor) {
+  const Descriptor terminal(posix_openpt(O_RDWR | O_NOCTTY | O_CLOEXEC));
+  std::array<char, 64> terminalName{};
+  ASSERT_TRUE(grantpt(terminal.get()) == 0 && unlockpt(terminal.get()) == 0 &&
+              ptsname_r(terminal.get(), terminalName.data(), terminalName.size()) == 0);
+  const std::vector<Object> objects = {
+      {S_IFIFO},
+      {S_IFIFO, 0, Peer::waits},
+      {S_IFIFO, 0, Peer::filledIt},
+      {S_IFSOCK},
+      {S_IFREG, 0, Peer::leasesIt},
+      {S_IFLNK, 0, Peer::filledIt, terminalName.data()},
+      {S_IFLNK, 0, Peer::none, "object"},
+      {S_IFLNK, 0, Peer::none, "object/x"},
+      {S_IFLNK, 0, Peer::none, "/dev/null"},
+      {S_IFLNK, 0, Peer::none, "/dev/zero"},
+      {S_IFLNK, 0, Peer::none, "/dev/full"},
+      {S_IFLNK, 0, Peer::none, "/dev/random"},
+      {S_IFCHR, makedev(1, 3)}, // null
+      {S_IFCHR, makedev(1, 5)}, // zero
+      {S_IFCHR, makedev(1, 7)}, // full
+      {S_IFBLK, makedev(0, 0)}, // has no driver
+  };
+  std::signal(SIGIO, SIG_IGN); // tells of a lease that is to be given up
+  HostClient host(folder());
+  for (const Object& object : objects) {
+    for (const Request& request : requests) {
+      expectUnstuck(host, object, request);
+    }
+  }
+  EXPECT_EQ(host.finish(), 0);
+}
+
+TEST_F(NeverStuck, OnFilesOfTheKernel) {
+  HostClient host(folder());
+  for (const char* top : {"/dev", "/proc/self/task", "/proc", "/proc/self", "/sys/kernel"}) {
+    EXPECT_EQ(ask(host, listFolder, top), 0U) << top;
+  }
+  for (const char* top : {"/proc", "/proc/self", "/sys/kernel"}) {
+    for (const auto& entry : fs::directory_iterator(top)) {
+      ask(host, openFile, entry.path());
+    }
+  }
+  EXPECT_EQ(host.finish(), 0);
+}
+
+TEST_F(NeverStuck, OnFilesOfTheKernelThatItMayNotChange) {
+  makeFolder("open");
+  fs::permissions(at("open"), fs::perms::all);
+  asUnprivilegedUser([this] {
+    if (access(CONNECTOR_HOST_PROGRAM, X_OK) != 0) {
+      GTEST_SKIP() << "the build folder is closed to ordinary users";
+    }
+    HostClient host(at("open"));
+    for (const char* name :
+         {"/proc/self/mem", "/proc/self/fd", "/proc/kmsg", "/sys/kernel/notes"}) {
+      for (const Request& request : requests) {
+        writeFile("open/a.txt", "a");
+        makeFolder("open/sub");
+        const bool changes = request.does == Does::write || request.does == Does::take;
+        EXPECT_TRUE(ask(host, request, name, at("open")) == 1 || !changes)
+            << request.type << ' ' << name;
+      }
+      fs::remove_all(at("open/sub"));
+    }
+  });
+}
+
+TEST_F(NeverStuck, OnAFolderOfManyEntries) {
+  constexpr int count = 200'000;
+  const auto big = makeFolder("big");
+  for (int i = 0; i < count; ++i) { // names of a few files, which are made and deleted faster
+    const auto file = "file" + std::to_string(i / 50'000);
+    if (i % 50'000 == 0) {
+      writeFile(file);
+    }
+    ASSERT_EQ(link(at(file).c_str(), (big / std::to_string(i)).c_str()), 0);
+  }
+  HostClient host(folder());
+  host.setPatience(patience());
+  const auto answer = host.askForText(listFolder.type, listFolder.with(big.string(), ""));
+  int described = 0;
+  for (auto key = answer.find(R"("location")"); key != std::string::npos;
+       key = answer.find(R"("location")", key + 1)) {
+    ++described;
+  }
+  EXPECT_EQ(described, count + 1);
+  EXPECT_EQ(ask(host, "DeleteFile", R"({"path":")" + big.string() + "\"}"), 0U);
+  EXPECT_FALSE(fs::exists(big));
+}
+
+TEST_F(NeverStuck, OnPathsThatAreAsLongAsCanBe) {
+  constexpr std::size_t longest = 4095; // bytes
+  fs::path parent = at("deep");
+  while (parent.string().size() + 512 < longest) {
+    parent /= std::string(255, 'd');
+  }
+  parent /= std::string((longest - parent.string().size()) / 2, 'd');
+  const fs::path path = parent / std::string(longest - parent.string().size() - 1, 'x');
+  fs::create_directories(parent);
+  HostClient host(folder());
+  for (const std::string kind : {"file", "folder", "missing"}) {
+    for (const Request& request : requests) {
+      fs::remove_all(path);
+      if (kind == "file") {
+        std::ofstream(path) << "x";
+      } else if (kind == "folder") {
+        fs::create_directory(path);
+      }
+      const bool works = kind == "file" && request.does == Does::read;
+      EXPECT_TRUE(ask(host, request, path, makeOwn()) == 0 || !works) << request.type;
+      EXPECT_EQ(ask(host, request, path.string() + "x", makeOwn()), 1U) << request.type;
+    }
+  }
+}
+
+TEST_F(NeverStuck, OnFoldersThatAreAsDeepAsAPathAllows) {
+  std::string deepest = at("top").string();
+  while (deepest.size() < 4080) {
+    deepest += "/dd";
+  }
+  makeFolder("other");
+  HostClient host(folder());
+  const auto expect = [&](const char* type, std::string params, std::size_t mostFaults = 0) {
+    params = Poco::replace(params, std::string("@"), folder().string());
+    EXPECT_LE(ask(host, type, Poco::replace(params, std::string("#"), deepest)), mostFaults)
+        << type;
+  };
+
+  expect("CreateFile", R"({"file":{"location":"#/f.txt"}})");
+  expect("OpenFile", R"({"path":"#/f.txt"})");
+  expect("ListFolder", R"({"path":"#"})");
+  // It keeps a descriptor open for each level, and there may be fewer.
+  expect("MoveFile", R"({"srcPath":"@/top","destPath":"@/other"})", 1);
+  // What is moved is deeper than a path can tell then.
+  expect("RenameFile", R"({"originalFileInfo":"@/other","newFileInfo":"@/longer-than-other"})");
+  expect("DeleteFile", R"({"path":"@/longer-than-other"})");
+  EXPECT_FALSE(fs::exists(at("longer-than-other")));
+}
+
+} // namespace connector::test

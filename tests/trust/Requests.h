@@ -1,0 +1,64 @@
+#pragma once
+
+#include <Poco/JSON/Array.h>
+#include <Poco/JSON/Object.h>
+#include <Poco/String.h>
+
+#include <array>
+#include <cstddef>
+#include <sstream>
+#include <stdexcept>
+#include <string>
+
+namespace connector::test {
+
+enum class Does { describe, read, list, write, take };
+
+/// A request with a place for the path under test.
+struct Request {
+  const char* type;
+  const char*
+      params; // "@" stands for the path, "#" for a folder with a file a.txt and a folder sub
+  Does does;  // `take`: a link at the path is itself what is taken or replaced
+
+  [[nodiscard]] std::string with(const std::string& path, const std::string& own) const {
+    return Poco::replace(Poco::replace(std::string(params), std::string("@"), path),
+                         std::string("#"), own);
+  }
+};
+
+/// The nine, with the path in each of their places.
+inline constexpr std::array<Request, 15> requests{{
+    {"CreateFile", R"({"file":{"location":"@","contents":"x"},"updateIfExists":true})",
+     Does::write},
+    {"CreateFile", R"({"file":{"location":"@","isDirectory":true}})", Does::write},
+    {"OpenFile", R"({"path":"@"})", Does::read},
+    {"OpenOrCreateFile", R"({"path":"@"})", Does::read},
+    {"UpdateFile", R"({"file":{"location":"@","contents":"x"}})", Does::write},
+    {"CloseFile", R"({"file":{"location":"@","contents":"x"},"updateFile":true})", Does::write},
+    {"CloseFile", R"({"file":{"location":"@"}})", Does::describe},
+    {"RenameFile", R"({"originalFileInfo":"@","newFileInfo":"#/new"})", Does::take},
+    {"RenameFile", R"({"originalFileInfo":"#/a.txt","newFileInfo":"@"})", Does::take},
+    {"RenameFile", R"({"originalFileInfo":"#/sub","newFileInfo":"@"})", Does::take},
+    {"MoveFile", R"({"srcPath":"@","destPath":"#/sub"})", Does::write},
+    {"MoveFile", R"({"srcPath":"#/a.txt","destPath":"@"})", Does::write},
+    {"MoveFile", R"({"srcPath":"#/sub","destPath":"@"})", Does::write},
+    {"DeleteFile", R"({"path":"@"})", Does::take},
+    {"ListFolder", R"({"path":"@"})", Does::list},
+}};
+
+inline constexpr const Request& openFile = requests[2];
+inline constexpr const Request& listFolder = requests[14];
+
+/// Throws when the answer is no response.
+inline std::size_t countFaults(const Poco::JSON::Object& answer) {
+  const auto result = answer.getObject("result");
+  if (result.isNull() || !result->isArray("messageFaults")) {
+    std::ostringstream text;
+    answer.stringify(text);
+    throw std::runtime_error("no response: " + text.str());
+  }
+  return result->getArray("messageFaults")->size();
+}
+
+} // namespace connector::test
