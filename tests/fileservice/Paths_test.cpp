@@ -1,9 +1,14 @@
 #include "FileServiceTest.h"
+#include "support/SmallTmpfs.h"
 
-#include <fstream>
+#include <sys/socket.h>
+#include <sys/un.h>
 
 namespace connector::file::v1::test {
 namespace {
+
+using connector::test::onTmpfs;
+using testing::ElementsAre;
 
 /// Sends one path through every operation, each on a fresh tree whose folder `in` is the current
 /// one. Only for a child process, as it changes its current folder.
@@ -48,20 +53,17 @@ private:
     makeTree();
     const auto before = snapshot(top_);
     std::string word = outcomeOf(call);
-    if (shortForms.count(word) != 0) {
+    if (shortForms.count(word) != 0)
       word = shortForms.at(word);
-    }
-    if (snapshot(top_) != before) {
+    if (snapshot(top_) != before)
       word = word == "ok" ? "did" : word + "!";
-    }
     words_ += words_.empty() ? word : " " + word;
   }
 
   void makeTree() const {
     namespace fs = std::filesystem;
-    for (const auto& entry : fs::directory_iterator(top_)) {
+    for (const auto& entry : fs::directory_iterator(top_))
       fs::remove_all(entry);
-    }
     fs::create_directory(top_ / "in");
     fs::current_path(top_ / "in");
     fs::create_directory("box");
@@ -71,6 +73,11 @@ private:
     fs::create_symlink("nowhere", "dangling");
     fs::create_symlink(".loop", ".loop");
     ASSERT_EQ(::mkfifo("fifo", 0600), 0);
+    sockaddr_un address{AF_UNIX, "socket"};
+    const int server = ::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    // NOLINTNEXTLINE(cppcoreguidelines-pro-type-cstyle-cast, *-reinterpret-cast): the C interface
+    ASSERT_EQ(::bind(server, reinterpret_cast<sockaddr*>(&address), sizeof address), 0);
+    ::close(server);
   }
 
   std::filesystem::path top_;
@@ -78,24 +85,36 @@ private:
   std::string words_;
 };
 
+struct Row {
+  ustring path;
+  const char* outcomes;
+};
+
 // create: new, over, folder; openOrCreate, open, read; update, close(path); rename: from, to;
 // move: from, to; remove; info, list, exists. 6 is "no such device", 16 busy, 17 exists, 20 no
 // folder, 21 a folder, 22 invalid, 36 too long, 40 a loop, 84 no bytes, 95 not supported.
-const std::vector<std::pair<ustring, const char*>>& rows() {
-  static const std::vector<std::pair<ustring, const char*>> all = {
+const std::vector<Row>& rows() {
+  static const std::vector<Row> all = {
       {u"", "there there there deny name plain io ok name name name name name ok ok no"},
       {u"a\nb", "name name name name name plain name ok name name name name name ok name no"},
       {ustring(u"a\0b", 3), "84 84 84 84 84 84 84 84 84 84 84 84 name 84 84 84"},
+      {u"a\xD800", "84 84 84 84 84 84 84 84 84 84 84 84 84 84 84 84"},
       {ustring(256, u'n'), "36 36 36 36 36 36 36 36 36 36 36 36 36 36 36 36"},
+      {ustring(4100, u'/') + u"n", "36 36 36 36 36 36 36 36 36 36 36 36 36 36 36 36"},
       {u".loop", "40 40 40 40 40 40 40 40 40 40 40 40 40 40 40 40"},
+      {u".loop/x", "40 40 40 40 40 40 40 40 40 40 40 40 40 40 40 40"},
       {u".", "there there there io gone plain io ok 16 there there there 22 ok ok ok"},
+      {u"..", "there there there io gone plain io ok 16 there there did 22 ok ok ok"},
       {u"file/", "21 21 17 21 gone plain gone ok gone 20 gone gone gone ok gone no"},
       {u"fresh/", "21 21 did 21 gone plain gone ok gone 20 gone gone gone ok gone no"},
       {u"folder//", "there there there io gone plain io ok did there did did did ok ok ok"},
       {u"file/x", "folder folder 20 folder gone plain gone ok gone 20 gone gone gone ok gone no"},
+      {u"file/x/y", "20 20 20 folder gone plain gone ok gone 20 gone gone gone ok gone no"},
       {u"no/x/y", "did did did folder gone plain gone ok gone did gone gone gone ok gone no"},
       {u"dangling", "did did 17 did gone plain gone ok gone did gone gone gone ok gone no"},
+      {u"dangling/x", "17 17 17 folder gone plain gone ok gone 17 gone gone gone ok gone no"},
       {u"fifo", "there there there plain plain plain 6 ok did there 95 20 did ok ok ok"},
+      {u"socket", "there there there plain plain plain 6 ok did there 95 20 did ok ok ok"},
   };
   return all;
 }
@@ -105,9 +124,64 @@ using Paths = FileServiceTest;
 TEST_F(Paths, OfEveryKindEndTheSameInEachOperationAndFailuresLeaveTheDisk) {
   connector::test::inChildProcess([this] {
     EveryOperation every(folder());
-    for (const auto& [path, outcomes] : rows()) {
-      EXPECT_EQ(every.outcomes(path), outcomes) << testing::PrintToString(path);
-    }
+    for (const Row& row : rows())
+      EXPECT_EQ(every.outcomes(row.path), row.outcomes) << testing::PrintToString(row.path);
+  });
+}
+
+// In a root folder of its own, so that a fault costs the test's files and no others.
+TEST_F(Paths, TheRootIsAFolderThatNothingRemoves) {
+  onTmpfs(folder(), "size=1m", [this] {
+    ASSERT_EQ(::chroot(folder().c_str()), 0);
+    EveryOperation every("/");
+    EXPECT_EQ(every.outcomes(u"/"),
+              "there there there io gone plain io ok 16 there there did 22 ok ok ok");
+  });
+}
+
+struct Name {
+  ustring text;
+  const char* onDisk;
+};
+
+TEST_F(Paths, AnyNameOnDiskGoesThroughEveryOperation) {
+  const std::vector<Name> names = {{u"\uEFFF\uEF80\uEFC3(", "\xFF\x80\xC3("},
+                                   {u"gr\u00FC\u00DFe \U0001F600", "gr\u00FC\u00DFe \U0001F600"},
+                                   {u" \\'\" ", " \\'\" "}};
+  for (const auto& [text, onDisk] : names) {
+    const ustring path = root + text;
+    makeFolder("box");
+    EXPECT_EQ(service->create(fileAt(path, "1"), false).get().getLocation(), path);
+    EXPECT_EQ(readFile(onDisk), "1");
+    EXPECT_EQ(service->update(fileAt(path, "12")).get().getName(), text);
+    EXPECT_EQ(service->open(path).get().getContents().view(), "12");
+    EXPECT_EQ(service->rename(path, path + u"2").get().getName(), text + u"2");
+    EXPECT_EQ(service->move(path + u"2", textAt("box")).get().getName(), text + u"2");
+    const auto listed = service->list(textAt("box")).get();
+    ASSERT_EQ(listed.size(), 1);
+    EXPECT_EQ(listed.front().getLocation(), textAt("box/") + text + u"2");
+    EXPECT_EQ(snapshot(at("box")).count(at("box").string() + "/" + onDisk + "2"), 1);
+    EXPECT_EQ(outcomeOf([&] { return service->remove(textAt("box")); }), "ok");
+    EXPECT_TRUE(std::filesystem::is_empty(folder()));
+  }
+}
+
+TEST_F(Paths, RelativeOnesStartAtTheCurrentFolderOfTheMoment) {
+  makeFolder("sub");
+  inFolder([this] {
+    EXPECT_EQ(service->create(fileAt(u"sub/file", "1"), false).get().getLocation(),
+              textAt("sub/file"));
+    std::filesystem::current_path("sub");
+    EXPECT_EQ(service->open(u"file").get().getFileInfo().getLocation(), textAt("sub/file"));
+    EXPECT_EQ(service->openOrCreate(u"new").get().getFileInfo().getLocation(), textAt("sub/new"));
+    EXPECT_EQ(service->rename(u"file", u"../up").get().getLocation(), textAt("sub/../up"));
+    EXPECT_EQ(service->move(u"../up", u".").get().getLocation(), textAt("sub/./up"));
+    EXPECT_EQ(service->info(u"").get().getLocation(), textAt("sub"));
+    EXPECT_EQ(service->close(u"").get().getLocation(), textAt("sub"));
+    EXPECT_EQ(service->list(u"").get().size(), 2);
+    EXPECT_TRUE(service->exists(fl::filesystem::upath(u"new")).get());
+    EXPECT_EQ(service->remove(u"new").get().getLocation(), textAt("sub/new"));
+    EXPECT_THAT(disk(), ElementsAre(testing::Pair("sub", "/"), testing::Pair("sub/up", "1")));
   });
 }
 
