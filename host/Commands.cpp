@@ -54,11 +54,6 @@ Poco::JSON::Object::Ptr parseMessage(const std::string& text) {
   throw UsageError("The message is not a JSON object");
 }
 
-bool hasFault(const Poco::JSON::Object& response) {
-  const auto faults = response.getArray("messageFaults");
-  return !faults.isNull() && faults->size() > 0;
-}
-
 } // namespace
 
 ExitStatus serve(const Options& options, const Api& api, int stop) {
@@ -83,10 +78,10 @@ ExitStatus call(const Options& options, const Api& api, int stop) {
     std::cerr << "connector-host: " << refusal->text << '\n';
     return ExitStatus::failure;
   }
-  const auto& response = *std::get<Poco::JSON::Object::Ptr>(outcome);
+  const auto& response = std::get<Response>(outcome);
   // A reader that does not stay for the answer changes nothing of what it is.
-  static_cast<void>(writeAll(STDOUT_FILENO, writePrettyJson(response) + "\n"));
-  return hasFault(response) ? ExitStatus::fault : ExitStatus::success;
+  static_cast<void>(writeAll(STDOUT_FILENO, writePrettyJson(*response.content) + "\n"));
+  return response.hasFault ? ExitStatus::fault : ExitStatus::success;
 }
 
 } // namespace connector::host

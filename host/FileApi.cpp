@@ -3,6 +3,8 @@
 #include <connector/file/v1/FileServiceImpl.h>
 #include <connector/file/v1/Future.h>
 
+#include <connector/common/v1/Message.h>
+
 #include <Poco/Exception.h>
 
 #include <new>
@@ -66,7 +68,9 @@ Outcome FileApi::answer(const std::string& type, const Poco::JSON::Object::Ptr& 
   if (const auto* refusal = std::get_if<Refusal>(&response)) {
     return *refusal;
   }
-  return registry_->toJson(std::get<std::unique_ptr<Message>>(response));
+  const auto& message = std::get<std::unique_ptr<Message>>(response);
+  const auto* const common = dynamic_cast<const common::v1::Response*>(message.get());
+  return Response(registry_->toJson(message), common != nullptr && !common->getFaults().empty());
 }
 
 } // namespace connector::host

@@ -114,8 +114,8 @@ Reply replyFrom(const Refusal& refusal) {
   return Error{codeOf(refusal.reason), refusal.text};
 }
 
-Reply replyFrom(const Object::Ptr& response) {
-  return response;
+Reply replyFrom(const Response& response) {
+  return response.content;
 }
 
 /// Carries out a well-shaped request; every failure becomes a value here.

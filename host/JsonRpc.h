@@ -22,7 +22,17 @@ struct Refusal {
   std::string text;
 };
 
-using Outcome = std::variant<Poco::JSON::Object::Ptr, Refusal>;
+struct Response {
+  // NOLINTNEXTLINE(google-explicit-constructor): content that is no more than that
+  Response(Poco::JSON::Object::Ptr object, bool fault = false)
+      : content(std::move(object))
+      , hasFault(fault) {}
+
+  Poco::JSON::Object::Ptr content;
+  bool hasFault;
+};
+
+using Outcome = std::variant<Response, Refusal>;
 
 /// Answers the message with this type name and content. Whatever it throws is an internal error.
 using Api = std::function<Outcome(const std::string& type, const Poco::JSON::Object::Ptr& params)>;
