@@ -7,6 +7,7 @@
 
 #include <cstddef>
 #include <iostream>
+#include <ostream>
 #include <random>
 #include <string>
 
@@ -58,8 +59,13 @@ std::string receiveBody(HostClient& host) {
 const std::string REQUEST = R"({"jsonrpc":"2.0","id":7,"method":"none"})";
 
 struct Limit {
+  const char* name;
   const char* options;
   std::size_t bytes;
+
+  friend std::ostream& operator<<(std::ostream& out, const Limit& limit) {
+    return out << limit.name;
+  }
 };
 
 class Memory : public ScratchFolder {};
@@ -114,9 +120,8 @@ TEST_P(LongMessage, WithALengthIsRefusedWithoutBeingKept) {
 }
 
 INSTANTIATE_TEST_SUITE_P(With, LongMessage,
-                         testing::Values(Limit{"", 64 * MIB}, Limit{"--max-message=1048576", MIB}),
-                         [](const auto& limit) {
-                           return limit.param.bytes == MIB ? "SmallLimit" : "DefaultLimit";
-                         });
+                         testing::Values(Limit{"DefaultLimit", "", 64 * MIB},
+                                         Limit{"SmallLimit", "--max-message=1048576", MIB}),
+                         testing::PrintToStringParamName());
 
 } // namespace connector::test
