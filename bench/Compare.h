@@ -3,28 +3,14 @@
 // A figure that means something on a shared machine: what we do beside the least that must be done,
 // in turn, in one run. The counter "ratio" is the quotient of the two medians.
 
+#include "Timing.h"
+
 #include <benchmark/benchmark.h>
 
-#include <algorithm>
-#include <chrono>
 #include <cstddef>
 #include <vector>
 
 namespace connector::bench {
-
-/// In seconds.
-template <typename Work>
-double timeOf(const Work& work) {
-  const auto start = std::chrono::steady_clock::now();
-  work();
-  return std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
-}
-
-inline double median(std::vector<double> values) {
-  const auto middle = values.begin() + static_cast<std::ptrdiff_t>(values.size() / 2);
-  std::nth_element(values.begin(), middle, values.end());
-  return *middle;
-}
 
 /// Measures both in each round; `prepare` runs before each of them and is not measured. Needs
 /// UseManualTime.

@@ -1,0 +1,75 @@
+#pragma once
+
+#include <Poco/Pipe.h>
+#include <Poco/Process.h>
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <cstddef>
+#include <stdexcept>
+#include <string>
+#include <string_view>
+#include <sys/uio.h>
+#include <system_error>
+#include <unistd.h>
+
+namespace connector::bench {
+
+/// A program between two pipes, which is to end when its input does: when this goes.
+class Child {
+public:
+  Child(const std::string& program, const Poco::Process::Args& arguments)
+      : process_(Poco::Process::launch(program, arguments, &in_, &out_, nullptr)) {}
+
+  Child(const Child&) = delete;
+  Child& operator=(const Child&) = delete;
+
+  ~Child() {
+    in_.close();
+    out_.close(); // It may be in the middle of an answer that nobody reads any more.
+    process_.wait();
+  }
+
+  /// Both parts in one system call, as far as the pipe takes them.
+  void send(std::string_view head, std::string_view tail = {}) {
+    while (!head.empty() || !tail.empty()) {
+      const std::array<iovec, 2> parts{asPart(head), asPart(tail)};
+      const std::size_t sent = checked(::writev(in_.writeHandle(), parts.data(), parts.size()));
+      const std::size_t ofHead = std::min(sent, head.size());
+      head.remove_prefix(ofHead);
+      tail.remove_prefix(sent - ofHead);
+    }
+  }
+
+  /// At least one byte.
+  std::size_t receive(char* to, std::size_t room) {
+    return checked(::read(out_.readHandle(), to, room));
+  }
+
+  std::size_t receive(const iovec* parts, std::size_t count) {
+    return checked(::readv(out_.readHandle(), parts, static_cast<int>(count)));
+  }
+
+private:
+  static iovec asPart(std::string_view bytes) {
+    // NOLINTNEXTLINE(cppcoreguidelines-pro-type-const-cast): iovec serves both directions
+    return {const_cast<char*>(bytes.data()), bytes.size()};
+  }
+
+  static std::size_t checked(ssize_t count) {
+    if (count < 0) {
+      throw std::system_error(errno, std::generic_category(), "talking to a service");
+    }
+    if (count == 0) {
+      throw std::runtime_error("a service has ended");
+    }
+    return static_cast<std::size_t>(count);
+  }
+
+  Poco::Pipe in_;
+  Poco::Pipe out_;
+  Poco::ProcessHandle process_;
+};
+
+} // namespace connector::bench

@@ -1,0 +1,210 @@
+#include "Child.h"
+#include "Contender.h"
+
+#include <Poco/Base64Decoder.h>
+#include <Poco/Base64Encoder.h>
+#include <Poco/JSON/Array.h>
+#include <Poco/JSON/Object.h>
+#include <Poco/JSON/Parser.h>
+
+#include <charconv>
+#include <iterator>
+#include <sstream>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+namespace connector::bench {
+
+namespace {
+
+using Poco::JSON::Object;
+
+enum class Framing { line, contentLength };
+
+struct Request {
+  std::string bytes;
+  std::string answerStart;
+};
+
+std::string toBase64(const std::string& bytes) {
+  std::ostringstream text;
+  Poco::Base64Encoder encoder(text);
+  encoder.rdbuf()->setLineLength(0);
+  encoder << bytes;
+  encoder.close();
+  return text.str();
+}
+
+std::string fromBase64(const std::string& text) {
+  std::istringstream stream(text);
+  Poco::Base64Decoder decoder(stream);
+  return {std::istreambuf_iterator<char>(decoder), {}};
+}
+
+Object fileObject(const Batch& batch, const Job& job) {
+  Object file;
+  file.set("location", job.path);
+  file.set("contents", batch.isText ? batch.contents : toBase64(batch.contents));
+  if (!batch.isText) {
+    file.set("encoding", "base64");
+  }
+  return file;
+}
+
+std::pair<const char*, Object> methodAndParams(const Batch& batch, const Job& job) {
+  Object params;
+  switch (batch.verb) {
+  case Verb::open:
+  case Verb::openTogether:
+    params.set("path", job.path);
+    return {"OpenFile", params};
+  case Verb::list:
+    params.set("path", job.path);
+    return {"ListFolder", params};
+  case Verb::create:
+    params.set("file", fileObject(batch, job));
+    return {"CreateFile", params};
+  case Verb::update:
+    params.set("file", fileObject(batch, job));
+    return {"UpdateFile", params};
+  case Verb::rename:
+    params.set("originalFileInfo", job.path);
+    params.set("newFileInfo", job.after);
+    return {"RenameFile", params};
+  case Verb::move:
+    params.set("srcPath", job.path);
+    params.set("destPath", std::filesystem::path(job.after).parent_path().string());
+    return {"MoveFile", params};
+  case Verb::remove:
+    params.set("path", job.path);
+    return {"DeleteFile", params};
+  }
+  throw std::logic_error("no such verb");
+}
+
+/// Speaks to a service that answers our messages as JSON-RPC.
+class JsonContender : public Contender {
+public:
+  JsonContender(Framing framing, const std::string& program, const Poco::Process::Args& arguments)
+      : child_(program, arguments)
+      , framing_(framing) {}
+
+  std::function<void()> ready(const Batch& batch) override {
+    std::vector<Request> requests;
+    for (const Job& job : batch.jobs) {
+      requests.push_back(makeRequest(batch, job));
+    }
+    return [this, requests = std::move(requests)] {
+      for (const Request& request : requests) {
+        exchange(request);
+      }
+    };
+  }
+
+  [[nodiscard]] Told told(const Batch& batch) const override {
+    const auto answer = Poco::JSON::Parser().parse(std::string(answer_)).extract<Object::Ptr>();
+    const Object::Ptr result = answer->getObject("result");
+    Told told;
+    if (batch.verb == Verb::open || batch.verb == Verb::openTogether) {
+      const Object::Ptr file = result->getObject("file");
+      const auto contents = file->getValue<std::string>("contents");
+      const bool isText = file->getValue<std::string>("encoding") == "utf-8";
+      told.contents = isText ? contents : fromBase64(contents);
+      told.size = file->getValue<std::uint64_t>("size");
+      return told;
+    }
+    if (batch.verb == Verb::list) {
+      for (const auto& entry : *result->getArray("folderContents")) {
+        const auto& info = entry.extract<Object::Ptr>();
+        told.sizes[info->getValue<std::string>("name")] = info->getValue<std::uint64_t>("size");
+      }
+      return told;
+    }
+    told.size = result->getObject(batch.verb == Verb::rename ? "newFileInfo" : "fileInfo")
+                    ->getValue<std::uint64_t>("size");
+    return told;
+  }
+
+private:
+  Request makeRequest(const Batch& batch, const Job& job) {
+    const auto [method, params] = methodAndParams(batch, job);
+    const std::string id = std::to_string(++lastId_);
+    std::ostringstream body;
+    body << R"({"jsonrpc":"2.0","id":)" << id << R"(,"method":"connector/v1/)" << method
+         << R"(","params":)";
+    params.stringify(body);
+    body << '}';
+    const std::string answerStart = R"({"jsonrpc":"2.0","id":)" + id + R"(,"result":{)";
+    if (framing_ == Framing::line) {
+      return {body.str() + "\n", answerStart};
+    }
+    const auto length = std::to_string(body.str().size());
+    return {"Content-Length: " + length + "\r\n\r\n" + body.str(), answerStart};
+  }
+
+  void exchange(const Request& request) {
+    child_.send(request.bytes);
+    received_ = 0;
+    answer_ = framing_ == Framing::line ? receiveLine() : receiveBody();
+    // The faults follow the contents, so they are looked for from the end.
+    if (answer_.compare(0, request.answerStart.size(), request.answerStart) != 0 ||
+        answer_.rfind(R"("messageFaults":[])") == std::string_view::npos) {
+      throw WrongAnswer(std::string(answer_.substr(0, 500)));
+    }
+  }
+
+  /// No other answer is outstanding, so the end of the line is the end of what there is to read.
+  std::string_view receiveLine() {
+    do {
+      receiveMore();
+    } while (buffer_[received_ - 1] != '\n');
+    return {buffer_.data(), received_};
+  }
+
+  std::string_view receiveBody() {
+    constexpr std::string_view key = "Content-Length: ";
+    constexpr std::string_view end = "\r\n\r\n";
+    std::size_t bodyStart = 0;
+    do {
+      receiveMore();
+      bodyStart = std::string_view(buffer_.data(), received_).find(end);
+    } while (bodyStart == std::string_view::npos);
+    bodyStart += end.size();
+    std::size_t length = 0;
+    std::from_chars(buffer_.data() + key.size(), buffer_.data() + bodyStart, length);
+    while (received_ < bodyStart + length) {
+      receiveMore();
+    }
+    return {buffer_.data() + bodyStart, length};
+  }
+
+  void receiveMore() {
+    constexpr std::size_t pipeCapacity = 65536;
+    if (buffer_.size() - received_ < pipeCapacity) {
+      buffer_.resize(2 * buffer_.size() + pipeCapacity);
+    }
+    received_ += child_.receive(buffer_.data() + received_, buffer_.size() - received_);
+  }
+
+  Child child_;
+  Framing framing_;
+  int lastId_ = 0;
+  std::vector<char> buffer_; // keeps its size, so that only the first long answer makes it grow
+  std::size_t received_ = 0;
+  std::string_view answer_;
+};
+
+} // namespace
+
+std::unique_ptr<Contender> startConnectorHost() {
+  return std::make_unique<JsonContender>(Framing::line, CONNECTOR_HOST_PROGRAM,
+                                         Poco::Process::Args{});
+}
+
+std::unique_ptr<Contender> startNodeService(const std::string& script) {
+  return std::make_unique<JsonContender>(Framing::contentLength, "node",
+                                         Poco::Process::Args{script});
+}
+
+} // namespace connector::bench

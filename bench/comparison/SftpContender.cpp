@@ -1,0 +1,416 @@
+// SFTP, version 3, as OpenSSH's own client uses it: each request waits for the answer before, but
+// the pieces of a file's contents are on their way together.
+
+#include "Child.h"
+#include "Contender.h"
+
+#include <algorithm>
+#include <array>
+#include <string_view>
+#include <type_traits>
+#include <vector>
+
+namespace connector::bench {
+
+namespace {
+
+enum class Type : unsigned char {
+  init = 1,
+  open = 3,
+  close = 4,
+  read = 5,
+  write = 6,
+  fstat = 8,
+  fsetstat = 10,
+  opendir = 11,
+  readdir = 12,
+  remove = 13,
+  stat = 17,
+  rename = 18,
+  status = 101,
+  handle = 102,
+  data = 103,
+  name = 104,
+  attributes = 105,
+  extended = 200,
+};
+
+enum Flags : std::uint32_t { READ = 1, WRITE = 2, CREATE = 8, TRUNCATE = 16, EXCLUSIVE = 32 };
+
+enum Present : std::uint32_t { SIZE = 1, OWNER = 2, PERMISSIONS = 4, TIMES = 8 };
+
+enum Status : std::uint32_t { OK = 0, END_OF_FILE = 1, NO_SUCH_FILE = 2 };
+
+constexpr std::uint32_t NO_ATTRIBUTES = 0;
+constexpr std::uint32_t PIECE = 32768;
+constexpr std::size_t IN_FLIGHT = 64;
+constexpr std::size_t DATA_HEADER = 13; // length, type, request, size
+
+void put(std::string& out, std::uint32_t value) {
+  for (const unsigned shift : {24U, 16U, 8U, 0U}) {
+    out += static_cast<char>(static_cast<unsigned char>(value >> shift));
+  }
+}
+
+void put(std::string& out, std::uint64_t value) {
+  put(out, static_cast<std::uint32_t>(value >> 32U));
+  put(out, static_cast<std::uint32_t>(value));
+}
+
+void put(std::string& out, std::string_view text) {
+  put(out, static_cast<std::uint32_t>(text.size()));
+  out += text;
+}
+
+constexpr std::size_t sizeOf(std::string_view text) {
+  return sizeof(std::uint32_t) + text.size();
+}
+
+template <typename Number, std::enable_if_t<!std::is_class_v<Number>, int> = 0>
+constexpr std::size_t sizeOf(Number number) {
+  return sizeof(number);
+}
+
+/// `following` bytes belong to the packet and are sent after `out`.
+template <typename... Fields>
+void putPacket(std::string& out, std::size_t following, Type type, std::uint32_t request,
+               const Fields&... fields) {
+  const std::size_t size =
+      1 + sizeof(request) + (std::size_t{0} + ... + sizeOf(fields)) + following;
+  put(out, static_cast<std::uint32_t>(size));
+  out += static_cast<char>(type);
+  put(out, request);
+  (put(out, fields), ...);
+}
+
+class Reader {
+public:
+  explicit Reader(std::string_view bytes)
+      : left_(bytes) {}
+
+  std::uint64_t number(std::size_t bytes) {
+    std::uint64_t value = 0;
+    for (const char byte : take(bytes)) {
+      value = value << 8U | static_cast<unsigned char>(byte);
+    }
+    return value;
+  }
+
+  std::uint32_t u32() { return static_cast<std::uint32_t>(number(4)); }
+
+  std::string_view text() { return take(u32()); }
+
+  std::string_view take(std::size_t size) {
+    if (size > left_.size()) {
+      throw WrongAnswer("an SFTP packet is too short");
+    }
+    const std::string_view taken = left_.substr(0, size);
+    left_.remove_prefix(size);
+    return taken;
+  }
+
+private:
+  std::string_view left_;
+};
+
+struct Attributes {
+  std::uint64_t size = 0;
+  std::uint32_t permissions = 0;
+  std::uint32_t accessed = 0;
+  std::uint32_t modified = 0;
+};
+
+/// All that OpenSSH sends: always these and no others.
+Attributes readAttributes(Reader& reader) {
+  if (reader.u32() != (SIZE | OWNER | PERMISSIONS | TIMES)) {
+    throw WrongAnswer("other attributes than sftp-server sends");
+  }
+  Attributes attributes;
+  attributes.size = reader.number(8);
+  reader.take(8);
+  attributes.permissions = reader.u32();
+  attributes.accessed = reader.u32();
+  attributes.modified = reader.u32();
+  return attributes;
+}
+
+struct Answer {
+  Type type = Type::status;
+  std::uint32_t request = 0;
+  std::string_view body;
+};
+
+class SftpContender : public Contender {
+public:
+  SftpContender()
+      : child_("/usr/lib/openssh/sftp-server", {})
+      , buffer_(8U << 20U) {
+    constexpr std::uint32_t version = 3;
+    putPacket(out_, 0, Type::init, version);
+    child_.send(out_);
+    if (receive().request != version) {
+      throw WrongAnswer("sftp-server speaks another version");
+    }
+  }
+
+  std::function<void()> ready(const Batch& batch) override {
+    return [this, &batch] {
+      for (const Job& job : batch.jobs) {
+        received_ = 0;
+        read_ = 0;
+        work(batch, job);
+      }
+    };
+  }
+
+  [[nodiscard]] Told told(const Batch& batch) const override {
+    Told told;
+    told.size = described_.size;
+    if (batch.verb == Verb::open || batch.verb == Verb::openTogether) {
+      told.contents = contents_;
+      told.size = contents_.size();
+    }
+    if (batch.verb != Verb::list) {
+      return told;
+    }
+    for (Reader names : names_) {
+      for (auto left = names.u32(); left > 0; --left) {
+        const std::string name(names.text());
+        names.text(); // for people
+        const Attributes attributes = readAttributes(names);
+        if (name.front() != '.') {
+          told.sizes[name] = attributes.size;
+        }
+      }
+    }
+    return told;
+  }
+
+private:
+  void work(const Batch& batch, const Job& job) {
+    switch (batch.verb) {
+    case Verb::open:
+      return open(job.path);
+    case Verb::openTogether:
+      return openTogether(job.path);
+    case Verb::list:
+      return list(job.path);
+    case Verb::create:
+      write(job.path, WRITE | CREATE | EXCLUSIVE, batch.contents);
+      break;
+    case Verb::update:
+      attributes(ask(Type::stat, job.path)); // a missing file is to be refused
+      write(job.path, WRITE | TRUNCATE, batch.contents);
+      break;
+    case Verb::rename:
+      done(ask(Type::rename, job.path, job.after));
+      break;
+    case Verb::move:
+      move(job.path, job.after);
+      break;
+    case Verb::remove:
+      done(ask(Type::remove, job.path));
+      done(ask(Type::stat, job.path), NO_SUCH_FILE);
+      described_ = {};
+      return;
+    }
+    described_ = attributes(ask(Type::stat, job.after));
+  }
+
+  void open(const std::string& path) {
+    const auto file = handle(ask(Type::open, path, READ, NO_ATTRIBUTES));
+    receiveContents(file, attributes(ask(Type::fstat, file)).size);
+    done(ask(Type::close, file));
+  }
+
+  /// For a file that fits into one piece.
+  void openTogether(const std::string& path) {
+    const auto file = handle(ask(Type::open, path, READ, NO_ATTRIBUTES));
+    out_.clear();
+    putPacket(out_, 0, Type::read, ++lastRequest_, file, std::uint64_t{0}, PIECE);
+    putPacket(out_, 0, Type::close, ++lastRequest_, file);
+    child_.send(out_);
+    contents_ = Reader(expect(receive(lastRequest_ - 1), Type::data)).text();
+    done(receive(lastRequest_));
+  }
+
+  void list(const std::string& path) {
+    const auto folder = handle(ask(Type::opendir, path));
+    names_.clear();
+    Answer answer = ask(Type::readdir, folder);
+    for (; answer.type != Type::status; answer = ask(Type::readdir, folder)) {
+      names_.emplace_back(expect(answer, Type::name));
+    }
+    done(answer, END_OF_FILE);
+    done(ask(Type::close, folder));
+  }
+
+  void write(const std::string& path, std::uint32_t flags, const std::string& contents) {
+    const auto file = handle(ask(Type::open, path, flags, NO_ATTRIBUTES));
+    sendContents(file, contents);
+    done(ask(Type::close, file));
+  }
+
+  void move(const std::string& from, const std::string& to) {
+    const auto source = handle(ask(Type::open, from, READ, NO_ATTRIBUTES));
+    const Attributes found = attributes(ask(Type::fstat, source));
+    const auto target = handle(ask(Type::open, to, WRITE | CREATE | EXCLUSIVE,
+                                   std::uint32_t{PERMISSIONS}, found.permissions));
+    constexpr std::uint64_t start = 0;
+    constexpr std::uint64_t toTheEnd = 0;
+    done(
+        ask(Type::extended, std::string_view("copy-data"), source, start, toTheEnd, target, start));
+    done(ask(Type::fsetstat, target, std::uint32_t{TIMES}, found.accessed, found.modified));
+    done(ask(Type::close, source));
+    done(ask(Type::close, target));
+    done(ask(Type::remove, from));
+  }
+
+  /// Every answer but a refusal has a size that is known beforehand, so the system puts each piece
+  /// where it belongs.
+  void receiveContents(std::string_view file, std::uint64_t size) {
+    contents_.resize(size);
+    const std::size_t pieces = (contents_.size() + PIECE - 1) / PIECE;
+    headers_.resize(pieces);
+    parts_.clear();
+    for (std::size_t piece = 0; piece < pieces; ++piece) {
+      parts_.push_back({headers_[piece].data(), DATA_HEADER});
+      parts_.push_back({&contents_[piece * PIECE], pieceSize(piece)});
+    }
+    const std::uint32_t firstRequest = lastRequest_ + 1;
+    std::size_t asked = 0;
+    for (std::size_t got = 0; got < parts_.size();) {
+      out_.clear();
+      for (; asked < std::min(pieces, got / 2 + IN_FLIGHT); ++asked) {
+        putPacket(out_, 0, Type::read, ++lastRequest_, file, std::uint64_t{asked * PIECE},
+                  static_cast<std::uint32_t>(pieceSize(asked)));
+      }
+      child_.send(out_);
+      got = receiveParts(got, firstRequest);
+    }
+  }
+
+  [[nodiscard]] std::size_t pieceSize(std::size_t piece) const {
+    return std::min<std::size_t>(PIECE, contents_.size() - piece * PIECE);
+  }
+
+  /// Reads once; the index of the first part that is not complete.
+  std::size_t receiveParts(std::size_t got, std::uint32_t firstRequest) {
+    constexpr std::size_t most = 8; // more than a pipe holds
+    std::size_t size = child_.receive(&parts_[got], std::min(most, parts_.size() - got));
+    for (; got < parts_.size() && size >= parts_[got].iov_len; ++got) {
+      size -= parts_[got].iov_len;
+      if (got % 2 == 0) {
+        checkDataHeader(got / 2, firstRequest);
+      }
+    }
+    if (size > 0) {
+      parts_[got].iov_base = static_cast<char*>(parts_[got].iov_base) + size;
+      parts_[got].iov_len -= size;
+    }
+    return got;
+  }
+
+  void checkDataHeader(std::size_t piece, std::uint32_t firstRequest) const {
+    Reader header(std::string_view(headers_[piece].data(), DATA_HEADER));
+    if (header.u32() != pieceSize(piece) + DATA_HEADER - 4 ||
+        header.number(1) != static_cast<std::uint64_t>(Type::data) ||
+        header.u32() != firstRequest + piece || header.u32() != pieceSize(piece)) {
+      throw WrongAnswer("sftp-server answers no such piece of the file");
+    }
+  }
+
+  void sendContents(std::string_view file, std::string_view contents) {
+    std::uint32_t acknowledged = lastRequest_;
+    for (std::uint64_t offset = 0; offset < contents.size(); offset += PIECE) {
+      if (lastRequest_ - acknowledged == IN_FLIGHT) {
+        done(receive(++acknowledged));
+      }
+      const std::string_view piece = contents.substr(offset, PIECE);
+      out_.clear();
+      putPacket(out_, piece.size(), Type::write, ++lastRequest_, file, offset,
+                static_cast<std::uint32_t>(piece.size()));
+      child_.send(out_, piece);
+    }
+    while (acknowledged != lastRequest_) {
+      done(receive(++acknowledged));
+    }
+  }
+
+  template <typename... Fields>
+  Answer ask(Type type, const Fields&... fields) {
+    out_.clear();
+    putPacket(out_, 0, type, ++lastRequest_, fields...);
+    child_.send(out_);
+    return receive(lastRequest_);
+  }
+
+  Answer receive(std::uint32_t request) {
+    const Answer answer = receive();
+    if (answer.request != request) {
+      throw WrongAnswer("sftp-server answers another request");
+    }
+    return answer;
+  }
+
+  /// Refers to the buffer, which is not used again before the next file.
+  Answer receive() {
+    const std::size_t size = Reader(receivedBytes(4)).u32();
+    Reader packet(receivedBytes(size));
+    const auto type = static_cast<Type>(packet.number(1));
+    const std::uint32_t request = packet.u32();
+    return {type, request, packet.take(size - 5)};
+  }
+
+  std::string_view receivedBytes(std::size_t size) {
+    while (received_ - read_ < size) {
+      received_ += child_.receive(&buffer_.at(received_), buffer_.size() - received_);
+    }
+    read_ += size;
+    return {&buffer_[read_ - size], size};
+  }
+
+  static std::string_view expect(const Answer& answer, Type type) {
+    if (answer.type != type) {
+      throw WrongAnswer("sftp-server answers with packet type " +
+                        std::to_string(static_cast<int>(answer.type)));
+    }
+    return answer.body;
+  }
+
+  static void done(const Answer& answer, Status status = OK) {
+    const auto found = Reader(expect(answer, Type::status)).u32();
+    if (found != status) {
+      throw WrongAnswer("sftp-server answers with status " + std::to_string(found));
+    }
+  }
+
+  static std::string_view handle(const Answer& answer) {
+    return Reader(expect(answer, Type::handle)).text();
+  }
+
+  static Attributes attributes(const Answer& answer) {
+    Reader reader(expect(answer, Type::attributes));
+    return readAttributes(reader);
+  }
+
+  Child child_;
+  std::vector<char> buffer_;
+  std::size_t received_ = 0;
+  std::size_t read_ = 0;
+  std::string out_;
+  std::uint32_t lastRequest_ = 0;
+  std::vector<std::array<char, DATA_HEADER>> headers_;
+  std::vector<iovec> parts_;
+  std::string contents_;
+  std::vector<Reader> names_;
+  Attributes described_;
+};
+
+} // namespace
+
+std::unique_ptr<Contender> startSftpServer() {
+  return std::make_unique<SftpContender>();
+}
+
+} // namespace connector::bench

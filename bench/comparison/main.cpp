@@ -1,0 +1,176 @@
+// Usage: comparison FOLDER [--node SCRIPT] [--rounds N] [PART_OF_AN_OPERATION'S_NAME]
+// Each operation on files beneath FOLDER, which is scratch, by each service in turn.
+
+#include "../Timing.h"
+#include "Contender.h"
+#include "Disk.h"
+
+#include <array>
+#include <csignal>
+#include <cstdlib>
+#include <exception>
+#include <filesystem>
+#include <iomanip>
+#include <iostream>
+#include <optional>
+#include <sstream>
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace {
+
+using namespace connector::bench;
+
+constexpr std::size_t SMALL = 4096;
+constexpr std::size_t BIG = 19999999;
+
+struct Operation {
+  const char* name;
+  Verb verb;
+  std::size_t files;
+  std::size_t size; ///< of each file, or the number of the folder's entries
+  bool isText;
+  double sftpTarget; ///< The time of the other over ours is to be at least that.
+  double nodeTarget;
+};
+
+constexpr std::array OPERATIONS{
+    Operation{"open and read 4 KiB", Verb::open, 1000, SMALL, true, 3.0, 8.0},
+    Operation{"open and read 4 KiB (SFTP in two)", Verb::openTogether, 1000, SMALL, true, 1.7, 8.0},
+    Operation{"list 10,000 entries", Verb::list, 1, 10000, true, 1.2, 5.0},
+    Operation{"read 19,999,999 bytes of text", Verb::open, 1, BIG, true, 1.0, 8.0},
+    Operation{"read 19,999,999 bytes, no text", Verb::open, 1, BIG, false, 0.9, 8.0},
+    Operation{"create 4 KiB", Verb::create, 1000, SMALL, true, 2.0, 3.5},
+    Operation{"update 4 KiB", Verb::update, 1000, SMALL, true, 2.5, 3.5},
+    Operation{"rename", Verb::rename, 1000, SMALL, true, 1.1, 3.5},
+    Operation{"delete", Verb::remove, 1000, SMALL, true, 1.2, 3.5},
+    Operation{"move 19,999,999 bytes", Verb::move, 1, BIG, true, 1.2, 3.5},
+    Operation{"create 19,999,999 bytes, no text", Verb::create, 1, BIG, false, 0.5, 3.5},
+};
+
+struct Options {
+  std::filesystem::path folder;
+  std::optional<std::string> nodeScript;
+  int rounds = 15;
+  std::string filter;
+};
+
+/// Ours, sftp-server and, if it can be had, Node.js.
+using Contenders = std::vector<std::unique_ptr<Contender>>;
+
+void require(bool right, const char* what) {
+  if (!right) {
+    throw WrongAnswer(what);
+  }
+}
+
+double timeOfTurn(const std::function<void()>& work, const Batch& batch, const Options& options) {
+  prepareDisk(batch, options.folder);
+  const double seconds = timeOf(work);
+  require(isDone(batch), "the files are not as they should be");
+  return seconds / static_cast<double>(batch.jobs.size());
+}
+
+void checkAnswer(const Contender& contender, const Batch& batch) {
+  const Told told = contender.told(batch);
+  const bool isOpen = batch.verb == Verb::open || batch.verb == Verb::openTogether;
+  require(told.contents == (isOpen ? batch.contents : ""), "other contents");
+  require(told.sizes == batch.entries, "other entries");
+  require(told.size == (batch.verb == Verb::remove ? 0 : batch.contents.size()), "another size");
+}
+
+/// The median of each contender's seconds per file.
+std::vector<double> measure(const Contenders& contenders, const Batch& batch,
+                            const Options& options) {
+  std::vector<std::function<void()>> works;
+  for (const auto& contender : contenders) {
+    works.push_back(contender->ready(batch));
+    timeOfTurn(works.back(), batch, options);
+    checkAnswer(*contender, batch);
+  }
+  std::vector<std::vector<double>> times(works.size());
+  for (int round = 0; round < options.rounds; ++round) {
+    for (std::size_t index = 0; index < works.size(); ++index) {
+      times[index].push_back(timeOfTurn(works[index], batch, options));
+    }
+  }
+  std::vector<double> medians;
+  for (auto& ofOne : times) {
+    medians.push_back(median(std::move(ofOne)));
+  }
+  return medians;
+}
+
+std::string fixed(double value, int digits) {
+  std::ostringstream text;
+  text << std::fixed << std::setprecision(digits) << value;
+  return text.str();
+}
+
+std::string timeText(double seconds) {
+  constexpr double microsecond = 1e-6;
+  constexpr double millisecond = 1e-3;
+  return seconds < millisecond ? fixed(seconds / microsecond, 1) + " us"
+                               : fixed(seconds / millisecond, 2) + " ms";
+}
+
+std::string ratioText(double ratio, double target) {
+  return fixed(ratio, 2) + " (>= " + fixed(target, 1) + ")" + (ratio < target ? " below" : "");
+}
+
+void printRow(const std::string& name, const std::string& ours, const std::string& sftp,
+              const std::string& node) {
+  std::cout << std::left << std::setw(36) << name << std::right << std::setw(10) << ours << "   "
+            << std::left << std::setw(23) << sftp << node << std::endl;
+}
+
+void compareAll(const Contenders& contenders, const Options& options) {
+  printRow("", "ours", "sftp-server / ours", contenders.size() > 2 ? "Node.js / ours" : "");
+  for (const Operation& operation : OPERATIONS) {
+    if (std::string(operation.name).find(options.filter) == std::string::npos) {
+      continue;
+    }
+    const Batch batch = makeBatch(operation.verb, options.folder, operation.files, operation.size,
+                                  operation.isText);
+    const auto times = measure(contenders, batch, options);
+    printRow(operation.name, timeText(times[0]),
+             ratioText(times[1] / times[0], operation.sftpTarget),
+             times.size() > 2 ? ratioText(times[2] / times[0], operation.nodeTarget) : "");
+  }
+}
+
+Options parse(const std::vector<std::string>& words) {
+  Options options;
+  options.folder = std::filesystem::path(words.at(0)) / "files";
+  for (std::size_t at = 1; at < words.size(); ++at) {
+    if (words[at] == "--rounds") {
+      options.rounds = std::max(1, std::stoi(words.at(++at)));
+    } else if (words[at] == "--node") {
+      options.nodeScript = words.at(++at);
+    } else {
+      options.filter = words[at];
+    }
+  }
+  return options;
+}
+
+} // namespace
+
+int main(int argc, char** argv) {
+  try {
+    std::signal(SIGPIPE, SIG_IGN); // a service that has ended is reported
+    const Options options = parse({argv + 1, argv + argc});
+    Contenders contenders;
+    contenders.push_back(startConnectorHost());
+    contenders.push_back(startSftpServer());
+    if (options.nodeScript) {
+      contenders.push_back(startNodeService(*options.nodeScript));
+    }
+    compareAll(contenders, options);
+    return EXIT_SUCCESS;
+  } catch (const std::exception& error) {
+    std::cerr << "comparison: " << error.what() << '\n';
+    return EXIT_FAILURE;
+  }
+}
