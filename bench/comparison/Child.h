@@ -47,10 +47,6 @@ public:
     return checked(::read(out_.readHandle(), to, room));
   }
 
-  std::size_t receive(const iovec* parts, std::size_t count) {
-    return checked(::readv(out_.readHandle(), parts, static_cast<int>(count)));
-  }
-
 private:
   static iovec asPart(std::string_view bytes) {
     // NOLINTNEXTLINE(cppcoreguidelines-pro-type-const-cast): iovec serves both directions
@@ -59,10 +55,10 @@ private:
 
   static std::size_t checked(ssize_t count) {
     if (count < 0) {
-      throw std::system_error(errno, std::generic_category(), "talking to a service");
+      throw std::system_error(errno, std::generic_category(), "pipe");
     }
     if (count == 0) {
-      throw std::runtime_error("a service has ended");
+      throw std::runtime_error("has ended");
     }
     return static_cast<std::size_t>(count);
   }

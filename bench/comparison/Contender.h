@@ -27,10 +27,14 @@ struct Told {
 /// refusals. Nothing is decoded, and no bulk data is copied once it is read.
 class Contender {
 public:
-  Contender() = default;
+  explicit Contender(const char* name)
+      : name_(name) {}
+
   Contender(const Contender&) = delete;
   Contender& operator=(const Contender&) = delete;
   virtual ~Contender() = default;
+
+  [[nodiscard]] const char* name() const { return name_; }
 
   /// The work to be timed; what can be made ready beforehand is. Refers to `batch`. Throws
   /// WrongAnswer when an answer is a refusal.
@@ -38,6 +42,9 @@ public:
 
   /// For the last file of the work that was done last; not measured.
   [[nodiscard]] virtual Told told(const Batch& batch) const = 0;
+
+private:
+  const char* name_;
 };
 
 std::unique_ptr<Contender> startConnectorHost();

@@ -28,7 +28,7 @@ bool holds(const std::string& path, const std::string& contents) {
 std::string makeContents(std::size_t size, bool isText) {
   constexpr std::size_t lineLength = 64;
   std::string contents(size, '\n');
-  std::minstd_rand random(1); // NOLINT(cert-msc51-cpp): the same bytes in every run
+  std::minstd_rand random(1); // NOLINT(cert-msc32-c,cert-msc51-cpp): the same bytes in every run
   std::uniform_int_distribution<int> byte(isText ? 'a' : 0, isText ? 'z' : 255);
   for (std::size_t at = 0; at < size; ++at) {
     if (!isText || (at + 1) % lineLength != 0) {
@@ -52,10 +52,10 @@ Job makeJob(Verb verb, const fs::path& folder, const std::string& name) {
   }
 }
 
-void makeFolder(const std::string& path, const std::map<std::string, std::uint64_t>& entries) {
+void makeFolder(const fs::path& path, const std::map<std::string, std::uint64_t>& entries) {
   fs::create_directory(path);
   for (const auto& [name, size] : entries) {
-    writeFile(path + "/" + name, std::string(size, 'x'));
+    writeFile(path / name, std::string(size, 'x'));
   }
 }
 

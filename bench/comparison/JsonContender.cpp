@@ -86,8 +86,10 @@ std::pair<const char*, Object> methodAndParams(const Batch& batch, const Job& jo
 /// Speaks to a service that answers our messages as JSON-RPC.
 class JsonContender : public Contender {
 public:
-  JsonContender(Framing framing, const std::string& program, const Poco::Process::Args& arguments)
-      : child_(program, arguments)
+  JsonContender(const char* name, Framing framing, const std::string& program,
+                const Poco::Process::Args& arguments)
+      : Contender(name)
+      , child_(program, arguments)
       , framing_(framing) {}
 
   std::function<void()> ready(const Batch& batch) override {
@@ -150,7 +152,7 @@ private:
     // The faults follow the contents, so they are looked for from the end.
     if (answer_.compare(0, request.answerStart.size(), request.answerStart) != 0 ||
         answer_.rfind(R"("messageFaults":[])") == std::string_view::npos) {
-      throw WrongAnswer(std::string(answer_.substr(0, 500)));
+      throw WrongAnswer("answers " + std::string(answer_.substr(0, 500)));
     }
   }
 
@@ -198,12 +200,12 @@ private:
 } // namespace
 
 std::unique_ptr<Contender> startConnectorHost() {
-  return std::make_unique<JsonContender>(Framing::line, CONNECTOR_HOST_PROGRAM,
+  return std::make_unique<JsonContender>("connector-host", Framing::line, CONNECTOR_HOST_PROGRAM,
                                          Poco::Process::Args{});
 }
 
 std::unique_ptr<Contender> startNodeService(const std::string& script) {
-  return std::make_unique<JsonContender>(Framing::contentLength, "node",
+  return std::make_unique<JsonContender>("Node.js", Framing::contentLength, "node",
                                          Poco::Process::Args{script});
 }
 

@@ -5,9 +5,7 @@
 #include "Contender.h"
 
 #include <algorithm>
-#include <array>
 #include <string_view>
-#include <type_traits>
 #include <vector>
 
 namespace connector::bench {
@@ -43,8 +41,7 @@ enum Status : std::uint32_t { OK = 0, END_OF_FILE = 1, NO_SUCH_FILE = 2 };
 
 constexpr std::uint32_t NO_ATTRIBUTES = 0;
 constexpr std::uint32_t PIECE = 32768;
-constexpr std::size_t IN_FLIGHT = 64;
-constexpr std::size_t DATA_HEADER = 13; // length, type, request, size
+constexpr std::uint64_t IN_FLIGHT = 64;
 
 void put(std::string& out, std::uint32_t value) {
   for (const unsigned shift : {24U, 16U, 8U, 0U}) {
@@ -62,25 +59,19 @@ void put(std::string& out, std::string_view text) {
   out += text;
 }
 
-constexpr std::size_t sizeOf(std::string_view text) {
-  return sizeof(std::uint32_t) + text.size();
-}
-
-template <typename Number, std::enable_if_t<!std::is_class_v<Number>, int> = 0>
-constexpr std::size_t sizeOf(Number number) {
-  return sizeof(number);
-}
-
 /// `following` bytes belong to the packet and are sent after `out`.
 template <typename... Fields>
 void putPacket(std::string& out, std::size_t following, Type type, std::uint32_t request,
                const Fields&... fields) {
-  const std::size_t size =
-      1 + sizeof(request) + (std::size_t{0} + ... + sizeOf(fields)) + following;
-  put(out, static_cast<std::uint32_t>(size));
+  const std::size_t start = out.size();
+  put(out, std::uint32_t{0});
+  const std::size_t bodyStart = out.size();
   out += static_cast<char>(type);
   put(out, request);
   (put(out, fields), ...);
+  std::string length;
+  put(length, static_cast<std::uint32_t>(out.size() - bodyStart + following));
+  out.replace(start, length.size(), length);
 }
 
 class Reader {
@@ -102,7 +93,7 @@ public:
 
   std::string_view take(std::size_t size) {
     if (size > left_.size()) {
-      throw WrongAnswer("an SFTP packet is too short");
+      throw WrongAnswer("a packet is too short");
     }
     const std::string_view taken = left_.substr(0, size);
     left_.remove_prefix(size);
@@ -143,13 +134,14 @@ struct Answer {
 class SftpContender : public Contender {
 public:
   SftpContender()
-      : child_("/usr/lib/openssh/sftp-server", {})
-      , buffer_(8U << 20U) {
+      : Contender("sftp-server")
+      , child_("/usr/lib/openssh/sftp-server", {})
+      , buffer_(32U << 20U) {
     constexpr std::uint32_t version = 3;
     putPacket(out_, 0, Type::init, version);
     child_.send(out_);
     if (receive().request != version) {
-      throw WrongAnswer("sftp-server speaks another version");
+      throw WrongAnswer("speaks another version");
     }
   }
 
@@ -165,21 +157,24 @@ public:
 
   [[nodiscard]] Told told(const Batch& batch) const override {
     Told told;
-    told.size = described_.size;
     if (batch.verb == Verb::open || batch.verb == Verb::openTogether) {
-      told.contents = contents_;
-      told.size = contents_.size();
+      for (const std::string_view piece : contents_) {
+        told.contents += piece;
+      }
+      told.size = told.contents.size();
+      return told;
     }
     if (batch.verb != Verb::list) {
+      told.size = described_.size;
       return told;
     }
     for (Reader names : names_) {
       for (auto left = names.u32(); left > 0; --left) {
         const std::string name(names.text());
-        names.text(); // for people
-        const Attributes attributes = readAttributes(names);
+        names.text(); // the line that is meant for people
+        const std::uint64_t size = readAttributes(names).size;
         if (name.front() != '.') {
-          told.sizes[name] = attributes.size;
+          told.sizes[name] = size;
         }
       }
     }
@@ -230,7 +225,7 @@ private:
     putPacket(out_, 0, Type::read, ++lastRequest_, file, std::uint64_t{0}, PIECE);
     putPacket(out_, 0, Type::close, ++lastRequest_, file);
     child_.send(out_);
-    contents_ = Reader(expect(receive(lastRequest_ - 1), Type::data)).text();
+    contents_ = {data(receive(lastRequest_ - 1))};
     done(receive(lastRequest_));
   }
 
@@ -266,57 +261,24 @@ private:
     done(ask(Type::remove, from));
   }
 
-  /// Every answer but a refusal has a size that is known beforehand, so the system puts each piece
-  /// where it belongs.
+  /// Asks anew when half of what may be under way has come, so as to write seldom.
   void receiveContents(std::string_view file, std::uint64_t size) {
-    contents_.resize(size);
-    const std::size_t pieces = (contents_.size() + PIECE - 1) / PIECE;
-    headers_.resize(pieces);
-    parts_.clear();
-    for (std::size_t piece = 0; piece < pieces; ++piece) {
-      parts_.push_back({headers_[piece].data(), DATA_HEADER});
-      parts_.push_back({&contents_[piece * PIECE], pieceSize(piece)});
-    }
     const std::uint32_t firstRequest = lastRequest_ + 1;
-    std::size_t asked = 0;
-    for (std::size_t got = 0; got < parts_.size();) {
-      out_.clear();
-      for (; asked < std::min(pieces, got / 2 + IN_FLIGHT); ++asked) {
-        putPacket(out_, 0, Type::read, ++lastRequest_, file, std::uint64_t{asked * PIECE},
-                  static_cast<std::uint32_t>(pieceSize(asked)));
+    std::uint64_t asked = 0;
+    contents_.clear();
+    for (std::uint64_t got = 0; got < size; got += contents_.back().size()) {
+      if (asked < size && asked - got <= IN_FLIGHT / 2 * PIECE) {
+        out_.clear();
+        for (; asked < std::min(size, got + IN_FLIGHT * PIECE); asked += PIECE) {
+          putPacket(out_, 0, Type::read, ++lastRequest_, file, asked, PIECE);
+        }
+        child_.send(out_);
       }
-      child_.send(out_);
-      got = receiveParts(got, firstRequest);
-    }
-  }
-
-  [[nodiscard]] std::size_t pieceSize(std::size_t piece) const {
-    return std::min<std::size_t>(PIECE, contents_.size() - piece * PIECE);
-  }
-
-  /// Reads once; the index of the first part that is not complete.
-  std::size_t receiveParts(std::size_t got, std::uint32_t firstRequest) {
-    constexpr std::size_t most = 8; // more than a pipe holds
-    std::size_t size = child_.receive(&parts_[got], std::min(most, parts_.size() - got));
-    for (; got < parts_.size() && size >= parts_[got].iov_len; ++got) {
-      size -= parts_[got].iov_len;
-      if (got % 2 == 0) {
-        checkDataHeader(got / 2, firstRequest);
+      const std::uint32_t request = firstRequest + static_cast<std::uint32_t>(contents_.size());
+      contents_.push_back(data(receive(request)));
+      if (contents_.back().size() != std::min<std::uint64_t>(PIECE, size - got)) {
+        throw WrongAnswer("answers less than a piece");
       }
-    }
-    if (size > 0) {
-      parts_[got].iov_base = static_cast<char*>(parts_[got].iov_base) + size;
-      parts_[got].iov_len -= size;
-    }
-    return got;
-  }
-
-  void checkDataHeader(std::size_t piece, std::uint32_t firstRequest) const {
-    Reader header(std::string_view(headers_[piece].data(), DATA_HEADER));
-    if (header.u32() != pieceSize(piece) + DATA_HEADER - 4 ||
-        header.number(1) != static_cast<std::uint64_t>(Type::data) ||
-        header.u32() != firstRequest + piece || header.u32() != pieceSize(piece)) {
-      throw WrongAnswer("sftp-server answers no such piece of the file");
     }
   }
 
@@ -348,7 +310,7 @@ private:
   Answer receive(std::uint32_t request) {
     const Answer answer = receive();
     if (answer.request != request) {
-      throw WrongAnswer("sftp-server answers another request");
+      throw WrongAnswer("answers another request");
     }
     return answer;
   }
@@ -372,7 +334,7 @@ private:
 
   static std::string_view expect(const Answer& answer, Type type) {
     if (answer.type != type) {
-      throw WrongAnswer("sftp-server answers with packet type " +
+      throw WrongAnswer("answers with packet type " +
                         std::to_string(static_cast<int>(answer.type)));
     }
     return answer.body;
@@ -381,12 +343,16 @@ private:
   static void done(const Answer& answer, Status status = OK) {
     const auto found = Reader(expect(answer, Type::status)).u32();
     if (found != status) {
-      throw WrongAnswer("sftp-server answers with status " + std::to_string(found));
+      throw WrongAnswer("answers with status " + std::to_string(found));
     }
   }
 
   static std::string_view handle(const Answer& answer) {
     return Reader(expect(answer, Type::handle)).text();
+  }
+
+  static std::string_view data(const Answer& answer) {
+    return Reader(expect(answer, Type::data)).text();
   }
 
   static Attributes attributes(const Answer& answer) {
@@ -400,9 +366,7 @@ private:
   std::size_t read_ = 0;
   std::string out_;
   std::uint32_t lastRequest_ = 0;
-  std::vector<std::array<char, DATA_HEADER>> headers_;
-  std::vector<iovec> parts_;
-  std::string contents_;
+  std::vector<std::string_view> contents_; // in pieces, where they were received
   std::vector<Reader> names_;
   Attributes described_;
 };

@@ -5,17 +5,20 @@
 #include "Contender.h"
 #include "Disk.h"
 
+#include <algorithm>
 #include <array>
 #include <csignal>
 #include <cstdlib>
 #include <exception>
 #include <filesystem>
+#include <functional>
 #include <iomanip>
 #include <iostream>
+#include <memory>
 #include <optional>
 #include <sstream>
+#include <stdexcept>
 #include <string>
-#include <utility>
 #include <vector>
 
 namespace {
@@ -36,15 +39,15 @@ struct Operation {
 };
 
 constexpr std::array OPERATIONS{
-    Operation{"open and read 4 KiB", Verb::open, 1000, SMALL, true, 3.0, 8.0},
-    Operation{"open and read 4 KiB (SFTP in two)", Verb::openTogether, 1000, SMALL, true, 1.7, 8.0},
+    Operation{"open and read 4 KiB", Verb::open, 300, SMALL, true, 3.0, 8.0},
+    Operation{"open and read 4 KiB (SFTP in two)", Verb::openTogether, 300, SMALL, true, 1.7, 8.0},
     Operation{"list 10,000 entries", Verb::list, 1, 10000, true, 1.2, 5.0},
     Operation{"read 19,999,999 bytes of text", Verb::open, 1, BIG, true, 1.0, 8.0},
     Operation{"read 19,999,999 bytes, no text", Verb::open, 1, BIG, false, 0.9, 8.0},
-    Operation{"create 4 KiB", Verb::create, 1000, SMALL, true, 2.0, 3.5},
-    Operation{"update 4 KiB", Verb::update, 1000, SMALL, true, 2.5, 3.5},
-    Operation{"rename", Verb::rename, 1000, SMALL, true, 1.1, 3.5},
-    Operation{"delete", Verb::remove, 1000, SMALL, true, 1.2, 3.5},
+    Operation{"create 4 KiB", Verb::create, 300, SMALL, true, 2.0, 3.5},
+    Operation{"update 4 KiB", Verb::update, 300, SMALL, true, 2.5, 3.5},
+    Operation{"rename", Verb::rename, 300, SMALL, true, 1.1, 3.5},
+    Operation{"delete", Verb::remove, 300, SMALL, true, 1.2, 3.5},
     Operation{"move 19,999,999 bytes", Verb::move, 1, BIG, true, 1.2, 3.5},
     Operation{"create 19,999,999 bytes, no text", Verb::create, 1, BIG, false, 0.5, 3.5},
 };
@@ -52,7 +55,7 @@ constexpr std::array OPERATIONS{
 struct Options {
   std::filesystem::path folder;
   std::optional<std::string> nodeScript;
-  int rounds = 15;
+  int rounds = 21;
   std::string filter;
 };
 
@@ -65,40 +68,53 @@ void require(bool right, const char* what) {
   }
 }
 
-double timeOfTurn(const std::function<void()>& work, const Batch& batch, const Options& options) {
-  prepareDisk(batch, options.folder);
-  const double seconds = timeOf(work);
-  require(isDone(batch), "the files are not as they should be");
-  return seconds / static_cast<double>(batch.jobs.size());
-}
+/// What one contender does with a batch.
+struct Turns {
+  Contender* contender;
+  std::function<void()> work;
+  std::vector<double> times; ///< seconds per file
+};
 
 void checkAnswer(const Contender& contender, const Batch& batch) {
   const Told told = contender.told(batch);
   const bool isOpen = batch.verb == Verb::open || batch.verb == Verb::openTogether;
-  require(told.contents == (isOpen ? batch.contents : ""), "other contents");
-  require(told.sizes == batch.entries, "other entries");
-  require(told.size == (batch.verb == Verb::remove ? 0 : batch.contents.size()), "another size");
+  require(told.contents == (isOpen ? batch.contents : ""), "answers other contents");
+  require(told.sizes == batch.entries, "answers other entries");
+  require(told.size == (batch.verb == Verb::remove ? 0 : batch.contents.size()),
+          "answers another size");
 }
 
-/// The median of each contender's seconds per file.
+void takeTurn(Turns& turns, const Batch& batch, const std::filesystem::path& folder) {
+  prepareDisk(batch, folder);
+  const double seconds = timeOf(turns.work);
+  require(isDone(batch), "leaves other files than it should");
+  turns.times.push_back(seconds / static_cast<double>(batch.jobs.size()));
+}
+
+/// The median of each contender's times. The first turns serve to check the answers and to warm up.
 std::vector<double> measure(const Contenders& contenders, const Batch& batch,
                             const Options& options) {
-  std::vector<std::function<void()>> works;
+  std::vector<Turns> all;
+  all.reserve(contenders.size());
   for (const auto& contender : contenders) {
-    works.push_back(contender->ready(batch));
-    timeOfTurn(works.back(), batch, options);
-    checkAnswer(*contender, batch);
+    all.push_back({contender.get(), contender->ready(batch), {}});
   }
-  std::vector<std::vector<double>> times(works.size());
-  for (int round = 0; round < options.rounds; ++round) {
-    for (std::size_t index = 0; index < works.size(); ++index) {
-      times[index].push_back(timeOfTurn(works[index], batch, options));
+  for (int round = 0; round <= options.rounds; ++round) {
+    for (Turns& turns : all) {
+      try {
+        takeTurn(turns, batch, options.folder);
+        if (round == 0) {
+          checkAnswer(*turns.contender, batch);
+          turns.times.clear();
+        }
+      } catch (const std::exception& error) {
+        throw std::runtime_error(std::string(turns.contender->name()) + ": " + error.what());
+      }
     }
   }
-  std::vector<double> medians;
-  for (auto& ofOne : times) {
-    medians.push_back(median(std::move(ofOne)));
-  }
+  std::vector<double> medians(all.size());
+  std::transform(all.begin(), all.end(), medians.begin(),
+                 [](const Turns& turns) { return median(turns.times); });
   return medians;
 }
 
@@ -148,6 +164,8 @@ Options parse(const std::vector<std::string>& words) {
       options.rounds = std::max(1, std::stoi(words.at(++at)));
     } else if (words[at] == "--node") {
       options.nodeScript = words.at(++at);
+    } else if (words[at].rfind("--", 0) == 0) {
+      throw std::invalid_argument(words[at]);
     } else {
       options.filter = words[at];
     }
@@ -155,19 +173,31 @@ Options parse(const std::vector<std::string>& words) {
   return options;
 }
 
+std::optional<Options> parseOrExplain(const std::vector<std::string>& words) {
+  try {
+    return parse(words);
+  } catch (const std::logic_error&) { // an argument is missing, or no number, or unknown
+    std::cerr << "Usage: bench/compare [--rounds N] [PART_OF_AN_OPERATION'S_NAME]\n";
+    return std::nullopt;
+  }
+}
+
 } // namespace
 
 int main(int argc, char** argv) {
   try {
-    std::signal(SIGPIPE, SIG_IGN); // a service that has ended is reported
-    const Options options = parse({argv + 1, argv + argc});
+    static_cast<void>(std::signal(SIGPIPE, SIG_IGN)); // A service that has ended is reported.
+    const auto options = parseOrExplain({argv + 1, argv + argc});
+    if (!options) {
+      return 2;
+    }
     Contenders contenders;
     contenders.push_back(startConnectorHost());
     contenders.push_back(startSftpServer());
-    if (options.nodeScript) {
-      contenders.push_back(startNodeService(*options.nodeScript));
+    if (options->nodeScript) {
+      contenders.push_back(startNodeService(*options->nodeScript));
     }
-    compareAll(contenders, options);
+    compareAll(contenders, *options);
     return EXIT_SUCCESS;
   } catch (const std::exception& error) {
     std::cerr << "comparison: " << error.what() << '\n';

@@ -6,17 +6,18 @@ const { constants, promises: fs } = require("node:fs");
 const path = require("node:path");
 const rpc = require("vscode-jsonrpc/node");
 
-const LISTED_TOGETHER = 256;
+const LISTED_TOGETHER = 64;
 
 const canWrite = (location) =>
   fs.access(location, constants.W_OK).then(() => true, () => false);
 
+const info = (location, stats, writable) => ({
+  canWrite: writable, deleted: false, isDirectory: stats.isDirectory(), isShared: false, location,
+  modified: Math.floor(stats.mtimeMs / 1000), name: path.basename(location), size: stats.size,
+});
+
 async function describe(location) {
-  const [stats, writable] = await Promise.all([fs.stat(location), canWrite(location)]);
-  return {
-    canWrite: writable, deleted: false, isDirectory: stats.isDirectory(), isShared: false, location,
-    modified: Math.floor(stats.mtimeMs / 1000), name: path.basename(location), size: stats.size,
-  };
+  return info(location, ...await Promise.all([fs.stat(location), canWrite(location)]));
 }
 
 function describeMissing(location) {
@@ -41,11 +42,19 @@ async function write(file, flag) {
 }
 
 const operations = {
+  // Faster than fs.readFile, which asks for the size itself and reads in pieces.
   async OpenFile({ path: location }) {
-    const [info, bytes] = await Promise.all([describe(location), fs.readFile(location)]);
-    const encoding = isUtf8(bytes) ? "utf-8" : "base64";
-    const file = { ...info, contents: bytes.toString(encoding), encoding };
-    return { column: -1, file, isDebugEvent: false, lineNumber: -1 };
+    const handle = await fs.open(location);
+    try {
+      const [stats, writable] = await Promise.all([handle.stat(), canWrite(location)]);
+      const { buffer, bytesRead } = await handle.read(Buffer.allocUnsafe(stats.size));
+      const bytes = buffer.subarray(0, bytesRead);
+      const encoding = isUtf8(bytes) ? "utf-8" : "base64";
+      const file = { ...info(location, stats, writable), contents: bytes.toString(encoding), encoding };
+      return { column: -1, file, isDebugEvent: false, lineNumber: -1 };
+    } finally {
+      await handle.close();
+    }
   },
 
   async ListFolder({ path: location }) {
