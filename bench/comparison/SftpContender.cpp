@@ -1,5 +1,6 @@
 // SFTP, version 3, as OpenSSH's own client uses it: each request waits for the answer before, but
-// the pieces of a file's contents are on their way together.
+// the pieces of a file's contents are on their way together. Requests are put together while the
+// time runs, since most of them name a handle that an answer has just brought.
 
 #include "Child.h"
 #include "Contender.h"
