@@ -1,9 +1,17 @@
-# How our own code is compiled: one language level, one set of warnings, one place for sanitizers.
+# How our own code is compiled and installed: one language level, one set of warnings, one place for
+# sanitizers.
+
+include(CMakePackageConfigHelpers)
+include(GNUInstallDirs)
 
 set(CMAKE_CXX_STANDARD 17)
 set(CMAKE_CXX_STANDARD_REQUIRED ON)
 set(CMAKE_CXX_EXTENSIONS OFF)
 set(CMAKE_POSITION_INDEPENDENT_CODE ON)
+
+# An installed library finds those beside it, and a platform that is installed elsewhere.
+set(CMAKE_INSTALL_RPATH "$ORIGIN")
+set(CMAKE_INSTALL_RPATH_USE_LINK_PATH ON)
 
 if(NOT CMAKE_BUILD_TYPE AND NOT CMAKE_CONFIGURATION_TYPES)
   set(CMAKE_BUILD_TYPE Release CACHE STRING "Build type" FORCE)
@@ -27,6 +35,32 @@ function(connector_own_code target)
     $<$<CXX_COMPILER_ID:GNU>:-Wshadow=local -Wduplicated-branches -Wduplicated-cond -Wlogical-op -Wuseless-cast>)
 endfunction()
 
+# A shared library in the export set, with the public headers in `include`.
+function(connector_install_library target export include)
+  install(TARGETS ${target} EXPORT ${export}
+    LIBRARY COMPONENT runtime NAMELINK_COMPONENT development)
+  install(DIRECTORY "${include}" DESTINATION "${CMAKE_INSTALL_INCLUDEDIR}" COMPONENT development)
+endfunction()
+
+# What find_package and pkg-config read, from the export set of the package's name and from
+# <package>-config.cmake and <package>.pc.in in `source`. The prefix may be moved afterwards.
+function(connector_install_package package namespace source)
+  set(folder "${CMAKE_INSTALL_LIBDIR}/cmake/${package}")
+  install(EXPORT ${package} NAMESPACE ${namespace}:: FILE ${package}-targets.cmake
+          DESTINATION "${folder}" COMPONENT development)
+  write_basic_package_version_file(${package}-config-version.cmake COMPATIBILITY SameMajorVersion)
+  install(FILES "${source}/${package}-config.cmake"
+                "${CMAKE_CURRENT_BINARY_DIR}/${package}-config-version.cmake"
+          DESTINATION "${folder}" COMPONENT development)
+
+  set(folder "${CMAKE_INSTALL_LIBDIR}/pkgconfig")
+  set(prefix "${CMAKE_INSTALL_PREFIX}")
+  cmake_path(RELATIVE_PATH prefix BASE_DIRECTORY "${CMAKE_INSTALL_PREFIX}/${folder}")
+  configure_file("${source}/${package}.pc.in" ${package}.pc @ONLY)
+  install(FILES "${CMAKE_CURRENT_BINARY_DIR}/${package}.pc"
+          DESTINATION "${folder}" COMPONENT development)
+endfunction()
+
 # A stand-in for one library of the framework: platform/<name>/{include,src}.
 function(connector_platform_library name)
   cmake_parse_arguments(ARG "" "" "SOURCES;PUBLIC;PRIVATE" ${ARGN})
@@ -42,9 +76,7 @@ function(connector_platform_library name)
   target_link_libraries(${target} PUBLIC ${ARG_PUBLIC} PRIVATE ${ARG_PRIVATE})
   set_target_properties(${target} PROPERTIES VERSION 1.0.0 SOVERSION 1)
   connector_own_code(${target})
-  install(TARGETS ${target} EXPORT connector_platform)
-  install(DIRECTORY "${CMAKE_CURRENT_SOURCE_DIR}/${name}/include/"
-          DESTINATION "${CMAKE_INSTALL_INCLUDEDIR}")
+  connector_install_library(${target} connector_platform "${CMAKE_CURRENT_SOURCE_DIR}/${name}/include/")
 endfunction()
 
 # One subsystem of the product, compiled hidden; the subsystems are linked into one shared library.
