@@ -1,0 +1,34 @@
+#include "answer.h"
+
+#include <connector/file/v1/FileJsonSerialization.h>
+#include <connector/file/v1/FileServiceImpl.h>
+#include <connector/file/v1/FileServiceProviderImpl.h>
+
+#include <connector/json/MessageRegistry.h>
+
+#include <Poco/JSON/Object.h>
+#include <Poco/JSON/Parser.h>
+
+#include <iostream>
+#include <memory>
+
+using connector::file::v1::FileJsonSerialization;
+using connector::file::v1::FileServiceImpl;
+using connector::file::v1::FileServiceProviderImpl;
+
+void printAnswer(const char* type, const char* params) {
+  // Once, at the start of the framework.
+  const auto registry = std::make_shared<connector::json::MessageRegistry>();
+  const FileJsonSerialization serialization(registry); // makes the file messages known
+  const auto provider =
+      std::make_shared<FileServiceProviderImpl>(std::make_shared<FileServiceImpl>());
+  provider->start();
+
+  // For every request. A failed file operation is a response too, with a fault in it.
+  const auto json = Poco::JSON::Parser().parse(params).extract<Poco::JSON::Object::Ptr>();
+  auto response = provider->handle(registry->fromJson(type, json), {}, nullptr);
+  registry->toJson(response.get())->stringify(std::cout);
+  std::cout << '\n';
+
+  provider->stop();
+}

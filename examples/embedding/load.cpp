@@ -1,0 +1,43 @@
+// The library is opened at run time. It exports C++ classes, whose constructors and type
+// information no program should look up by name. The code that uses them is therefore a module of
+// its own, which is compiled against the headers and linked against nothing of the service: what it
+// leaves undefined, the loader finds in the library that was opened, globally, before it.
+
+#include "answer.h"
+
+#include <dlfcn.h>
+#include <exception>
+#include <iostream>
+#include <stdexcept>
+
+namespace {
+
+// Neither is ever closed: objects of their classes may outlive any scope.
+void* open(const char* library, int visibility) {
+  void* const handle = dlopen(library, RTLD_NOW | visibility);
+  if (handle == nullptr) {
+    throw std::runtime_error(dlerror());
+  }
+  return handle;
+}
+
+} // namespace
+
+int main(int argc, char** argv) {
+  if (argc != 4) {
+    std::cerr << "usage: load MODULE TYPE JSON\n";
+    return 2;
+  }
+  try {
+    open("liboxconnectorfileimpl.so.1", RTLD_GLOBAL);
+    void* const module = open(argv[1], RTLD_LOCAL);
+    const auto print = reinterpret_cast<decltype(&printAnswer)>(dlsym(module, "printAnswer"));
+    if (print == nullptr) {
+      throw std::runtime_error(dlerror());
+    }
+    print(argv[2], argv[3]);
+  } catch (const std::exception& e) {
+    std::cerr << e.what() << '\n';
+    return 1;
+  }
+}
