@@ -16,7 +16,8 @@
 /// received as they are, relative or absolute; faults are empty on success.
 namespace connector::file::v1 {
 
-class FileServiceProvider;
+// Exported from here on: an instance of a template with it is no more visible than it is then.
+class CONNECTOR_FILE_EXPORT FileServiceProvider;
 
 using common::v1::Fault;
 using common::v1::Version;
