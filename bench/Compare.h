@@ -28,25 +28,33 @@ void compare(benchmark::State& state, const Prepare& prepare, const Ours& ours, 
   state.counters["ratio"] = median(oursTimes) / median(bareTimes);
 }
 
-/// Measures the same work on little and on much; the counter "ratio" is the quotient of the two
-/// medians of the time per item.
-template <typename Little, typename Much>
-void compareGrowth(benchmark::State& state, const Little& little, std::size_t littleItems,
-                   const Much& much, std::size_t muchItems) {
-  std::vector<double> perItemOfLittle;
-  std::vector<double> perItemOfMuch;
-  for ([[maybe_unused]] auto round : state) {
-    // As many items on both sides, so that neither is measured on a warmer machine.
+/// How the time per item grows from `little` items to `much`: the counter "growth" is the median
+/// of the rounds' quotients, and "bareGrowth" that of the least that must be done, whose own
+/// growth, from caches that no longer hold everything, nothing above it can undo. Each `time` is
+/// given a number of items and returns seconds.
+template <typename TimeOurs, typename TimeBare>
+void compareGrowth(benchmark::State& state, std::size_t little, std::size_t much,
+                   const TimeOurs& timeOurs, const TimeBare& timeBare) {
+  // As many items on both sides, so that neither is measured on a warmer machine.
+  const auto timeAll = [&](std::size_t items, const auto& time) {
     double total = 0;
-    for (std::size_t done = 0; done < muchItems; done += littleItems) {
-      total += little();
+    for (std::size_t done = 0; done < much; done += items) {
+      total += time(items);
     }
-    perItemOfLittle.push_back(total / static_cast<double>(muchItems));
-    const double time = much();
-    perItemOfMuch.push_back(time / static_cast<double>(muchItems));
+    return total;
+  };
+  std::vector<double> ours;
+  std::vector<double> bare;
+  for ([[maybe_unused]] auto round : state) {
+    const double bareBase = timeAll(little, timeBare);
+    bare.push_back(timeAll(much, timeBare) / bareBase);
+    const double base = timeAll(little, timeOurs);
+    const double time = timeAll(much, timeOurs);
+    ours.push_back(time / base);
     state.SetIterationTime(time);
   }
-  state.counters["ratio"] = median(perItemOfMuch) / median(perItemOfLittle);
+  state.counters["growth"] = median(ours);
+  state.counters["bareGrowth"] = median(bare);
 }
 
 } // namespace connector::bench

@@ -99,30 +99,52 @@ void list(benchmark::State& state) {
       [&] { require(listBare(folder) == entries, "listBare"); });
 }
 
+constexpr std::size_t LITTLE = 100;
+constexpr std::size_t MUCH = 100'000;
+
 void listGrowth(benchmark::State& state) {
   const Scratch scratch;
-  fillFolder(scratch.at("little"), 100);
-  fillFolder(scratch.at("much"), 100000);
+  const auto folderOf = [&](std::size_t entries) { return scratch.at(std::to_string(entries)); };
+  fillFolder(folderOf(LITTLE), LITTLE);
+  fillFolder(folderOf(MUCH), MUCH);
   FileServiceImpl service;
-  const auto timeList = [&](const std::string& name, std::size_t entries) {
-    const std::u16string path = wide(scratch.at(name));
-    return timeOf([&] { require(service.list(path).get().size() == entries, "list"); });
-  };
   compareGrowth(
-      state, [&] { return timeList("little", 100); }, 100, [&] { return timeList("much", 100000); },
-      100000);
+      state, LITTLE, MUCH,
+      [&](std::size_t entries) {
+        const std::u16string path = wide(folderOf(entries));
+        return timeOf([&] { require(service.list(path).get().size() == entries, "list"); });
+      },
+      [&](std::size_t entries) {
+        return timeOf([&] { require(listBare(folderOf(entries)) == entries, "listBare"); });
+      });
+}
+
+void removeBare(const std::string& folder) {
+  DIR* const entries = opendir(folder.c_str());
+  require(entries != nullptr, "opendir");
+  while (const dirent* entry = readdir(entries)) { // NOLINT(concurrency-mt-unsafe): own stream
+    const std::string name = entry->d_name;
+    require(name == "." || name == ".." || unlinkat(dirfd(entries), name.c_str(), 0) == 0,
+            "unlinkat");
+  }
+  closedir(entries);
+  require(rmdir(folder.c_str()) == 0, "rmdir");
 }
 
 void removeGrowth(benchmark::State& state) {
   const Scratch scratch;
+  const std::string folder = scratch.at("folder");
   FileServiceImpl service;
-  const auto timeRemove = [&](std::size_t entries) {
-    fillFolder(scratch.at("folder"), entries);
-    const std::u16string path = wide(scratch.at("folder"));
-    return timeOf([&] { service.remove(path).get(); });
-  };
   compareGrowth(
-      state, [&] { return timeRemove(100); }, 100, [&] { return timeRemove(100000); }, 100000);
+      state, LITTLE, MUCH,
+      [&](std::size_t entries) {
+        fillFolder(folder, entries);
+        return timeOf([&] { service.remove(wide(folder)).get(); });
+      },
+      [&](std::size_t entries) {
+        fillFolder(folder, entries);
+        return timeOf([&] { removeBare(folder); });
+      });
 }
 
 void moveBare(const std::string& from, const std::string& to) {

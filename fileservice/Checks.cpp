@@ -73,16 +73,17 @@ WritableCheck checkParentWritable(const ustring& absolutePath) {
           parent + u" cannot be written to.", false};
 }
 
-FileInfo makeFileInfo(const upath& path) {
-  return makeFileInfo(path, fl::filesystem::status(path));
+FileInfo makeFileInfo(upath path) {
+  const file_status st = fl::filesystem::status(path);
+  return makeFileInfo(std::move(path), st);
 }
 
-FileInfo makeFileInfo(const upath& path, const file_status& st) {
+FileInfo makeFileInfo(upath path, const file_status& st) {
   const bool isDirectory = file_status::is_directory(st);
   const bool present = fl::filesystem::exists(path.string());
   const bool canWrite = isWritable(path, isDirectory);
 
-  FileInfo info(path.string(), isDirectory);
+  FileInfo info(std::move(path).string(), isDirectory);
   info.setAttribute(FileAttributes::IS_SHARED, false);
   info.setAttribute(FileAttributes::CAN_WRITE, canWrite);
   info.setAttribute(FileAttributes::DELETED, !present);

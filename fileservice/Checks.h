@@ -39,10 +39,10 @@ struct WritableCheck {
 WritableCheck checkParentWritable(const ustring& absolutePath);
 
 /// A fresh description of what is at the path, which may be nothing.
-FileInfo makeFileInfo(const fl::filesystem::upath& path);
+FileInfo makeFileInfo(fl::filesystem::upath path);
 
 /// The same from a status that was just taken.
-FileInfo makeFileInfo(const fl::filesystem::upath& path, const fl::filesystem::file_status& st);
+FileInfo makeFileInfo(fl::filesystem::upath path, const fl::filesystem::file_status& st);
 
 template <typename T>
 Future<T> readyFuture(T&& value) {

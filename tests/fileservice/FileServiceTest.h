@@ -78,8 +78,7 @@ inline File folderAt(const ustring& location) {
 
 template <typename T>
 T attribute(const FileInfo& info, const std::string& key) {
-  const boost::any* const value = info.findAttribute(key);
-  return value == nullptr ? throw std::out_of_range(key) : boost::any_cast<T>(*value);
+  return boost::any_cast<T>(info.getAttribute(key));
 }
 
 /// Everything at and beneath `root`, whoever may read it: path to what shows a change.

@@ -1,15 +1,12 @@
+#include "AttributeTable.h"
+
 #include <connector/file_common/v1/FileInfo.h>
 #include <fl/filesystem/path.h>
 
-#include <algorithm>
+#include <stdexcept>
+#include <utility>
 
 namespace connector::file_common::v1 {
-
-namespace {
-
-constexpr std::size_t KNOWN_ATTRIBUTES = 5;
-
-} // namespace
 
 // NOLINTBEGIN(cert-err58-cpp): only lack of memory while the library is loaded can throw here.
 const std::string FileAttributes::SIZE = "size";
@@ -20,30 +17,69 @@ const std::string FileAttributes::IS_SHARED = "isShared";
 
 // NOLINTEND(cert-err58-cpp)
 
+namespace {
+
+template <typename T>
+bool setIf(const Attribute<T>& attribute, const std::string& key, T value,
+           FileInfo::Attributes& attributes) {
+  if (attribute.key != key) {
+    return false;
+  }
+  attributes.*attribute.value = value;
+  return true;
+}
+
+template <typename T, typename U>
+bool setIf(const Attribute<T>&, const std::string&, U, FileInfo::Attributes&) {
+  return false;
+}
+
+template <typename T>
+void set(FileInfo::Attributes& attributes, const std::string& key, T value) {
+  const bool done = std::apply(
+      [&](const auto&... attribute) { return (setIf(attribute, key, value, attributes) || ...); },
+      ATTRIBUTES);
+  if (!done) {
+    throw std::invalid_argument("No attribute with such values: " + key);
+  }
+}
+
+} // namespace
+
 // NOLINTNEXTLINE(modernize-pass-by-value): the framework's signature.
 FileInfo::FileInfo(const fl::i18n::ustring& location, bool isDirectory)
     : location_(location)
+    , isDirectory_(isDirectory) {}
+
+FileInfo::FileInfo(fl::i18n::ustring&& location, bool isDirectory) noexcept
+    : location_(std::move(location))
     , isDirectory_(isDirectory) {}
 
 fl::i18n::ustring FileInfo::getName() const {
   return fl::filesystem::detail::extract_filename(location_);
 }
 
-void FileInfo::setAttribute(const std::string& key, boost::any value) {
-  attributes_.reserve(KNOWN_ATTRIBUTES); // in most cases all of them come, one after the other
-  const auto existing = std::find_if(attributes_.begin(), attributes_.end(),
-                                     [&](const auto& entry) { return entry.first == key; });
-  if (existing == attributes_.end()) {
-    attributes_.emplace_back(key, std::move(value));
-  } else {
-    existing->second = std::move(value);
-  }
+void FileInfo::setAttribute(const std::string& key, bool value) {
+  set(attributes_, key, value);
 }
 
-const boost::any* FileInfo::findAttribute(const std::string& key) const noexcept {
-  const auto found = std::find_if(attributes_.begin(), attributes_.end(),
-                                  [&](const auto& entry) { return entry.first == key; });
-  return found == attributes_.end() ? nullptr : &found->second;
+void FileInfo::setAttribute(const std::string& key, std::int64_t value) {
+  set(attributes_, key, value);
+}
+
+void FileInfo::setAttribute(const std::string& key, std::uint64_t value) {
+  set(attributes_, key, value);
+}
+
+boost::any FileInfo::getAttribute(const std::string& key) const {
+  boost::any found;
+  const auto take = [&](const auto& attribute) {
+    if (const auto& value = attributes_.*attribute.value; value && attribute.key == key) {
+      found = *value;
+    }
+  };
+  std::apply([&](const auto&... attribute) { (take(attribute), ...); }, ATTRIBUTES);
+  return found;
 }
 
 } // namespace connector::file_common::v1

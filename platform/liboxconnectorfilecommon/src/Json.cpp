@@ -1,18 +1,17 @@
+#include "AttributeTable.h"
+#include "Base64.h"
+
 #include <connector/file_common/v1/Json.h>
 #include <fl/i18n/convert.h>
 
-#include <Poco/Base64Decoder.h>
-#include <Poco/Base64Encoder.h>
 #include <Poco/Exception.h>
-#include <Poco/MemoryStream.h>
-#include <boost/locale/utf.hpp>
 
 #include <algorithm>
-#include <array>
-#include <cstdint>
-#include <new>
+#include <simdjson.h>
 #include <string>
 #include <string_view>
+#include <tuple>
+#include <utility>
 
 namespace connector::file_common::v1 {
 
@@ -28,26 +27,6 @@ constexpr const char* CONTENTS = "contents";
 constexpr const char* ENCODING = "encoding";
 constexpr const char* UTF_8 = "utf-8";
 constexpr const char* BASE64 = "base64";
-
-struct Attribute {
-  const std::string& key;
-  Var (*toJson)(const boost::any& value);
-  boost::any (*fromJson)(const Var& value);
-};
-
-template <typename T>
-constexpr Attribute attribute(const std::string& key) {
-  return {key, [](const boost::any& value) { return Var(boost::any_cast<const T&>(value)); },
-          [](const Var& value) { return boost::any(value.convert<T>()); }};
-}
-
-constexpr std::array ATTRIBUTES = {
-    attribute<std::uint64_t>(FileAttributes::SIZE),
-    attribute<std::int64_t>(FileAttributes::MODIFIED),
-    attribute<bool>(FileAttributes::CAN_WRITE),
-    attribute<bool>(FileAttributes::DELETED),
-    attribute<bool>(FileAttributes::IS_SHARED),
-};
 
 std::string toUtf8(const fl::i18n::ustring& text) {
   return fl::i18n::to_string(text, fl::i18n::codecvt_ustring_to_string("UTF-8", true));
@@ -66,71 +45,24 @@ T read(const Object& object, std::string_view key, const T& fallback) {
   return value != nullptr ? value->convert<T>() : fallback;
 }
 
-bool isUtf8(std::string_view bytes) {
-  namespace utf = boost::locale::utf;
-  const char* at = bytes.data();
-  const char* const end = at + bytes.size();
-  while (at != end) {
-    if (!utf::is_valid_codepoint(utf::utf_traits<char>::decode(at, end))) {
-      return false;
-    }
-  }
-  return true;
-}
-
-std::string toBase64(std::string_view bytes) {
-  std::string text((bytes.size() + 2) / 3 * 4, '=');
-  Poco::MemoryOutputStream memory(text.data(), static_cast<std::streamsize>(text.size()));
-  Poco::Base64Encoder encoder(memory);
-  encoder.rdbuf()->setLineLength(0);
-  encoder.write(bytes.data(), static_cast<std::streamsize>(bytes.size()));
-  encoder.close();
-  return text;
-}
-
-/// Strict, as Poco's decoder is not: whole groups of digits, padding at the end alone, and no bit
-/// set beyond the last byte, so that no two texts stand for the same bytes.
-bool isBase64(std::string_view text) {
-  constexpr std::string_view alphabet =
-      "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
-  const std::size_t digits = std::min(text.find_first_not_of(alphabet), text.size());
-  const std::size_t padding = text.size() - digits;
-  if (text.size() % 4 != 0 || padding > 2 ||
-      text.substr(digits) != std::string_view("==", padding)) {
-    return false;
-  }
-  const std::size_t unusedBits = 2 * padding;
-  return padding == 0 || alphabet.find(text[digits - 1]) % (std::size_t{1} << unusedBits) == 0;
-}
-
-DataBuffer fromBase64(const std::string& text) {
-  if (!isBase64(text)) {
-    throw Poco::DataFormatException(CONTENTS, "not base64");
-  }
-  if (text.empty()) {
-    return {};
-  }
-  const std::size_t capacity = text.size() / 4 * 3;
-  // NOLINTNEXTLINE(cppcoreguidelines-no-malloc): what a DataBuffer takes over.
-  DataBuffer::Memory memory(static_cast<char*>(std::malloc(capacity)));
-  if (!memory) {
-    throw std::bad_alloc();
-  }
-  Poco::MemoryInputStream stream(text.data(), static_cast<std::streamsize>(text.size()));
-  Poco::Base64Decoder decoder(stream);
-  decoder.read(memory.get(), static_cast<std::streamsize>(capacity));
-  return {std::move(memory), static_cast<std::size_t>(decoder.gcount())};
+/// A new member's text, to be made in place: handing a text to Object::set copies it several times.
+std::string& addText(Object& object, const char* key) {
+  object.set(key, std::string());
+  const auto member = std::find_if(object.begin(), object.end(),
+                                   [&](const auto& candidate) { return candidate.first == key; });
+  // NOLINTNEXTLINE(cppcoreguidelines-pro-type-const-cast): the Var itself is not constant.
+  return const_cast<std::string&>(member->second.extract<std::string>());
 }
 
 void writeContents(Object& object, std::string_view bytes) {
-  const bool readable = isUtf8(bytes);
+  const bool readable = simdjson::validate_utf8(bytes.data(), bytes.size());
   object.set(ENCODING, readable ? UTF_8 : BASE64);
-  object.set(CONTENTS, Var());
-  // Object::set would copy the text once more.
-  Var text(readable ? std::string(bytes) : toBase64(bytes));
-  std::find_if(object.begin(), object.end(), [](const auto& member) {
-    return member.first == CONTENTS;
-  })->second.swap(text);
+  std::string& text = addText(object, CONTENTS);
+  if (readable) {
+    text.assign(bytes);
+  } else {
+    appendBase64(text, bytes);
+  }
 }
 
 DataBuffer readContents(const Object& object) {
@@ -148,7 +80,27 @@ DataBuffer readContents(const Object& object) {
     converted = value->convert<std::string>();
   }
   const std::string& text = isText ? value->extract<std::string>() : converted;
-  return encoding == UTF_8 ? DataBuffer(text) : fromBase64(text);
+  if (encoding == UTF_8) {
+    return DataBuffer(text);
+  }
+  if (auto bytes = fromBase64(text)) {
+    return *std::move(bytes);
+  }
+  throw Poco::DataFormatException(CONTENTS, "not base64");
+}
+
+template <typename T>
+void readAttribute(const Object& object, const Attribute<T>& attribute, FileInfo& info) {
+  if (const Var* const value = find(object, attribute.key)) {
+    info.setAttribute(attribute.key, value->convert<T>());
+  }
+}
+
+template <typename T>
+void writeAttribute(Object& object, const Attribute<T>& attribute, const FileInfo& info) {
+  if (const auto& value = info.attributes().*attribute.value) {
+    object.set(attribute.key, *value);
+  }
 }
 
 FileInfo readInfo(const Object& object) {
@@ -158,11 +110,8 @@ FileInfo readInfo(const Object& object) {
   }
   FileInfo info(fl::i18n::to_ustring(location->convert<std::string>()),
                 read(object, IS_DIRECTORY, false));
-  for (const Attribute& attribute : ATTRIBUTES) {
-    if (const Var* const value = find(object, attribute.key)) {
-      info.setAttribute(attribute.key, attribute.fromJson(*value));
-    }
-  }
+  std::apply([&](const auto&... attribute) { (readAttribute(object, attribute, info), ...); },
+             ATTRIBUTES);
   return info;
 }
 
@@ -176,14 +125,11 @@ Object::Ptr fromFile(File& file) {
 
 Object::Ptr fromFileInfo(const FileInfo& info) {
   Object::Ptr object = new Object;
-  object->set(LOCATION, toUtf8(info.getLocation()));
-  object->set(NAME, toUtf8(info.getName()));
+  addText(*object, LOCATION) = toUtf8(info.getLocation());
+  addText(*object, NAME) = toUtf8(info.getName());
   object->set(IS_DIRECTORY, info.isDirectory());
-  for (const Attribute& attribute : ATTRIBUTES) {
-    if (const boost::any* const value = info.findAttribute(attribute.key)) {
-      object->set(attribute.key, attribute.toJson(*value));
-    }
-  }
+  std::apply([&](const auto&... attribute) { (writeAttribute(*object, attribute, info), ...); },
+             ATTRIBUTES);
   return object;
 }
 

@@ -1,11 +1,11 @@
 #include "native_path.h"
+#include "plain_text.h"
 
 #include <fl/filesystem/exceptions.h>
 #include <fl/filesystem/native_name.h>
 
 #include <boost/locale/utf.hpp>
 
-#include <algorithm>
 #include <cerrno>
 #include <iterator>
 
@@ -14,6 +14,8 @@ namespace fl::filesystem::detail {
 namespace {
 
 namespace utf = boost::locale::utf;
+
+using fl::detail::append_plain;
 
 // Byte b stands at escape_base + b, in the private use area; only 0x80 to 0xFF occur.
 constexpr utf::code_point escape_base = 0xEF00;
@@ -24,23 +26,6 @@ bool is_escape(utf::code_point character) {
 
 bool is_malformed(utf::code_point character) {
   return character == utf::illegal || character == utf::incomplete;
-}
-
-/// A character that is one unit in either form, which nearly all of nearly every path is.
-template <typename Unit>
-bool is_plain(Unit unit) {
-  return unit > 0 && unit < 0x80;
-}
-
-/// Appends the plain characters from `position` on; where they end.
-template <typename Text, typename Position>
-Position append_plain(Text& text, Position position, Position end) {
-  const Position stop = std::find_if_not(position, end, [](auto unit) { return is_plain(unit); });
-  const auto before = text.size();
-  text.resize(before + static_cast<std::size_t>(stop - position));
-  std::transform(position, stop, text.data() + before,
-                 [](auto unit) { return static_cast<typename Text::value_type>(unit); });
-  return stop;
 }
 
 template <typename Bytes>

@@ -38,7 +38,7 @@ void concatenate_pathname(std::u16string& base, const std::u16string& name, bool
   base += name;
 }
 
-std::u16string make_native_form(const std::u16string& name, bool /*component*/) {
+const std::u16string& make_native_form(const std::u16string& name, bool /*component*/) {
   return name;
 }
 

@@ -1,3 +1,5 @@
+#include "plain_text.h"
+
 #include <fl/i18n/convert.h>
 
 #include <boost/locale/utf.hpp>
@@ -23,9 +25,9 @@ template <typename To, typename From>
 std::basic_string<To> convert(std::basic_string_view<From> text) {
   std::basic_string<To> result;
   result.reserve(text.size());
-  auto at = text.begin();
+  const From* at = fl::detail::append_plain(result, text.begin(), text.end());
   while (at != text.end()) {
-    auto next = at;
+    const From* next = at;
     utf::code_point point = utf::utf_traits<From>::decode(next, text.end());
     if (!utf::is_valid_codepoint(point)) {
       // The decoder may have read past the start of something valid: only one unit is given up.
@@ -33,7 +35,7 @@ std::basic_string<To> convert(std::basic_string_view<From> text) {
       next = at + 1;
     }
     utf::utf_traits<To>::encode(point, std::back_inserter(result));
-    at = next;
+    at = fl::detail::append_plain(result, next, text.end());
   }
   return result;
 }

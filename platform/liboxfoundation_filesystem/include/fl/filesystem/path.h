@@ -21,8 +21,9 @@ std::u16string extract_parent_path(const std::u16string& path);
 /// `separate` is set and `base` neither is empty nor ends in one.
 void concatenate_pathname(std::u16string& base, const std::u16string& name, bool separate);
 
-/// The platform's form of a path component, which here is the component itself.
-std::u16string make_native_form(const std::u16string& name, bool component);
+/// The platform's form of a path component, which here is the component itself: the result is
+/// `name`, no copy.
+const std::u16string& make_native_form(const std::u16string& name, bool component);
 
 /// The bytes under which the system knows the path; see native_name.h for what they are.
 std::string make_native_access_form_i18n(const std::u16string& path);

@@ -15,7 +15,9 @@ public:
   explicit upath(std::u16string text)
       : text_(std::move(text)) {}
 
-  [[nodiscard]] const std::u16string& string() const noexcept { return text_; }
+  [[nodiscard]] const std::u16string& string() const& noexcept { return text_; }
+
+  [[nodiscard]] std::u16string string() && noexcept { return std::move(text_); }
 
   [[nodiscard]] bool empty() const noexcept { return text_.empty(); }
 

@@ -4,9 +4,9 @@
 
 #include <boost/any.hpp>
 
+#include <cstdint>
+#include <optional>
 #include <string>
-#include <utility>
-#include <vector>
 
 #pragma GCC visibility push(default)
 
@@ -24,10 +24,20 @@ struct FileAttributes {
 /// Path and attributes of one file or folder.
 class FileInfo {
 public:
+  /// The attributes by type. Long lists hold many of them, so they take no memory of their own.
+  struct Attributes {
+    std::optional<std::uint64_t> size;
+    std::optional<std::int64_t> modified;
+    std::optional<bool> canWrite;
+    std::optional<bool> deleted;
+    std::optional<bool> isShared;
+  };
+
   /// The empty path, no attributes.
   FileInfo() = default;
 
   FileInfo(const fl::i18n::ustring& location, bool isDirectory);
+  FileInfo(fl::i18n::ustring&& location, bool isDirectory) noexcept;
 
   /// The whole path, as given to the constructor.
   [[nodiscard]] const fl::i18n::ustring& getLocation() const noexcept { return location_; }
@@ -37,17 +47,22 @@ public:
 
   [[nodiscard]] bool isDirectory() const noexcept { return isDirectory_; }
 
-  /// Replaces any earlier value of that key.
-  void setAttribute(const std::string& key, boost::any value);
+  // Each replaces any earlier value of that key, and throws std::invalid_argument for a key that is
+  // unknown or has values of another type.
 
-  /// Null when the attribute is not set.
-  [[nodiscard]] const boost::any* findAttribute(const std::string& key) const noexcept;
+  void setAttribute(const std::string& key, bool value);
+  void setAttribute(const std::string& key, std::int64_t value);
+  void setAttribute(const std::string& key, std::uint64_t value);
+
+  /// Empty when the attribute is not set, or unknown.
+  [[nodiscard]] boost::any getAttribute(const std::string& key) const;
+
+  [[nodiscard]] const Attributes& attributes() const noexcept { return attributes_; }
 
 private:
   fl::i18n::ustring location_;
+  Attributes attributes_;
   bool isDirectory_ = false;
-  // A handful of entries: a scan is faster than a tree and costs one allocation.
-  std::vector<std::pair<std::string, boost::any>> attributes_;
 };
 
 } // namespace connector::file_common::v1

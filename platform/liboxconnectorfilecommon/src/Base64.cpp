@@ -1,0 +1,231 @@
+#include "Base64.h"
+
+#include <algorithm>
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <cstdlib>
+#include <new>
+#include <utility>
+
+#if defined(__x86_64__)
+#include <immintrin.h>
+#endif
+
+namespace connector::file_common::v1 {
+
+namespace {
+
+constexpr std::string_view ALPHABET =
+    "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
+constexpr char PADDING = '=';
+constexpr std::uint32_t NO_DIGIT = 0x80000000; // in any of a group's digits it shows in their sum
+
+constexpr std::array<std::uint32_t, 256> makeValues() {
+  std::array<std::uint32_t, 256> values{};
+  for (auto& value : values) {
+    value = NO_DIGIT;
+  }
+  for (std::size_t value = 0; value < ALPHABET.size(); ++value) {
+    values[static_cast<unsigned char>(ALPHABET[value])] = static_cast<std::uint32_t>(value);
+  }
+  return values;
+}
+
+constexpr auto VALUES = makeValues();
+
+std::uint32_t byteAt(const char* bytes, std::size_t index) {
+  return static_cast<unsigned char>(bytes[index]);
+}
+
+// Each of the two: whole groups from `in` to `out`, as many as it can; how many groups of three
+// bytes were done. The first stops where it finds what is no digit.
+
+using Groups = std::size_t (*)(const char* in, std::size_t groups, char* out);
+
+std::size_t encodePlainly(const char* in, std::size_t groups, char* out) {
+  for (std::size_t group = 0; group < groups; ++group, in += 3, out += 4) {
+    const std::uint32_t bits = byteAt(in, 0) << 16U | byteAt(in, 1) << 8U | byteAt(in, 2);
+    for (std::size_t digit = 0; digit < 4; ++digit) {
+      out[digit] = ALPHABET[bits >> (18 - 6 * digit) & 0x3FU];
+    }
+  }
+  return groups;
+}
+
+std::size_t decodePlainly(const char* in, std::size_t groups, char* out) {
+  for (std::size_t group = 0; group < groups; ++group, in += 4, out += 3) {
+    std::uint32_t bits = 0;
+    std::uint32_t flaw = 0;
+    for (std::size_t digit = 0; digit < 4; ++digit) {
+      const std::uint32_t value = VALUES[byteAt(in, digit)];
+      flaw |= value & NO_DIGIT;
+      bits = bits << 6U | value;
+    }
+    if (flaw != 0) {
+      return group;
+    }
+    for (std::size_t index = 0; index < 3; ++index) {
+      out[index] = static_cast<char>(bits >> (16 - 8 * index));
+    }
+  }
+  return groups;
+}
+
+#if defined(__x86_64__)
+
+__m128i load(const char* from) {
+  return _mm_loadu_si128(reinterpret_cast<const __m128i*>(from));
+}
+
+void store(char* to, __m128i bytes) {
+  _mm_storeu_si128(reinterpret_cast<__m128i*>(to), bytes);
+}
+
+/// Four groups in a step. Each step reads and writes 16 bytes of which it uses 12 or all, so the
+/// last groups are left to the plain function.
+__attribute__((target("ssse3"))) std::size_t encodeBySsse3(const char* in, std::size_t groups,
+                                                           char* out) {
+  const __m128i spread = _mm_setr_epi8(1, 0, 2, 1, 4, 3, 5, 4, 7, 6, 8, 7, 10, 9, 11, 10);
+  // By range of the digit's value: what to add to it for its character.
+  const __m128i offsets =
+      _mm_setr_epi8('a' - 26, '0' - 52, '0' - 52, '0' - 52, '0' - 52, '0' - 52, '0' - 52, '0' - 52,
+                    '0' - 52, '0' - 52, '0' - 52, '+' - 62, '/' - 63, 'A', 0, 0);
+  std::size_t group = 0;
+  for (; group + 6 <= groups; group += 4, in += 12, out += 16) {
+    const __m128i bytes = _mm_shuffle_epi8(load(in), spread);
+    // The four digits of a group are moved to the lower end of a byte each by multiplying.
+    const __m128i even = _mm_mulhi_epu16(_mm_and_si128(bytes, _mm_set1_epi32(0x0FC0FC00)),
+                                         _mm_set1_epi32(0x04000040));
+    const __m128i odd = _mm_mullo_epi16(_mm_and_si128(bytes, _mm_set1_epi32(0x003F03F0)),
+                                        _mm_set1_epi32(0x01000010));
+    const __m128i values = _mm_or_si128(even, odd);
+    const __m128i isUpper = _mm_cmpgt_epi8(_mm_set1_epi8(26), values);
+    const __m128i range = _mm_or_si128(_mm_subs_epu8(values, _mm_set1_epi8(51)),
+                                       _mm_and_si128(isUpper, _mm_set1_epi8(13)));
+    store(out, _mm_add_epi8(values, _mm_shuffle_epi8(offsets, range)));
+  }
+  return group;
+}
+
+__attribute__((target("ssse3"))) std::size_t decodeBySsse3(const char* in, std::size_t groups,
+                                                           char* out) {
+  // A character is a digit when no bit is set in both of its halves' masks.
+  const __m128i lowMasks = _mm_setr_epi8(0x15, 0x11, 0x11, 0x11, 0x11, 0x11, 0x11, 0x11, 0x11, 0x11,
+                                         0x13, 0x1A, 0x1B, 0x1B, 0x1B, 0x1A);
+  const __m128i highMasks = _mm_setr_epi8(0x10, 0x10, 0x01, 0x02, 0x04, 0x08, 0x04, 0x08, 0x10,
+                                          0x10, 0x10, 0x10, 0x10, 0x10, 0x10, 0x10);
+  // By upper half, less one for a slash: what to add to the character for its value.
+  const __m128i offsets = _mm_setr_epi8(0, 63 - '/', 62 - '+', 52 - '0', -'A', -'A', 26 - 'a',
+                                        26 - 'a', 0, 0, 0, 0, 0, 0, 0, 0);
+  const __m128i gather = _mm_setr_epi8(2, 1, 0, 6, 5, 4, 10, 9, 8, 14, 13, 12, -1, -1, -1, -1);
+  const __m128i half = _mm_set1_epi8(0x0F);
+  std::size_t group = 0;
+  for (; group + 6 <= groups; group += 4, in += 16, out += 12) {
+    const __m128i text = load(in);
+    const __m128i high = _mm_and_si128(_mm_srli_epi32(text, 4), half);
+    const __m128i flaws = _mm_and_si128(_mm_shuffle_epi8(lowMasks, _mm_and_si128(text, half)),
+                                        _mm_shuffle_epi8(highMasks, high));
+    if (_mm_movemask_epi8(_mm_cmpeq_epi8(flaws, _mm_setzero_si128())) != 0xFFFF) {
+      break;
+    }
+    const __m128i isSlash = _mm_cmpeq_epi8(text, _mm_set1_epi8('/'));
+    const __m128i values =
+        _mm_add_epi8(text, _mm_shuffle_epi8(offsets, _mm_add_epi8(isSlash, high)));
+    const __m128i pairs = _mm_maddubs_epi16(values, _mm_set1_epi32(0x01400140));
+    const __m128i wholes = _mm_madd_epi16(pairs, _mm_set1_epi32(0x00011000));
+    store(out, _mm_shuffle_epi8(wholes, gather));
+  }
+  return group;
+}
+
+Groups pick(Groups fast, Groups plain) {
+  return __builtin_cpu_supports("ssse3") != 0 ? fast : plain;
+}
+
+const Groups fastEncode = pick(encodeBySsse3, encodePlainly);
+const Groups fastDecode = pick(decodeBySsse3, decodePlainly);
+
+#else
+
+constexpr Groups fastEncode = encodePlainly;
+constexpr Groups fastDecode = decodePlainly;
+
+#endif
+
+void encode(const char* in, std::size_t groups, char* out) {
+  const std::size_t done = fastEncode(in, groups, out);
+  encodePlainly(in + 3 * done, groups - done, out + 4 * done);
+}
+
+/// False when there is a character that is no digit.
+bool decode(const char* in, std::size_t groups, char* out) {
+  const std::size_t done = fastDecode(in, groups, out);
+  return decodePlainly(in + 4 * done, groups - done, out + 3 * done) == groups - done;
+}
+
+/// The one group that may be padded: up to three bytes. Nothing when it is no such group.
+std::optional<std::string> decodeLast(std::string_view group) {
+  const std::size_t digits = std::min(group.find(PADDING), group.size());
+  if (digits < 2 || group.substr(digits) != std::string_view("==", group.size() - digits)) {
+    return std::nullopt;
+  }
+  std::array<char, 4> filled{'A', 'A', 'A', 'A'}; // 'A' is no bit set
+  std::copy_n(group.begin(), digits, filled.begin());
+  std::string bytes(3, '\0');
+  if (!decode(filled.data(), 1, bytes.data()) ||
+      std::any_of(bytes.begin() + static_cast<std::ptrdiff_t>(digits) - 1, bytes.end(),
+                  [](char rest) { return rest != 0; })) {
+    return std::nullopt;
+  }
+  bytes.resize(digits - 1);
+  return bytes;
+}
+
+} // namespace
+
+void appendBase64(std::string& text, std::string_view bytes) {
+  // A string cannot grow without being filled first: in blocks this costs next to nothing.
+  constexpr std::size_t blockGroups = 1024;
+  std::array<char, 4 * blockGroups> block; // NOLINT(*-member-init): written before it is read
+  text.reserve(text.size() + (bytes.size() + 2) / 3 * 4);
+  while (bytes.size() >= 3) {
+    const std::size_t groups = std::min(bytes.size() / 3, blockGroups);
+    encode(bytes.data(), groups, block.data());
+    text.append(block.data(), 4 * groups);
+    bytes.remove_prefix(3 * groups);
+  }
+  if (!bytes.empty()) {
+    std::array<char, 3> last{};
+    std::copy(bytes.begin(), bytes.end(), last.begin());
+    encode(last.data(), 1, block.data());
+    text.append(block.data(), bytes.size() + 1).append(3 - bytes.size(), PADDING);
+  }
+}
+
+std::optional<DataBuffer> fromBase64(std::string_view text) {
+  if (text.empty()) {
+    return DataBuffer();
+  }
+  if (text.size() % 4 != 0) {
+    return std::nullopt;
+  }
+  const std::size_t whole = text.size() / 4 - 1;
+  const auto last = decodeLast(text.substr(4 * whole));
+  if (!last) {
+    return std::nullopt;
+  }
+  const std::size_t size = 3 * whole + last->size();
+  // NOLINTNEXTLINE(cppcoreguidelines-no-malloc): what a DataBuffer takes over.
+  DataBuffer::Memory memory(static_cast<char*>(std::malloc(size)));
+  if (!memory) {
+    throw std::bad_alloc();
+  }
+  if (!decode(text.data(), whole, memory.get())) {
+    return std::nullopt;
+  }
+  std::copy(last->begin(), last->end(), memory.get() + 3 * whole);
+  return DataBuffer(std::move(memory), size);
+}
+
+} // namespace connector::file_common::v1
