@@ -3,8 +3,6 @@
 #include "Descriptors.h"
 #include "Json.h"
 
-#include <Poco/JSON/Array.h>
-
 #include <iostream>
 #include <unistd.h>
 
@@ -44,15 +42,38 @@ std::string readAll(Input& input, std::size_t limit) {
 
 Poco::JSON::Object::Ptr parseMessage(const std::string& text) {
   try {
-    const auto value = parseJson(text);
-    if (value.type() == typeid(Poco::JSON::Object::Ptr)) {
-      return value.extract<Poco::JSON::Object::Ptr>();
+    if (const auto object = parseObject(text)) {
+      return object;
     }
   } catch (const JsonError& e) {
     throw UsageError(std::string("The message is not JSON: ") + e.what());
   }
   throw UsageError("The message is not a JSON object");
 }
+
+/// Writes answers; knows when their reader has gone away.
+class AnswerOutput : public Output {
+public:
+  [[nodiscard]] bool isOpen() const { return open_; }
+
+  void send(Framing framing, const Answer& answer) {
+    if (framing == Framing::contentLength) {
+      CountingOutput size;
+      answer.writeTo(size);
+      size.flush();
+      append(headOf(framing, size.count()));
+    }
+    answer.writeTo(*this);
+    append(tailOf(framing));
+    flush();
+  }
+
+protected:
+  void drain(std::string_view bytes) override { open_ = open_ && writeAll(STDOUT_FILENO, bytes); }
+
+private:
+  bool open_ = true;
+};
 
 } // namespace
 
@@ -61,10 +82,14 @@ ExitStatus serve(const Options& options, const Api& api, int stop) {
   DescriptorInput input(STDIN_FILENO, stop);
   FrameReader reader(input, options.maxMessage);
   const JsonRpc protocol(api);
-  while (const auto incoming = reader.next()) {
-    auto answer = protocol.answer(*incoming);
-    if (answer && !writeAll(STDOUT_FILENO, frame(reader.framing(), *std::move(answer)))) {
+  AnswerOutput output;
+  while (output.isOpen()) {
+    const auto incoming = reader.next();
+    if (!incoming) {
       break;
+    }
+    if (const auto answer = protocol.answer(*incoming)) {
+      output.send(reader.framing(), *answer);
     }
   }
   return ExitStatus::success;

@@ -42,12 +42,12 @@ std::optional<std::size_t> parseLength(std::string_view text) {
 
 } // namespace
 
-std::string frame(Framing framing, std::string text) {
-  if (framing == Framing::lines) {
-    return std::move(text.append("\n"));
-  }
-  const auto header = "Content-Length: " + std::to_string(text.size()) + "\r\n\r\n";
-  return std::move(text.insert(0, header));
+std::string headOf(Framing framing, std::size_t size) {
+  return framing == Framing::lines ? "" : "Content-Length: " + std::to_string(size) + "\r\n\r\n";
+}
+
+std::string_view tailOf(Framing framing) {
+  return framing == Framing::lines ? "\n" : "";
 }
 
 std::optional<Incoming> FrameReader::next() {
@@ -171,7 +171,9 @@ std::optional<FrameReader::Line> FrameReader::readLine(std::size_t limit) {
 }
 
 std::string FrameReader::take(std::size_t size) {
-  std::string result(pending_.view().substr(0, size));
+  std::string result;
+  result.reserve(size + LOOK_AHEAD);
+  result = pending_.view().substr(0, size);
   pending_.drop(size);
   return result;
 }

@@ -17,6 +17,9 @@ enum class Framing {
   contentLength ///< header lines, of which Content-Length counts, an empty line, the text
 };
 
+/// Room behind a text for a parser that looks ahead, beyond what the text itself has.
+constexpr std::size_t LOOK_AHEAD = 64;
+
 /// Why a text is not there to be answered; the stream goes on behind it.
 enum class Unreadable {
   tooLong,
@@ -26,8 +29,9 @@ enum class Unreadable {
 
 using Incoming = std::variant<std::string, Unreadable>;
 
-/// Takes the text over, so that a long one is not copied.
-std::string frame(Framing framing, std::string text);
+/// What stands before and behind a text of `size` bytes.
+std::string headOf(Framing framing, std::size_t size);
+std::string_view tailOf(Framing framing);
 
 /// Takes one text after another off an Input. The first byte that is not white space settles the
 /// framing for good: `C` or `c` begins headers, anything else a line.

@@ -1,14 +1,15 @@
 #pragma once
 
-#include <Poco/Dynamic/Var.h>
+#include "Framing.h"
+
 #include <Poco/JSON/Object.h>
 
 #include <cstddef>
+#include <functional>
 #include <optional>
 #include <stdexcept>
 #include <string>
 #include <string_view>
-#include <vector>
 
 /// JSON text to Poco's values, and to the texts of its parts; JsonWriter.h has the way back.
 namespace connector::host {
@@ -20,19 +21,26 @@ class JsonError : public std::runtime_error {
   using std::runtime_error::runtime_error;
 };
 
-/// The object or array that `text` is. A text that is another value gives the empty Var, and one
-/// that is no JSON, or no UTF-8, or nested too deep, a JsonError. Of members with the same name
-/// the last one counts. A number beyond 64 bits becomes the nearest double.
-Poco::Dynamic::Var parseJson(const std::string& text);
+/// The object that `text` is, or null when it is another value. A JsonError when it is no JSON, or
+/// no UTF-8, or nested too deep. Of members with the same name the last one counts. A number beyond
+/// 64 bits becomes the nearest double. A text with room for LOOK_AHEAD bytes
+/// more is not copied.
+Poco::JSON::Object::Ptr parseObject(const std::string& text);
+
+/// Throws as parseObject; whatever value the text is.
+void checkJson(const std::string& text);
+
+/// Whether a text, if it is JSON at all, is an array.
+bool isArray(std::string_view text);
 
 /// For people to read.
 std::string writePrettyJson(const Poco::JSON::Object& object);
 
-/// The texts of the elements of an array, which `parseJson` must have taken.
-std::vector<std::string_view> elementTexts(std::string_view array);
+/// Hands over the text of each element of an array, which `checkJson` must have taken.
+void forEachElement(std::string_view array, const std::function<void(std::string_view)>& take);
 
-/// The text of the value of a member, exactly as it stands in an object that `parseJson` must have
-/// taken. Nothing when it has no such member.
+/// The text of the value of a member, exactly as it stands in an object that `parseObject` must
+/// have taken. Nothing when it has no such member.
 std::optional<std::string_view> memberText(std::string_view object, std::string_view name);
 
 } // namespace connector::host

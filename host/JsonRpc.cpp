@@ -55,25 +55,23 @@ private:
   std::string text_;
 };
 
-void appendMember(std::string& out, const Object::Ptr& result) {
-  out += R"("result":)";
-  appendJson(out, result);
+std::string headOf(const Id& id) {
+  return R"({"jsonrpc":"2.0","id":)" + id.text() + ",";
 }
 
-void appendMember(std::string& out, const Error& error) {
-  out.append(R"("error":{"code":)").append(std::to_string(static_cast<int>(error.code)));
-  out.append(R"(,"message":)");
-  appendJson(out, error.message);
-  out += '}';
+Answer write(const Id& id, const Object::Ptr& result) {
+  return {headOf(id) + R"("result":)", result, "}"};
 }
 
-std::string write(const Id& id, const Reply& reply) {
-  std::string out = R"({"jsonrpc":"2.0","id":)" + id.text() + ",";
-  std::visit([&out](const auto& member) { appendMember(out, member); }, reply);
-  return out.append("}");
+Answer write(const Id& id, const Error& error) {
+  StringOutput text;
+  appendJson(text, error.message);
+  text.flush();
+  return Answer(headOf(id) + R"("error":{"code":)" + std::to_string(static_cast<int>(error.code)) +
+                R"(,"message":)" + text.text() + "}}");
 }
 
-std::string refuse(const Id& id, ErrorCode code, std::string message) {
+Answer refuse(const Id& id, ErrorCode code, std::string message) {
   return write(id, Error{code, std::move(message)});
 }
 
@@ -139,7 +137,7 @@ Reply carryOut(const Api& api, const Object& request) {
   }
 }
 
-std::string refuse(Unreadable reason) {
+Answer refuse(Unreadable reason) {
   switch (reason) {
   case Unreadable::tooLong:
     return refuse(Id::none(), ErrorCode::invalidRequest, "Invalid request: message too long");
@@ -153,7 +151,22 @@ std::string refuse(Unreadable reason) {
 
 } // namespace
 
-std::optional<std::string> JsonRpc::answer(const Incoming& incoming) const {
+void Answer::writeTo(Output& out) const {
+  out.append(head_);
+  if (content_) {
+    appendJson(out, content_);
+  }
+  out.append(tail_);
+}
+
+std::string Answer::text() const {
+  StringOutput out;
+  writeTo(out);
+  out.flush();
+  return std::move(out.text());
+}
+
+std::optional<Answer> JsonRpc::answer(const Incoming& incoming) const {
   if (const auto* reason = std::get_if<Unreadable>(&incoming)) {
     return refuse(*reason);
   }
@@ -166,51 +179,56 @@ std::optional<std::string> JsonRpc::answer(const Incoming& incoming) const {
   }
 }
 
-std::optional<std::string> JsonRpc::answerText(const std::string& text) const {
-  const auto value = parseJson(text);
-  if (isA<Array::Ptr>(value)) {
-    return answerBatch(*value.extract<Array::Ptr>(), text);
+std::optional<Answer> JsonRpc::answerText(const std::string& text) const {
+  if (isArray(text)) {
+    checkJson(text); // all of it, before anything in it is carried out
+    return answerBatch(text);
   }
-  return answerRequest(value, text);
+  return answerRequest(parseObject(text), text);
 }
 
-std::optional<std::string> JsonRpc::answerBatch(const Array& batch, std::string_view text) const {
-  if (batch.size() == 0) {
+std::optional<Answer> JsonRpc::answerBatch(std::string_view text) const {
+  StringOutput replies;
+  bool isEmpty = true;
+  char separator = '[';
+  forEachElement(text, [&](std::string_view element) {
+    isEmpty = false;
+    if (const auto reply = answerRequest(parseObject(std::string(element)), element)) {
+      replies.append(std::exchange(separator, ','));
+      reply->writeTo(replies);
+    }
+  });
+  if (isEmpty) {
     return refuse(Id::none(), ErrorCode::invalidRequest, "Invalid request: empty batch");
   }
-  std::string replies;
-  auto element = batch.begin();
-  for (const auto& elementText : elementTexts(text)) {
-    if (const auto reply = answerRequest(*element++, elementText)) {
-      replies.append(replies.empty() ? "[" : ",").append(*reply);
-    }
-  }
-  if (replies.empty()) {
+  if (separator == '[') {
     return std::nullopt;
   }
-  return replies.append("]");
+  replies.append(']');
+  replies.flush();
+  return Answer(std::move(replies.text()));
 }
 
-std::optional<std::string> JsonRpc::answerRequest(const Var& request, std::string_view text) const {
-  if (!isA<Object::Ptr>(request)) {
+std::optional<Answer> JsonRpc::answerRequest(const Object::Ptr& request,
+                                             std::string_view text) const {
+  if (!request) {
     return refuse(Id::none(), ErrorCode::invalidRequest, "Invalid request: not an object");
   }
-  const auto& object = *request.extract<Object::Ptr>();
   const auto idText = memberText(text, "id");
   const auto id = idText ? Id::of(*idText) : Id::none();
   if (!id) {
     return refuse(Id::none(), ErrorCode::invalidRequest,
                   R"(Invalid request: "id" must be a string, a number or null)");
   }
-  if (auto what = flaw(object)) {
+  if (auto what = flaw(*request)) {
     return refuse(*id, ErrorCode::invalidRequest, std::move(*what));
   }
 
-  const auto reply = carryOut(api_, object);
+  const auto reply = carryOut(api_, *request);
   if (!idText) {
     return std::nullopt;
   }
-  return write(*id, reply);
+  return std::visit([&](const auto& member) { return write(*id, member); }, reply);
 }
 
 } // namespace connector::host

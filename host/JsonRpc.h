@@ -1,8 +1,8 @@
 #pragma once
 
 #include "Framing.h"
+#include "Output.h"
 
-#include <Poco/JSON/Array.h>
 #include <Poco/JSON/Object.h>
 
 #include <functional>
@@ -37,6 +37,29 @@ using Outcome = std::variant<Response, Refusal>;
 /// Answers the message with this type name and content. Whatever it throws is an internal error.
 using Api = std::function<Outcome(const std::string& type, const Poco::JSON::Object::Ptr& params)>;
 
+/// What is to be sent back for one text. The text of a response is made as it is written, and need
+/// not be in memory as a whole.
+class Answer {
+public:
+  explicit Answer(std::string text)
+      : head_(std::move(text)) {}
+
+  Answer(std::string head, Poco::JSON::Object::Ptr content, std::string tail)
+      : head_(std::move(head))
+      , content_(std::move(content))
+      , tail_(std::move(tail)) {}
+
+  void writeTo(Output& out) const;
+
+  /// All of it.
+  [[nodiscard]] std::string text() const;
+
+private:
+  std::string head_;
+  Poco::JSON::Object::Ptr content_; ///< may be null: nothing between the two
+  std::string tail_;
+};
+
 /// A request comes to exactly one Outcome, a value, and each goes through one function into one
 /// reply. A reply can be made only with an `id`, which a notification does not have.
 class JsonRpc {
@@ -47,14 +70,13 @@ public:
   /// What is to be sent back for one text: the reply, the array of replies to a batch, or nothing
   /// when the text holds notifications alone. Throws nothing but std::bad_alloc, when there is
   /// not even memory for saying so.
-  [[nodiscard]] std::optional<std::string> answer(const Incoming& incoming) const;
+  [[nodiscard]] std::optional<Answer> answer(const Incoming& incoming) const;
 
 private:
-  [[nodiscard]] std::optional<std::string> answerText(const std::string& text) const;
-  [[nodiscard]] std::optional<std::string> answerBatch(const Poco::JSON::Array& batch,
-                                                       std::string_view text) const;
-  [[nodiscard]] std::optional<std::string> answerRequest(const Poco::Dynamic::Var& request,
-                                                         std::string_view text) const;
+  [[nodiscard]] std::optional<Answer> answerText(const std::string& text) const;
+  [[nodiscard]] std::optional<Answer> answerBatch(std::string_view text) const;
+  [[nodiscard]] std::optional<Answer> answerRequest(const Poco::JSON::Object::Ptr& request,
+                                                    std::string_view text) const;
 
   Api api_;
 };

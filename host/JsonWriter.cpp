@@ -4,6 +4,7 @@
 #include <Poco/JSON/Object.h>
 
 #include <algorithm>
+#include <cstddef>
 #include <string_view>
 #include <typeinfo>
 
@@ -15,72 +16,87 @@ using Poco::Dynamic::Var;
 using Poco::JSON::Array;
 using Poco::JSON::Object;
 
-// From this size on a string makes its own room, with some to spare for what follows it: growing by
-// doubling would hold twice as much.
-constexpr std::size_t LONG_STRING = 64UL * 1024;
-
 bool needsEscape(char c) {
   return static_cast<unsigned char>(c) < 0x20 || c == '"' || c == '\\';
 }
 
-void appendEscape(std::string& out, char c) {
+/// How many characters a text begins with that stand for themselves.
+std::size_t plainLength(std::string_view text) {
+  constexpr std::size_t block = 32; // whole blocks, so that the compiler takes one in few steps
+  std::size_t length = 0;
+  while (text.size() - length >= block) {
+    bool found = false;
+    for (std::size_t index = 0; index < block; ++index) {
+      found |= needsEscape(text[length + index]);
+    }
+    if (found) {
+      break;
+    }
+    length += block;
+  }
+  const auto* const begin = text.data() + length;
+  return length + static_cast<std::size_t>(
+                      std::find_if(begin, text.data() + text.size(), needsEscape) - begin);
+}
+
+void appendEscape(Output& out, char c) {
   constexpr std::string_view named = "\"\\\b\f\n\r\t";
   constexpr std::string_view names = "\"\\bfnrt";
   constexpr std::string_view digits = "0123456789ABCDEF";
+  out.append('\\');
   if (const auto at = named.find(c); at != std::string_view::npos) {
-    out.append({'\\', names[at]});
+    out.append(names[at]);
     return;
   }
   const auto code = static_cast<unsigned char>(c);
-  out.append("\\u00").append({digits[code >> 4U], digits[code & 0xFU]});
+  out.append("u00");
+  out.append(digits[code >> 4U]);
+  out.append(digits[code & 0xFU]);
 }
 
-void appendString(std::string& out, std::string_view text) {
-  if (text.size() > LONG_STRING) {
-    out.reserve(out.size() + text.size() + LONG_STRING);
-  }
-  out += '"';
-  const auto* position = text.begin();
-  while (position != text.end()) {
-    const auto* const escape = std::find_if(position, text.end(), needsEscape);
-    out.append(position, escape);
-    position = escape;
-    if (position != text.end()) {
-      appendEscape(out, *position++);
+void appendString(Output& out, std::string_view text) {
+  out.append('"');
+  while (!text.empty()) {
+    const auto plain = plainLength(text);
+    out.append(text.substr(0, plain));
+    text.remove_prefix(plain);
+    if (!text.empty()) {
+      appendEscape(out, text.front());
+      text.remove_prefix(1);
     }
   }
-  out += '"';
+  out.append('"');
 }
 
-void appendObject(std::string& out, const Object& object) {
-  out += '{';
+void appendObject(Output& out, const Object& object) {
+  out.append('{');
   bool first = true;
   for (const auto& [name, value] : object) {
     out.append(first ? "" : ",");
     first = false;
     appendString(out, name);
-    out += ':';
+    out.append(':');
     appendJson(out, value);
   }
-  out += '}';
+  out.append('}');
 }
 
-void appendArray(std::string& out, const Array& array) {
-  out += '[';
+void appendArray(Output& out, const Array& array) {
+  out.append('[');
   bool first = true;
   for (const auto& value : array) {
     out.append(first ? "" : ",");
     first = false;
     appendJson(out, value);
   }
-  out += ']';
+  out.append(']');
 }
 
 } // namespace
 
-void appendJson(std::string& out, const Var& value) {
+void appendJson(Output& out, const Var& value) {
   if (value.isEmpty()) {
-    out += "null";
+    out.append("null");
   } else if (value.type() == typeid(std::string)) {
     appendString(out, value.extract<std::string>());
   } else if (value.type() == typeid(Object::Ptr)) {
@@ -88,7 +104,7 @@ void appendJson(std::string& out, const Var& value) {
   } else if (value.type() == typeid(Array::Ptr)) {
     appendArray(out, *value.extract<Array::Ptr>());
   } else if (value.isNumeric() || value.isBoolean()) {
-    out += value.toString();
+    out.append(value.toString());
   } else {
     appendString(out, value.toString());
   }

@@ -35,7 +35,8 @@ protected:
       carriedOut += type + " ";
       return answerAs(type, params);
     });
-    return protocol.answer(incoming).value_or("(none)");
+    const auto answer = protocol.answer(incoming);
+    return answer ? answer->text() : "(none)";
   }
 
   std::string carriedOut;

@@ -1,0 +1,71 @@
+#pragma once
+
+#include <array>
+#include <cstddef>
+#include <cstring>
+#include <string>
+#include <string_view>
+
+namespace connector::host {
+
+/// Where bytes go, gathered so that many small pieces become few large ones.
+class Output {
+public:
+  Output() = default;
+  virtual ~Output() = default;
+  Output(const Output&) = delete;
+  Output& operator=(const Output&) = delete;
+
+  void append(std::string_view bytes) {
+    if (bytes.size() > buffer_.size() - size_) {
+      flush();
+    }
+    if (bytes.size() > buffer_.size()) {
+      drain(bytes);
+      return;
+    }
+    std::memcpy(buffer_.data() + size_, bytes.data(), bytes.size());
+    size_ += bytes.size();
+  }
+
+  void append(char byte) { append(std::string_view(&byte, 1)); }
+
+  /// Nothing stays behind.
+  void flush() {
+    drain({buffer_.data(), size_});
+    size_ = 0;
+  }
+
+protected:
+  virtual void drain(std::string_view bytes) = 0;
+
+private:
+  std::array<char, 64UL * 1024> buffer_; // NOLINT(*-member-init): only what was written is read
+  std::size_t size_ = 0;
+};
+
+/// Flush before looking.
+class StringOutput : public Output {
+public:
+  [[nodiscard]] std::string& text() { return text_; }
+
+protected:
+  void drain(std::string_view bytes) override { text_.append(bytes); }
+
+private:
+  std::string text_;
+};
+
+/// Counts the bytes, for whoever must know before they are sent. Flush before looking.
+class CountingOutput : public Output {
+public:
+  [[nodiscard]] std::size_t count() const { return count_; }
+
+protected:
+  void drain(std::string_view bytes) override { count_ += bytes.size(); }
+
+private:
+  std::size_t count_ = 0;
+};
+
+} // namespace connector::host
