@@ -8,6 +8,10 @@
 #include <string_view>
 #include <typeinfo>
 
+#if defined(__SSE2__)
+#include <emmintrin.h>
+#endif
+
 namespace connector::host {
 
 namespace {
@@ -22,21 +26,22 @@ bool needsEscape(char c) {
 
 /// How many characters a text begins with that stand for themselves.
 std::size_t plainLength(std::string_view text) {
-  constexpr std::size_t block = 32; // whole blocks, so that the compiler takes one in few steps
   std::size_t length = 0;
-  while (text.size() - length >= block) {
-    bool found = false;
-    for (std::size_t index = 0; index < block; ++index) {
-      found |= needsEscape(text[length + index]);
+#if defined(__SSE2__)
+  const __m128i highestControl = _mm_set1_epi8(0x1F);
+  for (; text.size() - length >= sizeof(__m128i); length += sizeof(__m128i)) {
+    const __m128i block = _mm_loadu_si128(reinterpret_cast<const __m128i*>(text.data() + length));
+    const __m128i controls = _mm_cmpeq_epi8(_mm_min_epu8(block, highestControl), block);
+    const __m128i marks = _mm_or_si128(_mm_cmpeq_epi8(block, _mm_set1_epi8('"')),
+                                       _mm_cmpeq_epi8(block, _mm_set1_epi8('\\')));
+    const int found = _mm_movemask_epi8(_mm_or_si128(controls, marks));
+    if (found != 0) {
+      return length + static_cast<std::size_t>(__builtin_ctz(static_cast<unsigned>(found)));
     }
-    if (found) {
-      break;
-    }
-    length += block;
   }
-  const auto* const begin = text.data() + length;
-  return length + static_cast<std::size_t>(
-                      std::find_if(begin, text.data() + text.size(), needsEscape) - begin);
+#endif
+  const auto* const rest = text.begin() + length;
+  return length + static_cast<std::size_t>(std::find_if(rest, text.end(), needsEscape) - rest);
 }
 
 void appendEscape(Output& out, char c) {
