@@ -2,68 +2,80 @@
 
 #include <algorithm>
 #include <cstddef>
-#include <cstdlib>
 #include <cstring>
-#include <memory>
 #include <new>
 #include <string_view>
+#include <sys/mman.h>
+#include <utility>
 
 namespace connector::host {
 
-/// Bytes that are added behind and taken in front. Memory from realloc and not a std::string's: the
-/// system then moves pages and not bytes when a long text makes it grow, and it never holds both.
+/// Bytes that are added behind and taken in front. Its memory comes from the system and not from
+/// malloc: when a long text makes it grow, pages are moved and not bytes, and it never holds both.
 class ByteQueue {
 public:
-  [[nodiscard]] std::string_view view() const { return {memory_.get() + begin_, end_ - begin_}; }
+  /// So many bytes behind the last one may be read, though nothing is said of what they are.
+  static constexpr std::size_t LOOK_AHEAD = 64;
+
+  ByteQueue() = default;
+  ByteQueue(const ByteQueue&) = delete;
+  ByteQueue& operator=(const ByteQueue&) = delete;
+
+  ~ByteQueue() { resize(0); }
+
+  /// Stays valid, also where bytes were dropped from it, until more room is made.
+  [[nodiscard]] std::string_view view() const { return {memory_ + begin_, end_ - begin_}; }
 
   [[nodiscard]] bool empty() const { return begin_ == end_; }
 
-  /// Room for `size` bytes behind the last one; `add` then says how many were put there. Throws
-  /// std::bad_alloc.
-  char* room(std::size_t size) {
+  /// Room for at least `size` bytes behind the last one, and how much it is; `add` then says how
+  /// many were put there. Throws std::bad_alloc.
+  std::pair<char*, std::size_t> room(std::size_t size) {
+    if (empty() && capacity_ > KEPT_CAPACITY) {
+      resize(0);
+    }
     if (begin_ > 0) {
-      std::memmove(memory_.get(), memory_.get() + begin_, end_ - begin_);
-      end_ -= begin_;
-      begin_ = 0;
+      std::memmove(memory_, memory_ + begin_, end_ - begin_);
+      end_ -= std::exchange(begin_, 0);
     }
-    if (end_ + size > capacity_) {
-      resize(std::max(2 * capacity_, end_ + size));
+    if (end_ + size + LOOK_AHEAD > capacity_) {
+      resize(std::max(2 * capacity_, end_ + size + LOOK_AHEAD));
     }
-    return memory_.get() + end_;
+    return {memory_ + end_, capacity_ - LOOK_AHEAD - end_};
   }
 
   void add(std::size_t count) { end_ += count; }
 
-  void drop(std::size_t count) {
-    begin_ += count;
-    if (empty() && capacity_ > KEPT_CAPACITY) {
-      memory_.reset();
-      capacity_ = begin_ = end_ = 0;
-    }
-  }
+  void drop(std::size_t count) { begin_ += count; }
 
-  void clear() { drop(end_ - begin_); }
+  void clear() { begin_ = end_ = 0; }
 
 private:
-  struct Free {
-    void operator()(char* memory) const { std::free(memory); } // NOLINT(*-no-malloc)
-  };
-
   // What a long text took is given back, so that a host that waits is small.
   static constexpr std::size_t KEPT_CAPACITY = 1024UL * 1024;
 
   void resize(std::size_t capacity) {
-    auto* const moved =
-        static_cast<char*>(std::realloc(memory_.get(), capacity)); // NOLINT(*-no-malloc)
-    if (moved == nullptr) {
+    constexpr int access = PROT_READ | PROT_WRITE;
+    void* moved = nullptr;
+    if (capacity == 0) {
+      clear();
+      munmap(memory_, capacity_);
+    } else if (capacity_ == 0) {
+      moved = mmap(nullptr, capacity, access, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+    } else {
+      moved = mremap(memory_, capacity_, capacity, MREMAP_MAYMOVE);
+    }
+    if (moved == MAP_FAILED) {
       throw std::bad_alloc();
     }
-    static_cast<void>(memory_.release());
-    memory_.reset(moved);
+    memory_ = static_cast<char*>(moved);
     capacity_ = capacity;
+    if (capacity > KEPT_CAPACITY) {
+      madvise(memory_, capacity_, MADV_HUGEPAGE); // fewer faults on the way through a long text
+    }
   }
 
-  std::unique_ptr<char, Free> memory_;
+  char* memory_ = nullptr;
   std::size_t begin_ = 0;
   std::size_t end_ = 0;
   std::size_t capacity_ = 0;

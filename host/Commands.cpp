@@ -42,7 +42,7 @@ std::string readAll(Input& input, std::size_t limit) {
 
 Poco::JSON::Object::Ptr parseMessage(const std::string& text) {
   try {
-    if (const auto object = parseObject(text)) {
+    if (auto object = parseObject(text).object) {
       return object;
     }
   } catch (const JsonError& e) {
@@ -79,6 +79,8 @@ private:
 
 ExitStatus serve(const Options& options, const Api& api, int stop) {
   greetPerson();
+  widenPipe(STDIN_FILENO);
+  widenPipe(STDOUT_FILENO);
   DescriptorInput input(STDIN_FILENO, stop);
   FrameReader reader(input, options.maxMessage);
   const JsonRpc protocol(api);

@@ -72,6 +72,12 @@ bool writeAll(int descriptor, std::string_view bytes) {
   return true;
 }
 
+void widenPipe(int descriptor) {
+  constexpr int size = 512 * 1024;
+  // Of no consequence where it is refused, or is no pipe.
+  static_cast<void>(fcntl(descriptor, F_SETPIPE_SZ, size));
+}
+
 void reserveStandardDescriptors() {
   // The system gives out the lowest free number, so once it is above these three, none is free.
   int descriptor = 0;

@@ -40,6 +40,9 @@ private:
 /// gone away; any other failure is a std::system_error. SIGPIPE must be ignored.
 [[nodiscard]] bool writeAll(int descriptor, std::string_view bytes);
 
+/// Lets a pipe hold more at once than usual, so that the two ends wait less for each other.
+void widenPipe(int descriptor);
+
 /// Opens the null device in place of a standard stream that the process was started without, so
 /// that no file opened later is taken for one.
 void reserveStandardDescriptors();

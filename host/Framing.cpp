@@ -79,7 +79,7 @@ std::optional<Incoming> FrameReader::nextLine() {
       return Unreadable::tooLong;
     }
     if (!isBlank(line->text)) {
-      return std::move(line->text);
+      return Text(line->text, true);
     }
   }
   return std::nullopt;
@@ -130,7 +130,7 @@ std::optional<Incoming> FrameReader::readBody(std::size_t length) {
       pending_.clear();
       return Unreadable::cutShort;
     }
-    return take(length);
+    return Text(take(length), true);
   }
   while (length > pending_.view().size()) {
     length -= pending_.view().size();
@@ -170,16 +170,15 @@ std::optional<FrameReader::Line> FrameReader::readLine(std::size_t limit) {
   return Line{take(pending_.view().size()), longer};
 }
 
-std::string FrameReader::take(std::size_t size) {
-  std::string result;
-  result.reserve(size + LOOK_AHEAD);
-  result = pending_.view().substr(0, size);
+std::string_view FrameReader::take(std::size_t size) {
+  const auto result = pending_.view().substr(0, size);
   pending_.drop(size);
   return result;
 }
 
 bool FrameReader::fill() {
-  const auto count = input_.read(pending_.room(CHUNK), CHUNK);
+  const auto [room, size] = pending_.room(CHUNK);
+  const auto count = input_.read(room, size);
   pending_.add(count);
   return count > 0;
 }

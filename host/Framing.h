@@ -17,8 +17,24 @@ enum class Framing {
   contentLength ///< header lines, of which Content-Length counts, an empty line, the text
 };
 
-/// Room behind a text for a parser that looks ahead, beyond what the text itself has.
-constexpr std::size_t LOOK_AHEAD = 64;
+/// A text, and whether ByteQueue::LOOK_AHEAD bytes more may be read behind it.
+struct Text {
+  // NOLINTBEGIN(google-explicit-constructor): a text is its bytes
+  Text(std::string_view text, bool hasRoom = false)
+      : bytes(text)
+      , roomBehind(hasRoom) {}
+
+  Text(const char* text)
+      : bytes(text) {}
+
+  Text(const std::string& text)
+      : bytes(text) {}
+
+  // NOLINTEND(google-explicit-constructor)
+
+  std::string_view bytes;
+  bool roomBehind = false;
+};
 
 /// Why a text is not there to be answered; the stream goes on behind it.
 enum class Unreadable {
@@ -27,7 +43,7 @@ enum class Unreadable {
   cutShort  ///< by the end of the input
 };
 
-using Incoming = std::variant<std::string, Unreadable>;
+using Incoming = std::variant<Text, Unreadable>;
 
 /// What stands before and behind a text of `size` bytes.
 std::string headOf(Framing framing, std::size_t size);
@@ -42,10 +58,10 @@ public:
       : input_(input)
       , limit_(limit) {}
 
-  /// Nothing at the end of the input, or when it was told to stop: what had come in part or was
-  /// not begun is dropped then. Lines of white space alone are passed over, a last line needs no
-  /// end. Behind headers without a length nothing tells how much to skip: what follows is passed
-  /// over, and not reported again, up to the next Content-Length.
+  /// A text is valid until the next call. Nothing at the end of the input, or when it was told to
+  /// stop: what had come in part or was not begun is dropped then. Lines of white space alone are
+  /// passed over, a last line needs no end. Behind headers without a length nothing tells how much
+  /// to skip: what follows is passed over, and not reported again, up to the next Content-Length.
   std::optional<Incoming> next();
 
   /// Meaningful once `next` has returned something.
@@ -53,7 +69,7 @@ public:
 
 private:
   struct Line {
-    std::string text; ///< the tail of it when it was too long
+    std::string_view text; ///< the tail of it when it was too long
     bool tooLong = false;
   };
 
@@ -65,7 +81,7 @@ private:
   [[nodiscard]] std::optional<std::size_t> lengthIn(std::string_view header) const;
 
   bool fill();
-  std::string take(std::size_t size);
+  std::string_view take(std::size_t size);
 
   Input& input_;
   std::size_t limit_;

@@ -12,77 +12,11 @@ namespace connector::host {
 namespace {
 
 constexpr auto NONE = std::string_view::npos;
-constexpr std::string_view BETWEEN_VALUES = " \t\r\n,:";
-constexpr std::string_view BEHIND_SCALAR = " \t\r\n,]}";
-
-bool isEscaped(std::string_view text, std::size_t at) {
-  const auto before = text.find_last_not_of('\\', at - 1);
-  return (at - 1 - before) % 2 != 0;
-}
-
-/// Behind the string that begins at `at`; the end of the text when it is not closed.
-std::size_t endOfString(std::string_view text, std::size_t at) {
-  do {
-    at = text.find('"', at + 1);
-  } while (at != NONE && isEscaped(text, at));
-  return at == NONE ? text.size() : at + 1;
-}
 
 char firstOf(std::string_view text) {
   const auto first = text.find_first_not_of(" \t\r\n");
   return first == NONE ? '\0' : text[first];
 }
-
-/// Steps through the values of an array, or the names and values of an object, one level down.
-class Cursor {
-public:
-  explicit Cursor(std::string_view container)
-      : text_(container)
-      , at_(container.find_first_of("[{") + 1) {}
-
-  /// Nothing behind the last one.
-  std::optional<std::string_view> next() {
-    at_ = text_.find_first_not_of(BETWEEN_VALUES, at_);
-    if (text_[at_] == ']' || text_[at_] == '}') {
-      return std::nullopt;
-    }
-    const auto begin = at_;
-    at_ = endOfValue();
-    return text_.substr(begin, at_ - begin);
-  }
-
-private:
-  [[nodiscard]] std::size_t endOfValue() const {
-    switch (text_[at_]) {
-    case '"':
-      return endOfString(text_, at_);
-    case '[':
-    case '{':
-      return endOfContainer();
-    default:
-      return text_.find_first_of(BEHIND_SCALAR, at_);
-    }
-  }
-
-  [[nodiscard]] std::size_t endOfContainer() const {
-    std::size_t depth = 0;
-    auto at = at_;
-    do {
-      at = text_.find_first_of("\"[]{}", at);
-      if (text_[at] == '"') {
-        at = endOfString(text_, at);
-        continue;
-      }
-      const bool opens = text_[at] == '[' || text_[at] == '{';
-      depth = opens ? depth + 1 : depth - 1;
-      ++at;
-    } while (depth > 0);
-    return at;
-  }
-
-  std::string_view text_;
-  std::size_t at_;
-};
 
 using Poco::Dynamic::Var;
 using Poco::JSON::Array;
@@ -99,8 +33,8 @@ Var& slotOf(Object& object, const std::string& name) {
       ->second;
 }
 
-std::string_view tokenOf(value& scalar) {
-  const std::string_view token = scalar.raw_json_token();
+std::string_view tokenOf(value& json) {
+  const std::string_view token = json.raw_json_token();
   return token.substr(0, token.find_last_not_of(" \t\r\n") + 1);
 }
 
@@ -189,13 +123,15 @@ simdjson::ondemand::parser& parserFor(std::string_view text,
 
 /// Hands over the root of a text that is an object or an array.
 template <typename Take>
-void readContainerText(const std::string& text, const Take& take) {
+void readContainerText(const Text& text, const Take& take) {
   std::optional<simdjson::ondemand::parser> own;
-  auto& parser = parserFor(text, own);
+  auto& parser = parserFor(text.bytes, own);
+  static_assert(ByteQueue::LOOK_AHEAD >= simdjson::SIMDJSON_PADDING);
   std::optional<simdjson::padded_string> copy;
-  simdjson::padded_string_view padded(text.data(), text.size(), text.capacity());
-  if (text.capacity() - text.size() < LOOK_AHEAD) {
-    padded = copy.emplace(text);
+  simdjson::padded_string_view padded(text.bytes.data(), text.bytes.size(),
+                                      text.bytes.size() + simdjson::SIMDJSON_PADDING);
+  if (!text.roomBehind) {
+    padded = copy.emplace(text.bytes);
   }
   auto document = parser.iterate(padded).value();
   take(document);
@@ -214,52 +150,62 @@ auto reportingErrors(const Read& read) {
   }
 }
 
-/// Each element is read and dropped, so that a long array takes no more memory than one of them.
-void checkArray(const std::string& text) {
-  readContainerText(text, [](auto& document) {
-    for (auto element : document.get_array()) {
-      Var dropped;
-      read(dropped, element.value(), 1);
+ObjectWithText readObjectWithText(simdjson::ondemand::object members, std::string_view name,
+                                  std::size_t depth) {
+  ObjectWithText result{new Object, std::nullopt};
+  for (auto member : members) {
+    const std::string key(std::string_view(member.unescaped_key()));
+    value content = member.value();
+    if (key == name) {
+      result.memberText = std::string(tokenOf(content));
     }
-  });
+    read(slotOf(*result.object, key), content, depth);
+  }
+  return result;
 }
 
-/// Whether the string literal `quoted` stands for `name`.
-bool isName(std::string_view quoted, std::string_view name) {
-  if (quoted.find('\\') == NONE) {
-    return quoted.substr(1, quoted.size() - 2) == name;
+ObjectWithText readElement(value element, std::string_view name) {
+  if (element.type() == json_type::object) {
+    return readObjectWithText(element.get_object(), name, 2);
   }
-  simdjson::dom::parser parser;
-  return std::string_view(parser.parse(std::string(quoted))) == name;
+  Var other;
+  read(other, element, 1);
+  return {};
 }
 
 } // namespace
 
-Object::Ptr parseObject(const std::string& text) {
-  if (firstOf(text) != '{') {
-    checkJson(text);
-    return {};
-  }
-  return reportingErrors([&] {
-    Var object;
-    readContainerText(text, [&](auto& document) { read(object, document.get_value(), 0); });
-    return object.extract<Object::Ptr>();
+ObjectWithText parseObject(const Text& text, std::string_view name) {
+  ObjectWithText result;
+  reportingErrors([&] {
+    switch (firstOf(text.bytes)) {
+    case '{':
+      return readContainerText(text, [&](auto& document) {
+        result = readObjectWithText(document.get_object(), name, 1);
+      });
+    case '[':
+      return forEachElement(text, name, [](const auto&) {});
+    default:
+      simdjson::dom::parser parser;
+      parser.parse(text.bytes.data(), text.bytes.size(), !text.roomBehind).value();
+    }
   });
+  return result;
 }
 
-void checkJson(const std::string& text) {
-  switch (firstOf(text)) {
-  case '{':
-    parseObject(text);
-    return;
-  case '[':
-    return reportingErrors([&] { checkArray(text); });
-  default:
-    return reportingErrors([&] {
-      simdjson::dom::parser parser;
-      parser.parse(text).value();
+void forEachElement(const Text& text, std::string_view name,
+                    const std::function<void(const ObjectWithText&)>& take) {
+  const auto readAll = [&](const auto& takeOne) {
+    readContainerText(text, [&](auto& document) {
+      for (auto element : document.get_array()) {
+        takeOne(readElement(element.value(), name));
+      }
     });
-  }
+  };
+  reportingErrors([&] {
+    readAll([](const auto&) {});
+    readAll(take);
+  });
 }
 
 bool isArray(std::string_view text) {
@@ -270,25 +216,6 @@ std::string writePrettyJson(const Poco::JSON::Object& object) {
   std::ostringstream out;
   object.stringify(out, 2);
   return out.str();
-}
-
-void forEachElement(std::string_view array, const std::function<void(std::string_view)>& take) {
-  Cursor cursor(array);
-  while (const auto element = cursor.next()) {
-    take(*element);
-  }
-}
-
-std::optional<std::string_view> memberText(std::string_view object, std::string_view name) {
-  std::optional<std::string_view> result;
-  Cursor cursor(object);
-  while (const auto key = cursor.next()) {
-    const auto value = cursor.next();
-    if (isName(*key, name)) {
-      result = value;
-    }
-  }
-  return result;
 }
 
 } // namespace connector::host

@@ -11,7 +11,7 @@
 #include <string>
 #include <string_view>
 
-/// JSON text to Poco's values, and to the texts of its parts; JsonWriter.h has the way back.
+/// JSON text to Poco's values; JsonWriter.h has the way back.
 namespace connector::host {
 
 /// Levels of arrays and objects that a text may have.
@@ -21,26 +21,29 @@ class JsonError : public std::runtime_error {
   using std::runtime_error::runtime_error;
 };
 
-/// The object that `text` is, or null when it is another value. A JsonError when it is no JSON, or
-/// no UTF-8, or nested too deep. Of members with the same name the last one counts. A number beyond
-/// 64 bits becomes the nearest double. A text with room for LOOK_AHEAD bytes
-/// more is not copied.
-Poco::JSON::Object::Ptr parseObject(const std::string& text);
+/// An object, or null where there is another value, and the text of one of its members exactly as
+/// it stands, or the beginning of it when it is an object or array.
+struct ObjectWithText {
+  Poco::JSON::Object::Ptr object;
+  std::optional<std::string> memberText;
+};
 
-/// Throws as parseObject; whatever value the text is.
-void checkJson(const std::string& text);
+// Each throws a JsonError when `text` is no JSON, or no UTF-8, or nested too deep. Of members with
+// the same name the last one counts. A number beyond 64 bits becomes the nearest double. A text
+// with room behind it is not copied.
+
+/// The object that `text` is, with the text of the member `name`.
+ObjectWithText parseObject(const Text& text, std::string_view name = {});
+
+/// The same for each element of the array that `text` must be. All of it has been checked before
+/// the first one is handed over. One at a time is in memory.
+void forEachElement(const Text& text, std::string_view name,
+                    const std::function<void(const ObjectWithText&)>& take);
 
 /// Whether a text, if it is JSON at all, is an array.
 bool isArray(std::string_view text);
 
 /// For people to read.
 std::string writePrettyJson(const Poco::JSON::Object& object);
-
-/// Hands over the text of each element of an array, which `checkJson` must have taken.
-void forEachElement(std::string_view array, const std::function<void(std::string_view)>& take);
-
-/// The text of the value of a member, exactly as it stands in an object that `parseObject` must
-/// have taken. Nothing when it has no such member.
-std::optional<std::string_view> memberText(std::string_view object, std::string_view name);
 
 } // namespace connector::host

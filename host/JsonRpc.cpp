@@ -17,6 +17,8 @@ using Poco::Dynamic::Var;
 using Poco::JSON::Array;
 using Poco::JSON::Object;
 
+constexpr std::string_view ID = "id";
+
 enum class ErrorCode {
   parseError = -32700,
   invalidRequest = -32600,
@@ -171,7 +173,7 @@ std::optional<Answer> JsonRpc::answer(const Incoming& incoming) const {
     return refuse(*reason);
   }
   try {
-    return answerText(std::get<std::string>(incoming));
+    return answerText(std::get<Text>(incoming));
   } catch (const JsonError& e) {
     return refuse(Id::none(), ErrorCode::parseError, std::string("Parse error: ") + e.what());
   } catch (const std::exception& e) {
@@ -179,21 +181,17 @@ std::optional<Answer> JsonRpc::answer(const Incoming& incoming) const {
   }
 }
 
-std::optional<Answer> JsonRpc::answerText(const std::string& text) const {
-  if (isArray(text)) {
-    checkJson(text); // all of it, before anything in it is carried out
-    return answerBatch(text);
-  }
-  return answerRequest(parseObject(text), text);
+std::optional<Answer> JsonRpc::answerText(const Text& text) const {
+  return isArray(text.bytes) ? answerBatch(text) : answerRequest(parseObject(text, ID));
 }
 
-std::optional<Answer> JsonRpc::answerBatch(std::string_view text) const {
+std::optional<Answer> JsonRpc::answerBatch(const Text& text) const {
   StringOutput replies;
   bool isEmpty = true;
   char separator = '[';
-  forEachElement(text, [&](std::string_view element) {
+  forEachElement(text, ID, [&](const ObjectWithText& request) {
     isEmpty = false;
-    if (const auto reply = answerRequest(parseObject(std::string(element)), element)) {
+    if (const auto reply = answerRequest(request)) {
       replies.append(std::exchange(separator, ','));
       reply->writeTo(replies);
     }
@@ -209,23 +207,21 @@ std::optional<Answer> JsonRpc::answerBatch(std::string_view text) const {
   return Answer(std::move(replies.text()));
 }
 
-std::optional<Answer> JsonRpc::answerRequest(const Object::Ptr& request,
-                                             std::string_view text) const {
-  if (!request) {
+std::optional<Answer> JsonRpc::answerRequest(const ObjectWithText& request) const {
+  if (!request.object) {
     return refuse(Id::none(), ErrorCode::invalidRequest, "Invalid request: not an object");
   }
-  const auto idText = memberText(text, "id");
-  const auto id = idText ? Id::of(*idText) : Id::none();
+  const auto id = request.memberText ? Id::of(*request.memberText) : Id::none();
   if (!id) {
     return refuse(Id::none(), ErrorCode::invalidRequest,
                   R"(Invalid request: "id" must be a string, a number or null)");
   }
-  if (auto what = flaw(*request)) {
+  if (auto what = flaw(*request.object)) {
     return refuse(*id, ErrorCode::invalidRequest, std::move(*what));
   }
 
-  const auto reply = carryOut(api_, *request);
-  if (!idText) {
+  const auto reply = carryOut(api_, *request.object);
+  if (!request.memberText) {
     return std::nullopt;
   }
   return std::visit([&](const auto& member) { return write(*id, member); }, reply);

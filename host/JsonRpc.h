@@ -1,6 +1,7 @@
 #pragma once
 
 #include "Framing.h"
+#include "Json.h"
 #include "Output.h"
 
 #include <Poco/JSON/Object.h>
@@ -73,10 +74,9 @@ public:
   [[nodiscard]] std::optional<Answer> answer(const Incoming& incoming) const;
 
 private:
-  [[nodiscard]] std::optional<Answer> answerText(const std::string& text) const;
-  [[nodiscard]] std::optional<Answer> answerBatch(std::string_view text) const;
-  [[nodiscard]] std::optional<Answer> answerRequest(const Poco::JSON::Object::Ptr& request,
-                                                    std::string_view text) const;
+  [[nodiscard]] std::optional<Answer> answerText(const Text& text) const;
+  [[nodiscard]] std::optional<Answer> answerBatch(const Text& text) const;
+  [[nodiscard]] std::optional<Answer> answerRequest(const ObjectWithText& request) const;
 
   Api api_;
 };

@@ -62,10 +62,12 @@ void appendEscape(Output& out, char c) {
 void appendString(Output& out, std::string_view text) {
   out.append('"');
   while (!text.empty()) {
-    const auto plain = plainLength(text);
-    out.append(text.substr(0, plain));
+    // In pieces that are sent while they are at hand, and while a reader takes the one before.
+    const auto piece = text.substr(0, 128UL * 1024);
+    const auto plain = plainLength(piece);
+    out.append(piece.substr(0, plain));
     text.remove_prefix(plain);
-    if (!text.empty()) {
+    if (plain < piece.size()) {
       appendEscape(out, text.front());
       text.remove_prefix(1);
     }

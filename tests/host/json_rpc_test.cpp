@@ -117,10 +117,12 @@ TEST_F(JsonRpcTest, EachFailureHasItsCodeAndText) {
   const std::string badVersion = R"(\"jsonrpc\" must be \"2.0\")";
   const std::string badParams = R"(\"params\" must be an object)";
   const std::string badId = R"(\"id\" must be a string, a number or null)";
-  const std::vector<std::pair<Incoming, std::string>> rows{
-      {Unreadable::tooLong, refused("null", "message too long")},
-      {Unreadable::noLength, error("null", "-32700", "Parse error: no valid Content-Length")},
-      {Unreadable::cutShort, error("null", "-32700", "Parse error: message cut short")},
+  EXPECT_EQ(answer(Unreadable::tooLong), refused("null", "message too long"));
+  EXPECT_EQ(answer(Unreadable::noLength),
+            error("null", "-32700", "Parse error: no valid Content-Length"));
+  EXPECT_EQ(answer(Unreadable::cutShort),
+            error("null", "-32700", "Parse error: message cut short"));
+  const std::vector<std::pair<std::string, std::string>> rows{
       {"1", refused("null", "not an object")},
       {"[]", refused("null", "empty batch")},
       {R"({"jsonrpc":"2.00","id":3,"method":"echo"})", refused("3", badVersion)},
@@ -131,8 +133,8 @@ TEST_F(JsonRpcTest, EachFailureHasItsCodeAndText) {
       {request("poco"), error("7", "-32603", "Internal error: Not found: this")},
       {request("std"), error("7", "-32603", "Internal error: that")},
       {request("int"), error("7", "-32603", "Internal error")}};
-  for (const auto& [incoming, reply] : rows) {
-    EXPECT_EQ(answer(incoming), reply);
+  for (const auto& [text, reply] : rows) {
+    EXPECT_EQ(answer(text), reply);
   }
   EXPECT_EQ(carriedOut, "poco std int ");
 }

@@ -54,8 +54,27 @@ std::string& addText(Object& object, const char* key) {
   return const_cast<std::string&>(member->second.extract<std::string>());
 }
 
+/// In pieces, so that bytes that are no text are mostly found out at once.
+bool isUtf8(std::string_view bytes) {
+  constexpr std::size_t most = 64UL * 1024;
+  const auto continues = [](char byte) {
+    return (static_cast<unsigned char>(byte) & 0xC0U) == 0x80;
+  };
+  while (!bytes.empty()) {
+    auto size = std::min(bytes.size(), most);
+    for (int back = 0; back < 3 && size < bytes.size() && continues(bytes[size]); ++back) {
+      --size; // a character is not cut
+    }
+    if (!simdjson::validate_utf8(bytes.data(), size)) {
+      return false;
+    }
+    bytes.remove_prefix(size);
+  }
+  return true;
+}
+
 void writeContents(Object& object, std::string_view bytes) {
-  const bool readable = simdjson::validate_utf8(bytes.data(), bytes.size());
+  const bool readable = isUtf8(bytes);
   object.set(ENCODING, readable ? UTF_8 : BASE64);
   std::string& text = addText(object, CONTENTS);
   if (readable) {
