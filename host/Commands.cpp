@@ -77,11 +77,11 @@ private:
 
 } // namespace
 
-ExitStatus serve(const Options& options, const Api& api, int stop) {
+ExitStatus serve(const Options& options, const Api& api, const Termination& termination) {
   greetPerson();
   widenPipe(STDIN_FILENO);
   widenPipe(STDOUT_FILENO);
-  DescriptorInput input(STDIN_FILENO, stop);
+  DescriptorInput input(STDIN_FILENO, termination);
   FrameReader reader(input, options.maxMessage);
   const JsonRpc protocol(api);
   AnswerOutput output;
@@ -97,8 +97,8 @@ ExitStatus serve(const Options& options, const Api& api, int stop) {
   return ExitStatus::success;
 }
 
-ExitStatus call(const Options& options, const Api& api, int stop) {
-  DescriptorInput input(STDIN_FILENO, stop);
+ExitStatus call(const Options& options, const Api& api, const Termination& termination) {
+  DescriptorInput input(STDIN_FILENO, termination);
   const auto text = options.json == "-" ? readAll(input, options.maxMessage) : options.json;
   const auto outcome = api(fullType(options.type), parseMessage(text));
   if (const auto* refusal = std::get_if<Refusal>(&outcome)) {

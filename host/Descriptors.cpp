@@ -1,6 +1,5 @@
 #include "Descriptors.h"
 
-#include <array>
 #include <cerrno>
 #include <fcntl.h>
 #include <poll.h>
@@ -20,9 +19,9 @@ bool isTemporary() {
   return errno == EINTR || errno == EAGAIN;
 }
 
-void waitUntilWritable(int descriptor) {
-  pollfd output{descriptor, POLLOUT, 0};
-  if (poll(&output, 1, -1) < 0 && !isTemporary()) {
+void waitUntilReady(int descriptor, short event) {
+  pollfd waited{descriptor, event, 0};
+  if (poll(&waited, 1, -1) < 0 && !isTemporary()) {
     fail("poll");
   }
 }
@@ -31,16 +30,6 @@ void waitUntilWritable(int descriptor) {
 
 std::size_t DescriptorInput::read(char* buffer, std::size_t size) {
   for (;;) {
-    std::array<pollfd, 2> inputs{{{descriptor_, POLLIN, 0}, {stop_, POLLIN, 0}}};
-    if (poll(inputs.data(), inputs.size(), -1) < 0 && !isTemporary()) {
-      fail("poll");
-    }
-    if (stopped()) {
-      return 0;
-    }
-    if (inputs[0].revents == 0) {
-      continue;
-    }
     const auto count = ::read(descriptor_, buffer, size);
     if (count >= 0) {
       return static_cast<std::size_t>(count);
@@ -48,12 +37,8 @@ std::size_t DescriptorInput::read(char* buffer, std::size_t size) {
     if (!isTemporary()) {
       fail("read");
     }
+    waitUntilReady(descriptor_, POLLIN);
   }
-}
-
-bool DescriptorInput::stopped() const {
-  pollfd stop{stop_, POLLIN, 0};
-  return poll(&stop, 1, 0) > 0;
 }
 
 bool writeAll(int descriptor, std::string_view bytes) {
@@ -64,7 +49,7 @@ bool writeAll(int descriptor, std::string_view bytes) {
     } else if (errno == EPIPE) {
       return false;
     } else if (isTemporary()) {
-      waitUntilWritable(descriptor);
+      waitUntilReady(descriptor, POLLOUT);
     } else {
       fail("write");
     }

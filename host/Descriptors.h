@@ -1,5 +1,7 @@
 #pragma once
 
+#include "Termination.h"
+
 #include <cstddef>
 #include <string_view>
 
@@ -20,20 +22,20 @@ public:
   [[nodiscard]] virtual bool stopped() const = 0;
 };
 
-/// An open file descriptor as an Input, which is told to stop by `stop` becoming readable.
-/// Failures are a std::system_error.
+/// An open file descriptor as an Input, which a requested termination stops. Failures are a
+/// std::system_error.
 class DescriptorInput : public Input {
 public:
-  DescriptorInput(int descriptor, int stop)
+  DescriptorInput(int descriptor, const Termination& termination)
       : descriptor_(descriptor)
-      , stop_(stop) {}
+      , termination_(termination) {}
 
   std::size_t read(char* buffer, std::size_t size) override;
-  [[nodiscard]] bool stopped() const override;
+  [[nodiscard]] bool stopped() const override { return termination_.isRequested(); }
 
 private:
   int descriptor_;
-  int stop_;
+  const Termination& termination_;
 };
 
 /// Writes all of `bytes`, in one call where the system takes them so. False when the reader has

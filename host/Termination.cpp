@@ -2,8 +2,7 @@
 
 #include <cerrno>
 #include <csignal>
-#include <cstdint>
-#include <sys/eventfd.h>
+#include <fcntl.h>
 #include <system_error>
 #include <unistd.h>
 
@@ -11,13 +10,15 @@ namespace connector::host {
 
 namespace {
 
-volatile std::sig_atomic_t requested = -1; // the descriptor, where the handler finds it
+// Where the handler finds them.
+int endedInput = -1;
+int nullDevice = -1;
+volatile std::sig_atomic_t requested = 0;
 
 extern "C" void requestTermination(int) {
   const auto before = errno;
-  const std::uint64_t one = 1;
-  // It cannot fail in a way that matters: a full counter is readable already.
-  [[maybe_unused]] const auto written = write(requested, &one, sizeof one);
+  requested = 1;
+  dup2(nullDevice, endedInput);
   errno = before;
 }
 
@@ -32,17 +33,23 @@ void setAction(int signal, void (*handler)(int), int flags) {
 
 } // namespace
 
-Termination::Termination()
-    : descriptor_(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)) {
-  if (descriptor_ < 0) {
-    throw std::system_error(errno, std::generic_category(), "eventfd");
+Termination::Termination(int input) {
+  endedInput = input;
+  nullDevice = open("/dev/null", O_RDWR | O_CLOEXEC);
+  if (nullDevice < 0) {
+    throw std::system_error(errno, std::generic_category(), "/dev/null");
   }
-  requested = descriptor_;
-  // Calls of the file operations go on behind the handler; poll alone is always interrupted.
+  // A call that a signal interrupts is made again: a file operation goes on, and reading the input
+  // finds its end.
   for (const int signal : {SIGTERM, SIGINT}) {
     setAction(signal, requestTermination, static_cast<int>(SA_RESTART | SA_RESETHAND));
   }
   setAction(SIGPIPE, SIG_IGN, 0);
+}
+
+// Not static: there must be one that has set the handlers.
+bool Termination::isRequested() const { // NOLINT(readability-convert-member-functions-to-static)
+  return requested != 0;
 }
 
 } // namespace connector::host

@@ -2,17 +2,15 @@
 
 namespace connector::host {
 
-/// SIGTERM and SIGINT as a descriptor that becomes readable and stays so. The first of each only
-/// asks; a second one ends the process at once, for whoever cannot wait for the request in hand.
-/// SIGPIPE is ignored. Failures are a std::system_error. One object in a process, for good.
+/// SIGTERM and SIGINT end the process's input: the null device takes its place, so that whoever
+/// waits for input or is about to finds the end of it. The first of each only does that; a second
+/// one ends the process at once, for whoever cannot wait for the request in hand. SIGPIPE is
+/// ignored. Failures are a std::system_error. One object in a process, for good.
 class Termination {
 public:
-  Termination();
+  explicit Termination(int input);
 
-  [[nodiscard]] int descriptor() const { return descriptor_; }
-
-private:
-  int descriptor_;
+  [[nodiscard]] bool isRequested() const;
 };
 
 } // namespace connector::host

@@ -10,6 +10,7 @@
 
 #include <exception>
 #include <iostream>
+#include <unistd.h>
 
 namespace {
 
@@ -17,7 +18,7 @@ using namespace connector::host;
 
 ExitStatus answerRequests(const Options& options) {
   reserveStandardDescriptors();
-  const Termination termination;
+  const Termination termination(STDIN_FILENO);
   if (options.confinement.isNeeded()) {
     confine(options.confinement);
   }
@@ -27,7 +28,7 @@ ExitStatus answerRequests(const Options& options) {
     return files.answer(type, params);
   };
   const auto command = options.command == Options::Command::call ? call : serve;
-  return command(options, api, termination.descriptor());
+  return command(options, api, termination);
 }
 
 ExitStatus run(const Options& options) {
