@@ -4,6 +4,8 @@
 #include <Poco/JSON/Object.h>
 
 #include <algorithm>
+#include <array>
+#include <charconv>
 #include <cstddef>
 #include <string_view>
 #include <typeinfo>
@@ -99,18 +101,33 @@ void appendArray(Output& out, const Array& array) {
   out.append(']');
 }
 
+template <typename Integer>
+void appendInteger(Output& out, Integer value) {
+  std::array<char, 20> digits{};
+  const auto end = std::to_chars(digits.begin(), digits.end(), value).ptr;
+  out.append({digits.data(), static_cast<std::size_t>(end - digits.data())});
+}
+
 } // namespace
 
 void appendJson(Output& out, const Var& value) {
   if (value.isEmpty()) {
-    out.append("null");
-  } else if (value.type() == typeid(std::string)) {
+    return out.append("null");
+  }
+  const std::type_info& type = value.type();
+  if (type == typeid(std::string)) {
     appendString(out, value.extract<std::string>());
-  } else if (value.type() == typeid(Object::Ptr)) {
+  } else if (type == typeid(bool)) {
+    out.append(value.extract<bool>() ? "true" : "false");
+  } else if (type == typeid(Poco::Int64)) {
+    appendInteger(out, value.extract<Poco::Int64>());
+  } else if (type == typeid(Poco::UInt64)) {
+    appendInteger(out, value.extract<Poco::UInt64>());
+  } else if (type == typeid(Object::Ptr)) {
     appendObject(out, *value.extract<Object::Ptr>());
-  } else if (value.type() == typeid(Array::Ptr)) {
+  } else if (type == typeid(Array::Ptr)) {
     appendArray(out, *value.extract<Array::Ptr>());
-  } else if (value.isNumeric() || value.isBoolean()) {
+  } else if (value.isNumeric()) {
     out.append(value.toString());
   } else {
     appendString(out, value.toString());

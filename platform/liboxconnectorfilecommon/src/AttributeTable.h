@@ -12,6 +12,8 @@ namespace connector::file_common::v1 {
 /// An attribute's key, and where its value is.
 template <typename T>
 struct Attribute {
+  using Value = T;
+
   const std::string& key;
   std::optional<T> FileInfo::Attributes::*value;
 };

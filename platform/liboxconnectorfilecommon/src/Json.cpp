@@ -12,6 +12,7 @@
 #include <string_view>
 #include <tuple>
 #include <utility>
+#include <vector>
 
 namespace connector::file_common::v1 {
 
@@ -45,13 +46,19 @@ T read(const Object& object, std::string_view key, const T& fallback) {
   return value != nullptr ? value->convert<T>() : fallback;
 }
 
-/// A new member's text, to be made in place: handing a text to Object::set copies it several times.
+/// What a Var holds, to be changed in place: it takes something new by copy alone, and Object::set
+/// copies that once more.
+template <typename T>
+T& contentOf(Var& var) {
+  // NOLINTNEXTLINE(cppcoreguidelines-pro-type-const-cast): the Var itself is not constant.
+  return const_cast<T&>(var.extract<T>());
+}
+
 std::string& addText(Object& object, const char* key) {
   object.set(key, std::string());
   const auto member = std::find_if(object.begin(), object.end(),
                                    [&](const auto& candidate) { return candidate.first == key; });
-  // NOLINTNEXTLINE(cppcoreguidelines-pro-type-const-cast): the Var itself is not constant.
-  return const_cast<std::string&>(member->second.extract<std::string>());
+  return contentOf<std::string>(member->second);
 }
 
 /// In pieces, so that bytes that are no text are mostly found out at once.
@@ -115,11 +122,67 @@ void readAttribute(const Object& object, const Attribute<T>& attribute, FileInfo
   }
 }
 
-template <typename T>
-void writeAttribute(Object& object, const Attribute<T>& attribute, const FileInfo& info) {
-  if (const auto& value = info.attributes().*attribute.value) {
-    object.set(attribute.key, *value);
-  }
+/// A member of the object that a FileInfo becomes.
+struct Member {
+  std::string key;
+  Var blank; ///< of the type that the member has
+  /// Fills a copy of the blank; false when the info has nothing for it.
+  bool (*put)(Var& slot, const FileInfo& info);
+};
+
+template <std::size_t index>
+Member attributeMember() {
+  constexpr const auto& attribute = std::get<index>(ATTRIBUTES);
+  using Value = typename std::decay_t<decltype(attribute)>::Value;
+  return {attribute.key, Value(), [](Var& slot, const FileInfo& info) {
+            const auto& value = info.attributes().*std::get<index>(ATTRIBUTES).value;
+            contentOf<Value>(slot) = value.value_or(Value());
+            return value.has_value();
+          }};
+}
+
+template <std::size_t... index>
+std::vector<Member> makeMembers(std::index_sequence<index...>) {
+  std::vector<Member> members{
+      {LOCATION, std::string(),
+       [](Var& slot, const FileInfo& info) {
+         contentOf<std::string>(slot) = toUtf8(info.getLocation());
+         return true;
+       }},
+      {NAME, std::string(),
+       [](Var& slot, const FileInfo& info) {
+         contentOf<std::string>(slot) = toUtf8(info.getName());
+         return true;
+       }},
+      {IS_DIRECTORY, false,
+       [](Var& slot, const FileInfo& info) {
+         contentOf<bool>(slot) = info.isDirectory();
+         return true;
+       }},
+      attributeMember<index>()...,
+  };
+  std::sort(members.begin(), members.end(),
+            [](const Member& left, const Member& right) { return left.key < right.key; });
+  return members;
+}
+
+/// In the order in which an Object keeps them.
+const std::vector<Member>& sortedMembers() {
+  static const auto members =
+      makeMembers(std::make_index_sequence<std::tuple_size_v<decltype(ATTRIBUTES)>>());
+  return members;
+}
+
+/// To be copied: that takes half the time of setting one member after the other.
+const Object& blankObject() {
+  static const Object blank = [] {
+    Object object;
+    for (const Member& member : sortedMembers()) {
+      object.set(member.key, member.blank);
+    }
+    return object;
+  }();
+  return blank;
 }
 
 FileInfo readInfo(const Object& object) {
@@ -143,12 +206,14 @@ Object::Ptr fromFile(File& file) {
 }
 
 Object::Ptr fromFileInfo(const FileInfo& info) {
-  Object::Ptr object = new Object;
-  addText(*object, LOCATION) = toUtf8(info.getLocation());
-  addText(*object, NAME) = toUtf8(info.getName());
-  object->set(IS_DIRECTORY, info.isDirectory());
-  std::apply([&](const auto&... attribute) { (writeAttribute(*object, attribute, info), ...); },
-             ATTRIBUTES);
+  Object::Ptr object = new Object(blankObject());
+  auto slot = object->begin();
+  for (const Member& member : sortedMembers()) {
+    const bool present = member.put((slot++)->second, info);
+    if (!present) {
+      object->remove(member.key);
+    }
+  }
   return object;
 }
 
