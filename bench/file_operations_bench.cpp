@@ -66,6 +66,94 @@ void fillFolder(const std::string& folder, std::size_t entries) {
   }
 }
 
+void describeBare(const char* path) {
+  struct stat st {};
+
+  require(stat(path, &st) == 0, "stat"); // whether it exists
+  require(faccessat(AT_FDCWD, path, W_OK, AT_EACCESS) == 0, "faccessat");
+}
+
+/// The contents in new memory; what the size is, the end of the file tells.
+void readBare(const char* path, std::size_t size) {
+  const int file = ::open(path, O_RDONLY | O_CLOEXEC);
+  require(file >= 0 && lseek(file, 0, SEEK_END) == static_cast<off_t>(size), "open");
+  require(lseek(file, 0, SEEK_SET) == 0, "lseek");
+  const std::unique_ptr<char, decltype(&std::free)> memory(static_cast<char*>(std::malloc(size)),
+                                                           &std::free);
+  for (std::size_t done = 0; done < size;) {
+    const ssize_t more = ::read(file, memory.get() + done, size - done);
+    require(more > 0, "read");
+    done += static_cast<std::size_t>(more);
+  }
+  close(file);
+}
+
+/// What the checks in front of reading look at, the reading, and the description.
+void openBare(const char* path, std::size_t size) {
+  struct stat st {};
+
+  require(stat(path, &st) == 0 && stat(path, &st) == 0, "stat");
+  require(stat(path, &st) == 0 && faccessat(AT_FDCWD, path, R_OK, AT_EACCESS) == 0, "faccessat");
+  readBare(path, size);
+  describeBare(path);
+}
+
+void open(benchmark::State& state) {
+  constexpr int times = 1000;
+  const Scratch scratch;
+  const std::string path = scratch.at("file");
+  const auto size = static_cast<std::size_t>(state.range(0));
+  writeFile(path, size);
+  FileServiceImpl service;
+  const std::u16string widePath = wide(path);
+  compare(
+      state, [] {},
+      [&] {
+        for (int time = 0; time < times; ++time) {
+          require(service.open(widePath).get().getContents().size() == size, "open");
+        }
+      },
+      [&] {
+        for (int time = 0; time < times; ++time) {
+          openBare(path.c_str(), size);
+        }
+      });
+}
+
+void read(benchmark::State& state) {
+  const Scratch scratch;
+  const std::string path = scratch.at("file");
+  const auto size = static_cast<std::size_t>(state.range(0));
+  writeFile(path, size);
+  FileServiceImpl service;
+  compare(
+      state, [] {},
+      [&] { require(service.read(wide(path)).get().getContents().size() == size, "read"); },
+      [&] { readBare(path.c_str(), size); });
+}
+
+/// The time per byte, from one to the other; both fit no cache.
+void readGrowth(benchmark::State& state) {
+  constexpr std::size_t little = 1'000'000;
+  constexpr std::size_t much = 19'999'999;
+  const Scratch scratch;
+  const auto fileOf = [&](std::size_t size) { return scratch.at(std::to_string(size)); };
+  writeFile(fileOf(little), little);
+  writeFile(fileOf(much), much);
+  FileServiceImpl service;
+  compareGrowth(
+      state, little, much,
+      [&](std::size_t size) {
+        const std::u16string path = wide(fileOf(size));
+        return timeOf(
+            [&] { require(service.read(path).get().getContents().size() == size, "read"); });
+      },
+      [&](std::size_t size) {
+        const std::string path = fileOf(size);
+        return timeOf([&] { readBare(path.c_str(), size); });
+      });
+}
+
 /// For each entry what a description takes: a status, an existence test and an access test.
 std::size_t listBare(const std::string& folder) {
   std::size_t count = 0;
@@ -80,9 +168,9 @@ std::size_t listBare(const std::string& folder) {
       continue;
     }
     const std::string path = folder + "/" + entry->d_name;
-    const bool described = stat(path.c_str(), &st) == 0 && stat(path.c_str(), &st) == 0 &&
-                           faccessat(AT_FDCWD, path.c_str(), W_OK, AT_EACCESS) == 0;
-    count += described ? 1 : 0;
+    require(stat(path.c_str(), &st) == 0, "stat");
+    describeBare(path.c_str());
+    ++count;
   }
   closedir(entries);
   return count;
@@ -150,9 +238,9 @@ void removeGrowth(benchmark::State& state) {
 void moveBare(const std::string& from, const std::string& to) {
   struct stat st {};
 
-  const int source = open(from.c_str(), O_RDONLY | O_CLOEXEC);
+  const int source = ::open(from.c_str(), O_RDONLY | O_CLOEXEC);
   require(source >= 0 && fstat(source, &st) == 0, "open");
-  const int target = open(to.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600);
+  const int target = ::open(to.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600);
   require(target >= 0, "create");
   for (auto left = static_cast<std::size_t>(st.st_size); left > 0;) {
     const ssize_t copied = copy_file_range(source, nullptr, target, nullptr, left, 0);
@@ -184,6 +272,9 @@ void move(benchmark::State& state) {
 
 } // namespace
 
+BENCHMARK(open)->Arg(4096)->UseManualTime()->Unit(benchmark::kMillisecond);
+BENCHMARK(read)->Arg(19999999)->UseManualTime()->Unit(benchmark::kMillisecond);
+BENCHMARK(readGrowth)->UseManualTime()->Iterations(15)->Unit(benchmark::kMillisecond);
 BENCHMARK(list)->Arg(100)->Arg(10000)->UseManualTime()->Unit(benchmark::kMillisecond);
 BENCHMARK(listGrowth)->UseManualTime()->Iterations(7)->Unit(benchmark::kMillisecond);
 BENCHMARK(removeGrowth)->UseManualTime()->Iterations(5)->Unit(benchmark::kMillisecond);

@@ -36,6 +36,9 @@ int open_flags(std::ios_base::openmode mode) {
 /// A pipe that no folder holds, such as a standard stream of this process, is reached by its name
 /// under /proc. What is written into it would pass for the process's own output.
 bool is_unnamed_pipe(int opened) {
+  if (::lseek(opened, 0, SEEK_CUR) >= 0) {
+    return false; // which is soon told for nearly every file
+  }
   struct statfs system = {};
   return ::fstatfs(opened, &system) == 0 && system.f_type == PIPEFS_MAGIC;
 }
@@ -84,10 +87,12 @@ bool file_buf::close() {
     return false;
   }
   setg(nullptr, nullptr, nullptr);
+  sought_ = -1;
   return ::close(std::exchange(descriptor_, -1)) == 0;
 }
 
 file_buf::int_type file_buf::underflow() {
+  sought_ = -1;
   const std::size_t count = read_some(descriptor_, lookahead_.data(), lookahead_.size());
   if (count == 0) {
     return traits_type::eof();
@@ -98,6 +103,7 @@ file_buf::int_type file_buf::underflow() {
 
 // Straight into the caller's block, and not a byte further than asked.
 std::streamsize file_buf::xsgetn(char* data, std::streamsize count) {
+  sought_ = -1;
   std::streamsize done = std::min<std::streamsize>(count, egptr() - gptr());
   if (done > 0) {
     std::memcpy(data, gptr(), static_cast<std::size_t>(done));
@@ -123,18 +129,22 @@ file_buf::int_type file_buf::overflow(int_type character) {
 }
 
 std::streamsize file_buf::xsputn(const char* data, std::streamsize count) {
+  sought_ = -1;
   return static_cast<std::streamsize>(
       detail::write_all(descriptor_, data, static_cast<std::size_t>(count)));
 }
 
 file_buf::pos_type file_buf::seekoff(off_type offset, std::ios_base::seekdir way,
                                      std::ios_base::openmode /*which*/) {
+  if (way == std::ios_base::cur && offset == 0 && sought_ >= 0) {
+    return sought_;
+  }
   const off_type ahead = way == std::ios_base::cur ? egptr() - gptr() : 0;
-  const off_type position = ::lseek(descriptor_, offset - ahead, origin(way));
-  if (position >= 0) {
+  sought_ = ::lseek(descriptor_, offset - ahead, origin(way));
+  if (sought_ >= 0) {
     setg(nullptr, nullptr, nullptr);
   }
-  return position;
+  return sought_;
 }
 
 file_buf::pos_type file_buf::seekpos(pos_type position, std::ios_base::openmode which) {

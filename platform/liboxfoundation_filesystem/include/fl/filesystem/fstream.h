@@ -45,7 +45,8 @@ protected:
 
 private:
   int descriptor_ = -1;
-  std::array<char, 512> lookahead_{};
+  off_type sought_ = -1; // where the last seek has led, until a byte is read or written
+  std::array<char, 512> lookahead_; // NOLINT(*-member-init): filled before it is looked at
 };
 
 /// Opens in its constructor; a refused open only sets the failbit and leaves errno.
