@@ -102,7 +102,9 @@ ExitStatus call(const Options& options, const Api& api, const Termination& termi
   const auto text = options.json == "-" ? readAll(input, options.maxMessage) : options.json;
   const auto outcome = api(fullType(options.type), parseMessage(text));
   if (const auto* refusal = std::get_if<Refusal>(&outcome)) {
-    std::cerr << "connector-host: " << refusal->text << '\n';
+    std::cerr << "connector-host: " << refusal->text << '\n'
+              << (refusal->reason == Refusal::Reason::unknownType ? "Try connector-host types.\n"
+                                                                  : "");
     return ExitStatus::failure;
   }
   const auto& response = std::get<Response>(outcome);

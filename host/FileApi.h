@@ -9,6 +9,7 @@
 
 #include <memory>
 #include <string>
+#include <vector>
 
 namespace connector::host {
 
@@ -23,6 +24,9 @@ public:
   /// Content to message, message to provider, its response to content.
   [[nodiscard]] Outcome answer(const std::string& type,
                                const Poco::JSON::Object::Ptr& params) const;
+
+  /// The names of the messages that are answered, sorted.
+  [[nodiscard]] std::vector<std::string> types() const;
 
 private:
   std::shared_ptr<json::MessageRegistry> registry_;

@@ -1,7 +1,10 @@
 #include "Options.h"
 
+#include "Suggestion.h"
+
 #include <Poco/Exception.h>
 #include <Poco/Util/Option.h>
+#include <Poco/Util/OptionException.h>
 #include <Poco/Util/OptionProcessor.h>
 #include <Poco/Util/OptionSet.h>
 
@@ -48,24 +51,57 @@ void setOption(Options& options, const std::string& name, const std::string& val
   }
 }
 
-void setCommand(Options& options, const std::vector<std::string>& words) {
-  if (words.empty() || (words.front() == "serve" && words.size() == 1)) {
-    return;
+[[noreturn]] void refuseOption(const std::string& argument, const Poco::Util::OptionSet& set) {
+  std::vector<std::string> names;
+  for (const auto& option : set) {
+    names.push_back("--" + option.fullName());
   }
-  if (words.front() == "serve") {
-    throw UsageError("serve takes no argument: " + words[1]);
+  throw UsageError("Unknown option: " + argument +
+                   suggestion(argument.substr(0, argument.find('=')), names));
+}
+
+/// False when the argument is no option.
+bool takeOption(Poco::Util::OptionProcessor& processor, const Poco::Util::OptionSet& set,
+                const std::string& argument, Options& options) {
+  std::string name;
+  std::string value;
+  try {
+    if (!processor.process(argument, name, value)) {
+      return false;
+    }
+  } catch (const Poco::Util::UnknownOptionException&) {
+    refuseOption(argument, set);
   }
-  if (words.front() != "call") {
-    throw UsageError("Unknown command: " + words.front());
-  }
+  setOption(options, name, value);
+  return true;
+}
+
+void setCall(Options& options, const std::vector<std::string>& words) {
   if (words.size() < 2 || words.size() > 3) {
-    throw UsageError("call takes a message type and at most one JSON object");
+    throw UsageError("call takes a message type, as connector-host types lists them, and at most "
+                     "one JSON object");
   }
   options.command = Command::call;
   options.type = words[1];
   if (words.size() == 3) {
     options.json = words[2];
   }
+}
+
+void setCommand(Options& options, const std::vector<std::string>& words) {
+  const std::string command = words.empty() ? "serve" : words.front();
+  if (command == "call") {
+    setCall(options, words);
+    return;
+  }
+  if (command != "serve" && command != "types") {
+    throw UsageError("Unknown command: " + command +
+                     suggestion(command, {"serve", "call", "types"}));
+  }
+  if (words.size() > 1) {
+    throw UsageError(command + " takes no argument: " + words[1]);
+  }
+  options.command = command == "serve" ? Command::serve : Command::types;
 }
 
 } // namespace
@@ -75,13 +111,9 @@ Options parseOptions(const std::vector<std::string>& arguments) {
   Poco::Util::OptionProcessor processor(set);
   Options options;
   std::vector<std::string> words;
-  std::string name;
-  std::string value;
   try {
     for (const auto& argument : arguments) {
-      if (processor.process(argument, name, value)) {
-        setOption(options, name, value);
-      } else {
+      if (!takeOption(processor, set, argument, options)) {
         words.push_back(argument);
       }
     }
@@ -98,6 +130,7 @@ Options parseOptions(const std::vector<std::string>& arguments) {
 std::string usage() {
   return R"(Usage: connector-host [OPTION...] [serve]
        connector-host [OPTION...] call TYPE [JSON]
+       connector-host types
 
 Answers messages of the connector file service.
 
@@ -106,6 +139,7 @@ Answers messages of the connector file service.
   call TYPE [JSON]  answer one message and print the response. A TYPE without a
                     slash is short: ListFolder is connector/v1/ListFolder. JSON
                     defaults to {}; - reads it from standard input
+  types             print the message types that are answered
 
   --max-message BYTES  refuse messages that are longer (default 67108864)
   --root DIR           confine all requests to this folder; may be given again

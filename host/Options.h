@@ -11,7 +11,7 @@ namespace connector::host {
 
 /// What the command line asks for.
 struct Options {
-  enum class Command { serve, call, help, version };
+  enum class Command { serve, call, types, help, version };
 
   Command command = Command::serve;
   std::size_t maxMessage = 64ULL * 1024 * 1024; ///< bytes

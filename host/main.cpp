@@ -31,6 +31,13 @@ ExitStatus answerRequests(const Options& options) {
   return command(options, api, termination);
 }
 
+ExitStatus printTypes() {
+  for (const auto& type : FileApi().types()) {
+    std::cout << type << '\n';
+  }
+  return ExitStatus::success;
+}
+
 ExitStatus run(const Options& options) {
   switch (options.command) {
   case Options::Command::help:
@@ -39,6 +46,8 @@ ExitStatus run(const Options& options) {
   case Options::Command::version:
     std::cout << "connector-host " CONNECTOR_HOST_VERSION "\n";
     return ExitStatus::success;
+  case Options::Command::types:
+    return printTypes();
   case Options::Command::call:
   case Options::Command::serve:
     break;

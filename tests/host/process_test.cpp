@@ -9,6 +9,7 @@
 #include <chrono>
 #include <csignal>
 #include <iterator>
+#include <sstream>
 #include <string>
 #include <thread>
 #include <tuple>
@@ -134,11 +135,15 @@ TEST_F(ConnectorHost, CallTellsTheOutcomeByItsStatus) {
       {{"call", "ListFolder", params}, 0, "\n  \"folderContents\": ["},
       {{"call", "connector/v1/ListFolder", "-"}, 0, "folderContents"},
       {{"call", "OpenFile", params}, 1, "FILE_NOT_FOUND"},
-      {{"call", "Nonsense"}, 2, "Unknown message type: connector/v1/Nonsense"},
+      {{"call", "Nonsense"}, 2, "Unknown message type: connector/v1/Nonsense\n"},
+      {{"call", "OpenFlie"}, 2, "connector/v1/OpenFlie; did you mean connector/v1/OpenFile?\n"},
       {{"call", "OpenFile", "nonsense"}, 2, "The message is not JSON: "},
       {{"call", "OpenFile", "[]"}, 2, "not a JSON object"},
       {{"call", "OpenFile", "-", "--max-message=1"}, 2, "too long"},
       {{"call"}, 2, "--help"},
+      {{"cal"}, 2, "Unknown command: cal; did you mean call?\n"},
+      {{"--rot=/tmp"}, 2, "Unknown option: --rot=/tmp; did you mean --root?\n"},
+      {{"types"}, 0, "connector/v1/UpdateFile\n"},
       {{"--help"}, 0, "Usage: connector-host "},
       {{"--version"}, 0, "connector-host " CONNECTOR_HOST_VERSION "\n"}};
   for (const auto& [arguments, expectedStatus, text] : rows) {
@@ -146,6 +151,15 @@ TEST_F(ConnectorHost, CallTellsTheOutcomeByItsStatus) {
     EXPECT_EQ(status, expectedStatus) << output;
     EXPECT_THAT(output, testing::HasSubstr(text));
   }
+}
+
+TEST_F(ConnectorHost, ListsTheTypesThatItAnswers) {
+  std::istringstream types(run({"types"}).second);
+  int count = 0;
+  for (std::string type; std::getline(types, type); ++count) {
+    EXPECT_NE(run({"call", type}).first, 2) << type;
+  }
+  EXPECT_GT(count, 0);
 }
 
 TEST_F(ConnectorHost, ClosedStandardStreamIsNotTakenByAFile) {
