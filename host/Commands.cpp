@@ -2,9 +2,11 @@
 
 #include "Descriptors.h"
 #include "Json.h"
+#include "Terminal.h"
 
 #include <iostream>
 #include <unistd.h>
+#include <utility>
 
 namespace connector::host {
 
@@ -23,6 +25,11 @@ void greetPerson() {
 
 std::string fullType(const std::string& type) {
   return type.find('/') == std::string::npos ? TYPE_PREFIX + type : type;
+}
+
+Outcome carryOut(const Api& api, const std::string& type, const Poco::JSON::Object::Ptr& message) {
+  const Progress progress(STDERR_FILENO, type);
+  return api(fullType(type), message);
 }
 
 std::string readAll(Input& input, std::size_t limit) {
@@ -100,7 +107,7 @@ ExitStatus serve(const Options& options, const Api& api, const Termination& term
 ExitStatus call(const Options& options, const Api& api, const Termination& termination) {
   DescriptorInput input(STDIN_FILENO, termination);
   const auto text = options.json == "-" ? readAll(input, options.maxMessage) : options.json;
-  const auto outcome = api(fullType(options.type), parseMessage(text));
+  const auto outcome = carryOut(api, options.type, parseMessage(text));
   if (const auto* refusal = std::get_if<Refusal>(&outcome)) {
     std::cerr << "connector-host: " << refusal->text << '\n'
               << (refusal->reason == Refusal::Reason::unknownType ? "Try connector-host types.\n"
@@ -108,8 +115,12 @@ ExitStatus call(const Options& options, const Api& api, const Termination& termi
     return ExitStatus::failure;
   }
   const auto& response = std::get<Response>(outcome);
+  auto answer = writePrettyJson(*response.content);
+  if (response.hasFault && showsColor(STDOUT_FILENO)) {
+    answer = withColoredFaults(std::move(answer));
+  }
   // A reader that does not stay for the answer changes nothing of what it is.
-  static_cast<void>(writeAll(STDOUT_FILENO, writePrettyJson(*response.content) + "\n"));
+  static_cast<void>(writeAll(STDOUT_FILENO, answer + "\n"));
   return response.hasFault ? ExitStatus::fault : ExitStatus::success;
 }
 
