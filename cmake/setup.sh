@@ -4,7 +4,7 @@ project=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
 
 packages_to_build=(g++ cmake dpkg-dev file ninja-build libbenchmark-dev libboost-dev libgmock-dev
                    libgoogle-perftools-dev libgtest-dev libpoco-dev libsimdjson-dev pkgconf strace)
-packages_to_lint=(clang clang-format clang-tidy)
+packages_to_lint=(clang clang-format clang-tidy doxygen mandoc)
 packages_to_compare=(openssh-sftp-server)
 packages_of_node=(nodejs npm)
 
