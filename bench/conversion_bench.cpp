@@ -55,7 +55,8 @@ void convertFile(benchmark::State& state, bool isText) {
       [&] {
         if (isText) {
           require(simdjson::validate_utf8(contents), "validate_utf8");
-          const std::string in(contents);
+          std::string in;
+          in.assign(contents);
           require(DataBuffer(in).size() == contents.size(), "copy");
         } else {
           std::string text;

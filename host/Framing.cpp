@@ -57,8 +57,8 @@ std::optional<Incoming> FrameReader::next() {
   if (!framing_) {
     return std::nullopt;
   }
-  auto incoming = *framing_ == Framing::lines ? nextLine() : nextBody();
-  return input_.stopped() ? std::nullopt : std::move(incoming);
+  const auto incoming = *framing_ == Framing::lines ? nextLine() : nextBody();
+  return input_.stopped() ? std::nullopt : incoming;
 }
 
 std::optional<Framing> FrameReader::findFraming() {

@@ -114,29 +114,35 @@ void read(Var& slot, value json, std::size_t depth) {
 }
 
 /// Kept from one short text to the next; what a long one takes is given back.
-simdjson::ondemand::parser& parserFor(std::string_view text,
+simdjson::ondemand::parser& parserFor(std::size_t size,
                                       std::optional<simdjson::ondemand::parser>& own) {
   constexpr std::size_t kept = 1024UL * 1024;
   static thread_local simdjson::ondemand::parser shared;
-  return text.size() > kept ? own.emplace() : shared;
+  return size > kept ? own.emplace() : shared;
 }
 
 /// Hands over the root of a text that is an object or an array.
 template <typename Take>
-void readContainerText(const Text& text, const Take& take) {
+void readContainerText(simdjson::padded_string_view text, const Take& take) {
   std::optional<simdjson::ondemand::parser> own;
-  auto& parser = parserFor(text.bytes, own);
-  static_assert(ByteQueue::LOOK_AHEAD >= simdjson::SIMDJSON_PADDING);
-  std::optional<simdjson::padded_string> copy;
-  simdjson::padded_string_view padded(text.bytes.data(), text.bytes.size(),
-                                      text.bytes.size() + simdjson::SIMDJSON_PADDING);
-  if (!text.roomBehind) {
-    padded = copy.emplace(text.bytes);
-  }
-  auto document = parser.iterate(padded).value();
+  auto document = parserFor(text.size(), own).iterate(text).value();
   take(document);
   if (document.current_location().error() != simdjson::OUT_OF_BOUNDS) {
     throw JsonError("more than one value");
+  }
+}
+
+template <typename Take>
+void readContainerText(const Text& text, const Take& take) {
+  static_assert(ByteQueue::LOOK_AHEAD >= simdjson::SIMDJSON_PADDING);
+  if (text.roomBehind) {
+    const auto size = text.bytes.size();
+    readContainerText(
+        simdjson::padded_string_view(text.bytes.data(), size, size + simdjson::SIMDJSON_PADDING),
+        take);
+  } else {
+    const simdjson::padded_string copy(text.bytes);
+    readContainerText(simdjson::padded_string_view(copy), take);
   }
 }
 

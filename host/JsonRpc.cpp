@@ -155,7 +155,7 @@ Answer refuse(Unreadable reason) {
 
 void Answer::writeTo(Output& out) const {
   out.append(head_);
-  if (content_) {
+  if (!content_.isNull()) {
     appendJson(out, content_);
   }
   out.append(tail_);

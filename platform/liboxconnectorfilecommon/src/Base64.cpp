@@ -139,8 +139,8 @@ __attribute__((target("ssse3"))) std::size_t decodeBySsse3(const char* in, std::
   return group;
 }
 
-Groups pick(Groups fast, Groups plain) {
-  return __builtin_cpu_supports("ssse3") != 0 ? fast : plain;
+Groups pick(Groups fast, Groups plain) noexcept {
+  return static_cast<bool>(__builtin_cpu_supports("ssse3")) ? fast : plain;
 }
 
 const Groups fastEncode = pick(encodeBySsse3, encodePlainly);
