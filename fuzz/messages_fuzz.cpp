@@ -19,14 +19,11 @@
 namespace {
 
 using connector::fuzz::require;
-using connector::host::appendJson;
-using connector::host::parseJson;
 using Poco::JSON::Object;
 
 Object::Ptr objectIn(const std::string& text) {
   try {
-    const auto value = parseJson(text);
-    return value.type() == typeid(Object::Ptr) ? value.extract<Object::Ptr>() : nullptr;
+    return connector::host::parseObject(text).object;
   } catch (const connector::host::JsonError&) {
     return nullptr;
   }
@@ -34,9 +31,10 @@ Object::Ptr objectIn(const std::string& text) {
 
 std::string written(const connector::json::MessageRegistry& registry,
                     const std::unique_ptr<connector::Message>& message) {
-  std::string text;
-  appendJson(text, registry.toJson(message));
-  return text;
+  connector::host::StringOutput out;
+  appendJson(out, registry.toJson(message));
+  out.flush();
+  return out.text();
 }
 
 void roundTrip(const connector::json::MessageRegistry& registry, const std::string& type,

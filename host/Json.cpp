@@ -43,6 +43,7 @@ void readString(Var& slot, value& string) {
   // NOLINTNEXTLINE(cppcoreguidelines-pro-type-const-cast): the Var itself is not constant.
   auto& text = const_cast<std::string&>(slot.extract<std::string>());
   const auto token = tokenOf(string);
+  string.get_raw_json_string().value(); // goes on behind it, which looking at the token does not
   if (token.find('\\') == NONE) {
     text = token.substr(1, token.size() - 2);
     return;

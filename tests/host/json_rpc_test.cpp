@@ -88,7 +88,8 @@ TEST_F(JsonRpcTest, UnparsableTextIsRefused) {
       R"({"jsonrpc":"2.0","id":null,"error":{"code":-32700,"message":"Parse error: )";
   for (const std::string text :
        {"", "1,2", "1],[2", "{", "nonsense", "\"open", "{}{}", "[1,]", "/**/{}", "[1e400]",
-        "[\"\\x\"]", "[\"\\ud800\"]", "[\"a\nb\"]", "\xEF\xBB\xBF{}", "{}\xFF", "{\"\xC3\":1}"}) {
+        "[\"\\x\"]", "[\"\\ud800\"]", "[\"a\nb\"]", "[\"a\":\"b\"]", "{\"a\":\"b\":1}",
+        "\xEF\xBB\xBF{}", "{}\xFF", "{\"\xC3\":1}"}) {
     const auto reply = answer(text);
     EXPECT_EQ(reply.substr(0, prefix.size()), prefix) << text.substr(0, 100);
     EXPECT_TRUE(std::all_of(reply.begin(), reply.end(), [](char c) { return c >= ' '; })) << reply;
