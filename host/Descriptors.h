@@ -31,6 +31,7 @@ public:
       , termination_(termination) {}
 
   std::size_t read(char* buffer, std::size_t size) override;
+
   [[nodiscard]] bool stopped() const override { return termination_.isRequested(); }
 
 private:

@@ -1,8 +1,9 @@
-// Usage: comparison FOLDER [--node SCRIPT] [--rounds N] [PART_OF_AN_OPERATION'S_NAME]
+// Usage: comparison FOLDER [--node SCRIPT] [--rounds N] [--any-core] [PART_OF_AN_OPERATION'S_NAME]
 // Each operation on files beneath FOLDER, which is scratch, by each service in turn.
 
 #include "../Timing.h"
 #include "Contender.h"
+#include "Cores.h"
 #include "Disk.h"
 
 #include <algorithm>
@@ -52,15 +53,36 @@ constexpr std::array OPERATIONS{
     Operation{"create 19,999,999 bytes, no text", Verb::create, 1, BIG, false, 0.5, 3.5},
 };
 
+/// Ours alone: the time of `much` per byte or entry over that of `little`, and what it is to be at
+/// most.
+struct Growth {
+  const char* name;
+  Operation little;
+  Operation much;
+  double target;
+};
+
+constexpr std::array GROWTHS{
+    Growth{"list, from 100 to 100,000 entries",
+           {"100 entries", Verb::list, 20, 100, true, 0, 0},
+           {"100,000 entries", Verb::list, 1, 100000, true, 0, 0},
+           1.3},
+    Growth{"read, from 1 MB to 19,999,999 bytes",
+           {"1 MB", Verb::open, 5, 1000000, true, 0, 0},
+           {"19,999,999 bytes", Verb::open, 1, BIG, true, 0, 0},
+           1.3},
+};
+
 struct Options {
   std::filesystem::path folder;
   std::optional<std::string> nodeScript;
   int rounds = 21;
+  bool anyCore = false; ///< the client and the services run where the system puts them
   std::string filter;
 };
 
 /// Ours, sftp-server and, if it can be had, Node.js.
-using Contenders = std::vector<std::unique_ptr<Contender>>;
+using Contenders = std::vector<Contender*>;
 
 void require(bool right, const char* what) {
   if (!right) {
@@ -96,8 +118,8 @@ std::vector<double> measure(const Contenders& contenders, const Batch& batch,
                             const Options& options) {
   std::vector<Turns> all;
   all.reserve(contenders.size());
-  for (const auto& contender : contenders) {
-    all.push_back({contender.get(), contender->ready(batch), {}});
+  for (Contender* const contender : contenders) {
+    all.push_back({contender, contender->ready(batch), {}});
   }
   for (int round = 0; round <= options.rounds; ++round) {
     for (Turns& turns : all) {
@@ -141,18 +163,44 @@ void printRow(const std::string& name, const std::string& ours, const std::strin
             << std::left << std::setw(23) << sftp << node << std::endl;
 }
 
+/// The median of each contender's times per file.
+std::vector<double> measure(const Contenders& contenders, const Operation& operation,
+                            const Options& options) {
+  return measure(
+      contenders,
+      makeBatch(operation.verb, options.folder, operation.files, operation.size, operation.isText),
+      options);
+}
+
+bool isWanted(const char* name, const Options& options) {
+  return std::string(name).find(options.filter) != std::string::npos;
+}
+
 void compareAll(const Contenders& contenders, const Options& options) {
   printRow("", "ours", "sftp-server / ours", contenders.size() > 2 ? "Node.js / ours" : "");
   for (const Operation& operation : OPERATIONS) {
-    if (std::string(operation.name).find(options.filter) == std::string::npos) {
+    if (!isWanted(operation.name, options)) {
       continue;
     }
-    const Batch batch = makeBatch(operation.verb, options.folder, operation.files, operation.size,
-                                  operation.isText);
-    const auto times = measure(contenders, batch, options);
+    const auto times = measure(contenders, operation, options);
     printRow(operation.name, timeText(times[0]),
              ratioText(times[1] / times[0], operation.sftpTarget),
              times.size() > 2 ? ratioText(times[2] / times[0], operation.nodeTarget) : "");
+  }
+}
+
+void measureGrowth(Contender& ours, const Options& options) {
+  const auto timePerItem = [&](const Operation& operation) {
+    return measure({&ours}, operation, options).front() / static_cast<double>(operation.size);
+  };
+  for (const Growth& growth : GROWTHS) {
+    if (!isWanted(growth.name, options)) {
+      continue;
+    }
+    const double ratio = timePerItem(growth.much) / timePerItem(growth.little);
+    std::cout << "growth: " << growth.name << ": " << fixed(ratio, 2)
+              << " (<= " << fixed(growth.target, 1) << ")"
+              << (ratio > growth.target ? " above" : "") << '\n';
   }
 }
 
@@ -164,6 +212,8 @@ Options parse(const std::vector<std::string>& words) {
       options.rounds = std::max(1, std::stoi(words.at(++at)));
     } else if (words[at] == "--node") {
       options.nodeScript = words.at(++at);
+    } else if (words[at] == "--any-core") {
+      options.anyCore = true;
     } else if (words[at].rfind("--", 0) == 0) {
       throw std::invalid_argument(words[at]);
     } else {
@@ -177,7 +227,7 @@ std::optional<Options> parseOrExplain(const std::vector<std::string>& words) {
   try {
     return parse(words);
   } catch (const std::logic_error&) { // an argument is missing, or no number, or unknown
-    std::cerr << "Usage: bench/compare [--rounds N] [PART_OF_AN_OPERATION'S_NAME]\n";
+    std::cerr << "Usage: bench/compare [--rounds N] [--any-core] [PART_OF_AN_OPERATION'S_NAME]\n";
     return std::nullopt;
   }
 }
@@ -191,13 +241,23 @@ int main(int argc, char** argv) {
     if (!options) {
       return 2;
     }
-    Contenders contenders;
-    contenders.push_back(startConnectorHost());
-    contenders.push_back(startSftpServer());
-    if (options->nodeScript) {
-      contenders.push_back(startNodeService(*options->nodeScript));
+    const Cores cores;
+    if (!options->anyCore) {
+      cores.useServices();
+    }
+    const auto ours = startConnectorHost();
+    const auto sftp = startSftpServer();
+    cores.useAll(); // Node.js has threads that work for each other.
+    const auto node = options->nodeScript ? startNodeService(*options->nodeScript) : nullptr;
+    if (!options->anyCore) {
+      cores.useClients();
+    }
+    Contenders contenders{ours.get(), sftp.get()};
+    if (node) {
+      contenders.push_back(node.get());
     }
     compareAll(contenders, *options);
+    measureGrowth(*ours, *options);
     return EXIT_SUCCESS;
   } catch (const std::exception& error) {
     std::cerr << "comparison: " << error.what() << '\n';

@@ -45,7 +45,7 @@ protected:
 
 private:
   int descriptor_ = -1;
-  off_type sought_ = -1; // where the last seek has led, until a byte is read or written
+  off_type sought_ = -1;            // where the last seek has led, until a byte is read or written
   std::array<char, 512> lookahead_; // NOLINT(*-member-init): filled before it is looked at
 };
 
