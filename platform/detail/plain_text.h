@@ -11,7 +11,7 @@ namespace fl::detail {
 template <typename Unit>
 std::size_t plain_length(const Unit* text, std::size_t size) {
   using Value = std::make_unsigned_t<std::conditional_t<sizeof(Unit) == 1, char, short>>;
-  constexpr std::size_t block = 16; // whole blocks, so that the compiler takes a block in one go
+  constexpr std::size_t block = 8; // whole blocks, so that the compiler takes a block in one go
   constexpr Value first_other = 0x80;
   std::size_t length = 0;
   while (size - length >= block) {

@@ -1,7 +1,7 @@
+#include "native_path.h"
 #include "posix.h"
 
 #include <fl/filesystem/fstream.h>
-#include <fl/filesystem/path.h>
 
 #include <algorithm>
 #include <cerrno>
@@ -68,12 +68,20 @@ file_buf::~file_buf() {
 }
 
 bool file_buf::open(const std::string& name, std::ios_base::openmode mode) {
-  if (is_open() || name.find('\0') != std::string::npos) {
+  if (name.find('\0') != std::string::npos) {
+    errno = EINVAL;
+    return false;
+  }
+  return open(name.c_str(), mode);
+}
+
+bool file_buf::open(const char* name, std::ios_base::openmode mode) {
+  if (is_open()) {
     errno = EINVAL;
     return false;
   }
   descriptor_ =
-      detail::uninterrupted([&] { return ::open(name.c_str(), open_flags(mode), creation_mode); });
+      detail::uninterrupted([&] { return ::open(name, open_flags(mode), creation_mode); });
   if (is_open() && is_unnamed_pipe(descriptor_)) {
     close();
     errno = ENXIO; // as the system itself answers for a socket that is reached in this way
@@ -153,9 +161,9 @@ file_buf::pos_type file_buf::seekpos(pos_type position, std::ios_base::openmode 
 
 ifstream::ifstream(const std::u16string& path, std::ios_base::openmode mode, int /*sharing*/)
     : std::istream(nullptr) {
-  const std::string name = detail::make_native_access_form_i18n(path);
+  const detail::native_path name(path);
   rdbuf(&buffer_);
-  if (!buffer_.open(name, mode | std::ios_base::in)) {
+  if (!buffer_.open(name.c_str(), mode | std::ios_base::in)) {
     setstate(std::ios_base::failbit);
   }
 }

@@ -14,6 +14,7 @@
 #include <memory>
 #include <sys/stat.h>
 #include <unistd.h>
+#include <utility>
 
 namespace fl::filesystem {
 
@@ -103,15 +104,15 @@ std::u16string get_current_path() {
   return detail::native_to_utf16(folder.get());
 }
 
-upath absolute(const std::u16string& path, const std::u16string& base) {
-  if (!path.empty() && path.front() == u'/') {
-    return upath(path);
+upath absolute(upath path, const std::u16string& base) {
+  if (!path.empty() && path.string().front() == u'/') {
+    return path;
   }
   std::u16string result = base.empty() ? get_current_path() : base;
   if (!path.empty()) {
     detail::concatenate_pathname(result, path, true);
   }
-  return upath(result);
+  return upath(std::move(result));
 }
 
 void rename(const std::u16string& from, const std::u16string& to,

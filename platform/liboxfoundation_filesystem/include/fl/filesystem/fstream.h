@@ -29,6 +29,7 @@ public:
   /// `name` is in native form. `in` reads an existing file; `out` creates a missing one, and
   /// empties an existing one only with `trunc`. False, with errno set, when the system refuses.
   bool open(const std::string& name, std::ios_base::openmode mode);
+  bool open(const char* name, std::ios_base::openmode mode);
 
   /// False, with errno set, when the buffer is not open or the system reports a failure; the
   /// descriptor is gone in any case.

@@ -61,7 +61,7 @@ std::u16string get_current_path();
 
 /// `path` prefixed by `base` when relative; an empty `base` is the current folder, and an empty
 /// `path` gives the base itself. Nothing is cleaned up.
-upath absolute(const std::u16string& path, const std::u16string& base);
+upath absolute(upath path, const std::u16string& base);
 
 /// Creates one folder; FileExistsError when anything is there already.
 void create_directory(const std::u16string& path);
