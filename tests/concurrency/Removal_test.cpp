@@ -1,3 +1,4 @@
+#include "support/Measured.h"
 #include "support/ScratchFolder.h"
 
 #include <connector/file/v1/FileServiceImpl.h>
@@ -5,7 +6,6 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
-#include <cstdio>
 #include <exception>
 #include <fcntl.h>
 #include <filesystem>
@@ -70,9 +70,10 @@ TEST_F(RemovalRace, LosesNothingBehindLinksThatAreSwappedIn) {
   file::v1::FileServiceImpl service;
   std::atomic<int> swaps{0};
   int removals = 0;
-  for (int round = 0; swaps < enough; ++round) {
+  int rounds = 0;
+  for (; swaps < enough; ++rounds) {
     makeTree();
-    const fs::path target = at(round % 2 == 0 ? "tree/a" : "tree/a/b");
+    const fs::path target = at(rounds % 2 == 0 ? "tree/a" : "tree/a/b");
     const Swapper swapper(target, at("link"), swaps);
     try {
       service.remove(textAt("tree")).wait();
@@ -81,12 +82,14 @@ TEST_F(RemovalRace, LosesNothingBehindLinksThatAreSwappedIn) {
       // A swap made it fail for good; what counts is what it left.
     }
   }
-  std::printf("%d swaps during %d removals\n", swaps.load(), removals);
   EXPECT_GT(removals, 0);
 
   fs::remove_all(at("tree"));
   fs::remove_all(at("link"));
   EXPECT_EQ(disk(), before);
+  printMeasured(std::to_string(swaps) + " swaps of folders for links during " +
+                std::to_string(rounds) + " removals, of which " + std::to_string(removals) +
+                " succeed");
 }
 
 } // namespace connector::test

@@ -1,6 +1,7 @@
 #include "Requests.h"
 #include "support/ChildProcess.h"
 #include "support/HostClient.h"
+#include "support/Measured.h"
 #include "support/ScratchFolder.h"
 
 #include <Poco/String.h>
@@ -278,6 +279,9 @@ void expectAllHeld(const fs::path& folder, const std::string& options, bool read
   for (auto& worker : workers) {
     worker.join();
   }
+  printMeasured("every way out, " + std::to_string(ways.size()) + ", in every request, " +
+                std::to_string(requests.size()) + ", to a host with " + options +
+                ": nothing outside was touched");
 }
 
 /// From now on the system call fails in this process, and in those that it starts.
@@ -350,6 +354,7 @@ TEST_F(Confined, EveryWayLeadsOutWithoutConfinement) {
     waysOut += leadsOut ? 1 : 0;
   }
   EXPECT_GE(waysOut, 150);
+  printMeasured(std::to_string(waysOut) + " paths lead out of a root that does not confine");
 }
 
 TEST_F(Confined, TheMachineIsOutsideToo) {
