@@ -3,6 +3,7 @@
 #include "support/Measured.h"
 #include "support/Sanitizer.h"
 #include "support/ScratchFolder.h"
+#include "support/SmallTmpfs.h"
 #include "support/Unprivileged.h"
 
 #include <Poco/String.h>
@@ -18,11 +19,14 @@
 #include <fcntl.h>
 #include <filesystem>
 #include <fstream>
+#include <iterator>
+#include <regex>
 #include <string>
 #include <sys/stat.h>
 #include <sys/sysmacros.h>
 #include <system_error>
 #include <unistd.h>
+#include <utility>
 #include <vector>
 
 namespace connector::test {
@@ -80,9 +84,13 @@ private:
 class NeverStuck : public ScratchFolder {
 protected:
   void TearDown() override {
-    if (requests_ == 0) { // in this process
-      return;
+    if (requests_ > 0) {
+      printTimes();
     }
+  }
+
+  /// Also at the end of a child process.
+  void printTimes() const {
     const auto& test = *::testing::UnitTest::GetInstance()->current_test_info();
     const auto slowest = std::chrono::duration_cast<std::chrono::milliseconds>(slowest_).count();
     printMeasured(std::string("never stuck ") + test.name() + ": " + std::to_string(requests_) +
@@ -91,7 +99,7 @@ protected:
 
   std::string answer(HostClient& host, const std::string& type, const std::string& params) {
     using Clock = std::chrono::steady_clock;
-    host.setPatience(patience);
+    host.setPatience(patience());
     const auto start = Clock::now();
     auto text = host.askForText(type, params);
     slowest_ = std::max<Clock::duration>(slowest_, Clock::now() - start);
@@ -140,8 +148,8 @@ protected:
         << request.type << " of kind " << std::oct << object.kind << object.linkTo;
   }
 
-  /// For the request's work on a busy machine; a lease would have to be waited for longer.
-  std::chrono::seconds patience{SANITIZED ? 120 : 30};
+  /// For the most laborious request on a busy machine; a lease would have to be waited for longer.
+  static std::chrono::seconds patience() { return std::chrono::seconds(SANITIZED ? 120 : 30); }
 
 private:
   std::chrono::steady_clock::duration slowest_{};
@@ -218,38 +226,39 @@ TEST_F(NeverStuck, OnFilesOfTheKernelThatItMayNotChange) {
       }
       fs::remove_all(at("open/sub"));
     }
+    printTimes();
   });
 }
 
+// In memory, since disks take long to make so many files.
 TEST_F(NeverStuck, OnAFolderOfManyEntries) {
-  constexpr int count = 200'000;
-  const auto big = makeFolder("big");
-  for (int i = 0; i < count; ++i) { // names of a few files, which are made and deleted faster
-    const auto file = "file" + std::to_string(i / 50'000);
-    if (i % 50'000 == 0) {
-      writeFile(file);
+  onTmpfs(folder(), "size=1g", [this] {
+    constexpr int count = 200'000;
+    const auto big = makeFolder("big");
+    makeFolder("other");
+    writeFile("file");
+    for (int i = 0; i < count; ++i) {
+      ASSERT_EQ(link(at("file").c_str(), (big / ("entry" + std::to_string(i))).c_str()), 0);
     }
-    ASSERT_EQ(link(at(file).c_str(), (big / ("entry" + std::to_string(i))).c_str()), 0);
-  }
-  patience = std::chrono::seconds(280);
-  HostClient host(folder());
-  const auto listed = answer(host, listFolder.type, listFolder.with(big.string(), ""));
-  int described = 0;
-  for (auto key = listed.find(R"("location")"); key != std::string::npos;
-       key = listed.find(R"("location")", key + 1)) {
-    ++described;
-  }
-  EXPECT_EQ(described, count + 1);
-  for (const Request& request : requests) {
-    if (request.does == Does::read || request.does == Does::describe) {
-      ask(host, request, big);
+    HostClient host(folder());
+    const auto listed = answer(host, listFolder.type, listFolder.with(big.string(), ""));
+    const std::regex location(R"("location")");
+    EXPECT_EQ(std::distance(std::sregex_iterator(listed.begin(), listed.end(), location), {}),
+              count + 1);
+    for (const Request& request : requests) {
+      if (request.does == Does::read || request.does == Does::describe) {
+        ask(host, request, big);
+      }
     }
-  }
-  makeFolder("other");
-  EXPECT_EQ(ask(host, "RenameFile", R"({"originalFileInfo":"big","newFileInfo":"renamed"})"), 0U);
-  EXPECT_EQ(ask(host, "MoveFile", R"({"srcPath":"renamed","destPath":"other"})"), 0U);
-  EXPECT_EQ(ask(host, "DeleteFile", R"({"path":"other"})"), 0U);
-  EXPECT_FALSE(fs::exists(at("other")));
+    for (const auto& [type, params] :
+         {std::pair("RenameFile", R"({"originalFileInfo":"big","newFileInfo":"renamed"})"),
+          std::pair("MoveFile", R"({"srcPath":"renamed","destPath":"other"})"),
+          std::pair("DeleteFile", R"({"path":"other"})")}) {
+      EXPECT_EQ(ask(host, type, params), 0U) << type;
+    }
+    EXPECT_FALSE(fs::exists(at("other")));
+    printTimes();
+  });
 }
 
 TEST_F(NeverStuck, OnPathsThatAreAsLongAsCanBe) {
