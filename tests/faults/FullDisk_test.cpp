@@ -18,6 +18,7 @@ struct Row {
   const char* type;
   const char* params; // "@" stands for the folder of that disk, "$" for what is outside, "#" for
                       // contents that are too big for it
+  bool isSeenAhead = false; // by the file service, which has a text of its own for it
 
   friend std::ostream& operator<<(std::ostream& out, const Row& row) { return out << row.name; }
 };
@@ -62,6 +63,8 @@ TEST_P(FullDisk, IsToldAndLosesNothing) {
     const Disk before = disk();
     const Outcome outcome = run();
     EXPECT_EQ(outcome.condition, "OVER_DISK_QUOTA") << outcome.response;
+    const std::string ahead = at("disk").string() + " disk quota exceeded.";
+    EXPECT_EQ(outcome.response.find(ahead) != std::string::npos, GetParam().isSeenAhead);
     EXPECT_EQ(outcome.descriptorsLeftOpen, 0);
     expectNothingLost(before, after, disk());
   });
@@ -86,13 +89,13 @@ INSTANTIATE_TEST_SUITE_P(
         Row{"MoveFile", fewBlocks, "MoveFile", R"({"srcPath":"$/big.bin","destPath":"@"})"},
         Row{"MoveFolder", fewBlocks, "MoveFile", R"({"srcPath":"$/folder","destPath":"@"})"},
         Row{"CreateFileWithoutInodes", noInode, "CreateFile",
-            R"({"file":{"location":"@/new.txt","contents":"new"}})"},
+            R"({"file":{"location":"@/new.txt","contents":"new"}})", true},
         Row{"CreateFileWithoutInodesBeneathAFolder", oneInode, "CreateFile",
             R"({"file":{"location":"@/made/new.txt","contents":"new"}})"},
         Row{"CreateFolderWithoutInodes", noInode, "CreateFile",
             R"({"file":{"location":"@/made","isDirectory":true}})"},
-        Row{"OpenOrCreateFileWithoutInodes", noInode, "OpenOrCreateFile",
-            R"({"path":"@/new.txt"})"},
+        Row{"OpenOrCreateFileWithoutInodes", noInode, "OpenOrCreateFile", R"({"path":"@/new.txt"})",
+            true},
         Row{"MoveFileWithoutInodes", noInode, "MoveFile",
             R"({"srcPath":"$/small.txt","destPath":"@"})"},
         Row{"MoveFolderWithoutInodes", oneInode, "MoveFile",

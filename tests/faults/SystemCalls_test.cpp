@@ -1,4 +1,5 @@
 #include "faults/FaultTest.h"
+#include "support/Injecting.h"
 #include "support/Measured.h"
 #include "support/Sanitizer.h"
 
@@ -7,7 +8,6 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <map>
@@ -167,9 +167,7 @@ protected:
     if (SANITIZED) {
       GTEST_SKIP() << "a sanitizer makes system calls of its own, and not always the same";
     }
-    const char* const trial =
-        "strace -o /dev/null -e inject=sync:error=EIO:when=1..2 true 2> /dev/null";
-    if (std::system(trial) != 0) { // NOLINT(cert-env33-c,concurrency-mt-unsafe): one thread
+    if (!canInject()) {
       GTEST_SKIP() << "strace is not installed, too old or not allowed to trace";
     }
   }

@@ -2,6 +2,7 @@
 
 #include "support/ChildProcess.h"
 #include "support/ScratchFolder.h"
+#include "support/Snapshot.h"
 
 #include <connector/file/v1/FileServiceException.h>
 #include <connector/file/v1/FileServiceImpl.h>
@@ -17,9 +18,7 @@
 #include <exception>
 #include <filesystem>
 #include <functional>
-#include <map>
 #include <memory>
-#include <sstream>
 #include <stdexcept>
 #include <string>
 #include <string_view>
@@ -79,25 +78,6 @@ inline File folderAt(const ustring& location) {
 template <typename T>
 T attribute(const FileInfo& info, const std::string& key) {
   return boost::any_cast<T>(info.getAttribute(key));
-}
-
-/// Everything at and beneath `root`, whoever may read it: path to what shows a change.
-inline std::map<std::string, std::string> snapshot(const std::filesystem::path& root) {
-  std::map<std::string, std::string> entries;
-  const auto note = [&entries](const std::filesystem::path& path) {
-    struct stat st {};
-    ::lstat(path.c_str(), &st);
-    std::ostringstream text;
-    text << st.st_mode << ' ' << st.st_size << ' ' << st.st_mtim.tv_sec << '.'
-         << st.st_mtim.tv_nsec;
-    entries[path.string()] = text.str();
-  };
-  note(root);
-  constexpr auto options = std::filesystem::directory_options::skip_permission_denied;
-  for (const auto& entry : std::filesystem::recursive_directory_iterator(root, options)) {
-    note(entry.path());
-  }
-  return entries;
 }
 
 /// A service and a folder of its own.

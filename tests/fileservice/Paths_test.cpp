@@ -8,14 +8,16 @@ namespace connector::file::v1::test {
 namespace {
 
 using connector::test::onTmpfs;
+using connector::test::snapshot;
 using testing::ElementsAre;
 
-/// Sends one path through every operation, each on a fresh tree whose folder `in` is the current
+/// Sends one path through every operation, each on a fresh tree whose folder `inner` is the current
 /// one. Only for a child process, as it changes its current folder.
 class EveryOperation {
 public:
-  explicit EveryOperation(std::filesystem::path top)
-      : top_(std::move(top)) {}
+  explicit EveryOperation(std::filesystem::path top, std::filesystem::path inner = "in")
+      : top_(std::move(top))
+      , inner_(std::move(inner)) {}
 
   /// A word per operation, in the order of the calls: as outcomeOf, with "did" for an "ok" that
   /// changed the disk and "!" behind a failure that did.
@@ -64,8 +66,8 @@ private:
     namespace fs = std::filesystem;
     for (const auto& entry : fs::directory_iterator(top_))
       fs::remove_all(entry);
-    fs::create_directory(top_ / "in");
-    fs::current_path(top_ / "in");
+    fs::create_directory(top_ / inner_);
+    fs::current_path(top_ / inner_);
     fs::create_directory("box");
     fs::create_directory("folder");
     std::ofstream("folder/inner") << "x";
@@ -81,6 +83,7 @@ private:
   }
 
   std::filesystem::path top_;
+  std::filesystem::path inner_;
   FileServiceImpl service_;
   std::string words_;
 };
@@ -126,6 +129,14 @@ TEST_F(Paths, OfEveryKindEndTheSameInEachOperationAndFailuresLeaveTheDisk) {
     EveryOperation every(folder());
     for (const Row& row : rows())
       EXPECT_EQ(every.outcomes(row.path), row.outcomes) << testing::PrintToString(row.path);
+  });
+}
+
+TEST_F(Paths, AreCheckedAsTheyWereReceivedOrAsAbsoluteOnes) {
+  connector::test::inChildProcess([this] {
+    EveryOperation every(folder(), "not\na\nname");
+    EXPECT_EQ(every.outcomes(u"file"),
+              "name name name name ok ok name ok did there did 20 did ok name ok");
   });
 }
 

@@ -1,22 +1,22 @@
+#include "support/HostClient.h"
 #include "support/ScratchFolder.h"
+#include "support/Shell.h"
 
-#include <Poco/Pipe.h>
-#include <Poco/PipeStream.h>
-#include <Poco/Process.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <chrono>
 #include <csignal>
-#include <iterator>
 #include <sstream>
 #include <string>
 #include <thread>
-#include <tuple>
-#include <utility>
 #include <vector>
 
+namespace connector::test {
+
 namespace {
+
+using testing::HasSubstr;
 
 const std::string REQUEST = R"({"jsonrpc":"2.0","id":1,"method":"x"})"
                             "\n";
@@ -27,147 +27,114 @@ const std::string ANSWER =
 const std::string LARGE_REQUEST =
     R"({"jsonrpc":"2.0","id":1,"method":")" + std::string(1000000, 'm') + "\"}\n";
 
-/// A running program with pipes for its standard streams.
-class Running {
-public:
-  explicit Running(const std::vector<std::string>& arguments,
-                   const std::string& program = CONNECTOR_HOST_PROGRAM)
-      : handle_(Poco::Process::launch(program, arguments, &in_, &out_, &out_)) {}
-
-  void send(const std::string& bytes) { input_ << bytes << std::flush; }
-
-  std::string read(std::size_t size) {
-    std::string result(size, '\0');
-    output_.read(result.data(), static_cast<std::streamsize>(size));
-    return result;
+class ConnectorHost : public ScratchFolder {
+protected:
+  /// It begins to answer, and so is set up, when this returns.
+  void begin(const std::string& requests) {
+    host.send(requests);
+    ASSERT_EQ(host.receive(1), "{");
   }
 
-  void endInput() { input_.close(); }
-
-  void endOutput() { out_.close(Poco::Pipe::CLOSE_READ); }
-
-  void signal(int number) { ASSERT_EQ(kill(handle_.id(), number), 0); }
-
-  std::string restOfOutput() { return {std::istreambuf_iterator<char>(output_), {}}; }
-
-  int exitStatus() { return handle_.wait(); }
-
-  /// -1 while it runs.
-  int exitStatusSoFar() { return handle_.tryWait(); }
-
-private:
-  Poco::Pipe in_;
-  Poco::Pipe out_;
-  Poco::ProcessHandle handle_;
-  Poco::PipeOutputStream input_{in_};
-  Poco::PipeInputStream output_{out_};
+  HostClient host{folder()};
 };
 
-/// Exit status, and what is written to either stream.
-std::pair<int, std::string> run(const std::vector<std::string>& arguments,
-                                const std::string& input = "") {
-  Running running(arguments);
-  running.send(input);
-  running.endInput();
-  auto output = running.restOfOutput();
-  return {running.exitStatus(), std::move(output)};
+/// The host with these options and whatever a shell takes there; both its outputs.
+Finished run(const std::string& options) {
+  return runShell("exec 2>&1; " CONNECTOR_HOST_PROGRAM " " + options);
 }
-
-using ConnectorHost = connector::test::ScratchFolder;
 
 } // namespace
 
 TEST_F(ConnectorHost, AnswersUntilTheInputEnds) {
-  const auto [status, output] =
-      run({"serve"}, "nonsense\n\n" + REQUEST + R"({"jsonrpc":"2.0","id":2,"method":"x"})");
-  EXPECT_EQ(status, 0);
-  EXPECT_THAT(output, testing::MatchesRegex("[^\n]+-32700[^\n]+\n[^\n]+\"id\":1,[^\n]+\n"
-                                            "[^\n]+\"id\":2,[^\n]+\n"));
+  host.send("nonsense\n\n" + REQUEST + R"({"jsonrpc":"2.0","id":2,"method":"x"})");
+  EXPECT_EQ(host.finish(), 0);
+  EXPECT_THAT(host.rest(), testing::MatchesRegex("[^\n]+-32700[^\n]+\n[^\n]+\"id\":1,[^\n]+\n"
+                                                 "[^\n]+\"id\":2,[^\n]+\n"));
 }
 
 TEST_F(ConnectorHost, SignalEndsItBetweenRequests) {
   for (const int number : {SIGTERM, SIGINT}) {
     for (const std::string pending : {"", R"({"jsonrpc":"2.0","id":2,"method":"x")"}) {
-      Running host({});
+      HostClient host(folder());
       host.send(REQUEST);
-      ASSERT_EQ(host.read(1), "{"); // it is set up by now
+      EXPECT_EQ(host.receive(ANSWER.size()), ANSWER);
       host.send(pending);
       host.signal(number);
-      EXPECT_EQ(host.restOfOutput(), ANSWER.substr(1));
-      EXPECT_EQ(host.exitStatus(), 0);
+      EXPECT_EQ(host.rest(), "");
+      EXPECT_EQ(host.finish(), 0);
     }
   }
 }
 
 TEST_F(ConnectorHost, SignalLetsTheRequestInHandBeAnswered) {
-  Running host({});
-  host.send(LARGE_REQUEST + REQUEST);
-  ASSERT_EQ(host.read(1), "{");
+  begin(LARGE_REQUEST + REQUEST);
   host.signal(SIGTERM);
-  EXPECT_THAT(host.restOfOutput(), testing::EndsWith("mmm\"}}\n"));
-  EXPECT_EQ(host.exitStatus(), 0);
+  EXPECT_THAT(host.rest(), testing::EndsWith("mmm\"}}\n"));
+  EXPECT_EQ(host.finish(), 0);
 }
 
 TEST_F(ConnectorHost, SecondSignalEndsItAtOnce) {
-  Running host({});
-  host.send(LARGE_REQUEST);
-  ASSERT_EQ(host.read(1), "{");
-  host.signal(SIGTERM);
+  begin(LARGE_REQUEST);
   int status = -1;
   for (int tries = 0; status == -1 && tries < 1000; ++tries) {
-    std::this_thread::sleep_for(std::chrono::milliseconds(10));
     host.signal(SIGTERM); // one sent too early counts as the first
-    status = host.exitStatusSoFar();
+    std::this_thread::sleep_for(std::chrono::milliseconds(10));
+    status = host.statusSoFar();
   }
   EXPECT_EQ(status, 256 + SIGTERM);
 }
 
 TEST_F(ConnectorHost, ReaderThatWentAwayEndsItQuietly) {
-  Running host({});
   host.endOutput();
   host.send(REQUEST);
-  EXPECT_EQ(host.exitStatus(), 0);
+  EXPECT_EQ(host.finish(), 0);
 }
 
-TEST_F(ConnectorHost, CallTellsTheOutcomeByItsStatus) {
-  const std::string params = R"({"path":"/"})";
-  const std::vector<std::tuple<std::vector<std::string>, int, std::string>> rows{
-      {{"call", "ListFolder", params}, 0, "\n  \"folderContents\": ["},
-      {{"call", "connector/v1/ListFolder", "-"}, 0, "folderContents"},
-      {{"call", "OpenFile", params}, 1, "FILE_NOT_FOUND"},
-      {{"call", "Nonsense"}, 2, "Unknown message type: connector/v1/Nonsense\n"},
-      {{"call", "OpenFlie"}, 2, "connector/v1/OpenFlie; did you mean connector/v1/OpenFile?\n"},
-      {{"call", "OpenFile", "nonsense"}, 2, "The message is not JSON: "},
-      {{"call", "OpenFile", "[]"}, 2, "not a JSON object"},
-      {{"call", "OpenFile", "-", "--max-message=1"}, 2, "too long"},
-      {{"call"}, 2, "--help"},
-      {{"cal"}, 2, "Unknown command: cal; did you mean call?\n"},
-      {{"--rot=/tmp"}, 2, "Unknown option: --rot=/tmp; did you mean --root?\n"},
-      {{"types"}, 0, "connector/v1/UpdateFile\n"},
-      {{"--help"}, 0, "Usage: connector-host "},
-      {{"--version"}, 0, "connector-host " CONNECTOR_HOST_VERSION "\n"}};
-  for (const auto& [arguments, expectedStatus, text] : rows) {
-    const auto [status, output] = run(arguments, params);
-    EXPECT_EQ(status, expectedStatus) << output;
-    EXPECT_THAT(output, testing::HasSubstr(text));
+TEST(Call, TellsTheOutcomeByItsStatus) {
+  struct Row {
+    const char* options;
+    int status;
+    const char* part; // of the output
+  };
+
+  const std::vector<Row> rows{
+      {R"(call ListFolder '{"path":"/"}')", 0, "\n  \"folderContents\": ["},
+      {"call connector/v1/ListFolder - << END\n{\"path\":\"/\"}\nEND\n", 0, "folderContents"},
+      {R"(call OpenFile '{"path":"/"}')", 1, "FILE_NOT_FOUND"},
+      {"call Nonsense", 2, "Unknown message type: connector/v1/Nonsense\n"},
+      {"call OpenFlie", 2, "connector/v1/OpenFlie; did you mean connector/v1/OpenFile?\n"},
+      {"call OpenFile nonsense", 2, "The message is not JSON: "},
+      {"call OpenFile []", 2, "not a JSON object"},
+      {"call OpenFile - --max-message=1 < /dev/zero", 2, "too long"},
+      {"call", 2, "--help"},
+      {"cal", 2, "Unknown command: cal; did you mean call?\n"},
+      {"--rot=/tmp", 2, "Unknown option: --rot=/tmp; did you mean --root?\n"},
+      {"types", 0, "connector/v1/UpdateFile\n"},
+      {"--help", 0, "Usage: connector-host "},
+      {"--version", 0, "connector-host " CONNECTOR_HOST_VERSION "\n"}};
+  for (const Row& row : rows) {
+    const auto finished = run(row.options);
+    EXPECT_EQ(finished.status, row.status) << finished.output;
+    EXPECT_THAT(finished.output, HasSubstr(row.part));
   }
 }
 
-TEST_F(ConnectorHost, ListsTheTypesThatItAnswers) {
-  std::istringstream types(run({"types"}).second);
+TEST(Types, AreThoseThatAreAnswered) {
+  std::istringstream types(run("types").output);
   int count = 0;
   for (std::string type; std::getline(types, type); ++count) {
-    EXPECT_NE(run({"call", type}).first, 2) << type;
+    EXPECT_NE(run("call " + type).status, 2) << type;
   }
   EXPECT_GT(count, 0);
 }
 
 TEST_F(ConnectorHost, ClosedStandardStreamIsNotTakenByAFile) {
-  const auto message =
-      R"({"file":{"location":")" + at("a.txt").string() + R"(","contents":"abc"}})";
-  Running shell(
-      {"-c", R"(exec "$0" call CreateFile "$1" <&- >&-)", CONNECTOR_HOST_PROGRAM, message},
-      "/bin/sh");
-  EXPECT_EQ(shell.exitStatus(), 0);
+  const auto file = at("a.txt").string();
+  EXPECT_EQ(
+      run(R"(call CreateFile '{"file":{"location":")" + file + R"(","contents":"abc"}}' <&- >&-)")
+          .status,
+      0);
   EXPECT_EQ(readFile("a.txt"), "abc");
 }
+
+} // namespace connector::test

@@ -12,6 +12,7 @@
 #include <cstddef>
 #include <filesystem>
 #include <fstream>
+#include <iterator>
 #include <poll.h>
 #include <stdexcept>
 #include <string>
@@ -103,11 +104,21 @@ public:
     throw std::runtime_error("the host has ended");
   }
 
+  void signal(int number) const { kill(host_.id(), number); }
+
+  /// Of the output, which ends with the host.
+  std::string rest() { return {std::istreambuf_iterator<char>(answers_), {}}; }
+
+  void endOutput() { out_.close(Poco::Pipe::CLOSE_READ); }
+
   /// Ends the input and waits for the host; its exit status.
   int finish() {
     in_.close(Poco::Pipe::CLOSE_WRITE);
     return host_.wait();
   }
+
+  /// -1 while it runs.
+  [[nodiscard]] int statusSoFar() const { return host_.tryWait(); }
 
 private:
   static Poco::ProcessHandle launch(std::vector<std::string> command,

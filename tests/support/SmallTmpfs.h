@@ -55,12 +55,4 @@ inline void makeReadOnly(const std::filesystem::path& where) {
   }
 }
 
-/// Within the body of onTmpfs: fills the file system with the file `name` until nothing more fits.
-inline void fillUp(const std::filesystem::path& where, const char* name = "filler") {
-  std::ofstream file(where / name, std::ios::binary);
-  const std::string block(4096, 'x');
-  while (file.write(block.data(), 4096).flush()) {
-  }
-}
-
 } // namespace connector::test
