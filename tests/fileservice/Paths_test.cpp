@@ -1,15 +1,19 @@
 #include "FileServiceTest.h"
 #include "support/SmallTmpfs.h"
+#include "support/Snapshot.h"
 
+#include <fstream>
+#include <map>
 #include <sys/socket.h>
+#include <sys/stat.h>
 #include <sys/un.h>
+#include <unistd.h>
 
 namespace connector::file::v1::test {
 namespace {
 
 using connector::test::onTmpfs;
 using connector::test::snapshot;
-using testing::ElementsAre;
 
 /// Sends one path through every operation, each on a fresh tree whose folder `inner` is the current
 /// one. Only for a child process, as it changes its current folder.
@@ -25,7 +29,7 @@ public:
     words_.clear();
     add([&] { return service_.create(fileAt(path, "new"), false); });
     add([&] { return service_.create(fileAt(path, "new"), true); });
-    add([&] { return service_.create(folderAt(path), true); });
+    add([&] { return service_.create(File(FileInfo(path, true)), true); });
     add([&] { return service_.openOrCreate(path); });
     add([&] { return service_.open(path); });
     add([&] { return service_.read(path); });
@@ -147,52 +151,6 @@ TEST_F(Paths, TheRootIsAFolderThatNothingRemoves) {
     EveryOperation every("/");
     EXPECT_EQ(every.outcomes(u"/"),
               "there there there io gone plain io ok 16 there there did 22 ok ok ok");
-  });
-}
-
-struct Name {
-  ustring text;
-  const char* onDisk;
-};
-
-TEST_F(Paths, AnyNameOnDiskGoesThroughEveryOperation) {
-  const std::vector<Name> names = {{u"\uEFFF\uEF80\uEFC3(", "\xFF\x80\xC3("},
-                                   {u"gr\u00FC\u00DFe \U0001F600", "gr\u00FC\u00DFe \U0001F600"},
-                                   {u" \\'\" ", " \\'\" "}};
-  for (const auto& [text, onDisk] : names) {
-    const ustring path = root + text;
-    makeFolder("box");
-    EXPECT_EQ(service->create(fileAt(path, "1"), false).get().getLocation(), path);
-    EXPECT_EQ(readFile(onDisk), "1");
-    EXPECT_EQ(service->update(fileAt(path, "12")).get().getName(), text);
-    EXPECT_EQ(service->open(path).get().getContents().view(), "12");
-    EXPECT_EQ(service->rename(path, path + u"2").get().getName(), text + u"2");
-    EXPECT_EQ(service->move(path + u"2", textAt("box")).get().getName(), text + u"2");
-    const auto listed = service->list(textAt("box")).get();
-    ASSERT_EQ(listed.size(), 1);
-    EXPECT_EQ(listed.front().getLocation(), textAt("box/") + text + u"2");
-    EXPECT_EQ(snapshot(at("box")).count(at("box").string() + "/" + onDisk + "2"), 1);
-    EXPECT_EQ(outcomeOf([&] { return service->remove(textAt("box")); }), "ok");
-    EXPECT_TRUE(std::filesystem::is_empty(folder()));
-  }
-}
-
-TEST_F(Paths, RelativeOnesStartAtTheCurrentFolderOfTheMoment) {
-  makeFolder("sub");
-  inFolder([this] {
-    EXPECT_EQ(service->create(fileAt(u"sub/file", "1"), false).get().getLocation(),
-              textAt("sub/file"));
-    std::filesystem::current_path("sub");
-    EXPECT_EQ(service->open(u"file").get().getFileInfo().getLocation(), textAt("sub/file"));
-    EXPECT_EQ(service->openOrCreate(u"new").get().getFileInfo().getLocation(), textAt("sub/new"));
-    EXPECT_EQ(service->rename(u"file", u"../up").get().getLocation(), textAt("sub/../up"));
-    EXPECT_EQ(service->move(u"../up", u".").get().getLocation(), textAt("sub/./up"));
-    EXPECT_EQ(service->info(u"").get().getLocation(), textAt("sub"));
-    EXPECT_EQ(service->close(u"").get().getLocation(), textAt("sub"));
-    EXPECT_EQ(service->list(u"").get().size(), 2);
-    EXPECT_TRUE(service->exists(fl::filesystem::upath(u"new")).get());
-    EXPECT_EQ(service->remove(u"new").get().getLocation(), textAt("sub/new"));
-    EXPECT_THAT(disk(), ElementsAre(testing::Pair("sub", "/"), testing::Pair("sub/up", "1")));
   });
 }
 

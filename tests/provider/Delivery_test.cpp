@@ -1,5 +1,4 @@
-#include "ScriptedService.h"
-
+#include <connector/file/v1/FileServiceImpl.h>
 #include <connector/file/v1/FileServiceProviderImpl.h>
 
 #include <gmock/gmock.h>
@@ -14,6 +13,9 @@ namespace {
 
 using connector::Message; // not the common one
 using Answer = FileServiceProvider::Answer;
+using ::testing::AllOf;
+using ::testing::EndsWith;
+using ::testing::StartsWith;
 
 std::unique_ptr<Message> openFile() {
   return std::make_unique<OpenFile>("", u"", Version());
@@ -21,6 +23,14 @@ std::unique_ptr<Message> openFile() {
 
 std::unique_ptr<Message> openWithBrowser() {
   return std::make_unique<OpenWithBrowser>("", "", Version());
+}
+
+std::unique_ptr<Message> closeFile() {
+  return std::make_unique<CloseFile>("id", File(), true, Version());
+}
+
+std::unique_ptr<Message> none() {
+  return nullptr;
 }
 
 /// Writes down the OpenFile that reaches it.
@@ -54,14 +64,17 @@ struct ForeignRequest : ServiceMessage<OtherProvider> {
   }
 };
 
+std::unique_ptr<Message> foreign() {
+  return std::make_unique<ForeignRequest>();
+}
+
 class Delivery : public ::testing::Test {
 protected:
   /// The text of the exception, of exactly that type, that the answer holds; the message is still
   /// its caller's, and nobody has handled it.
   template <typename Exception>
-  std::string refusal(Answer answer, const std::unique_ptr<Message>& message, bool isKept = true) {
-    EXPECT_EQ(message != nullptr, isKept);
-    EXPECT_THAT(service->calls, ::testing::IsEmpty());
+  std::string refusal(Answer answer, const std::unique_ptr<Message>& message) {
+    EXPECT_EQ(message.get(), sent);
     EXPECT_EQ(provider->handled, "");
     try {
       answer.get();
@@ -73,11 +86,13 @@ protected:
   }
 
   Answer handle(std::unique_ptr<Message>& message) {
+    sent = message.get();
     return provider->handle(std::move(message), {"client"}, std::make_shared<Context>());
   }
 
-  std::shared_ptr<ScriptedService> service = std::make_shared<ScriptedService>();
-  std::shared_ptr<RecordingProvider> provider = std::make_shared<RecordingProvider>(service);
+  const Message* sent = nullptr;
+  std::shared_ptr<RecordingProvider> provider =
+      std::make_shared<RecordingProvider>(std::make_shared<FileServiceImpl>());
 };
 
 TEST_F(Delivery, HandsAllItIsGivenToTheHandler) {
@@ -93,58 +108,49 @@ TEST_F(Delivery, HandsAllItIsGivenToTheHandler) {
 }
 
 TEST_F(Delivery, IsRefusedByAStoppedServiceWhateverTheMessage) {
-  const std::string expected = "Service exists but is not running.";
   for (const bool hasRun : {false, true}) {
     if (hasRun) {
       provider->start();
       provider->stop();
     }
-    std::unique_ptr<Message> own = openFile();
-    EXPECT_EQ(refusal<std::runtime_error>(handle(own), own), expected);
-    std::unique_ptr<Message> foreign = openWithBrowser();
-    EXPECT_EQ(refusal<std::runtime_error>(handle(foreign), foreign), expected);
-    std::unique_ptr<Message> none;
-    EXPECT_EQ(refusal<std::runtime_error>(handle(none), none, false), expected);
+    for (auto* const make : {openFile, openWithBrowser, none}) {
+      auto message = make();
+      EXPECT_EQ(refusal<std::runtime_error>(handle(message), message),
+                "Service exists but is not running.");
+    }
   }
 }
 
 TEST_F(Delivery, IsRefusedForAMessageOfAnotherService) {
-  const std::string expected = "Incorrect message type. Expected: "
-                               "connector::ServiceMessage<connector::file::v1::FileServiceProvider>"
-                               " but found ";
   provider->start();
-
-  std::unique_ptr<Message> undeliverable = openWithBrowser();
-  EXPECT_EQ(refusal<std::invalid_argument>(handle(undeliverable), undeliverable),
-            expected + "connector::file::v1::OpenWithBrowser");
-  std::unique_ptr<Message> foreign = std::make_unique<ForeignRequest>();
-  EXPECT_THAT(
-      refusal<std::invalid_argument>(handle(foreign), foreign),
-      ::testing::AllOf(::testing::StartsWith(expected), ::testing::EndsWith("::ForeignRequest")));
-  std::unique_ptr<Message> none;
-  EXPECT_EQ(refusal<std::invalid_argument>(handle(none), none, false), expected + "null");
+  for (const auto& [make, name] :
+       {std::pair(openWithBrowser, "connector::file::v1::OpenWithBrowser"),
+        std::pair(foreign, "::ForeignRequest"), std::pair(none, "null")}) {
+    auto message = make();
+    EXPECT_THAT(refusal<std::invalid_argument>(handle(message), message),
+                AllOf(StartsWith("Incorrect message type. Expected: connector::ServiceMessage<"
+                                 "connector::file::v1::FileServiceProvider> but found "),
+                      EndsWith(name)));
+  }
 }
 
 TEST_F(Delivery, IsRefusedByARequestThatIsGivenAnotherMessage) {
-  const std::string expected = "Unable to deliver to service. Incorrect message type. "
-                               "Expected: connector::file::v1::CloseFile but found ";
   CloseFile request("own", File(), true, Version());
-  const auto deliver = [&](std::unique_ptr<Message>& message) {
-    return request.deliver(provider, std::move(message), {}, {});
-  };
-
-  std::unique_ptr<Message> different = openFile();
-  EXPECT_EQ(refusal<std::invalid_argument>(deliver(different), different),
-            expected + "connector::file::v1::OpenFile");
-  std::unique_ptr<Message> twin = std::make_unique<CloseFile>("id", File(), true, Version());
-  EXPECT_EQ(refusal<std::invalid_argument>(deliver(twin), twin),
-            expected + "connector::file::v1::CloseFile");
-  std::unique_ptr<Message> none;
-  EXPECT_EQ(refusal<std::invalid_argument>(deliver(none), none, false), expected + "null");
+  for (const auto& [make, name] :
+       {std::pair(openFile, "connector::file::v1::OpenFile"),
+        std::pair(closeFile, "connector::file::v1::CloseFile"), std::pair(none, "null")}) {
+    auto message = make();
+    sent = message.get();
+    auto answer = request.deliver(provider, std::move(message), {}, {});
+    EXPECT_EQ(refusal<std::invalid_argument>(std::move(answer), message),
+              "Unable to deliver to service. Incorrect message type. "
+              "Expected: connector::file::v1::CloseFile but found " +
+                  std::string(name));
+  }
 }
 
 TEST_F(Delivery, NeedsAProviderThatIsShared) {
-  RecordingProvider unowned(service);
+  RecordingProvider unowned(std::make_shared<FileServiceImpl>());
   unowned.start();
   std::unique_ptr<Message> message = openFile();
 

@@ -1,4 +1,4 @@
-#include "ScriptedService.h"
+#include "FailingService.h"
 
 #include <connector/file/v1/FileServiceException.h>
 #include <connector/file/v1/FileServiceProviderImpl.h>
@@ -10,7 +10,6 @@
 #include <Poco/Logger.h>
 #include <gmock/gmock.h>
 
-#include <cstddef>
 #include <functional>
 #include <memory>
 #include <new>
@@ -23,171 +22,83 @@
 namespace connector::file::v1::test {
 namespace {
 
-using ::testing::Each;
-using ::testing::IsEmpty;
-
 using common::v1::Response;
 
 using Texts = std::vector<std::u16string>;
 
-// What a response carries, as texts: of a FileInfo the location, and "/" for a folder.
-
-void describe(Texts& texts, const FileInfo& info) {
-  texts.push_back(info.getLocation() + (info.isDirectory() ? u"/" : u""));
-}
-
-void describe(Texts& texts, const std::vector<FileInfo>& infos) {
-  for (const auto& info : infos) {
-    describe(texts, info);
-  }
-}
-
-void describe(Texts& texts, const File& file) {
-  describe(texts, file.getFileInfo());
-  const auto contents = file.getContents().view();
-  texts.emplace_back(contents.begin(), contents.end());
-}
-
-/// A request, and what tells its handler from the others.
-struct Operation {
+/// A request and what its failures tell of it.
+struct Request {
   std::string name;
-  std::function<std::unique_ptr<connector::Message>()> request;
-  Texts calls;
+  std::function<std::unique_ptr<connector::Message>()> make;
   std::string contextText;
   Texts paths;
-  std::function<Texts(const connector::Message&)> payload; ///< insists on the response's type
-  Texts result;
+
+  friend std::ostream& operator<<(std::ostream& out, const Request& request) {
+    return out << request.name;
+  }
 };
 
-std::ostream& operator<<(std::ostream& out, const Operation& operation) {
-  return out << operation.name;
-}
-
 constexpr auto UUID = "id-1";
+const std::u16string PATH = u"/w/\u00E9";
+const std::u16string OTHER = u"other dir";
 
 template <typename Req, typename... Own>
-auto makes(const Own&... own) {
-  return [own...] { return std::make_unique<Req>(UUID, Own(own)..., Version(7, 3)); };
+Request request(const std::string& name, const std::string& contextText, Texts paths,
+                const Own&... own) {
+  const auto make = [own...] { return std::make_unique<Req>(UUID, Own(own)..., Version(7, 3)); };
+  return {name, make, contextText, std::move(paths)};
 }
 
-template <typename M, typename... T>
-auto carries(T M::*... members) {
-  return [members...](const connector::Message& message) {
-    const auto& response = dynamic_cast<const M&>(message);
-    Texts texts;
-    (describe(texts, response.*members), ...);
-    return texts;
-  };
-}
-
-/// What is common to the requests that are about `File("/w/é")`.
-template <typename Req, typename Res, typename... Flag>
-Operation aboutFile(const std::string& name, const std::u16string& call, const std::string& phrase,
-                    FileInfo Res::*payload, Flag... flag) {
-  const File file(FileInfo(u"/w/\u00E9", false), DataBuffer("new"));
-  return {name,
-          makes<Req>(file, flag...),
-          {call},
-          "File: '/w/éé': " + phrase + ": 'é'",
-          {u"/w/\u00E9", u"\u00E9"},
-          carries(payload),
-          {u"/r/info/"}};
-}
-
-/// Of the requests that are about one path or two.
-template <typename Req, typename... Path>
-Operation aboutPaths(const std::string& contextText, Texts calls,
-                     std::function<Texts(const connector::Message&)> payload, Texts result,
-                     const Path&... path) {
-  const std::string name = Req::TYPE_NAME;
-  return {name.substr(name.rfind('/') + 1),
-          makes<Req>(path...),
-          std::move(calls),
-          contextText,
-          {path...},
-          std::move(payload),
-          std::move(result)};
-}
-
-std::vector<Operation> operations() {
-  const std::u16string path = u"/w/\u00E9";
-  const std::u16string other = u"other dir";
-  const Texts info = {u"/r/info/"};
-  const Texts contents = {u"/r/file", u"contents"};
+std::vector<Request> requests() {
+  const File file(FileInfo(PATH, false), DataBuffer("new"));
+  const std::string begin = "File: '/w/éé': Error ";
+  const Texts ofFile{PATH, u"\u00E9"};
   return {
-      aboutFile<CreateFile>("CreateFile", u"create /w/\u00E9: new", "Error creating file",
-                            &CreateFileResponse::fileInfo, false),
-      aboutFile<CreateFile>("CreateFileOver", u"create over /w/\u00E9: new", "Error creating file",
-                            &CreateFileResponse::fileInfo, true),
-      aboutFile<UpdateFile>("UpdateFile", u"update /w/\u00E9: new", "Error in updating file",
-                            &UpdateFileResponse::fileInfo),
-      aboutFile<CloseFile>("CloseFile", u"close /w/\u00E9", "Error in closing file",
-                           &CloseFileResponse::fileInfo, false),
-      aboutFile<CloseFile>("CloseFileWithUpdate", u"close /w/\u00E9: new", "Error in closing file",
-                           &CloseFileResponse::fileInfo, true),
-      aboutPaths<OpenOrCreateFile>("File: /w/é: Error opening or creating file: '/w/é'",
-                                   {u"openOrCreate /w/\u00E9"},
-                                   carries(&OpenOrCreateFileResponse::file), contents, path),
-      aboutPaths<OpenFile>("File: /w/é: Error opening file: '/w/é'", {u"open /w/\u00E9"},
-                           carries(&OpenFileResponse::file), contents, path),
-      aboutPaths<DeleteFile>("File: /w/é: Error deleting file: '/w/é'", {u"remove /w/\u00E9"},
-                             carries(&DeleteFileResponse::fileInfo), info, path),
-      aboutPaths<ListFolder>(
-          "Folder: /w/é: Error listing folder contents: '/w/é'",
-          {u"list /w/\u00E9", u"info /w/\u00E9"},
-          carries(&ListFolderResponse::folder, &ListFolderResponse::folderContents),
-          {u"/r/info/", u"/r/1", u"/r/2/"}, path),
-      aboutPaths<RenameFile>("File: /w/é: Error in renaming file: '/w/é' to 'other dir'",
-                             {u"rename /w/\u00E9 other dir"},
-                             carries(&RenameFileResponse::newFileInfo), info, path, other),
-      aboutPaths<MoveFile>("File: /w/é: Error moving file: '/w/é' to 'other dir'",
-                           {u"move /w/\u00E9 other dir"},
-                           carries(&MoveFileResponse::fileInfo, &MoveFileResponse::srcPath),
-                           {u"/r/info/", u"/w/\u00E9/"}, path, other),
+      request<CreateFile>("CreateFile", begin + "creating file: 'é'", ofFile, file, false),
+      request<UpdateFile>("UpdateFile", begin + "in updating file: 'é'", ofFile, file),
+      request<CloseFile>("CloseFile", begin + "in closing file: 'é'", ofFile, file, false),
+      request<CloseFile>("CloseFileWithUpdate", begin + "in closing file: 'é'", ofFile, file, true),
+      request<OpenOrCreateFile>("OpenOrCreateFile",
+                                "File: /w/é: Error opening or creating file: '/w/é'", {PATH}, PATH),
+      request<OpenFile>("OpenFile", "File: /w/é: Error opening file: '/w/é'", {PATH}, PATH),
+      request<DeleteFile>("DeleteFile", "File: /w/é: Error deleting file: '/w/é'", {PATH}, PATH),
+      request<ListFolder>("ListFolder", "Folder: /w/é: Error listing folder contents: '/w/é'",
+                          {PATH}, PATH),
+      request<RenameFile>("RenameFile", "File: /w/é: Error in renaming file: '/w/é' to 'other dir'",
+                          {PATH, OTHER}, PATH, OTHER),
+      request<MoveFile>("MoveFile", "File: /w/é: Error moving file: '/w/é' to 'other dir'",
+                        {PATH, OTHER}, PATH, OTHER),
   };
 }
 
-class Handlers : public ::testing::TestWithParam<Operation> {
+class Handlers : public ::testing::TestWithParam<Request> {
 protected:
   void SetUp() override { provider->start(); }
 
-  std::unique_ptr<connector::Message> respond() {
-    auto message = provider->handle(GetParam().request(), {}, {}).get();
+  /// The response holds one fault with one condition.
+  void failsAs(const std::string& condition, const std::string& id, const std::string& text,
+               const Texts& paths) {
+    const auto message = provider->handle(GetParam().make(), {}, {}).get();
     const auto& response = dynamic_cast<const Response&>(*message);
     EXPECT_EQ(response.getUuid(), UUID);
     EXPECT_EQ(response.getApiVersion(), Version(1, 0));
-    return message;
-  }
-
-  /// The response is empty but for one fault with one condition.
-  void failsAs(const std::string& condition, const std::string& id, const std::string& text,
-               const Texts& paths) {
-    const auto response = respond();
-    const auto& faults = dynamic_cast<const Response&>(*response).getFaults();
+    const auto& faults = response.getFaults();
     ASSERT_EQ(faults.size(), 1U);
     EXPECT_EQ(faults[0].getCode(), id);
     EXPECT_EQ(faults[0].getMessage(), text);
     ASSERT_EQ(faults[0].getConditions().size(), 1U);
     EXPECT_EQ(faults[0].getConditions()[0].getId(), condition);
     EXPECT_EQ(faults[0].getConditions()[0].getInfo(), paths);
-    EXPECT_THAT(GetParam().payload(*response), Each(IsEmpty()));
   }
 
   void failsAs(const std::string& condition) {
     failsAs(condition, "FileService.IOError", GetParam().contextText, GetParam().paths);
   }
 
-  std::shared_ptr<ScriptedService> service = std::make_shared<ScriptedService>();
+  std::shared_ptr<FailingService> service = std::make_shared<FailingService>();
   std::shared_ptr<FileServiceProviderImpl> provider =
       std::make_shared<FileServiceProviderImpl>(service);
 };
-
-TEST_P(Handlers, AnswerWithWhatTheServiceReturns) {
-  const auto response = respond();
-  EXPECT_EQ(service->calls, GetParam().calls);
-  EXPECT_THAT(dynamic_cast<const Response&>(*response).getFaults(), IsEmpty());
-  EXPECT_EQ(GetParam().payload(*response), GetParam().result);
-}
 
 /// Of two classes at once, so that only the order in which they are caught decides.
 template <typename First, typename Second>
@@ -248,6 +159,8 @@ TEST_P(Handlers, AnswerAPlatformFailureWithTheRequestsTextAndPaths) {
       failsAs(condition);
     }
   }
+  service->lists = true; // and the description of the folder fails
+  failsAs("NOT_A_FOLDER");
 }
 
 TEST_P(Handlers, AnswerARefusalWithItsOwnTextAndPaths) {
@@ -274,17 +187,7 @@ TEST_P(Handlers, AnswerAlsoWhenTheLogIsBroken) {
   logger.setChannel(nullptr);
 }
 
-TEST_P(Handlers, StopAtTheFirstCallThatFails) {
-  const Texts& calls = GetParam().calls;
-  for (std::size_t failing = 0; failing < calls.size(); ++failing) {
-    service->failWith(std::make_exception_ptr(fl::filesystem::PathNotFound(2, u"")),
-                      Failure::inFuture, failing);
-    failsAs("FILE_NOT_FOUND");
-    EXPECT_EQ(service->calls, Texts(calls.begin(), calls.begin() + 1 + std::ptrdiff_t(failing)));
-  }
-}
-
-INSTANTIATE_TEST_SUITE_P(Every, Handlers, ::testing::ValuesIn(operations()),
+INSTANTIATE_TEST_SUITE_P(Every, Handlers, ::testing::ValuesIn(requests()),
                          [](const auto& row) { return row.param.name; });
 
 } // namespace

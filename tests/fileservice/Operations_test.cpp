@@ -1,0 +1,123 @@
+#include "FileServiceTest.h"
+#include "support/Unprivileged.h"
+
+#include <chrono>
+#include <sys/stat.h>
+
+namespace connector::file::v1::test {
+namespace {
+
+using connector::test::inChildProcess;
+using testing::ElementsAre;
+using testing::Pair;
+
+/// Writes down the calls that reach it; lets the one about `failing` fail.
+class RecordingService : public FileServiceImpl {
+public:
+  RecordingService() {
+    failure.setException(std::make_exception_ptr(std::runtime_error("scripted")));
+  }
+
+  Future<FileInfo> create(File&& file, bool overwrite) override {
+    const ustring path = file.getFileInfo().getLocation();
+    const ustring kind = file.getFileInfo().isDirectory() ? u"folder " : u"file ";
+    calls.push_back(u"create " + kind + path + (overwrite ? u" over" : u""));
+    return path == failing ? failure.getFuture()
+                           : FileServiceImpl::create(std::move(file), overwrite);
+  }
+
+  Future<File> read(const ustring& path) override {
+    calls.push_back(u"read " + path);
+    return FileServiceImpl::read(path);
+  }
+
+  Future<FileInfo> update(File&& file) override {
+    calls.push_back(u"update " + file.getFileInfo().getLocation());
+    return FileServiceImpl::update(std::move(file));
+  }
+
+  Future<FileInfo> move(const ustring& from, const ustring& to) override {
+    calls.push_back(u"move " + from + u" " + to);
+    return from == failing ? failure.getFuture() : FileServiceImpl::move(from, to);
+  }
+
+  std::vector<ustring> calls;
+  ustring failing = u"nothing";
+  Promise<FileInfo> failure;
+};
+
+class Operations : public FileServiceTest {
+protected:
+  /// The calls of `body`, which runs with the scratch folder as its current one, so that received
+  /// and absolute paths differ.
+  template <typename Body, typename... Calls>
+  void expectCalls(const Body& body, const Calls&... calls) {
+    inChildProcess([&] {
+      std::filesystem::current_path(folder());
+      RecordingService recording;
+      body(recording);
+      EXPECT_THAT(recording.calls, ElementsAre(calls...));
+    });
+  }
+
+  const ustring root = folder().u16string() + u"/";
+};
+
+TEST_F(Operations, CallEachOtherThroughTheVirtualOnes) {
+  writeFile("tree/sub/inner", "1");
+  makeFolder("box");
+  const auto run = [](RecordingService& recording) {
+    const auto each = [&](const auto& future) { EXPECT_FALSE(future.hasException()); };
+    each(recording.create(fileAt(u"a/b/c.txt", "1"), true));
+    each(recording.close(fileAt(u"a/b/c.txt", "2")));
+    each(recording.open(u"a/b/c.txt"));
+    each(recording.openOrCreate(u"a/b/c.txt"));
+    each(recording.openOrCreate(u"new"));
+    each(recording.move(u"tree", u"box"));
+  };
+  expectCalls(run, u"create file a/b/c.txt over", u"create folder " + root + u"a/b",
+              u"create folder " + root + u"a", u"update a/b/c.txt", u"read a/b/c.txt",
+              u"read a/b/c.txt", u"read new", u"move tree box",
+              u"move " + root + u"tree/sub " + root + u"box/tree",
+              u"move " + root + u"tree/sub/inner " + root + u"box/tree/sub");
+}
+
+TEST_F(Operations, PassOnTheFailureOfACallAsItIs) {
+  writeFile("tree/sub/bad", "1");
+  makeFolder("box");
+  RecordingService recording;
+  const auto expectPassedOn = [&](const ustring& failing, const auto& call) {
+    recording.failing = failing;
+    EXPECT_EQ(call().state(), recording.failure.getFuture().state());
+  };
+  expectPassedOn(textAt("a/b"), [&] { return recording.create(fileAt(textAt("a/b/c/d")), false); });
+  expectPassedOn(textAt("tree/sub/bad"),
+                 [&] { return recording.move(textAt("tree"), textAt("box")); });
+  EXPECT_THAT(disk(),
+              ElementsAre(Pair("box", "/"), Pair("box/tree", "/"), Pair("box/tree/sub", "/"),
+                          Pair("tree", "/"), Pair("tree/sub", "/"), Pair("tree/sub/bad", "1")));
+}
+
+TEST_F(Operations, TakeWhatComesAndNotTheSizeThatWasPromised) {
+  const std::filesystem::path promises4096 = "/sys/class/net/lo/address";
+  if (!std::filesystem::exists(promises4096)) {
+    GTEST_SKIP() << "no file here that is shorter than its size";
+  }
+  const auto file = std::make_shared<FileServiceImpl>()->read(promises4096.u16string()).get();
+  EXPECT_EQ(file.getContents().view(), "00:00:00:00:00:00\n");
+}
+
+TEST_F(Operations, GiveUpARemovalOnlyAfterASecond) {
+  ASSERT_EQ(::chmod(folder().c_str(), 0777), 0);
+  connector::test::asUnprivilegedUser([this] {
+    writeFile("locked/file", "kept");
+    ASSERT_EQ(::chmod(at("locked").c_str(), 0555), 0);
+    const auto start = std::chrono::steady_clock::now();
+    const auto service = std::make_shared<FileServiceImpl>();
+    EXPECT_THROW(service->remove(textAt("locked")), fl::filesystem::AccessDenied);
+    EXPECT_GE(std::chrono::steady_clock::now() - start, std::chrono::seconds(1));
+  });
+}
+
+} // namespace
+} // namespace connector::file::v1::test
