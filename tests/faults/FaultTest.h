@@ -11,7 +11,6 @@
 #include <algorithm>
 #include <filesystem>
 #include <map>
-#include <sstream>
 #include <stdexcept>
 #include <string>
 
@@ -33,10 +32,10 @@ protected:
   /// still serves. Throws for a JSON-RPC error and for more than one fault or condition.
   static Outcome outcomeOf(HostClient& host, const std::string& type, const std::string& params) {
     const int before = openDescriptors(host);
-    const auto result = resultOf(*host.ask(type, params));
+    const auto result = resultOf(host.ask(type, params));
     const auto faults = result->getArray("messageFaults");
     Outcome outcome;
-    outcome.response = withoutChance(text(*result));
+    outcome.response = withoutChance(textOf(result));
     if (faults->size() > 0) {
       const auto conditions = faults->getObject(0)->getArray("faultConditions");
       if (faults->size() > 1 || conditions->size() != 1) {
@@ -64,24 +63,18 @@ protected:
   }
 
 private:
-  static std::string text(const Poco::JSON::Object& object) {
-    std::ostringstream text;
-    object.stringify(text);
-    return text.str();
-  }
-
-  static Poco::JSON::Object::Ptr resultOf(const Poco::JSON::Object& answer) {
-    auto result = answer.getObject("result");
+  static Poco::JSON::Object::Ptr resultOf(const Poco::JSON::Object::Ptr& answer) {
+    auto result = answer->getObject("result");
     if (result.isNull()) {
-      throw std::runtime_error("no result: " + text(answer));
+      throw std::runtime_error("no result: " + textOf(answer));
     }
     return result;
   }
 
   static int openDescriptors(HostClient& host) {
-    const auto listed = resultOf(*host.ask("ListFolder", R"({"path":"/proc/self/fd"})"));
+    const auto listed = resultOf(host.ask("ListFolder", R"({"path":"/proc/self/fd"})"));
     if (listed->getArray("messageFaults")->size() > 0) {
-      throw std::runtime_error("the next request fails: " + text(*listed));
+      throw std::runtime_error("the next request fails: " + textOf(listed));
     }
     return static_cast<int>(listed->getArray("folderContents")->size());
   }

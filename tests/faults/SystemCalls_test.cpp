@@ -135,10 +135,6 @@ std::vector<std::string> errorsOf(const Call& call) {
   return errors;
 }
 
-bool startsRequest(const std::string& line) {
-  return line.rfind("read(0,", 0) == 0;
-}
-
 /// Whether the call is about a standard stream.
 bool isConversation(const std::string& line) {
   const std::string argument = line.substr(line.find('(') + 1, 2);
@@ -190,28 +186,18 @@ protected:
     return entries;
   }
 
-  [[nodiscard]] std::map<std::string, fs::perms> permissions() const {
-    std::map<std::string, fs::perms> found;
-    for (const auto& entry : fs::recursive_directory_iterator(at("tree"))) {
-      found[entry.path().string()] = entry.status().permissions();
-    }
-    return found;
+  [[nodiscard]] std::string permissions() const {
+    return runShell("cd " + at("tree").string() + "; find . -printf '%p %m\\n' | sort").output;
   }
 
   /// The calls of the last run that its request made, other than those to talk to the client.
   [[nodiscard]] std::vector<Call> callsOfRequest() const {
     std::vector<Call> found;
-    std::map<std::string, int> occurrences;
-    int request = 0;
-    std::ifstream log(at("log"));
-    for (std::string line; std::getline(log, line);) {
-      const std::string name = line.substr(0, line.find('('));
-      const int occurrence = ++occurrences[name];
-      request += startsRequest(line) ? 1 : 0;
-      if (request == requestUnderTest && !isConversation(line)) {
-        found.push_back({name, occurrence, line});
+    forEachCall([&](const Call& call, int request) {
+      if (request == requestUnderTest && !isConversation(call.line)) {
+        found.push_back(call);
       }
-    }
+    });
     return found;
   }
 
@@ -242,16 +228,12 @@ protected:
 
   /// Whether the last run failed there and nowhere else.
   void expectInjected(const Injection& injection) const {
-    int request = 0;
     int inRequest = 0;
     int elsewhere = 0;
-    std::ifstream log(at("log"));
-    for (std::string line; std::getline(log, line);) {
-      request += startsRequest(line) ? 1 : 0;
-      const bool hit = line.rfind(injection.call.name + "(", 0) == 0 &&
-                       line.find("(INJECTED)") != std::string::npos;
+    forEachCall([&](const Call& call, int request) {
+      const bool hit = call.name == injection.call.name && call.has("(INJECTED)");
       (request == requestUnderTest ? inRequest : elsewhere) += hit ? 1 : 0;
-    }
+    });
     EXPECT_EQ(inRequest, injection.times);
     EXPECT_EQ(elsewhere, 0);
   }
@@ -281,6 +263,19 @@ private:
   static constexpr int requestUnderTest = 2; // see outcomeOf
   static inline int injected = 0;
   static inline int requests = 0;
+
+  /// Of the last run, with the number of the request in hand.
+  template <typename Visit>
+  void forEachCall(const Visit& visit) const {
+    std::map<std::string, int> occurrences;
+    int request = 0;
+    std::ifstream log(at("log"));
+    for (std::string line; std::getline(log, line);) {
+      const std::string name = line.substr(0, line.find('('));
+      request += line.rfind("read(0,", 0) == 0 ? 1 : 0;
+      visit(Call{name, ++occurrences[name], line}, request);
+    }
+  }
 
   /// Deletion tries these again, whatever fails.
   [[nodiscard]] static bool isTriedAgain(const Call& call) {

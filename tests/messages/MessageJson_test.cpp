@@ -1,14 +1,14 @@
+#include "support/JsonText.h"
+
 #include <connector/file/v1/FileJsonSerialization.h>
 #include <connector/file/v1/Messages.h>
 
 #include <connector/json/MessageRegistry.h>
 
 #include <Poco/Exception.h>
-#include <Poco/JSON/Parser.h>
 #include <gtest/gtest.h>
 
 #include <memory>
-#include <sstream>
 #include <stdexcept>
 #include <string>
 #include <utility>
@@ -18,18 +18,9 @@ namespace connector::file::v1::test {
 namespace {
 
 using common::v1::FaultCondition;
+using connector::test::parseObject;
+using connector::test::textOf;
 using Object = Poco::JSON::Object;
-
-Object::Ptr parsed(const std::string& text) {
-  return Poco::JSON::Parser().parse(text).extract<Object::Ptr>();
-}
-
-/// With the keys in alphabetical order.
-std::string textOf(const Object::Ptr& object) {
-  std::ostringstream text;
-  object->stringify(text);
-  return text.str();
-}
 
 /// A key, a value for it, and what is written after it was absent or null.
 struct Field {
@@ -43,7 +34,7 @@ std::string objectOf(const std::vector<Field>& fields, std::string Field::*value
   for (const auto& field : fields) {
     text += (text.empty() ? "" : ",") + ('"' + field.key + "\":" + field.*value);
   }
-  return textOf(parsed('{' + text + '}'));
+  return textOf(parseObject('{' + text + '}'));
 }
 
 Field file() {
@@ -86,7 +77,10 @@ protected:
   /// What is written for the key after it was read with this JSON value, or the exception.
   std::string outcome(const std::string& type, const std::string& key, const std::string& value) {
     try {
-      return parsed(passed(type, parsed("{\"" + key + "\":" + value + '}')))->get(key).toString();
+      return parseObject(
+                 passed(type, connector::test::parseObject("{\"" + key + "\":" + value + '}')))
+          ->get(key)
+          .toString();
     } catch (const Poco::Exception& error) {
       return error.name();
     } catch (const std::invalid_argument& error) {
@@ -128,11 +122,11 @@ TEST_F(MessageJson, KeepsEveryKeyOfItsTypeAndHasADefaultForIt) {
   for (const auto& [type, fields] : rows) {
     SCOPED_TRACE(type);
     const std::string full = objectOf(fields, &Field::value);
-    EXPECT_EQ(passed(type, parsed(full)), full);
+    EXPECT_EQ(passed(type, parseObject(full)), full);
 
     const std::string defaults = objectOf(fields, &Field::absent);
     EXPECT_EQ(passed(type, new Object), defaults);
-    Object::Ptr nulls = parsed(full);
+    Object::Ptr nulls = parseObject(full);
     for (const auto& key : nulls->getNames()) {
       nulls->set(key, Poco::Dynamic::Var());
     }
@@ -151,7 +145,7 @@ TEST_F(MessageJson, AnOpenedFileLosesWhetherItIsADebugEvent) {
   const Object::Ptr written = registry->toJson(std::move(message));
   EXPECT_EQ(written->getValue<int>("column"), 3);
   EXPECT_TRUE(written->getValue<bool>("isDebugEvent"));
-  EXPECT_FALSE(parsed(passed("OpenFileResponse", written))->getValue<bool>("isDebugEvent"));
+  EXPECT_FALSE(parseObject(passed("OpenFileResponse", written))->getValue<bool>("isDebugEvent"));
 }
 
 TEST_F(MessageJson, AMoveLosesItsSourceAndFaultsLoseTheirConditions) {

@@ -1,13 +1,13 @@
 #include "support/HostClient.h"
 #include "support/ScratchFolder.h"
+#include "support/Shell.h"
 
 #include <Poco/JSON/Array.h>
 #include <Poco/JSON/Object.h>
 #include <gtest/gtest.h>
 
-#include <cstdlib>
 #include <filesystem>
-#include <sstream>
+#include <stdexcept>
 #include <string>
 
 namespace connector::test {
@@ -43,8 +43,8 @@ protected:
   }
 
   void expectSame(const std::string& left, const std::string& right) const {
-    const std::string compare = "diff -r '" + at(left).string() + "' '" + at(right).string() + "'";
-    EXPECT_EQ(std::system(compare.c_str()), 0); // NOLINT(cert-env33-c): diff is a second opinion
+    const auto diff = runShell("cd " + folder().string() + "; diff -r " + left + " " + right);
+    EXPECT_EQ(diff.status, 0) << diff.output; // a second opinion
   }
 
   static Object::Ptr params(const std::string& key, const Poco::Dynamic::Var& value) {
@@ -54,14 +54,10 @@ protected:
   }
 
   Object::Ptr result(const std::string& type, const Object& params) {
-    std::ostringstream text;
-    params.stringify(text);
-    const auto answer = host_.ask(type, text.str());
+    const auto answer = host_.ask(type, textOf(params));
     const auto response = answer->getObject("result");
     if (response.isNull() || response->getArray("messageFaults")->size() != 0) {
-      std::ostringstream refusal;
-      answer->stringify(refusal);
-      throw std::runtime_error(refusal.str());
+      throw std::runtime_error(textOf(answer));
     }
     return response;
   }
@@ -72,9 +68,8 @@ private:
 
 /// Real files of every kind that the machine has, and one of each kind that it may lack.
 void makeTree(const fs::path& tree) {
-  const std::string script = "set -e; mkdir -p '" + tree.string() + "/deep/er'; cd '" +
-                             tree.string() +
-                             R"sh('
+  const std::string script =
+      "set -e; mkdir -p " + tree.string() + "/deep/er; cd " + tree.string() + R"sh(
     cp -RL /usr/include/c++/*/bits bits
     cp /bin/ls /bin/sh deep
     : > empty
@@ -83,7 +78,7 @@ void makeTree(const fs::path& tree) {
     printf 'no newline' > 'größe 漢 😀'
     printf '\r\n\000\r' > "$(printf 'deep/er/caf\351 \200\377')"
   )sh";
-  ASSERT_EQ(std::system(script.c_str()), 0); // NOLINT(cert-env33-c): the quickest way to a tree
+  ASSERT_EQ(runShell(script).status, 0);
 }
 
 } // namespace

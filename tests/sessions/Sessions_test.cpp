@@ -10,7 +10,6 @@
 #include <Poco/Dynamic/Var.h>
 #include <Poco/JSON/Array.h>
 #include <Poco/JSON/Object.h>
-#include <Poco/JSON/Stringifier.h>
 #include <Poco/String.h>
 #include <gtest/gtest.h>
 
@@ -66,12 +65,6 @@ Var completed(const Var& expected, const Var& actual) {
     return whole;
   }
   return expected;
-}
-
-std::string textOf(const Var& json) {
-  std::ostringstream text;
-  Poco::JSON::Stringifier::stringify(json, text);
-  return text.str();
 }
 
 /// What a failed response holds besides its fault and what every response holds.

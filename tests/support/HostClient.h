@@ -1,7 +1,7 @@
 #pragma once
 
-#include <Poco/JSON/Object.h>
-#include <Poco/JSON/Parser.h>
+#include "support/JsonText.h"
+
 #include <Poco/Pipe.h>
 #include <Poco/PipeStream.h>
 #include <Poco/Process.h>
@@ -21,14 +21,6 @@
 #include <vector>
 
 namespace connector::test {
-
-inline Poco::JSON::Object::Ptr parseObject(const std::string& json) {
-  try {
-    return Poco::JSON::Parser().parse(json).extract<Poco::JSON::Object::Ptr>();
-  } catch (const Poco::Exception& error) {
-    throw std::runtime_error(error.displayText() + " in: " + json.substr(0, 1000));
-  }
-}
 
 /// A running connector-host and the conversation with it, one request at a time. When the host has
 /// ended, or does not begin to answer in time and is killed for it, everything throws.

@@ -1,12 +1,13 @@
 #pragma once
 
+#include "support/JsonText.h"
+
 #include <Poco/JSON/Array.h>
 #include <Poco/JSON/Object.h>
 #include <Poco/String.h>
 
 #include <array>
 #include <cstddef>
-#include <sstream>
 #include <stdexcept>
 #include <string>
 
@@ -54,9 +55,7 @@ inline constexpr const Request& listFolder = requests[14];
 inline std::size_t countFaults(const Poco::JSON::Object& answer) {
   const auto result = answer.getObject("result");
   if (result.isNull() || !result->isArray("messageFaults")) {
-    std::ostringstream text;
-    answer.stringify(text);
-    throw std::runtime_error("no response: " + text.str());
+    throw std::runtime_error("no response: " + textOf(answer));
   }
   return result->getArray("messageFaults")->size();
 }

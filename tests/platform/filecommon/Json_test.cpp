@@ -1,11 +1,11 @@
+#include "support/JsonText.h"
+
 #include <connector/file_common/v1/Json.h>
 
 #include <Poco/Exception.h>
-#include <Poco/JSON/Parser.h>
 #include <gmock/gmock.h>
 
 #include <cstdint>
-#include <sstream>
 #include <string>
 #include <utility>
 #include <vector>
@@ -13,24 +13,15 @@
 namespace connector::file_common::v1 {
 namespace {
 
+using connector::test::parseObject;
+using connector::test::textOf;
 using Poco::JSON::Object;
 using ::testing::StartsWith;
-
-Object::Ptr parsed(const std::string& text) {
-  return Poco::JSON::Parser().parse(text).extract<Object::Ptr>();
-}
-
-/// With the keys in alphabetical order.
-std::string textOf(const Object::Ptr& object) {
-  std::ostringstream text;
-  object->stringify(text);
-  return text.str();
-}
 
 /// The message of the Poco::DataFormatException that reading the text as a File raises.
 std::string refusal(const std::string& text) {
   try {
-    toFile(parsed(text));
+    toFile(parseObject(text));
   } catch (const Poco::DataFormatException& error) {
     return error.message();
   }
@@ -49,7 +40,7 @@ TEST(FileInfoJson, IsOneFlatObjectThatReadsBack) {
       R"({"canWrite":true,"deleted":false,"isDirectory":false,"isShared":false,)"
       R"("location":"/w/a.txt","modified":-1,"name":"a.txt","size":18446744073709551615})";
   EXPECT_EQ(textOf(fromFileInfo(info)), text);
-  EXPECT_EQ(textOf(fromFileInfo(toFileInfo(parsed(text)))), text);
+  EXPECT_EQ(textOf(fromFileInfo(toFileInfo(parseObject(text)))), text);
 }
 
 TEST(FileJson, IsReadableOnlyWhenTheBytesAreStrictUtf8AndReadsBack) {
@@ -65,7 +56,7 @@ TEST(FileJson, IsReadableOnlyWhenTheBytesAreStrictUtf8AndReadsBack) {
       File file(FileInfo(u"/w/a", false), DataBuffer(bytes));
       const Object::Ptr written = fromFile(file);
       EXPECT_EQ(written->getValue<std::string>("encoding"), encoding);
-      EXPECT_EQ(toFile(parsed(textOf(written))).getContents().view(), bytes);
+      EXPECT_EQ(toFile(parseObject(textOf(written))).getContents().view(), bytes);
       EXPECT_EQ(file.getContents().view(), bytes);
     }
   }
@@ -81,7 +72,7 @@ TEST(FileJson, DefaultsToNoBytesAndToUtf8) {
       {R"({"location": "/a", "contents": 1234, "encoding": "base64"})", "\xD7\x6D\xF8"},
   };
   for (const auto& [text, bytes] : rows) {
-    EXPECT_EQ(toFile(parsed(text)).getContents().view(), bytes) << text;
+    EXPECT_EQ(toFile(parseObject(text)).getContents().view(), bytes) << text;
   }
 }
 

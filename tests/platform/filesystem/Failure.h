@@ -3,10 +3,8 @@
 #include <fl/filesystem/exceptions.h>
 
 #include <boost/core/demangle.hpp>
-#include <boost/locale/encoding_utf.hpp>
 
 #include <cstdint>
-#include <ostream>
 #include <string>
 #include <tuple>
 #include <typeinfo>
@@ -14,21 +12,7 @@
 namespace fl::filesystem::test {
 
 /// What a call threw: class, code and path. All empty when it threw nothing.
-struct Failure {
-  std::string type;
-  std::uint32_t code = 0;
-  std::u16string path;
-
-  friend bool operator==(const Failure& left, const Failure& right) {
-    return std::tie(left.type, left.code, left.path) ==
-           std::tie(right.type, right.code, right.path);
-  }
-
-  friend std::ostream& operator<<(std::ostream& out, const Failure& failure) {
-    return out << failure.type << ' ' << failure.code << ' '
-               << boost::locale::conv::utf_to_utf<char>(failure.path);
-  }
-};
+using Failure = std::tuple<std::string, std::uint32_t, std::u16string>;
 
 template <typename Error>
 Failure failure(int code, const std::u16string& path) {

@@ -1,7 +1,6 @@
 #include "Failure.h"
 #include "support/OpenDescriptors.h"
 #include "support/ScratchFolder.h"
-#include "support/SmallTmpfs.h"
 #include "support/Unprivileged.h"
 
 #include <fl/filesystem/operations.h>
@@ -62,17 +61,6 @@ TEST_F(Copy, RefusesSpecialFilesAndTakenTargetsAndNamesThePathAtFault) {
   expectRefusal(textAt("folder"), target, failure<SystemError>(EISDIR, textAt("folder")));
   expectRefusal(textAt("fifo"), target, failure<SystemError>(EOPNOTSUPP, textAt("fifo")));
   expectRefusal(u"/dev/null", target, failure<SystemError>(EOPNOTSUPP, u"/dev/null"));
-}
-
-TEST_F(Copy, ReachesAcrossFileSystemsAndLeavesNothingOnAFullOne) {
-  connector::test::onTmpfs(makeFolder("mounted"), "size=256k", [this] {
-    const std::string contents(200'000, 'y');
-    writeFile("source", contents);
-    copyFile(textAt("source"), textAt("mounted/target"));
-    EXPECT_EQ(readFile("mounted/target"), contents);
-    expectRefusal(textAt("mounted/target"), textAt("mounted/second"),
-                  failure<SystemError>(ENOSPC, textAt("mounted/second")));
-  });
 }
 
 } // namespace
