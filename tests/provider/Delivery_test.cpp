@@ -124,8 +124,8 @@ TEST_F(Delivery, IsRefusedByAStoppedServiceWhateverTheMessage) {
 TEST_F(Delivery, IsRefusedForAMessageOfAnotherService) {
   provider->start();
   for (const auto& [make, name] :
-       {std::pair(openWithBrowser, "connector::file::v1::OpenWithBrowser"),
-        std::pair(foreign, "::ForeignRequest"), std::pair(none, "null")}) {
+       {std::pair(&openWithBrowser, "connector::file::v1::OpenWithBrowser"),
+        std::pair(&foreign, "::ForeignRequest"), std::pair(&none, "null")}) {
     auto message = make();
     EXPECT_THAT(refusal<std::invalid_argument>(handle(message), message),
                 AllOf(StartsWith("Incorrect message type. Expected: connector::ServiceMessage<"
@@ -137,8 +137,8 @@ TEST_F(Delivery, IsRefusedForAMessageOfAnotherService) {
 TEST_F(Delivery, IsRefusedByARequestThatIsGivenAnotherMessage) {
   CloseFile request("own", File(), true, Version());
   for (const auto& [make, name] :
-       {std::pair(openFile, "connector::file::v1::OpenFile"),
-        std::pair(closeFile, "connector::file::v1::CloseFile"), std::pair(none, "null")}) {
+       {std::pair(&openFile, "connector::file::v1::OpenFile"),
+        std::pair(&closeFile, "connector::file::v1::CloseFile"), std::pair(&none, "null")}) {
     auto message = make();
     sent = message.get();
     auto answer = request.deliver(provider, std::move(message), {}, {});
