@@ -19,8 +19,6 @@
 #include <fcntl.h>
 #include <filesystem>
 #include <fstream>
-#include <iterator>
-#include <regex>
 #include <string>
 #include <sys/stat.h>
 #include <sys/sysmacros.h>
@@ -90,11 +88,12 @@ protected:
   }
 
   /// Also at the end of a child process.
-  void printTimes() const {
+  void printTimes() {
     const auto& test = *::testing::UnitTest::GetInstance()->current_test_info();
     const auto slowest = std::chrono::duration_cast<std::chrono::milliseconds>(slowest_).count();
     printMeasured(std::string("never stuck ") + test.name() + ": " + std::to_string(requests_) +
                   " requests, the slowest answer after " + std::to_string(slowest) + " ms");
+    requests_ = 0;
   }
 
   std::string answer(HostClient& host, const std::string& type, const std::string& params) {
@@ -242,9 +241,8 @@ TEST_F(NeverStuck, OnAFolderOfManyEntries) {
     }
     HostClient host(folder());
     const auto listed = answer(host, listFolder.type, listFolder.with(big.string(), ""));
-    const std::regex location(R"("location")");
-    EXPECT_EQ(std::distance(std::sregex_iterator(listed.begin(), listed.end(), location), {}),
-              count + 1);
+    const auto described = Poco::replace<std::string>(listed, R"("location")", "").size();
+    EXPECT_EQ(listed.size() - described, (count + 1) * std::string(R"("location")").size());
     for (const Request& request : requests) {
       if (request.does == Does::read || request.does == Does::describe) {
         ask(host, request, big);
