@@ -31,6 +31,16 @@ std::string outputAtTerminal(const std::string& command) {
   return text;
 }
 
+class Terminal : public testing::Test {
+protected:
+  void SetUp() override {
+    // NOLINTNEXTLINE(cert-env33-c): the shell finds the program
+    if (std::system("script -qec true /dev/null > /dev/null 2>&1") != 0) {
+      GTEST_SKIP() << "no terminal can be made here";
+    }
+  }
+};
+
 bool mayTrace() {
   // NOLINTNEXTLINE(cert-env33-c): the shell finds the program
   return std::system("strace -o /dev/null -e inject=sync:delay_enter=1 true 2> /dev/null") == 0;
@@ -38,7 +48,7 @@ bool mayTrace() {
 
 } // namespace
 
-TEST(Terminal, FaultsAreInColourWhereColoursAreWanted) {
+TEST_F(Terminal, FaultsAreInColourWhereColoursAreWanted) {
   const std::string colored = "\x1B[31m  \"messageFaults\": [\r\n";
   const std::string wanted = "TERM=xterm NO_COLOR= ";
   EXPECT_THAT(outputAtTerminal(wanted + REFUSED), HasSubstr(colored));
@@ -52,7 +62,7 @@ TEST(Terminal, FaultsAreInColourWhereColoursAreWanted) {
   }
 }
 
-TEST(Terminal, LongCallTellsHowLongItTakes) {
+TEST_F(Terminal, LongCallTellsHowLongItTakes) {
   if (!mayTrace()) {
     GTEST_SKIP() << "strace is not installed, too old or not allowed to trace";
   }
