@@ -1,9 +1,11 @@
 #include "Descriptors.h"
 
 #include <cerrno>
+#include <chrono>
 #include <fcntl.h>
 #include <poll.h>
 #include <system_error>
+#include <thread>
 #include <unistd.h>
 
 namespace connector::host {
@@ -26,9 +28,22 @@ void waitUntilReady(int descriptor, short event) {
   }
 }
 
+/// In a conversation the next request follows an answer within microseconds, and to sleep and be
+/// woken would take longer than many a request itself. For that moment the core is left to whoever
+/// wants it, but not given up.
+void awaitShortly(int descriptor) {
+  using std::chrono::steady_clock;
+  const auto end = steady_clock::now() + std::chrono::microseconds(50);
+  pollfd input{descriptor, POLLIN, 0};
+  while (poll(&input, 1, 0) == 0 && steady_clock::now() < end) {
+    std::this_thread::yield();
+  }
+}
+
 } // namespace
 
 std::size_t DescriptorInput::read(char* buffer, std::size_t size) {
+  awaitShortly(descriptor_);
   for (;;) {
     const auto count = ::read(descriptor_, buffer, size);
     if (count >= 0) {
