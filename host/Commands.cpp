@@ -63,16 +63,29 @@ class AnswerOutput : public Output {
 public:
   [[nodiscard]] bool isOpen() const { return open_; }
 
-  void send(Framing framing, const Answer& answer) {
+  void send(Framing framing, const Reply& reply) {
     if (framing == Framing::contentLength) {
       CountingOutput size;
-      answer.writeTo(size);
+      reply.writeTo(size);
       size.flush();
       append(headOf(framing, size.count()));
     }
-    answer.writeTo(*this);
+    reply.writeTo(*this);
     append(tailOf(framing));
     flush();
+  }
+
+  void send(Framing framing, const Batch& batch) {
+    if (framing == Framing::contentLength) {
+      StringOutput replies; // what is done only once has no length beforehand
+      if (batch.writeTo(replies)) {
+        replies.flush();
+        send(framing, Reply(std::move(replies.text())));
+      }
+    } else if (batch.writeTo(*this)) {
+      append(tailOf(framing));
+      flush();
+    }
   }
 
 protected:
@@ -98,7 +111,7 @@ ExitStatus serve(const Options& options, const Api& api, const Termination& term
       break;
     }
     if (const auto answer = protocol.answer(*incoming)) {
-      output.send(reader.framing(), *answer);
+      std::visit([&](const auto& kind) { output.send(reader.framing(), kind); }, *answer);
     }
   }
   return ExitStatus::success;

@@ -191,7 +191,8 @@ ObjectWithText parseObject(const Text& text, std::string_view name) {
         result = readObjectWithText(document.get_object(), name, 1);
       });
     case '[':
-      return forEachElement(text, name, [](const auto&) {});
+      static_cast<void>(countElements(text));
+      return;
     default:
       simdjson::dom::parser parser;
       parser.parse(text.bytes.data(), text.bytes.size(), !text.roomBehind).value();
@@ -200,18 +201,20 @@ ObjectWithText parseObject(const Text& text, std::string_view name) {
   return result;
 }
 
+std::size_t countElements(const Text& text) {
+  std::size_t count = 0;
+  forEachElement(text, {}, [&count](const auto&) { ++count; });
+  return count;
+}
+
 void forEachElement(const Text& text, std::string_view name,
                     const std::function<void(const ObjectWithText&)>& take) {
-  const auto readAll = [&](const auto& takeOne) {
+  reportingErrors([&] {
     readContainerText(text, [&](auto& document) {
       for (auto element : document.get_array()) {
-        takeOne(readElement(element.value(), name));
+        take(readElement(element.value(), name));
       }
     });
-  };
-  reportingErrors([&] {
-    readAll([](const auto&) {});
-    readAll(take);
   });
 }
 

@@ -35,8 +35,10 @@ struct ObjectWithText {
 /// The object that `text` is, with the text of the member `name`.
 ObjectWithText parseObject(const Text& text, std::string_view name = {});
 
-/// The same for each element of the array that `text` must be. All of it has been checked before
-/// the first one is handed over. One at a time is in memory.
+/// Checks the array that `text` must be, and tells how many elements it has.
+std::size_t countElements(const Text& text);
+
+/// As parseObject, for each element of an array that was counted. One at a time is in memory.
 void forEachElement(const Text& text, std::string_view name,
                     const std::function<void(const ObjectWithText&)>& take);
 

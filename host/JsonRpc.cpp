@@ -33,7 +33,7 @@ struct Error {
   std::string message;
 };
 
-using Reply = std::variant<Object::Ptr, Error>;
+using Result = std::variant<Object::Ptr, Error>;
 
 /// What ties a reply to its request, sent back as the very text that came.
 class Id {
@@ -61,19 +61,19 @@ std::string headOf(const Id& id) {
   return R"({"jsonrpc":"2.0","id":)" + id.text() + ",";
 }
 
-Answer write(const Id& id, const Object::Ptr& result) {
+Reply write(const Id& id, const Object::Ptr& result) {
   return {headOf(id) + R"("result":)", result, "}"};
 }
 
-Answer write(const Id& id, const Error& error) {
+Reply write(const Id& id, const Error& error) {
   StringOutput text;
   appendJson(text, error.message);
   text.flush();
-  return Answer(headOf(id) + R"("error":{"code":)" + std::to_string(static_cast<int>(error.code)) +
-                R"(,"message":)" + text.text() + "}}");
+  return Reply(headOf(id) + R"("error":{"code":)" + std::to_string(static_cast<int>(error.code)) +
+               R"(,"message":)" + text.text() + "}}");
 }
 
-Answer refuse(const Id& id, ErrorCode code, std::string message) {
+Reply refuse(const Id& id, ErrorCode code, std::string message) {
   return write(id, Error{code, std::move(message)});
 }
 
@@ -110,16 +110,16 @@ ErrorCode codeOf(Refusal::Reason reason) {
   return ErrorCode::internalError;
 }
 
-Reply replyFrom(const Refusal& refusal) {
+Result resultFrom(const Refusal& refusal) {
   return Error{codeOf(refusal.reason), refusal.text};
 }
 
-Reply replyFrom(const Response& response) {
+Result resultFrom(const Response& response) {
   return response.content;
 }
 
 /// Carries out a well-shaped request; every failure becomes a value here.
-Reply carryOut(const Api& api, const Object& request) {
+Result carryOut(const Api& api, const Object& request) {
   // A message has named members only, so parameters by position fit none.
   const auto params = request.get("params");
   if (isA<Array::Ptr>(params)) {
@@ -129,7 +129,7 @@ Reply carryOut(const Api& api, const Object& request) {
     const auto outcome =
         api(request.getValue<std::string>("method"),
             params.isEmpty() ? Poco::makeShared<Object>() : params.extract<Object::Ptr>());
-    return std::visit([](const auto& kind) { return replyFrom(kind); }, outcome);
+    return std::visit([](const auto& kind) { return resultFrom(kind); }, outcome);
   } catch (const Poco::Exception& e) {
     return Error{ErrorCode::internalError, "Internal error: " + e.displayText()};
   } catch (const std::exception& e) {
@@ -139,7 +139,7 @@ Reply carryOut(const Api& api, const Object& request) {
   }
 }
 
-Answer refuse(Unreadable reason) {
+Reply refuse(Unreadable reason) {
   switch (reason) {
   case Unreadable::tooLong:
     return refuse(Id::none(), ErrorCode::invalidRequest, "Invalid request: message too long");
@@ -153,7 +153,7 @@ Answer refuse(Unreadable reason) {
 
 } // namespace
 
-void Answer::writeTo(Output& out) const {
+void Reply::writeTo(Output& out) const {
   out.append(head_);
   if (!content_.isNull()) {
     appendJson(out, content_);
@@ -161,11 +161,19 @@ void Answer::writeTo(Output& out) const {
   out.append(tail_);
 }
 
-std::string Answer::text() const {
-  StringOutput out;
-  writeTo(out);
-  out.flush();
-  return std::move(out.text());
+bool Batch::writeTo(Output& out) const {
+  char separator = '[';
+  forEachElement(text_, ID, [&](const ObjectWithText& request) {
+    if (const auto reply = protocol_->answerRequest(request)) {
+      out.append(std::exchange(separator, ','));
+      reply->writeTo(out);
+    }
+  });
+  if (separator == '[') {
+    return false;
+  }
+  out.append(']');
+  return true;
 }
 
 std::optional<Answer> JsonRpc::answer(const Incoming& incoming) const {
@@ -182,32 +190,16 @@ std::optional<Answer> JsonRpc::answer(const Incoming& incoming) const {
 }
 
 std::optional<Answer> JsonRpc::answerText(const Text& text) const {
-  return isArray(text.bytes) ? answerBatch(text) : answerRequest(parseObject(text, ID));
-}
-
-std::optional<Answer> JsonRpc::answerBatch(const Text& text) const {
-  StringOutput replies;
-  bool isEmpty = true;
-  char separator = '[';
-  forEachElement(text, ID, [&](const ObjectWithText& request) {
-    isEmpty = false;
-    if (const auto reply = answerRequest(request)) {
-      replies.append(std::exchange(separator, ','));
-      reply->writeTo(replies);
-    }
-  });
-  if (isEmpty) {
+  if (!isArray(text.bytes)) {
+    return answerRequest(parseObject(text, ID));
+  }
+  if (countElements(text) == 0) {
     return refuse(Id::none(), ErrorCode::invalidRequest, "Invalid request: empty batch");
   }
-  if (separator == '[') {
-    return std::nullopt;
-  }
-  replies.append(']');
-  replies.flush();
-  return Answer(std::move(replies.text()));
+  return Batch(*this, text);
 }
 
-std::optional<Answer> JsonRpc::answerRequest(const ObjectWithText& request) const {
+std::optional<Reply> JsonRpc::answerRequest(const ObjectWithText& request) const {
   if (!request.object) {
     return refuse(Id::none(), ErrorCode::invalidRequest, "Invalid request: not an object");
   }
@@ -220,11 +212,11 @@ std::optional<Answer> JsonRpc::answerRequest(const ObjectWithText& request) cons
     return refuse(*id, ErrorCode::invalidRequest, std::move(*what));
   }
 
-  const auto reply = carryOut(api_, *request.object);
+  const auto result = carryOut(api_, *request.object);
   if (!request.memberText) {
     return std::nullopt;
   }
-  return std::visit([&](const auto& member) { return write(*id, member); }, reply);
+  return std::visit([&](const auto& member) { return write(*id, member); }, result);
 }
 
 } // namespace connector::host

@@ -38,28 +38,46 @@ using Outcome = std::variant<Response, Refusal>;
 /// Answers the message with this type name and content. Whatever it throws is an internal error.
 using Api = std::function<Outcome(const std::string& type, const Poco::JSON::Object::Ptr& params)>;
 
-/// What is to be sent back for one text. The text of a response is made as it is written, and need
-/// not be in memory as a whole.
-class Answer {
+/// The reply to one request. The text of a response is made as it is written, and need not be in
+/// memory as a whole.
+class Reply {
 public:
-  explicit Answer(std::string text)
+  explicit Reply(std::string text)
       : head_(std::move(text)) {}
 
-  Answer(std::string head, Poco::JSON::Object::Ptr content, std::string tail)
+  Reply(std::string head, Poco::JSON::Object::Ptr content, std::string tail)
       : head_(std::move(head))
       , content_(std::move(content))
       , tail_(std::move(tail)) {}
 
   void writeTo(Output& out) const;
 
-  /// All of it.
-  [[nodiscard]] std::string text() const;
-
 private:
   std::string head_;
   Poco::JSON::Object::Ptr content_; ///< may be null: nothing between the two
   std::string tail_;
 };
+
+class JsonRpc;
+
+/// The requests of a batch, carried out one after the other as their replies are written. Valid as
+/// long as the text and the JsonRpc that it came from.
+class Batch {
+public:
+  Batch(const JsonRpc& protocol, Text text)
+      : protocol_(&protocol)
+      , text_(text) {}
+
+  /// Once only. False, and nothing written, when none of them is to be answered.
+  [[nodiscard]] bool writeTo(Output& out) const;
+
+private:
+  const JsonRpc* protocol_;
+  Text text_;
+};
+
+/// What is to be sent back for one text.
+using Answer = std::variant<Reply, Batch>;
 
 /// A request comes to exactly one Outcome, a value, and each goes through one function into one
 /// reply. A reply can be made only with an `id`, which a notification does not have.
@@ -68,15 +86,15 @@ public:
   explicit JsonRpc(Api api)
       : api_(std::move(api)) {}
 
-  /// What is to be sent back for one text: the reply, the array of replies to a batch, or nothing
-  /// when the text holds notifications alone. Throws nothing but std::bad_alloc, when there is
-  /// not even memory for saying so.
+  /// Nothing for a notification. Throws nothing but std::bad_alloc, when there is not even memory
+  /// for saying so.
   [[nodiscard]] std::optional<Answer> answer(const Incoming& incoming) const;
 
 private:
+  friend class Batch;
+
   [[nodiscard]] std::optional<Answer> answerText(const Text& text) const;
-  [[nodiscard]] std::optional<Answer> answerBatch(const Text& text) const;
-  [[nodiscard]] std::optional<Answer> answerRequest(const ObjectWithText& request) const;
+  [[nodiscard]] std::optional<Reply> answerRequest(const ObjectWithText& request) const;
 
   Api api_;
 };

@@ -36,7 +36,12 @@ protected:
       return answerAs(type, params);
     });
     const auto answer = protocol.answer(incoming);
-    return answer ? answer->text() : "(none)";
+    StringOutput out;
+    if (answer) {
+      std::visit([&out](const auto& kind) { static_cast<void>(kind.writeTo(out)); }, *answer);
+    }
+    out.flush();
+    return out.text().empty() ? "(none)" : out.text();
   }
 
   std::string carriedOut;
