@@ -13,18 +13,19 @@ namespace connector::bench {
 class Cores {
 public:
   Cores() {
-    CPU_ZERO(&all_);
-    if (::sched_getaffinity(0, sizeof all_, &all_) != 0) {
+    cpu_set_t all;
+    CPU_ZERO(&all);
+    if (::sched_getaffinity(0, sizeof all, &all) != 0) {
       throw std::system_error(errno, std::generic_category(), "sched_getaffinity");
     }
-    client_ = all_;
-    services_ = all_;
-    if (CPU_COUNT(&all_) < 2) {
+    client_ = all;
+    services_ = all;
+    if (CPU_COUNT(&all) < 2) {
       return;
     }
     CPU_ZERO(&client_);
     for (std::size_t core = 0; CPU_COUNT(&client_) == 0; ++core) {
-      if (CPU_ISSET(core, &all_)) {
+      if (CPU_ISSET(core, &all)) {
         CPU_SET(core, &client_);
         CPU_CLR(core, &services_);
       }
@@ -32,8 +33,6 @@ public:
   }
 
   // From here on, for this thread and whatever it starts.
-
-  void useAll() const { use(all_); }
 
   void useClients() const { use(client_); }
 
@@ -46,7 +45,6 @@ private:
     }
   }
 
-  cpu_set_t all_;
   cpu_set_t client_;
   cpu_set_t services_;
 };

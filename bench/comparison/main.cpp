@@ -247,7 +247,6 @@ int main(int argc, char** argv) {
     }
     const auto ours = startConnectorHost();
     const auto sftp = startSftpServer();
-    cores.useAll(); // Node.js has threads that work for each other.
     const auto node = options->nodeScript ? startNodeService(*options->nodeScript) : nullptr;
     if (!options->anyCore) {
       cores.useClients();
