@@ -37,6 +37,9 @@ public:
     if (begin_ > 0) {
       std::memmove(memory_, memory_ + begin_, end_ - begin_);
       end_ -= std::exchange(begin_, 0);
+      if (capacity_ > KEPT_CAPACITY && end_ + size + LOOK_AHEAD <= KEPT_CAPACITY) {
+        resize(KEPT_CAPACITY);
+      }
     }
     if (end_ + size + LOOK_AHEAD > capacity_) {
       resize(std::max(2 * capacity_, end_ + size + LOOK_AHEAD));

@@ -77,12 +77,8 @@ public:
 
   void send(Framing framing, const Batch& batch) {
     if (framing == Framing::contentLength) {
-      StringOutput replies; // what is done only once has no length beforehand
-      if (batch.writeTo(replies)) {
-        replies.flush();
-        send(framing, Reply(std::move(replies.text())));
-      }
-    } else if (batch.writeTo(*this)) {
+      sendGathered(framing, batch);
+    } else if (writeLine(batch)) {
       append(tailOf(framing));
       flush();
     }
@@ -92,6 +88,29 @@ protected:
   void drain(std::string_view bytes) override { open_ = open_ && writeAll(STDOUT_FILENO, bytes); }
 
 private:
+  /// What is done only once has no length beforehand.
+  void sendGathered(Framing framing, const Batch& batch) {
+    try {
+      StringOutput replies;
+      if (batch.writeTo(replies)) {
+        replies.flush();
+        send(framing, Reply(std::move(replies.text())));
+      }
+    } catch (const std::exception& e) {
+      send(framing, internalError(e));
+    }
+  }
+
+  /// Whether there is a line. What was sent of it cannot be taken back when memory ends: it then
+  /// breaks off, and is no JSON.
+  bool writeLine(const Batch& batch) {
+    try {
+      return batch.writeTo(*this);
+    } catch (const std::exception&) {
+      return true;
+    }
+  }
+
   bool open_ = true;
 };
 
@@ -101,7 +120,7 @@ ExitStatus serve(const Options& options, const Api& api, const Termination& term
   greetPerson();
   widenPipe(STDIN_FILENO);
   widenPipe(STDOUT_FILENO);
-  DescriptorInput input(STDIN_FILENO, termination);
+  DescriptorInput input(termination);
   FrameReader reader(input, options.maxMessage);
   const JsonRpc protocol(api);
   AnswerOutput output;
@@ -118,8 +137,11 @@ ExitStatus serve(const Options& options, const Api& api, const Termination& term
 }
 
 ExitStatus call(const Options& options, const Api& api, const Termination& termination) {
-  DescriptorInput input(STDIN_FILENO, termination);
+  DescriptorInput input(termination);
   const auto text = options.json == "-" ? readAll(input, options.maxMessage) : options.json;
+  if (input.stopped()) {
+    return ExitStatus::failure; // the message may not be all there
+  }
   const auto outcome = carryOut(api, options.type, parseMessage(text));
   if (const auto* refusal = std::get_if<Refusal>(&outcome)) {
     std::cerr << "connector-host: " << refusal->text << '\n'

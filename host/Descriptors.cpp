@@ -43,16 +43,17 @@ void awaitShortly(int descriptor) {
 } // namespace
 
 std::size_t DescriptorInput::read(char* buffer, std::size_t size) {
-  awaitShortly(descriptor_);
+  const int descriptor = termination_.input();
+  awaitShortly(descriptor);
   for (;;) {
-    const auto count = ::read(descriptor_, buffer, size);
+    const auto count = ::read(descriptor, buffer, size);
     if (count >= 0) {
       return static_cast<std::size_t>(count);
     }
     if (!isTemporary()) {
       fail("read");
     }
-    waitUntilReady(descriptor_, POLLIN);
+    waitUntilReady(descriptor, POLLIN);
   }
 }
 
@@ -73,9 +74,11 @@ bool writeAll(int descriptor, std::string_view bytes) {
 }
 
 void widenPipe(int descriptor) {
-  constexpr int size = 512 * 1024;
-  // Of no consequence where it is refused, or is no pipe.
-  static_cast<void>(fcntl(descriptor, F_SETPIPE_SZ, size));
+  constexpr int wanted = 256 * 1024; // bytes; all pipes of a user have a limit together
+  const int size = fcntl(descriptor, F_GETPIPE_SZ);
+  if (size > 0 && size < wanted) {
+    static_cast<void>(fcntl(descriptor, F_SETPIPE_SZ, wanted)); // refused, it stays as it is
+  }
 }
 
 void reserveStandardDescriptors() {

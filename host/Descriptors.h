@@ -22,20 +22,17 @@ public:
   [[nodiscard]] virtual bool stopped() const = 0;
 };
 
-/// An open file descriptor as an Input, which a requested termination stops. Failures are a
-/// std::system_error.
+/// The input that a requested termination ends. Failures are a std::system_error.
 class DescriptorInput : public Input {
 public:
-  DescriptorInput(int descriptor, const Termination& termination)
-      : descriptor_(descriptor)
-      , termination_(termination) {}
+  explicit DescriptorInput(const Termination& termination)
+      : termination_(termination) {}
 
   std::size_t read(char* buffer, std::size_t size) override;
 
   [[nodiscard]] bool stopped() const override { return termination_.isRequested(); }
 
 private:
-  int descriptor_;
   const Termination& termination_;
 };
 

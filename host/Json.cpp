@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cstdint>
+#include <new>
 #include <simdjson.h>
 #include <sstream>
 
@@ -31,6 +32,20 @@ Var& slotOf(Object& object, const std::string& name) {
   return std::find_if(object.begin(), object.end(),
                       [&](const auto& member) { return member.first == name; })
       ->second;
+}
+
+/// Fills the slot of a member. Finding it takes longer the more there are, so in a large object the
+/// member is copied instead.
+template <typename Fill>
+void addMember(Object& object, const std::string& name, const Fill& fill) {
+  constexpr std::size_t few = 32;
+  if (object.size() < few) {
+    fill(slotOf(object, name));
+    return;
+  }
+  Var content;
+  fill(content);
+  object.set(name, content);
 }
 
 std::string_view tokenOf(value& json) {
@@ -79,7 +94,8 @@ void readObject(Var& slot, simdjson::ondemand::object members, std::size_t depth
   Object::Ptr object = new Object;
   for (auto member : members) {
     const std::string name(std::string_view(member.unescaped_key()));
-    read(slotOf(*object, name), member.value(), depth);
+    value content = member.value();
+    addMember(*object, name, [&](Var& into) { read(into, content, depth); });
   }
   slot = object;
 }
@@ -143,6 +159,9 @@ void readContainerText(const Text& text, const Take& take) {
         take);
   } else {
     const simdjson::padded_string copy(text.bytes);
+    if (copy.size() != text.bytes.size()) {
+      throw std::bad_alloc();
+    }
     readContainerText(simdjson::padded_string_view(copy), take);
   }
 }
@@ -153,6 +172,9 @@ auto reportingErrors(const Read& read) {
   try {
     return read();
   } catch (const simdjson::simdjson_error& e) {
+    if (e.error() == simdjson::MEMALLOC) {
+      throw std::bad_alloc(); // which says nothing about the text
+    }
     throw JsonError(e.what());
   }
 }
@@ -166,7 +188,7 @@ ObjectWithText readObjectWithText(simdjson::ondemand::object members, std::strin
     if (key == name) {
       result.memberText = std::string(tokenOf(content));
     }
-    read(slotOf(*result.object, key), content, depth);
+    addMember(*result.object, key, [&](Var& slot) { read(slot, content, depth); });
   }
   return result;
 }

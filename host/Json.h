@@ -29,8 +29,8 @@ struct ObjectWithText {
 };
 
 // Each throws a JsonError when `text` is no JSON, or no UTF-8, or nested too deep. Of members with
-// the same name the last one counts. A number beyond 64 bits becomes the nearest double. A text
-// with room behind it is not copied.
+// the same name the last one counts. A number beyond 64 bits becomes the nearest double, if any. A
+// text with room behind it is not copied.
 
 /// The object that `text` is, with the text of the member `name`.
 ObjectWithText parseObject(const Text& text, std::string_view name = {});
@@ -38,7 +38,8 @@ ObjectWithText parseObject(const Text& text, std::string_view name = {});
 /// Checks the array that `text` must be, and tells how many elements it has.
 std::size_t countElements(const Text& text);
 
-/// As parseObject, for each element of an array that was counted. One at a time is in memory.
+/// As parseObject, for each element of an array that was counted. One at a time is in memory;
+/// `take` must not parse.
 void forEachElement(const Text& text, std::string_view name,
                     const std::function<void(const ObjectWithText&)>& take);
 

@@ -153,6 +153,11 @@ Reply refuse(Unreadable reason) {
 
 } // namespace
 
+Reply internalError(const std::exception& failure) {
+  return refuse(Id::none(), ErrorCode::internalError,
+                std::string("Internal error: ") + failure.what());
+}
+
 void Reply::writeTo(Output& out) const {
   out.append(head_);
   if (!content_.isNull()) {
@@ -185,7 +190,7 @@ std::optional<Answer> JsonRpc::answer(const Incoming& incoming) const {
   } catch (const JsonError& e) {
     return refuse(Id::none(), ErrorCode::parseError, std::string("Parse error: ") + e.what());
   } catch (const std::exception& e) {
-    return refuse(Id::none(), ErrorCode::internalError, std::string("Internal error: ") + e.what());
+    return internalError(e);
   }
 }
 

@@ -6,6 +6,7 @@
 
 #include <Poco/JSON/Object.h>
 
+#include <exception>
 #include <functional>
 #include <optional>
 #include <string>
@@ -57,6 +58,9 @@ private:
   Poco::JSON::Object::Ptr content_; ///< may be null: nothing between the two
   std::string tail_;
 };
+
+/// For a failure that says nothing of the request.
+Reply internalError(const std::exception& failure);
 
 class JsonRpc;
 

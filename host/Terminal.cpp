@@ -57,7 +57,9 @@ void Progress::run() {
   for (int seconds = 1;
        !end_.wait_until(lock, begin + seconds * second_, [this] { return ended_; }); ++seconds) {
     line = "connector-host: " + what_ + " ... " + std::to_string(seconds) + " s";
+    lock.unlock(); // writing may take as long as a terminal is stopped
     show('\r' + line);
+    lock.lock();
   }
   if (!line.empty()) {
     show('\r' + std::string(line.size(), ' ') + '\r');

@@ -33,7 +33,8 @@ void setAction(int signal, void (*handler)(int), int flags) {
 
 } // namespace
 
-Termination::Termination(int input) {
+Termination::Termination(int input)
+    : input_(input) {
   endedInput = input;
   nullDevice = open("/dev/null", O_RDWR | O_CLOEXEC);
   if (nullDevice < 0) {

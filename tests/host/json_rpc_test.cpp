@@ -102,6 +102,14 @@ TEST_F(JsonRpcTest, UnparsableTextIsRefused) {
   EXPECT_EQ(carriedOut, "");
 }
 
+TEST_F(JsonRpcTest, ManyMembersTakeTheirTimeAndNoMore) {
+  std::string members;
+  for (int member = 100'000; member < 200'000; ++member) {
+    members += (members.empty() ? "\"" : ",\"") + std::to_string(member) + "\":1";
+  }
+  EXPECT_EQ(answer(echo("1", "{" + members + "}")), result("1", "{" + members + "}"));
+}
+
 TEST_F(JsonRpcTest, NestingIsAllowedTo128Levels) {
   const std::string deep = R"({"a":)" + nested(126) + "}";
   EXPECT_EQ(answer(echo("1", deep)), result("1", deep));

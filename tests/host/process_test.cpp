@@ -119,6 +119,14 @@ TEST(Call, TellsTheOutcomeByItsStatus) {
   }
 }
 
+TEST(Call, IsNotMadeWhenItsMessageIsInterrupted) {
+  // All of it is there, but nobody has said so.
+  const auto finished =
+      runShell("exec 2>&1; { echo '{\"path\":\"/\"}'; sleep 1; } | timeout --preserve-status "
+               "--signal=INT 0.3 " CONNECTOR_HOST_PROGRAM " call OpenFile -; echo status $?");
+  EXPECT_EQ(finished.output, "status 2\n");
+}
+
 TEST(Types, AreThoseThatAreAnswered) {
   std::istringstream types(run("types").output);
   int count = 0;

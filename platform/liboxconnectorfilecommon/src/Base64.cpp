@@ -38,8 +38,8 @@ std::uint32_t byteAt(const char* bytes, std::size_t index) {
   return static_cast<unsigned char>(bytes[index]);
 }
 
-// Each of the two: whole groups from `in` to `out`, as many as it can; how many groups of three
-// bytes were done. The first stops where it finds what is no digit.
+// Each does whole groups from `in` to `out` and tells how many. Those by SSSE3 leave the last ones,
+// and decoding stops at what is no digit.
 
 using Groups = std::size_t (*)(const char* in, std::size_t groups, char* out);
 
