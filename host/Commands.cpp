@@ -5,6 +5,8 @@
 #include "Terminal.h"
 
 #include <iostream>
+#include <new>
+#include <optional>
 #include <unistd.h>
 #include <utility>
 
@@ -77,7 +79,9 @@ public:
 
   void send(Framing framing, const Batch& batch) {
     if (framing == Framing::contentLength) {
-      sendGathered(framing, batch);
+      if (const auto replies = gathered(batch)) {
+        send(framing, *replies);
+      }
     } else if (writeLine(batch)) {
       append(tailOf(framing));
       flush();
@@ -88,16 +92,17 @@ protected:
   void drain(std::string_view bytes) override { open_ = open_ && writeAll(STDOUT_FILENO, bytes); }
 
 private:
-  /// What is done only once has no length beforehand.
-  void sendGathered(Framing framing, const Batch& batch) {
+  /// What is done only once has no length beforehand. Nothing when nothing is to be sent.
+  static std::optional<Reply> gathered(const Batch& batch) {
     try {
       StringOutput replies;
-      if (batch.writeTo(replies)) {
-        replies.flush();
-        send(framing, Reply(std::move(replies.text())));
+      if (!batch.writeTo(replies)) {
+        return std::nullopt;
       }
-    } catch (const std::exception& e) {
-      send(framing, internalError(e));
+      replies.flush();
+      return Reply(std::move(replies.text()));
+    } catch (const std::bad_alloc& e) {
+      return internalError(e);
     }
   }
 
@@ -106,7 +111,7 @@ private:
   bool writeLine(const Batch& batch) {
     try {
       return batch.writeTo(*this);
-    } catch (const std::exception&) {
+    } catch (const std::bad_alloc&) {
       return true;
     }
   }
