@@ -30,31 +30,32 @@ void compare(benchmark::State& state, const Prepare& prepare, const Ours& ours, 
 
 /// How the time per item grows from `little` items to `much`: the counter "growth" is the median
 /// of the rounds' quotients, and "bareGrowth" that of the least that must be done, whose own
-/// growth, from caches that no longer hold everything, nothing above it can undo. Each `time` is
-/// given a number of items and returns seconds.
-template <typename TimeOurs, typename TimeBare>
+/// growth, from caches that no longer hold everything, nothing above it can undo. Each is given a
+/// number of items; `prepare` runs before each of the others and is not measured.
+template <typename Prepare, typename Ours, typename Bare>
 void compareGrowth(benchmark::State& state, std::size_t little, std::size_t much,
-                   const TimeOurs& timeOurs, const TimeBare& timeBare) {
+                   const Prepare& prepare, const Ours& ours, const Bare& bare) {
   // As many items on both sides, so that neither is measured on a warmer machine.
-  const auto timeAll = [&](std::size_t items, const auto& time) {
+  const auto timeAll = [&](std::size_t items, const auto& work) {
     double total = 0;
     for (std::size_t done = 0; done < much; done += items) {
-      total += time(items);
+      prepare(items);
+      total += timeOf([&] { work(items); });
     }
     return total;
   };
-  std::vector<double> ours;
-  std::vector<double> bare;
+  std::vector<double> growth;
+  std::vector<double> bareGrowth;
   for ([[maybe_unused]] auto round : state) {
-    const double bareBase = timeAll(little, timeBare);
-    bare.push_back(timeAll(much, timeBare) / bareBase);
-    const double base = timeAll(little, timeOurs);
-    const double time = timeAll(much, timeOurs);
-    ours.push_back(time / base);
-    state.SetIterationTime(time);
+    const double bareLittle = timeAll(little, bare);
+    bareGrowth.push_back(timeAll(much, bare) / bareLittle);
+    const double oursLittle = timeAll(little, ours);
+    const double oursMuch = timeAll(much, ours);
+    growth.push_back(oursMuch / oursLittle);
+    state.SetIterationTime(oursMuch);
   }
-  state.counters["growth"] = median(ours);
-  state.counters["bareGrowth"] = median(bare);
+  state.counters["growth"] = median(growth);
+  state.counters["bareGrowth"] = median(bareGrowth);
 }
 
 } // namespace connector::bench
