@@ -77,6 +77,19 @@ TEST_F(JsonRpcTest, ResultIsTheResponse) {
             result("1", R"({"a":null,"b":{"c":[1,{}]},"s":)" + text + "}"));
 }
 
+// Texts are gone through in blocks of several sizes.
+TEST_F(JsonRpcTest, EscapesAreFoundWhereverTheyStand) {
+  for (std::size_t length = 0; length < 50; ++length) {
+    for (std::size_t before = 0; before <= length; ++before) {
+      for (const char* const escape : {R"(\")", R"(\\)", R"(\u001F)"}) {
+        const std::string text = R"({"s":")" + std::string(before, ' ') + escape +
+                                 std::string(length - before, '~') + "\"}";
+        ASSERT_EQ(answer(echo("1", text)), result("1", text));
+      }
+    }
+  }
+}
+
 TEST_F(JsonRpcTest, IdIsEchoedAsItCame) {
   for (const std::string id : {"-1", "18446744073709551616", "1.50", "-0", R"("")", R"("a\"}\\")",
                                R"("\u00e9")", R"("é")", "null"}) {

@@ -219,8 +219,15 @@ Object::Ptr fromFileInfo(const FileInfo& info) {
 
 Poco::JSON::Array::Ptr fromFileInfos(const std::vector<FileInfo>& infos) {
   Poco::JSON::Array::Ptr array = new Poco::JSON::Array;
+  if (infos.empty()) {
+    return array;
+  }
+  // Elements that are there are changed in place: `add` copies what it takes and moves the others.
+  array->set(static_cast<unsigned>(infos.size() - 1), Var());
+  auto slot = array->begin();
   for (const FileInfo& info : infos) {
-    array->add(fromFileInfo(info));
+    // NOLINTNEXTLINE(cppcoreguidelines-pro-type-const-cast): the Array is not constant.
+    const_cast<Var&>(*slot++) = Var(fromFileInfo(info));
   }
   return array;
 }

@@ -29,14 +29,14 @@ bool is_malformed(utf::code_point character) {
 }
 
 template <typename Bytes>
-void append_native(Bytes& bytes, std::u16string_view path) {
+void append_native(Bytes& bytes, std::u16string_view path, std::u16string_view whole) {
   bytes.reserve(path.size() + 1);
   bool escaped = false;
   const auto* position = append_plain(bytes, path.begin(), path.end());
   while (position != path.end()) {
     const utf::code_point character = utf::utf_traits<char16_t>::decode(position, path.end());
     if (is_malformed(character) || character == 0) {
-      throw FileNameConversionFailure(EILSEQ, std::u16string(path));
+      throw FileNameConversionFailure(EILSEQ, std::u16string(whole));
     }
     if (is_escape(character)) {
       bytes.push_back(static_cast<char>(character - escape_base));
@@ -47,7 +47,7 @@ void append_native(Bytes& bytes, std::u16string_view path) {
     position = append_plain(bytes, position, path.end());
   }
   if (escaped && native_to_utf16({bytes.data(), bytes.size()}) != path) {
-    throw FileNameConversionFailure(EILSEQ, std::u16string(path));
+    throw FileNameConversionFailure(EILSEQ, std::u16string(whole));
   }
 }
 
@@ -73,12 +73,12 @@ std::u16string native_to_utf16(std::string_view bytes) {
 
 std::string utf16_to_native(std::u16string_view path) {
   std::string bytes;
-  append_native(bytes, path);
+  append_native(bytes, path, path);
   return bytes;
 }
 
-native_path::native_path(std::u16string_view path) {
-  append_native(bytes_, path);
+native_path::native_path(std::u16string_view path, std::u16string_view whole) {
+  append_native(bytes_, path, whole);
   bytes_.push_back('\0');
 }
 

@@ -10,7 +10,11 @@ namespace fl::filesystem::detail {
 /// Throws as utf16_to_native.
 class native_path {
 public:
-  explicit native_path(std::u16string_view path);
+  explicit native_path(std::u16string_view path)
+      : native_path(path, path) {}
+
+  /// Of a path that is part of another, for which errors are thrown.
+  native_path(std::u16string_view path, std::u16string_view whole);
 
   [[nodiscard]] const char* c_str() const noexcept { return bytes_.data(); }
 

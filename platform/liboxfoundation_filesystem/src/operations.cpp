@@ -1,4 +1,4 @@
-#include "native_path.h"
+#include "place.h"
 #include "posix.h"
 
 #include <fl/filesystem/exceptions.h>
@@ -71,7 +71,8 @@ file_status::file_status(kind what, std::uint64_t size, posix_time::ptime last_w
 
 file_status status(const std::u16string& path) {
   detail::stat_buffer found{};
-  if (!is_there(::stat(detail::native_path(path).c_str(), &found), path)) {
+  const detail::place place(path);
+  if (!is_there(::fstatat(place.folder(), place.name(), &found, 0), path)) {
     return {};
   }
   return {kind_of(found), static_cast<std::uint64_t>(found.st_size), to_ptime(found.st_mtim)};
@@ -79,15 +80,15 @@ file_status status(const std::u16string& path) {
 
 bool exists(const std::u16string& path) {
   // A fifth cheaper than stat, as nothing is told of what is there.
-  const detail::native_path name(path);
-  return is_there(::faccessat(AT_FDCWD, name.c_str(), F_OK, AT_EACCESS), path);
+  const detail::place place(path);
+  return is_there(::faccessat(place.folder(), place.name(), F_OK, AT_EACCESS), path);
 }
 
 bool access(const std::u16string& path, unsigned mode) {
   const int wanted =
       ((mode & access_read) != 0 ? R_OK : 0) | ((mode & access_write) != 0 ? W_OK : 0);
-  const detail::native_path name(path);
-  if (::faccessat(AT_FDCWD, name.c_str(), wanted, AT_EACCESS) == 0) {
+  const detail::place place(path);
+  if (::faccessat(place.folder(), place.name(), wanted, AT_EACCESS) == 0) {
     return true;
   }
   if (!means_denied(errno) && !means_missing(errno)) {

@@ -1,10 +1,12 @@
 #include <fl/filesystem/exceptions.h>
 #include <fl/filesystem/native_name.h>
+#include <fl/filesystem/walked_folder.h>
 #include <fl/i18n/directory_iterator.h>
 
 #include <cerrno>
 #include <dirent.h>
 #include <fcntl.h>
+#include <memory>
 #include <optional>
 #include <stdexcept>
 #include <string_view>
@@ -42,13 +44,23 @@ Directory openDirectory(const std::u16string& path) {
   throw_errno(reason, path);
 }
 
+struct OpenFolder : walked_folder {
+  OpenFolder(Directory opened, std::u16string itsPath)
+      : walked_folder{std::move(itsPath), dirfd(opened.get())}
+      , directory(std::move(opened)) {}
+
+  Directory directory;
+};
+
 } // namespace
 
 class upath_directory_iterator_impl::stream {
 public:
   stream(Directory directory, std::u16string path)
-      : directory_(std::move(directory))
-      , path_(std::move(path)) {}
+      : folder_(std::make_shared<OpenFolder>(std::move(directory), std::move(path))) {}
+
+  /// Its entries are what the thread asks about next.
+  void walk() const { walk_in(folder_); }
 
   /// Nothing at the end.
   std::optional<std::u16string> next() {
@@ -65,15 +77,14 @@ private:
   const dirent* read() {
     errno = 0; // All that tells a failure from the end.
     // NOLINTNEXTLINE(concurrency-mt-unsafe): safe on a DIR that one thread uses, as here.
-    const dirent* const entry = readdir(directory_.get());
+    const dirent* const entry = readdir(folder_->directory.get());
     if (entry == nullptr && errno != 0) {
-      throw_errno(errno, path_);
+      throw_errno(errno, folder_->path);
     }
     return entry;
   }
 
-  Directory directory_;
-  std::u16string path_;
+  std::shared_ptr<OpenFolder> folder_;
 };
 
 upath_directory_iterator_impl::upath_directory_iterator_impl(const std::u16string& path,
@@ -102,6 +113,7 @@ void upath_directory_iterator_impl::increment() {
   std::unique_ptr<stream> current = std::move(stream_);
   if (std::optional<std::u16string> name = current->next()) {
     entry_ = upath_directory_entry(std::move(*name));
+    current->walk();
     stream_ = std::move(current);
   }
 }
