@@ -65,13 +65,13 @@ void fillFolder(const std::string& folder, std::size_t entries) {
   }
 }
 
-void checkBare(const char* path, int mode) {
-  require(faccessat(AT_FDCWD, path, mode, AT_EACCESS) == 0, "faccessat");
+void checkBare(const char* path, int mode, int folder = AT_FDCWD) {
+  require(faccessat(folder, path, mode, AT_EACCESS) == 0, "faccessat");
 }
 
-void describeBare(const char* path) {
-  checkBare(path, F_OK);
-  checkBare(path, W_OK);
+void describeBare(const char* path, int folder = AT_FDCWD) {
+  checkBare(path, F_OK, folder);
+  checkBare(path, W_OK, folder);
 }
 
 /// The contents in new memory; what the size is, the end of the file tells.
@@ -152,8 +152,11 @@ void readGrowth(benchmark::State& state) {
       [&](std::size_t size) { readBare(fileOf(size).c_str(), size); });
 }
 
+/// How the entries of a folder are looked up: as we do, or as a caller would who knows their paths.
+enum class LookUp { inOpenFolder, byPath };
+
 /// For each entry what a description takes: a status, an existence test and an access test.
-std::size_t listBare(const std::string& folder) {
+std::size_t listBare(const std::string& folder, LookUp lookUp) {
   std::size_t count = 0;
 
   struct stat st {};
@@ -161,20 +164,22 @@ std::size_t listBare(const std::string& folder) {
   require(stat(folder.c_str(), &st) == 0, "stat");
   DIR* const entries = opendir(folder.c_str());
   require(entries != nullptr, "opendir");
+  const bool byPath = lookUp == LookUp::byPath;
+  const int start = byPath ? AT_FDCWD : dirfd(entries);
   while (const dirent* entry = readdir(entries)) { // NOLINT(concurrency-mt-unsafe): own stream
     if (entry->d_name[0] == '.') {
       continue;
     }
-    const std::string path = folder + "/" + entry->d_name;
-    require(stat(path.c_str(), &st) == 0, "stat");
-    describeBare(path.c_str());
+    const std::string name = byPath ? folder + "/" + entry->d_name : entry->d_name;
+    require(fstatat(start, name.c_str(), &st, 0) == 0, "fstatat");
+    describeBare(name.c_str(), start);
     ++count;
   }
   closedir(entries);
   return count;
 }
 
-void list(benchmark::State& state) {
+void list(benchmark::State& state, LookUp bare) {
   const Scratch scratch;
   const std::string folder = scratch.at("folder");
   const auto entries = static_cast<std::size_t>(state.range(0));
@@ -182,7 +187,7 @@ void list(benchmark::State& state) {
   FileServiceImpl service;
   compare(
       state, [] {}, [&] { require(service.list(wide(folder)).get().size() == entries, "list"); },
-      [&] { require(listBare(folder) == entries, "listBare"); });
+      [&] { require(listBare(folder, bare) == entries, "listBare"); });
 }
 
 constexpr std::size_t LITTLE = 100;
@@ -199,7 +204,9 @@ void listGrowth(benchmark::State& state) {
       [&](std::size_t entries) {
         require(service.list(wide(folderOf(entries))).get().size() == entries, "list");
       },
-      [&](std::size_t entries) { require(listBare(folderOf(entries)) == entries, "listBare"); });
+      [&](std::size_t entries) {
+        require(listBare(folderOf(entries), LookUp::inOpenFolder) == entries, "listBare");
+      });
 }
 
 void removeBare(const std::string& folder) {
@@ -264,7 +271,15 @@ void move(benchmark::State& state) {
 BENCHMARK(open)->Arg(4096)->UseManualTime()->Unit(benchmark::kMillisecond);
 BENCHMARK(read)->Arg(19999999)->UseManualTime()->Unit(benchmark::kMillisecond);
 BENCHMARK(readGrowth)->UseManualTime()->Iterations(15)->Unit(benchmark::kMillisecond);
-BENCHMARK(list)->Arg(100)->Arg(10000)->UseManualTime()->Unit(benchmark::kMillisecond);
+BENCHMARK_CAPTURE(list, in_open_folder, LookUp::inOpenFolder)
+    ->Arg(100)
+    ->Arg(10000)
+    ->UseManualTime()
+    ->Unit(benchmark::kMillisecond);
+BENCHMARK_CAPTURE(list, by_path, LookUp::byPath)
+    ->Arg(10000)
+    ->UseManualTime()
+    ->Unit(benchmark::kMillisecond);
 BENCHMARK(listGrowth)->UseManualTime()->Iterations(7)->Unit(benchmark::kMillisecond);
 BENCHMARK(removeGrowth)->UseManualTime()->Iterations(5)->Unit(benchmark::kMillisecond);
 BENCHMARK(move)->Arg(19999999)->UseManualTime()->Unit(benchmark::kMillisecond);

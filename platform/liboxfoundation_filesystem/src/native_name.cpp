@@ -55,6 +55,12 @@ void append_native(Bytes& bytes, std::u16string_view path, std::u16string_view w
 
 std::u16string native_to_utf16(std::string_view bytes) {
   std::u16string text;
+  native_to_utf16(bytes, text);
+  return text;
+}
+
+void native_to_utf16(std::string_view bytes, std::u16string& text) {
+  text.clear();
   text.reserve(bytes.size());
   const auto* position = append_plain(text, bytes.begin(), bytes.end());
   while (position != bytes.end()) {
@@ -68,7 +74,6 @@ std::u16string native_to_utf16(std::string_view bytes) {
     }
     position = append_plain(text, next, bytes.end());
   }
-  return text;
 }
 
 std::string utf16_to_native(std::u16string_view path) {

@@ -1,7 +1,9 @@
 #include "place.h"
 
+#include <fl/filesystem/walked_folder.h>
+
 #include <algorithm>
-#include <string_view>
+#include <fcntl.h>
 
 namespace fl::filesystem::detail {
 
@@ -9,7 +11,7 @@ namespace {
 
 constexpr char16_t separator = u'/';
 
-thread_local std::weak_ptr<const walked_folder> walked;
+thread_local std::shared_ptr<const walked_folder> walked;
 
 /// The name that a path has in a folder of which it is an entry, else nothing.
 std::u16string_view name_in(std::u16string_view folder, std::u16string_view path) {
@@ -26,23 +28,33 @@ std::u16string_view name_in(std::u16string_view folder, std::u16string_view path
   return path.find(separator) == std::u16string_view::npos ? path : std::u16string_view();
 }
 
-/// The folder when the path is an entry of it, else null.
-std::shared_ptr<const walked_folder> walked_with(std::u16string_view path) {
-  auto folder = walked.lock();
-  return folder != nullptr && !name_in(folder->path, path).empty() ? folder : nullptr;
-}
-
 } // namespace
 
 void walk_in(const std::shared_ptr<const walked_folder>& folder) {
+  if (walked == folder) {
+    return;
+  }
   walked.reset();
   if (!folder->path.empty() && folder->path.front() == separator) {
     walked = folder;
   }
 }
 
-place::place(const std::u16string& path)
-    : folder_(walked_with(path))
-    , name_(folder_ != nullptr ? name_in(folder_->path, path) : path, path) {}
+void leave(walked_folder& folder) {
+  folder.is_left = true;
+  if (walked.get() == &folder) {
+    walked.reset();
+  }
+}
+
+place::start place::start_of(std::u16string_view path) noexcept {
+  const walked_folder* const folder = walked.get();
+  if (folder != nullptr && !folder->is_left) {
+    if (const auto name = name_in(folder->path, path); !name.empty()) {
+      return {folder->descriptor, name};
+    }
+  }
+  return {AT_FDCWD, path};
+}
 
 } // namespace fl::filesystem::detail

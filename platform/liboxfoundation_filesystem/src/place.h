@@ -2,28 +2,35 @@
 
 #include "native_path.h"
 
-#include <fl/filesystem/walked_folder.h>
-
-#include <fcntl.h>
-#include <memory>
 #include <string>
+#include <string_view>
 
 namespace fl::filesystem::detail {
 
 /// Where the system is to look a path up: from the current folder or the root, or, an entry of the
-/// folder that this thread is walking, there. Throws as utf16_to_native.
+/// folder that this thread is walking, there. For one system call. Throws as utf16_to_native.
 class place {
 public:
-  explicit place(const std::u16string& path);
+  explicit place(const std::u16string& path)
+      : place(path, start_of(path)) {}
 
-  [[nodiscard]] int folder() const noexcept {
-    return folder_ != nullptr ? folder_->descriptor : AT_FDCWD;
-  }
+  [[nodiscard]] int folder() const noexcept { return folder_; }
 
   [[nodiscard]] const char* name() const noexcept { return name_.c_str(); }
 
 private:
-  std::shared_ptr<const walked_folder> folder_; // kept open meanwhile
+  struct start {
+    int folder;
+    std::u16string_view name; // from there on
+  };
+
+  static start start_of(std::u16string_view path) noexcept;
+
+  place(const std::u16string& path, const start& from)
+      : folder_(from.folder)
+      , name_(from.name, path) {}
+
+  int folder_;
   native_path name_;
 };
 

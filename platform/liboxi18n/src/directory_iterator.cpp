@@ -7,7 +7,6 @@
 #include <dirent.h>
 #include <fcntl.h>
 #include <memory>
-#include <optional>
 #include <stdexcept>
 #include <string_view>
 #include <unistd.h>
@@ -59,18 +58,24 @@ public:
   stream(Directory directory, std::u16string path)
       : folder_(std::make_shared<OpenFolder>(std::move(directory), std::move(path))) {}
 
+  stream(const stream&) = delete;
+  stream& operator=(const stream&) = delete;
+
+  ~stream() { leave(*folder_); }
+
   /// Its entries are what the thread asks about next.
   void walk() const { walk_in(folder_); }
 
-  /// Nothing at the end.
-  std::optional<std::u16string> next() {
+  /// The name of the next entry; false at the end.
+  bool next(std::u16string& name) {
     while (const dirent* const entry = read()) {
-      const std::string_view name = entry->d_name;
-      if (name != "." && name != "..") {
-        return native_to_utf16(name);
+      const std::string_view bytes = entry->d_name;
+      if (bytes != "." && bytes != "..") {
+        native_to_utf16(bytes, name);
+        return true;
       }
     }
-    return std::nullopt;
+    return false;
   }
 
 private:
@@ -111,8 +116,7 @@ const upath_directory_entry& upath_directory_iterator_impl::entry() const noexce
 void upath_directory_iterator_impl::increment() {
   // Given back only with a next entry in hand: the end and a failure both close the folder.
   std::unique_ptr<stream> current = std::move(stream_);
-  if (std::optional<std::u16string> name = current->next()) {
-    entry_ = upath_directory_entry(std::move(*name));
+  if (current->next(entry_.filename_)) {
     current->walk();
     stream_ = std::move(current);
   }

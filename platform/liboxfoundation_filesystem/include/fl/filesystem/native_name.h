@@ -14,6 +14,9 @@ namespace fl::filesystem::detail {
 /// The one UTF-16 form of a name or path on disk. Never fails.
 std::u16string native_to_utf16(std::string_view bytes);
 
+/// The same into a text that keeps its memory.
+void native_to_utf16(std::string_view bytes, std::u16string& text);
+
 /// The bytes of a UTF-16 path; the inverse of native_to_utf16. Throws FileNameConversionFailure
 /// for what is no such form: a NUL, an unpaired surrogate, or escaped bytes that together are
 /// plain UTF-8 and so have another form.

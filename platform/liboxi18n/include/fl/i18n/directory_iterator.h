@@ -8,6 +8,10 @@
 
 namespace fl::filesystem {
 
+namespace detail {
+class upath_directory_iterator_impl;
+}
+
 /// One entry of a folder.
 class upath_directory_entry {
 public:
@@ -20,6 +24,8 @@ public:
   [[nodiscard]] const std::u16string& filename() const noexcept { return filename_; }
 
 private:
+  friend class detail::upath_directory_iterator_impl;
+
   std::u16string filename_;
 };
 
