@@ -31,15 +31,10 @@ public:
   /// Room for at least `size` bytes behind the last one, and how much it is; `add` then says how
   /// many were put there. Throws std::bad_alloc.
   std::pair<char*, std::size_t> room(std::size_t size) {
-    if (empty() && capacity_ > KEPT_CAPACITY) {
-      resize(0);
-    }
     if (begin_ > 0) {
       std::memmove(memory_, memory_ + begin_, end_ - begin_);
       end_ -= std::exchange(begin_, 0);
-      if (capacity_ > KEPT_CAPACITY && end_ + size + LOOK_AHEAD <= KEPT_CAPACITY) {
-        resize(KEPT_CAPACITY);
-      }
+      giveBack(end_ + size + LOOK_AHEAD);
     }
     if (end_ + size + LOOK_AHEAD > capacity_) {
       resize(std::max(2 * capacity_, end_ + size + LOOK_AHEAD));
@@ -47,15 +42,26 @@ public:
     return {memory_ + end_, capacity_ - LOOK_AHEAD - end_};
   }
 
-  void add(std::size_t count) { end_ += count; }
+  void add(std::size_t count) {
+    end_ += count;
+    most_ = std::max(most_, end_);
+  }
 
   void drop(std::size_t count) { begin_ += count; }
 
   void clear() { begin_ = end_ = 0; }
 
 private:
-  // What a long text took is given back, so that a host that waits is small.
   static constexpr std::size_t KEPT_CAPACITY = 1024UL * 1024;
+
+  /// What a long text took, but not at once: often the next one is long, and the system takes its
+  /// time to give memory.
+  void giveBack(std::size_t needed) {
+    if (capacity_ > KEPT_CAPACITY && most_ < capacity_ / 4 && needed <= KEPT_CAPACITY) {
+      resize(KEPT_CAPACITY);
+    }
+    most_ = std::max(end_, most_ / 2);
+  }
 
   void resize(std::size_t capacity) {
     constexpr int access = PROT_READ | PROT_WRITE;
@@ -82,6 +88,7 @@ private:
   std::size_t begin_ = 0;
   std::size_t end_ = 0;
   std::size_t capacity_ = 0;
+  std::size_t most_ = 0; // that it held of late
 };
 
 } // namespace connector::host

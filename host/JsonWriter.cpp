@@ -7,6 +7,7 @@
 #include <array>
 #include <charconv>
 #include <cstddef>
+#include <cstdint>
 #include <string_view>
 #include <typeinfo>
 #include <utility>
@@ -28,51 +29,75 @@ bool needsEscape(char c) {
 }
 
 #if defined(__SSE2__)
-/// Which of 16 characters need an escape, one bit each.
-unsigned escapesIn(__m128i block) {
-  const __m128i highestControl = _mm_set1_epi8(0x1F);
-  const __m128i controls = _mm_cmpeq_epi8(_mm_min_epu8(block, highestControl), block);
-  const __m128i marks = _mm_or_si128(_mm_cmpeq_epi8(block, _mm_set1_epi8('"')),
-                                     _mm_cmpeq_epi8(block, _mm_set1_epi8('\\')));
-  return static_cast<unsigned>(_mm_movemask_epi8(_mm_or_si128(controls, marks)));
+using Block = __m128i;
+
+Block load(const char* text) {
+  return _mm_loadu_si128(reinterpret_cast<const Block*>(text));
 }
 
-unsigned escapesIn16(const char* text) {
-  return escapesIn(_mm_loadu_si128(reinterpret_cast<const __m128i*>(text)));
+Block isMark(Block block) {
+  return _mm_or_si128(_mm_cmpeq_epi8(block, _mm_set1_epi8('"')),
+                      _mm_cmpeq_epi8(block, _mm_set1_epi8('\\')));
 }
 
-unsigned escapesIn8(const char* text) {
-  return escapesIn(_mm_loadl_epi64(reinterpret_cast<const __m128i*>(text))) & 0xFFU;
+Block isControl(Block block) {
+  return _mm_cmpeq_epi8(_mm_min_epu8(block, _mm_set1_epi8(0x1F)), block);
 }
 
-/// As plainLength, of a text that has a block; its end lies in a block that overlaps the one
-/// before.
-template <std::size_t block, unsigned (*escapesInBlock)(const char*)>
-std::size_t plainLengthByBlocks(std::string_view text) {
-  const std::size_t last = text.size() - block;
-  for (std::size_t position = 0;; position = std::min(position + block, last)) {
-    if (const unsigned escapes = escapesInBlock(text.data() + position); escapes != 0) {
-      return position + static_cast<std::size_t>(__builtin_ctz(escapes));
-    }
-    if (position == last) {
-      return text.size();
-    }
+// Which of so many characters need an escape, one bit each.
+
+std::uint64_t escapesIn(Block block) {
+  const Block found = _mm_or_si128(isControl(block), isMark(block));
+  return static_cast<unsigned>(_mm_movemask_epi8(found));
+}
+
+std::uint64_t escapesIn8(const char* text) {
+  return escapesIn(_mm_loadl_epi64(reinterpret_cast<const Block*>(text))) & 0xFFU;
+}
+
+std::uint64_t escapesIn16(const char* text) {
+  return escapesIn(load(text));
+}
+
+std::uint64_t escapesIn64(const char* text) {
+  const Block first = load(text);
+  const Block second = load(text + 16);
+  const Block third = load(text + 32);
+  const Block fourth = load(text + 48);
+  const Block least = _mm_min_epu8(_mm_min_epu8(first, second), _mm_min_epu8(third, fourth));
+  const Block marks = _mm_or_si128(_mm_or_si128(isMark(first), isMark(second)),
+                                   _mm_or_si128(isMark(third), isMark(fourth)));
+  if (_mm_movemask_epi8(_mm_or_si128(isControl(least), marks)) == 0) {
+    return 0; // as nearly always
   }
+  return escapesIn(first) | escapesIn(second) << 16U | escapesIn(third) << 32U |
+         escapesIn(fourth) << 48U;
 }
+
 #endif
 
-/// How many characters a text begins with that stand for themselves.
-std::size_t plainLength(std::string_view text) {
+/// Calls `visit` with the position of each character that needs an escape.
+template <typename Visit>
+void forEachEscape(std::string_view text, const Visit& visit) {
+  std::size_t position = 0;
 #if defined(__SSE2__)
-  if (text.size() >= 16) {
-    return plainLengthByBlocks<16, escapesIn16>(text);
-  }
-  if (text.size() >= 8) {
-    return plainLengthByBlocks<8, escapesIn8>(text);
-  }
+  const auto byBlocks = [&](std::size_t size, const auto& escapesInBlock) {
+    for (; text.size() - position >= size; position += size) {
+      std::uint64_t escapes = escapesInBlock(text.data() + position);
+      for (; escapes != 0; escapes &= escapes - 1) {
+        visit(position + static_cast<std::size_t>(__builtin_ctzll(escapes)));
+      }
+    }
+  };
+  byBlocks(64, escapesIn64);
+  byBlocks(16, escapesIn16);
+  byBlocks(8, escapesIn8);
 #endif
-  return static_cast<std::size_t>(std::find_if(text.begin(), text.end(), needsEscape) -
-                                  text.begin());
+  for (; position < text.size(); ++position) {
+    if (needsEscape(text[position])) {
+      visit(position);
+    }
+  }
 }
 
 void appendEscape(Output& out, char c) {
@@ -95,13 +120,14 @@ void appendString(Output& out, std::string_view text) {
   while (!text.empty()) {
     // In pieces that are sent while they are at hand, and while a reader takes the one before.
     const auto piece = text.substr(0, 128UL * 1024);
-    const auto plain = plainLength(piece);
-    out.append(piece.substr(0, plain));
-    text.remove_prefix(plain);
-    if (plain < piece.size()) {
-      appendEscape(out, text.front());
-      text.remove_prefix(1);
-    }
+    std::size_t sent = 0;
+    forEachEscape(piece, [&](std::size_t position) {
+      out.append(piece.substr(sent, position - sent));
+      appendEscape(out, piece[position]);
+      sent = position + 1;
+    });
+    out.append(piece.substr(sent));
+    text.remove_prefix(piece.size());
   }
   out.append('"');
 }

@@ -79,7 +79,7 @@ TEST_F(JsonRpcTest, ResultIsTheResponse) {
 
 // Texts are gone through in blocks of several sizes.
 TEST_F(JsonRpcTest, EscapesAreFoundWhereverTheyStand) {
-  for (std::size_t length = 0; length < 50; ++length) {
+  for (std::size_t length = 0; length < 140; ++length) {
     for (std::size_t before = 0; before <= length; ++before) {
       for (const char* const escape : {R"(\")", R"(\\)", R"(\u001F)"}) {
         const std::string text = R"({"s":")" + std::string(before, ' ') + escape +
