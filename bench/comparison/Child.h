@@ -7,6 +7,7 @@
 #include <array>
 #include <cerrno>
 #include <cstddef>
+#include <poll.h>
 #include <stdexcept>
 #include <string>
 #include <string_view>
@@ -16,11 +17,16 @@
 
 namespace connector::bench {
 
+/// How a client waits for an answer. Waking up takes it longer than a service needs for a small
+/// request, and as long whichever service it is.
+enum class Waiting { asleep, awake };
+
 /// A program between two pipes, which is to end when its input does: when this goes.
 class Child {
 public:
-  Child(const std::string& program, const Poco::Process::Args& arguments)
-      : process_(Poco::Process::launch(program, arguments, &in_, &out_, nullptr)) {}
+  Child(const std::string& program, const Poco::Process::Args& arguments, Waiting waiting)
+      : process_(Poco::Process::launch(program, arguments, &in_, &out_, nullptr))
+      , waiting_(waiting) {}
 
   Child(const Child&) = delete;
   Child& operator=(const Child&) = delete;
@@ -44,10 +50,19 @@ public:
 
   /// At least one byte.
   std::size_t receive(char* to, std::size_t room) {
+    if (waiting_ == Waiting::awake) {
+      watch();
+    }
     return checked(::read(out_.readHandle(), to, room));
   }
 
 private:
+  void watch() const {
+    pollfd output{out_.readHandle(), POLLIN, 0};
+    while (::poll(&output, 1, 0) == 0) {
+    }
+  }
+
   static iovec asPart(std::string_view bytes) {
     // NOLINTNEXTLINE(cppcoreguidelines-pro-type-const-cast): iovec serves both directions
     return {const_cast<char*>(bytes.data()), bytes.size()};
@@ -66,6 +81,7 @@ private:
   Poco::Pipe in_;
   Poco::Pipe out_;
   Poco::ProcessHandle process_;
+  Waiting waiting_;
 };
 
 } // namespace connector::bench

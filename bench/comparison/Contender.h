@@ -1,5 +1,6 @@
 #pragma once
 
+#include "Child.h"
 #include "Disk.h"
 
 #include <cstdint>
@@ -47,8 +48,8 @@ private:
   const char* name_;
 };
 
-std::unique_ptr<Contender> startConnectorHost();
-std::unique_ptr<Contender> startSftpServer();
-std::unique_ptr<Contender> startNodeService(const std::string& script);
+std::unique_ptr<Contender> startConnectorHost(Waiting waiting);
+std::unique_ptr<Contender> startSftpServer(Waiting waiting);
+std::unique_ptr<Contender> startNodeService(const std::string& script, Waiting waiting);
 
 } // namespace connector::bench

@@ -1,4 +1,3 @@
-#include "Child.h"
 #include "Contender.h"
 
 #include <Poco/Base64Decoder.h>
@@ -87,9 +86,9 @@ std::pair<const char*, Object> methodAndParams(const Batch& batch, const Job& jo
 class JsonContender : public Contender {
 public:
   JsonContender(const char* name, Framing framing, const std::string& program,
-                const Poco::Process::Args& arguments)
+                const Poco::Process::Args& arguments, Waiting waiting)
       : Contender(name)
-      , child_(program, arguments)
+      , child_(program, arguments, waiting)
       , framing_(framing) {}
 
   std::function<void()> ready(const Batch& batch) override {
@@ -199,14 +198,14 @@ private:
 
 } // namespace
 
-std::unique_ptr<Contender> startConnectorHost() {
+std::unique_ptr<Contender> startConnectorHost(Waiting waiting) {
   return std::make_unique<JsonContender>("connector-host", Framing::line, CONNECTOR_HOST_PROGRAM,
-                                         Poco::Process::Args{});
+                                         Poco::Process::Args{}, waiting);
 }
 
-std::unique_ptr<Contender> startNodeService(const std::string& script) {
+std::unique_ptr<Contender> startNodeService(const std::string& script, Waiting waiting) {
   return std::make_unique<JsonContender>("Node.js", Framing::contentLength, "node",
-                                         Poco::Process::Args{script});
+                                         Poco::Process::Args{script}, waiting);
 }
 
 } // namespace connector::bench

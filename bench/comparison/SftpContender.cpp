@@ -2,7 +2,6 @@
 // the pieces of a file's contents are on their way together. Requests are put together while the
 // time runs, since most of them name a handle that an answer has just brought.
 
-#include "Child.h"
 #include "Contender.h"
 
 #include <algorithm>
@@ -134,9 +133,9 @@ struct Answer {
 
 class SftpContender : public Contender {
 public:
-  SftpContender()
+  explicit SftpContender(Waiting waiting)
       : Contender("sftp-server")
-      , child_("/usr/lib/openssh/sftp-server", {})
+      , child_("/usr/lib/openssh/sftp-server", {}, waiting)
       , buffer_(32U << 20U) {
     constexpr std::uint32_t version = 3;
     putPacket(out_, 0, Type::init, version);
@@ -374,8 +373,8 @@ private:
 
 } // namespace
 
-std::unique_ptr<Contender> startSftpServer() {
-  return std::make_unique<SftpContender>();
+std::unique_ptr<Contender> startSftpServer(Waiting waiting) {
+  return std::make_unique<SftpContender>(waiting);
 }
 
 } // namespace connector::bench

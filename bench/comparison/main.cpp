@@ -1,5 +1,6 @@
-// Usage: comparison FOLDER [--node SCRIPT] [--rounds N] [--any-core] [PART_OF_AN_OPERATION'S_NAME]
-// Each operation on files beneath FOLDER, which is scratch, by each service in turn.
+// Usage: comparison FOLDER [--node SCRIPT] [--rounds N] [--any-core | --awake]
+// [PART_OF_AN_OPERATION'S_NAME] Each operation on files beneath FOLDER, which is scratch, by each
+// service in turn.
 
 #include "../Timing.h"
 #include "Contender.h"
@@ -78,6 +79,7 @@ struct Options {
   std::optional<std::string> nodeScript;
   int rounds = 21;
   bool anyCore = false; ///< the client and the services run where the system puts them
+  Waiting waiting = Waiting::asleep;
   std::string filter;
 };
 
@@ -214,6 +216,8 @@ Options parse(const std::vector<std::string>& words) {
       options.nodeScript = words.at(++at);
     } else if (words[at] == "--any-core") {
       options.anyCore = true;
+    } else if (words[at] == "--awake") {
+      options.waiting = Waiting::awake;
     } else if (words[at].rfind("--", 0) == 0) {
       throw std::invalid_argument(words[at]);
     } else {
@@ -227,7 +231,8 @@ std::optional<Options> parseOrExplain(const std::vector<std::string>& words) {
   try {
     return parse(words);
   } catch (const std::logic_error&) { // an argument is missing, or no number, or unknown
-    std::cerr << "Usage: bench/compare [--rounds N] [--any-core] [PART_OF_AN_OPERATION'S_NAME]\n";
+    std::cerr << "Usage: bench/compare [--rounds N] [--any-core | --awake] "
+                 "[PART_OF_AN_OPERATION'S_NAME]\n";
     return std::nullopt;
   }
 }
@@ -245,9 +250,10 @@ int main(int argc, char** argv) {
     if (!options->anyCore) {
       cores.useServices();
     }
-    const auto ours = startConnectorHost();
-    const auto sftp = startSftpServer();
-    const auto node = options->nodeScript ? startNodeService(*options->nodeScript) : nullptr;
+    const auto ours = startConnectorHost(options->waiting);
+    const auto sftp = startSftpServer(options->waiting);
+    const auto node =
+        options->nodeScript ? startNodeService(*options->nodeScript, options->waiting) : nullptr;
     if (!options->anyCore) {
       cores.useClients();
     }
