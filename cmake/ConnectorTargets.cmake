@@ -55,7 +55,12 @@ function(connector_install_package package namespace source)
 
   set(folder "${CMAKE_INSTALL_LIBDIR}/pkgconfig")
   set(prefix "${CMAKE_INSTALL_PREFIX}")
-  cmake_path(RELATIVE_PATH prefix BASE_DIRECTORY "${CMAKE_INSTALL_PREFIX}/${folder}")
+  cmake_path(RELATIVE_PATH prefix BASE_DIRECTORY "${CMAKE_INSTALL_FULL_LIBDIR}/pkgconfig")
+  # Where the prefix is moved to, unless they are absolute.
+  set(libdir "\${prefix}")
+  set(includedir "\${prefix}")
+  cmake_path(APPEND libdir "${CMAKE_INSTALL_LIBDIR}")
+  cmake_path(APPEND includedir "${CMAKE_INSTALL_INCLUDEDIR}")
   configure_file("${source}/${package}.pc.in" ${package}.pc @ONLY)
   install(FILES "${CMAKE_CURRENT_BINARY_DIR}/${package}.pc"
           DESTINATION "${folder}" COMPONENT development)
