@@ -34,7 +34,9 @@ public:
     if (begin_ > 0) {
       std::memmove(memory_, memory_ + begin_, end_ - begin_);
       end_ -= std::exchange(begin_, 0);
-      giveBack(end_ + size + LOOK_AHEAD);
+    }
+    if (most_ > KEPT && end_ + size + LOOK_AHEAD <= KEPT) {
+      lend();
     }
     if (end_ + size + LOOK_AHEAD > capacity_) {
       resize(std::max(2 * capacity_, end_ + size + LOOK_AHEAD));
@@ -52,15 +54,13 @@ public:
   void clear() { begin_ = end_ = 0; }
 
 private:
-  static constexpr std::size_t KEPT_CAPACITY = 1024UL * 1024;
+  static constexpr std::size_t KEPT = 1024UL * 1024;
 
-  /// What a long text took, but not at once: often the next one is long, and the system takes its
-  /// time to give memory.
-  void giveBack(std::size_t needed) {
-    if (capacity_ > KEPT_CAPACITY && most_ < capacity_ / 4 && needed <= KEPT_CAPACITY) {
-      resize(KEPT_CAPACITY);
-    }
-    most_ = std::max(end_, most_ / 2);
+  /// What a long text took, the system may have when it is short of memory. Until then it is at
+  /// hand for the next one, which is often as long.
+  void lend() {
+    madvise(memory_ + KEPT, capacity_ - KEPT, MADV_FREE);
+    most_ = end_;
   }
 
   void resize(std::size_t capacity) {
@@ -79,7 +79,7 @@ private:
     }
     memory_ = static_cast<char*>(moved);
     capacity_ = capacity;
-    if (capacity > KEPT_CAPACITY) {
+    if (capacity > KEPT) {
       madvise(memory_, capacity_, MADV_HUGEPAGE); // fewer faults on the way through a long text
     }
   }
@@ -88,7 +88,7 @@ private:
   std::size_t begin_ = 0;
   std::size_t end_ = 0;
   std::size_t capacity_ = 0;
-  std::size_t most_ = 0; // that it held of late
+  std::size_t most_ = 0; // that it held since it lent any
 };
 
 } // namespace connector::host

@@ -3,7 +3,6 @@
 #include <Poco/JSON/Array.h>
 #include <Poco/JSON/Object.h>
 
-#include <algorithm>
 #include <array>
 #include <charconv>
 #include <cstddef>
@@ -195,7 +194,7 @@ Kind kindOf(const Var& value) {
     return Kind::null;
   }
   const std::type_info& type = value.type();
-  // Types that are not equal are so only by their names, which takes longer than all the addresses.
+  // That two types differ, only their names tell, which takes longer than all the addresses.
   for (const KindOfType& candidate : KINDS) {
     if (candidate.type == &type) {
       return candidate.kind;

@@ -1,6 +1,6 @@
-// Usage: comparison FOLDER [--node SCRIPT] [--rounds N] [--any-core | --awake]
-// [PART_OF_AN_OPERATION'S_NAME] Each operation on files beneath FOLDER, which is scratch, by each
-// service in turn.
+// Each operation on files beneath a scratch folder, by each service in turn.
+//
+// Usage: comparison FOLDER [--node SCRIPT] OPTIONS, which are those of bench/compare
 
 #include "../Timing.h"
 #include "Contender.h"
@@ -223,6 +223,9 @@ Options parse(const std::vector<std::string>& words) {
     } else {
       options.filter = words[at];
     }
+  }
+  if (options.anyCore && options.waiting == Waiting::awake) {
+    throw std::invalid_argument("keeps the services from a core that they may share");
   }
   return options;
 }

@@ -112,6 +112,22 @@ TEST_F(Memory, OpeningTheBiggestFileTakesAFewTimesItsSize) {
   }
 }
 
+TEST_F(Memory, OfALongMessageIsTheSystemsToTakeOnceItIsAnswered) {
+  HostClient host(folder());
+  const auto ask = [&](const std::string& blanks) {
+    host.send(R"({"jsonrpc":"2.0",)" + blanks + R"("id":7,"method":"none"})" + "\n");
+    EXPECT_THAT(host.receiveLine(), HasSubstr("-32601"));
+  };
+  ask("");
+  const auto idle = host.keptMemory();
+  ask(std::string(60 * MIB, ' '));
+  EXPECT_GT(host.peakMemory(), idle + 60 * MIB);
+  ask(""); // so that the host has waited
+  if (!SANITIZED) {
+    EXPECT_LT(host.keptMemory(), idle + 4 * MIB);
+  }
+}
+
 TEST_P(LongMessage, OfOneLineIsRefusedWithoutBeingKept) {
   expectRefused(REQUEST + "\n", "", "\n", [](HostClient& host) { return host.receiveLine(); });
 }

@@ -22,7 +22,7 @@ namespace {
 template <typename T>
 bool setIf(const Attribute<T>& attribute, const std::string& key, T value,
            FileInfo::Attributes& attributes) {
-  if (&attribute.key != &key && attribute.key != key) { // mostly it is the one or another constant
+  if (attribute.key != key) {
     return false;
   }
   attributes.*attribute.value = value;

@@ -13,7 +13,9 @@ namespace fl::filesystem {
 
 // Paths are received as they are: relative ones are resolved by the system against the current
 // folder. Every function throws a member of the FsysExceptionBase family when the system refuses,
-// and FileNameConversionFailure for a path that has no bytes (see native_name.h).
+// and FileNameConversionFailure for a path that has no bytes (see native_name.h). `status`,
+// `exists` and `access` look up an entry of the folder that the thread walks with an iterator in
+// that folder, as it was opened.
 
 /// What one look at a path told. Of a missing path the size is 0 and the time 1970-01-01.
 class file_status {

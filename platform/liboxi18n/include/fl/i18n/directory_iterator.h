@@ -32,7 +32,8 @@ private:
 namespace detail {
 
 /// Walks the entries of one folder in the system's order; "." and ".." are not yielded. It stands
-/// on the first entry once constructed. The descriptor is closed as soon as the end is reached.
+/// on the first entry once constructed. The descriptor is closed as soon as the end is reached, or,
+/// when another thread walked there before, as soon as that one walks elsewhere.
 class upath_directory_iterator_impl {
 public:
   /// Not open when the path is empty, missing or no folder; throws a member of the
