@@ -106,15 +106,4 @@ TEST(Framing, HeadersWithoutLengthAreReportedOnceAndTheNextLengthIsFound) {
                {"C\n\nContent-Le", {noLength}}});
 }
 
-TEST(Framing, AnswersUseTheFramingOfTheInput) {
-  for (const auto& [input, answer] :
-       {std::pair("[]", "{}\n"), {"c: 1", "Content-Length: 2\r\n\r\n{}"}}) {
-    MemoryInput bytes(input, 1);
-    FrameReader reader(bytes, LIMIT);
-    reader.next();
-    const auto framing = reader.framing();
-    EXPECT_EQ(headOf(framing, 2) + "{}" + std::string(tailOf(framing)), answer);
-  }
-}
-
 } // namespace connector::host

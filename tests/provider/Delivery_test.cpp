@@ -149,15 +149,5 @@ TEST_F(Delivery, IsRefusedByARequestThatIsGivenAnotherMessage) {
   }
 }
 
-TEST_F(Delivery, NeedsAProviderThatIsShared) {
-  RecordingProvider unowned(std::make_shared<FileServiceImpl>());
-  unowned.start();
-  std::unique_ptr<Message> message = openFile();
-
-  EXPECT_THROW(unowned.handle(std::move(message), {}, {}), std::bad_weak_ptr);
-  EXPECT_NE(message, nullptr); // NOLINT(bugprone-use-after-move): it is only taken when accepted
-  EXPECT_EQ(unowned.handled, "");
-}
-
 } // namespace
 } // namespace connector::file::v1::test

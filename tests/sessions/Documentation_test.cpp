@@ -1,4 +1,7 @@
+#include "support/Measured.h"
+#include "support/Sanitizer.h"
 #include "support/ScratchFolder.h"
+#include "support/Shell.h"
 
 #include <Poco/JSON/Parser.h>
 #include <Poco/JSON/Stringifier.h>
@@ -7,9 +10,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <cstdio>
 #include <fstream>
-#include <memory>
 #include <sstream>
 #include <string>
 #include <vector>
@@ -30,17 +31,11 @@ std::string withoutChance(std::string line) {
   return line;
 }
 
-std::vector<std::string> outputOf(const std::string& command) {
+std::vector<std::string> linesOf(const std::string& output) {
   std::vector<std::string> lines;
-  const std::unique_ptr<std::FILE, int (*)(std::FILE*)> pipe(popen(command.c_str(), "r"), &pclose);
-  std::string line;
-  for (int byte = std::fgetc(pipe.get()); byte != EOF; byte = std::fgetc(pipe.get())) {
-    if (byte != '\n') {
-      line += static_cast<char>(byte);
-      continue;
-    }
+  std::istringstream stream(output);
+  for (std::string line; std::getline(stream, line);) {
     lines.push_back(withoutChance(line));
-    line.clear();
   }
   return lines;
 }
@@ -81,10 +76,16 @@ std::string inOneLayout(const std::string& json) {
 
 } // namespace
 
-TEST(Tour, PrintsWhatTheReadmeShows) {
+// All nine requests, so that a sanitizer sees them in one process; what leaks ends it with a
+// status.
+TEST(Tour, PrintsWhatTheReadmeShowsAndEndsWithoutALeak) {
+  const auto tour = runShell(CONNECTOR_HOST_PROGRAM " < " SOURCE_FOLDER "/examples/tour.ndjson");
+  EXPECT_EQ(tour.status, 0);
   const auto shown = tourInReadme();
   EXPECT_EQ(shown.size(), 11U);
-  EXPECT_EQ(outputOf(CONNECTOR_HOST_PROGRAM " < " SOURCE_FOLDER "/examples/tour.ndjson"), shown);
+  EXPECT_EQ(linesOf(tour.output), shown);
+  printMeasured("a tour of all nine requests with " + std::to_string(shown.size()) +
+                " answers, under sanitizers: " + (SANITIZED ? "yes" : "no"));
 }
 
 using WireFormat = ScratchFolder;
@@ -101,12 +102,13 @@ TEST_F(WireFormat, ExamplesGoAsWritten) {
   }
   const auto file = writeFile("requests", requests);
   std::vector<std::string> answers;
-  for (const auto& answer : outputOf(CONNECTOR_HOST_PROGRAM " < " + file.string())) {
+  for (const auto& answer :
+       linesOf(runShell(CONNECTOR_HOST_PROGRAM " < " + file.string()).output)) {
     answers.push_back(inOneLayout(answer));
   }
   EXPECT_EQ(answers, shown);
 
-  auto types = outputOf(CONNECTOR_HOST_PROGRAM " types");
+  auto types = linesOf(runShell(CONNECTOR_HOST_PROGRAM " types").output);
   types.emplace_back("connector/v1/OpenWithBrowser");
   for (const auto& type : types) {
     EXPECT_THAT(requests, testing::HasSubstr('"' + type + '"')) << "has no example";

@@ -1,14 +1,11 @@
 #include "support/ScratchFolder.h"
 #include "support/SmallTmpfs.h"
-#include "support/Unprivileged.h"
 
 #include <connector/file_common/v1/FileNames.h>
 
 #include <gtest/gtest.h>
 
-#include <cerrno>
-#include <filesystem>
-#include <vector>
+#include <string>
 
 namespace connector::file_common::v1 {
 namespace {
@@ -24,22 +21,6 @@ TEST(IsValidFileName, RefusesTheEmptyNameAndControlCharacters) {
 }
 
 using IsWritableDirectory = connector::test::ScratchFolder;
-
-TEST_F(IsWritableDirectory, NeedsPermissionToWriteAndToSearch) {
-  using std::filesystem::perms;
-  const std::vector<std::pair<perms, int>> rows = {
-      {perms::all, 0},
-      {perms::all & ~(perms::owner_write | perms::others_write), EACCES},
-      {perms::all & ~(perms::owner_exec | perms::others_exec), EACCES},
-      {perms::owner_write | perms::owner_exec | perms::others_write | perms::others_exec, 0},
-  };
-  makeFolder("folder");
-  for (const auto& [bits, expected] : rows) {
-    std::filesystem::permissions(at("folder"), bits);
-    connector::test::asUnprivilegedUser(
-        [this, code = expected] { EXPECT_EQ(isWritableDirectory(textAt("folder"), false), code); });
-  }
-}
 
 TEST_F(IsWritableDirectory, AcceptsAFileSystemThatCountsNothing) {
   connector::test::onTmpfs(makeFolder("disk"), "size=0,nr_inodes=0",

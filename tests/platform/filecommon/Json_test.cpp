@@ -89,16 +89,5 @@ TEST(FileJson, RefusalsNameTheKey) {
   }
 }
 
-TEST(DataBuffer, CopiesAreIndependentAndMovesLeaveNothing) {
-  DataBuffer original(std::string_view("bytes"));
-  const char* const memory = original.data();
-  DataBuffer copy(original);
-  EXPECT_NE(copy.data(), memory);
-  copy = std::move(original);
-  EXPECT_EQ(copy.data(), memory);
-  // NOLINTNEXTLINE(bugprone-use-after-move,clang-analyzer-cplusplus.Move): what is tested.
-  EXPECT_TRUE(original.view().empty());
-}
-
 } // namespace
 } // namespace connector::file_common::v1

@@ -20,26 +20,6 @@ constexpr auto replacing = std::ios_base::out | std::ios_base::trunc | std::ios_
 
 using Streams = connector::test::ScratchFolder;
 
-TEST_F(Streams, SeekAndTellCountFromWhatWasConsumed) {
-  writeFile("file", "one\ntwo\nthree\n");
-  ifstream stream(textAt("file"), std::ios_base::in, share_read_write);
-  std::string line;
-  std::getline(stream, line);
-  EXPECT_EQ(line, "one");
-  std::string block(3, '\0');
-  stream.read(block.data(), 3);
-  EXPECT_EQ(block, "two");
-  EXPECT_EQ(stream.get(), '\n');
-  EXPECT_EQ(stream.tellg(), 8);
-  stream.seekg(-4, std::ios_base::cur);
-  std::getline(stream, line);
-  EXPECT_EQ(line, "two");
-  std::string rest(100, '\0');
-  stream.read(rest.data(), 100);
-  EXPECT_EQ(rest.substr(0, static_cast<std::size_t>(stream.gcount())), "three\n");
-  EXPECT_TRUE(stream.eof());
-}
-
 TEST_F(Streams, ARefusedOpenSetsTheFailbitAndLeavesErrno) {
   makeFolder("folder");
   const auto before = disk();
@@ -75,14 +55,6 @@ TEST_F(Streams, WritingEmptiesAFileOnlyWithTrunc) {
   EXPECT_EQ(readFile("file"), "z");
   ofstream(at("new"), std::ios_base::out, share_read_write).close();
   EXPECT_EQ(readFile("new"), "");
-}
-
-TEST_F(Streams, WhatIsWrittenIsOnDiskAtOnce) {
-  ofstream stream(at("file"), replacing, share_read_write);
-  stream.write("a\0b", 3);
-  EXPECT_EQ(readFile("file"), std::string("a\0b", 3));
-  stream << 'c';
-  EXPECT_EQ(readFile("file"), std::string("a\0bc", 4));
 }
 
 TEST_F(Streams, NeverWaitForAFifo) {

@@ -45,15 +45,5 @@ TEST(MessageRegistry, RemovesNameAndTypeTogether) {
   EXPECT_THROW((void)registry.toJson(nullptr), std::invalid_argument);
 }
 
-TEST(MessageRegistry, LetsTheDestructionOfAConverterCallBack) {
-  MessageRegistry registry;
-  std::shared_ptr<void> captured(nullptr, [&](void*) { add<Pong>(registry, "pong"); });
-  registry.registerConverters("ping", typeid(Ping), {},
-                              [captured](const JsonObject&) { return std::unique_ptr<Message>(); });
-  captured.reset();
-  registry.removeConverters(typeid(Ping));
-  EXPECT_THAT(registry.names(), ElementsAre("pong"));
-}
-
 } // namespace
 } // namespace connector::json
