@@ -21,6 +21,7 @@
 #include <sstream>
 #include <stdexcept>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace {
@@ -94,7 +95,13 @@ void require(bool right, const char* what) {
 
 /// What one contender does with a batch.
 struct Turns {
+  Turns(Contender& its, const Batch& given)
+      : contender(&its)
+      , batch(&given)
+      , work(its.ready(given)) {}
+
   Contender* contender;
+  const Batch* batch;
   std::function<void()> work;
   std::vector<double> times; ///< seconds per file
 };
@@ -108,27 +115,21 @@ void checkAnswer(const Contender& contender, const Batch& batch) {
           "answers another size");
 }
 
-void takeTurn(Turns& turns, const Batch& batch, const std::filesystem::path& folder) {
-  prepareDisk(batch, folder);
+void takeTurn(Turns& turns, const std::filesystem::path& folder) {
+  prepareDisk(*turns.batch, folder);
   const double seconds = timeOf(turns.work);
-  require(isDone(batch), "leaves other files than it should");
-  turns.times.push_back(seconds / static_cast<double>(batch.jobs.size()));
+  require(isDone(*turns.batch), "leaves other files than it should");
+  turns.times.push_back(seconds / static_cast<double>(turns.batch->jobs.size()));
 }
 
-/// The median of each contender's times. The first turns serve to check the answers and to warm up.
-std::vector<double> measure(const Contenders& contenders, const Batch& batch,
-                            const Options& options) {
-  std::vector<Turns> all;
-  all.reserve(contenders.size());
-  for (Contender* const contender : contenders) {
-    all.push_back({contender, contender->ready(batch), {}});
-  }
+/// The median of each one's times. The first turns serve to check the answers and to warm up.
+std::vector<double> measure(std::vector<Turns> all, const Options& options) {
   for (int round = 0; round <= options.rounds; ++round) {
     for (Turns& turns : all) {
       try {
-        takeTurn(turns, batch, options.folder);
+        takeTurn(turns, options.folder);
         if (round == 0) {
-          checkAnswer(*turns.contender, batch);
+          checkAnswer(*turns.contender, *turns.batch);
           turns.times.clear();
         }
       } catch (const std::exception& error) {
@@ -165,13 +166,9 @@ void printRow(const std::string& name, const std::string& ours, const std::strin
             << std::left << std::setw(23) << sftp << node << std::endl;
 }
 
-/// The median of each contender's times per file.
-std::vector<double> measure(const Contenders& contenders, const Operation& operation,
-                            const Options& options) {
-  return measure(
-      contenders,
-      makeBatch(operation.verb, options.folder, operation.files, operation.size, operation.isText),
-      options);
+Batch makeBatch(const Operation& operation, const Options& options) {
+  return makeBatch(operation.verb, options.folder, operation.files, operation.size,
+                   operation.isText);
 }
 
 bool isWanted(const char* name, const Options& options) {
@@ -184,7 +181,13 @@ void compareAll(const Contenders& contenders, const Options& options) {
     if (!isWanted(operation.name, options)) {
       continue;
     }
-    const auto times = measure(contenders, operation, options);
+    const Batch batch = makeBatch(operation, options);
+    std::vector<Turns> all;
+    all.reserve(contenders.size());
+    for (Contender* const contender : contenders) {
+      all.emplace_back(*contender, batch);
+    }
+    const auto times = measure(std::move(all), options);
     printRow(operation.name, timeText(times[0]),
              ratioText(times[1] / times[0], operation.sftpTarget),
              times.size() > 2 ? ratioText(times[2] / times[0], operation.nodeTarget) : "");
@@ -192,14 +195,15 @@ void compareAll(const Contenders& contenders, const Options& options) {
 }
 
 void measureGrowth(Contender& ours, const Options& options) {
-  const auto timePerItem = [&](const Operation& operation) {
-    return measure({&ours}, operation, options).front() / static_cast<double>(operation.size);
-  };
   for (const Growth& growth : GROWTHS) {
     if (!isWanted(growth.name, options)) {
       continue;
     }
-    const double ratio = timePerItem(growth.much) / timePerItem(growth.little);
+    const Batch little = makeBatch(growth.little, options);
+    const Batch much = makeBatch(growth.much, options);
+    const auto times = measure({Turns(ours, little), Turns(ours, much)}, options);
+    const double ratio = times[1] / static_cast<double>(growth.much.size) /
+                         (times[0] / static_cast<double>(growth.little.size));
     std::cout << "growth: " << growth.name << ": " << fixed(ratio, 2)
               << " (<= " << fixed(growth.target, 1) << ")"
               << (ratio > growth.target ? " above" : "") << '\n';
