@@ -52,6 +52,22 @@ TEST_F(Operations, CreateDirectoriesMakesWhatIsMissingAndRefusesWhatIsNoFolder) 
                 failure<FileExistsError>(EEXIST, textAt("a/b")));
 }
 
+TEST_F(Operations, AreDeniedByEveryLackOfPermission) {
+  for (const int code : {EACCES, EPERM, EROFS}) {
+    expectRefusal([=] { detail::throw_errno(code, u"/a"); }, failure<AccessDenied>(code, u"/a"));
+  }
+}
+
+TEST_F(Operations, CopyReplacesNothing) {
+  writeFile("source", "new");
+  writeFile("file", "old");
+  std::filesystem::create_symlink("nowhere", at("dangling"));
+  for (const char* target : {"file", "dangling"}) {
+    expectRefusal([&] { copy(textAt("source"), textAt(target), copy_option::fail_if_exists); },
+                  failure<FileExistsError>(EEXIST, textAt(target)));
+  }
+}
+
 TEST_F(Operations, CopyLendsSetUserIdToNoOtherOwner) {
   using std::filesystem::perms;
   std::filesystem::permissions(writeFile("source"), perms{06755});
