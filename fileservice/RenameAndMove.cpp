@@ -24,6 +24,7 @@ using fl::filesystem::file_status;
 using fl::filesystem::upath;
 using fl::filesystem::detail::extract_filename;
 using fl::filesystem::detail::extract_parent_path;
+using fl::filesystem::detail::throw_errno;
 using fl::filesystem::detail::upath_directory_iterator_impl;
 
 namespace {
@@ -34,33 +35,41 @@ public:
   explicit OpenFolder(const upath& path)
       : path_(path)
       , descriptor_(
-            open(AT_FDCWD, fl::filesystem::detail::make_native_access_form_i18n(path).c_str())) {}
+            open(AT_FDCWD, fl::filesystem::detail::make_native_access_form_i18n(path).c_str())) {
+    if (descriptor_ < 0) {
+      throw_errno(errno, path_);
+    }
+  }
 
   OpenFolder(const OpenFolder&) = delete;
   OpenFolder& operator=(const OpenFolder&) = delete;
 
   ~OpenFolder() { ::close(descriptor_); }
 
-  void goUp() {
+  /// False when it may not be searched, and so not be left upwards either.
+  [[nodiscard]] bool goUp() {
     const int parent = open(descriptor_, "..");
+    if (parent < 0 && errno == EACCES) {
+      return false;
+    }
+    if (parent < 0) {
+      throw_errno(errno, path_);
+    }
     ::close(std::exchange(descriptor_, parent));
+    return true;
   }
 
   [[nodiscard]] std::pair<dev_t, ino_t> identity() const {
     struct stat found = {};
     if (::fstat(descriptor_, &found) != 0) {
-      throw fl::filesystem::SystemError(errno, path_, {});
+      throw_errno(errno, path_);
     }
     return {found.st_dev, found.st_ino};
   }
 
 private:
-  [[nodiscard]] int open(int base, const char* name) const {
-    const int descriptor = ::openat(base, name, O_PATH | O_DIRECTORY | O_CLOEXEC);
-    if (descriptor < 0) {
-      throw fl::filesystem::SystemError(errno, path_, {});
-    }
-    return descriptor;
+  static int open(int base, const char* name) {
+    return ::openat(base, name, O_PATH | O_DIRECTORY | O_CLOEXEC);
   }
 
   const upath& path_;
@@ -74,7 +83,10 @@ bool isWithin(const upath& outer, const upath& inner) {
   OpenFolder folder(inner);
   auto here = folder.identity();
   while (here != top) {
-    folder.goUp();
+    // Where nothing leads up, no walk through `outer` comes down either.
+    if (!folder.goUp()) {
+      return false;
+    }
     const auto above = folder.identity();
     if (above == here) { // the root, which is its own parent
       return false;
@@ -89,11 +101,17 @@ bool staysBehind(const ustring& name) {
   return name.size() <= 1 || name.front() == u'.';
 }
 
-/// Moves the entries of a folder, through the virtual operation. The failure of the first entry
-/// that fails, as it is; nothing when all were moved.
+/// Makes the target, in the destination, and moves the entries of the source into it, through the
+/// virtual operation. The failure of the first entry that fails, as it is; nothing when all were
+/// moved.
 std::optional<Future<FileInfo>> moveEntries(FileService& service, const upath& source,
-                                            const upath& target) {
+                                            const upath& destination, const upath& target) {
   upath_directory_iterator_impl entries(source, 0, false);
+  if (isWithin(source, destination)) {
+    // The platform's own answer to a folder in itself; otherwise the walk would follow its own
+    // target downwards until the path is too long.
+    throw_errno(EINVAL, target);
+  }
   fl::filesystem::create_directory(target);
   for (; entries.is_open(); entries.increment()) {
     const ustring& name = entries.entry().filename();
@@ -204,12 +222,7 @@ Future<FileInfo> FileServiceImpl::move(const ustring& from, const ustring& to) {
     return readyFuture(makeFileInfo(target));
   }
 
-  if (isWithin(source, destination)) {
-    // The platform's own answer to a folder in itself; otherwise the walk would follow its own
-    // target downwards until the path is too long.
-    throw fl::filesystem::SystemError(EINVAL, target, {});
-  }
-  if (auto failed = moveEntries(*this, source, target)) {
+  if (auto failed = moveEntries(*this, source, destination, target)) {
     return std::move(*failed);
   }
   fl::filesystem::remove(source);

@@ -45,7 +45,9 @@ Termination::Termination(int input)
   for (const int signal : {SIGTERM, SIGINT}) {
     setAction(signal, requestTermination, static_cast<int>(SA_RESTART | SA_RESETHAND));
   }
+  // What these tell, a failed write tells, too.
   setAction(SIGPIPE, SIG_IGN, 0);
+  setAction(SIGXFSZ, SIG_IGN, 0);
 }
 
 // Not static: there must be one that has set the handlers.

@@ -133,6 +133,15 @@ TEST_F(ConnectorHost, CallIsNotMadeWhenItsMessageIsInterrupted) {
   EXPECT_EQ(call.finish(), 2);
 }
 
+TEST_F(ConnectorHost, FileBeyondTheLimitOfItsProcessIsAFault) {
+  const std::string params = R"({"file":{"location":")" + at("a.txt").string() +
+                             R"(","contents":")" + std::string(100'000, 'x') + "\"}}";
+  const auto finished =
+      runShell("ulimit -f 1; " CONNECTOR_HOST_PROGRAM " call CreateFile '" + params + "'");
+  EXPECT_EQ(finished.status, 1);
+  EXPECT_THAT(finished.output, HasSubstr("FILE_TOO_BIG"));
+}
+
 TEST_F(ConnectorHost, ClosedStandardStreamIsNotTakenByAFile) {
   const auto file = at("a.txt").string();
   EXPECT_EQ(

@@ -20,8 +20,8 @@ using fl::i18n::ustring;
 /// refusal is a Future that holds a FileServiceException; what the platform throws (the
 /// fl::filesystem exceptions) leaves the call itself. Operations may be called from several threads
 /// at once and race only through the file system: nothing stands still between an operation's
-/// checks and its effect, and such a race surfaces as a platform exception or as the effect of
-/// whoever came last.
+/// checks and its effect, and such a race surfaces as a platform exception, as the effect of whoever
+/// came last, or, when two make the same missing parent folder, as a refusal of what now exists.
 ///
 /// Every FileInfo that is returned has an absolute location and is a fresh look at the disk.
 class CONNECTOR_FILE_EXPORT FileService : public std::enable_shared_from_this<FileService> {
@@ -84,8 +84,9 @@ public:
   /// both. A folder is made anew and its entries are moved one by one; entries whose name begins
   /// with a dot or has one character stay behind, and with them the source folder, which the
   /// platform then refuses to delete. A failure half-way leaves the entries moved so far at the
-  /// target and the others at the source. A folder is not moved into or beneath itself: SystemError
-  /// with EINVAL before anything is touched. A link is moved as what it leads to, and then deleted.
+  /// target and the others at the source. A folder is not moved into or beneath itself:
+  /// SystemError with EINVAL before it is touched. A link is moved as what it leads to, and then
+  /// deleted; one that leads back to its own folder is followed until the system ends it (ELOOP).
   virtual Future<FileInfo> move(const ustring& from, const ustring& to) = 0;
 
   /// Deletes a file, a link, or a folder with everything beneath it; a link's target stays. Returns
