@@ -34,6 +34,12 @@ Outcome carryOut(const Api& api, const std::string& type, const Poco::JSON::Obje
   return api(fullType(type), message);
 }
 
+void checkLength(const std::string& text, std::size_t limit) {
+  if (text.size() > limit) {
+    throw UsageError("The message is too long");
+  }
+}
+
 std::string readAll(Input& input, std::size_t limit) {
   constexpr std::size_t chunk = 64UL * 1024;
   std::string text;
@@ -42,9 +48,7 @@ std::string readAll(Input& input, std::size_t limit) {
     text.resize(kept + chunk);
     count = input.read(&text[kept], chunk);
     text.resize(kept + count);
-    if (text.size() > limit) {
-      throw UsageError("The message is too long");
-    }
+    checkLength(text, limit);
   }
   return text;
 }
@@ -63,6 +67,9 @@ Poco::JSON::Object::Ptr parseMessage(const std::string& text) {
 /// Writes answers; knows when their reader has gone away.
 class AnswerOutput : public Output {
 public:
+  AnswerOutput()
+      : Output(64UL * 1024) {}
+
   [[nodiscard]] bool isOpen() const { return open_; }
 
   void send(Framing framing, const Reply& reply) {
@@ -147,6 +154,7 @@ ExitStatus call(const Options& options, const Api& api, const Termination& termi
   if (input.stopped()) {
     return ExitStatus::failure; // the message may not be all there
   }
+  checkLength(text, options.maxMessage);
   const auto outcome = carryOut(api, options.type, parseMessage(text));
   if (const auto* refusal = std::get_if<Refusal>(&outcome)) {
     std::cerr << "connector-host: " << refusal->text << '\n'

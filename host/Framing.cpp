@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <charconv>
+#include <new>
 #include <utility>
 
 namespace connector::host {
@@ -75,8 +76,8 @@ std::optional<Framing> FrameReader::findFraming() {
 
 std::optional<Incoming> FrameReader::nextLine() {
   while (auto line = readLine(limit_)) {
-    if (line->tooLong) {
-      return Unreadable::tooLong;
+    if (line->flaw) {
+      return *line->flaw;
     }
     if (!isBlank(line->text)) {
       return Text(line->text, true);
@@ -122,52 +123,69 @@ std::optional<std::size_t> FrameReader::lengthIn(std::string_view header) const 
 
 std::optional<Incoming> FrameReader::readBody(std::size_t length) {
   lost_ = false;
+  auto flaw = Unreadable::tooLong;
   if (length <= limit_) {
-    while (pending_.view().size() < length) {
-      if (fill()) {
-        continue;
+    try {
+      while (pending_.view().size() < length) {
+        if (!fill()) {
+          pending_.clear();
+          return Unreadable::cutShort;
+        }
       }
-      pending_.clear();
-      return Unreadable::cutShort;
+      return Text(take(length), true);
+    } catch (const std::bad_alloc&) {
+      flaw = Unreadable::noMemory;
     }
-    return Text(take(length), true);
   }
   while (length > pending_.view().size()) {
     length -= pending_.view().size();
     pending_.clear();
     if (!fill()) {
-      return Unreadable::tooLong;
+      return flaw;
     }
   }
   pending_.drop(length);
-  return Unreadable::tooLong;
+  return flaw;
 }
 
 std::optional<FrameReader::Line> FrameReader::readLine(std::size_t limit) {
-  bool tooLong = false;
+  std::optional<Unreadable> flaw; // of which only a tail is kept
+  const auto found = [&](std::size_t end) {
+    if (!flaw && end > limit) {
+      flaw = Unreadable::tooLong;
+    }
+    return Line{take(end), flaw};
+  };
   std::size_t searched = 0;
   for (;;) {
     const auto end = pending_.view().find('\n', searched);
     if (end != std::string_view::npos) {
-      Line line{take(end), tooLong || end > limit};
+      const Line line = found(end);
       pending_.drop(1);
       return line;
     }
     searched = pending_.view().size();
-    if (searched > (tooLong ? HEADER_LIMIT : limit)) { // of a long line only a tail is kept
-      tooLong = true;
+    if (searched > (flaw ? HEADER_LIMIT : limit)) {
+      flaw = flaw.value_or(Unreadable::tooLong);
       pending_.clear();
       searched = 0;
     }
-    if (!fill()) {
-      break;
+    try {
+      if (!fill()) {
+        break;
+      }
+    } catch (const std::bad_alloc&) {
+      if (std::exchange(flaw, Unreadable::noMemory) == Unreadable::noMemory) {
+        throw; // not even for a tail
+      }
+      pending_.clear();
+      searched = 0;
     }
   }
-  if (pending_.view().empty() && !tooLong) {
+  if (pending_.view().empty() && !flaw) {
     return std::nullopt;
   }
-  const bool longer = tooLong || pending_.view().size() > limit;
-  return Line{take(pending_.view().size()), longer};
+  return found(pending_.view().size());
 }
 
 std::string_view FrameReader::take(std::size_t size) {

@@ -39,6 +39,7 @@ struct Text {
 /// Why a text is not there to be answered; the stream goes on behind it.
 enum class Unreadable {
   tooLong,
+  noMemory, ///< to keep it
   noLength, ///< headers without a usable Content-Length
   cutShort  ///< by the end of the input
 };
@@ -69,8 +70,8 @@ public:
 
 private:
   struct Line {
-    std::string_view text; ///< the tail of it when it was too long
-    bool tooLong = false;
+    std::string_view text; ///< the tail of it when it was not kept
+    std::optional<Unreadable> flaw;
   };
 
   std::optional<Framing> findFraming();

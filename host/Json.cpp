@@ -78,44 +78,56 @@ void readNumber(Var& slot, value& number) {
   }
 }
 
-void read(Var& slot, value json, std::size_t depth); // NOLINT(misc-no-recursion): MAX_DEPTH
+/// What a value may hold: Poco takes hundreds of bytes for one of two.
+struct Allowance {
+  std::size_t levels;
+  std::size_t values = MAX_VALUES;
+};
 
-void readArray(Var& slot, simdjson::ondemand::array elements, std::size_t depth) {
+void read(Var& slot, value json, Allowance& left); // NOLINT(misc-no-recursion): MAX_DEPTH
+
+void readArray(Var& slot, simdjson::ondemand::array elements, Allowance& left) {
   Array::Ptr array = new Array;
   for (auto element : elements) {
     Var item;
-    read(item, element.value(), depth);
+    read(item, element.value(), left);
     array->add(item);
   }
   slot = array;
 }
 
-void readObject(Var& slot, simdjson::ondemand::object members, std::size_t depth) {
+void readObject(Var& slot, simdjson::ondemand::object members, Allowance& left) {
   Object::Ptr object = new Object;
   for (auto member : members) {
     const std::string name(std::string_view(member.unescaped_key()));
     value content = member.value();
-    addMember(*object, name, [&](Var& into) { read(into, content, depth); });
+    addMember(*object, name, [&](Var& into) { read(into, content, left); });
   }
   slot = object;
 }
 
-void readContainer(Var& slot, value& json, json_type type, std::size_t depth) {
-  if (depth == MAX_DEPTH) {
+void readContainer(Var& slot, value& json, json_type type, Allowance& left) {
+  if (left.levels == 0) {
     throw JsonError("nested too deep");
   }
+  --left.levels;
   if (type == json_type::array) {
-    readArray(slot, json.get_array(), depth + 1);
+    readArray(slot, json.get_array(), left);
   } else {
-    readObject(slot, json.get_object(), depth + 1);
+    readObject(slot, json.get_object(), left);
   }
+  ++left.levels;
 }
 
-void read(Var& slot, value json, std::size_t depth) {
+void read(Var& slot, value json, Allowance& left) {
+  if (left.values == 0) {
+    throw JsonError("too many values");
+  }
+  --left.values;
   switch (const json_type type = json.type()) {
   case json_type::array:
   case json_type::object:
-    return readContainer(slot, json, type, depth);
+    return readContainer(slot, json, type, left);
   case json_type::string:
     return readString(slot, json);
   case json_type::number:
@@ -180,7 +192,7 @@ auto reportingErrors(const Read& read) {
 }
 
 ObjectWithText readObjectWithText(simdjson::ondemand::object members, std::string_view name,
-                                  std::size_t depth) {
+                                  Allowance left) {
   ObjectWithText result{new Object, std::nullopt};
   for (auto member : members) {
     const std::string key(std::string_view(member.unescaped_key()));
@@ -188,17 +200,18 @@ ObjectWithText readObjectWithText(simdjson::ondemand::object members, std::strin
     if (key == name) {
       result.memberText = std::string(tokenOf(content));
     }
-    addMember(*result.object, key, [&](Var& slot) { read(slot, content, depth); });
+    addMember(*result.object, key, [&](Var& slot) { read(slot, content, left); });
   }
   return result;
 }
 
 ObjectWithText readElement(value element, std::string_view name) {
   if (element.type() == json_type::object) {
-    return readObjectWithText(element.get_object(), name, 2);
+    return readObjectWithText(element.get_object(), name, {MAX_DEPTH - 2});
   }
   Var other;
-  read(other, element, 1);
+  Allowance left{MAX_DEPTH - 1};
+  read(other, element, left);
   return {};
 }
 
@@ -210,7 +223,7 @@ ObjectWithText parseObject(const Text& text, std::string_view name) {
     switch (firstOf(text.bytes)) {
     case '{':
       return readContainerText(text, [&](auto& document) {
-        result = readObjectWithText(document.get_object(), name, 1);
+        result = readObjectWithText(document.get_object(), name, {MAX_DEPTH - 1});
       });
     case '[':
       static_cast<void>(countElements(text));

@@ -17,6 +17,9 @@ namespace connector::host {
 /// Levels of arrays and objects that a text may have.
 constexpr std::size_t MAX_DEPTH = 128;
 
+/// Values that an object may hold, at all levels, and so may each element of a batch.
+constexpr std::size_t MAX_VALUES = 100'000;
+
 class JsonError : public std::runtime_error {
   using std::runtime_error::runtime_error;
 };
@@ -28,7 +31,8 @@ struct ObjectWithText {
   std::optional<std::string> memberText;
 };
 
-// Each throws a JsonError when `text` is no JSON, or no UTF-8, or nested too deep. Of members with
+// Each throws a JsonError when `text` is no JSON, or no UTF-8, or nested too deep, or of too many
+// values. Of members with
 // the same name the last one counts. A number beyond 64 bits becomes the nearest double, if any. A
 // text with room behind it is not copied.
 

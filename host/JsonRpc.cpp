@@ -6,6 +6,7 @@
 #include <Poco/Exception.h>
 #include <Poco/JSON/Array.h>
 
+#include <new>
 #include <typeinfo>
 #include <utility>
 
@@ -143,6 +144,8 @@ Reply refuse(Unreadable reason) {
   switch (reason) {
   case Unreadable::tooLong:
     return refuse(Id::none(), ErrorCode::invalidRequest, "Invalid request: message too long");
+  case Unreadable::noMemory:
+    return internalError(std::bad_alloc());
   case Unreadable::noLength:
     return refuse(Id::none(), ErrorCode::parseError, "Parse error: no valid Content-Length");
   case Unreadable::cutShort:

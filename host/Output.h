@@ -1,17 +1,16 @@
 #pragma once
 
-#include <array>
 #include <cstddef>
 #include <cstring>
 #include <string>
 #include <string_view>
+#include <vector>
 
 namespace connector::host {
 
 /// Where bytes go, gathered so that many small pieces become few large ones.
 class Output {
 public:
-  Output() = default;
   virtual ~Output() = default;
   Output(const Output&) = delete;
   Output& operator=(const Output&) = delete;
@@ -37,16 +36,22 @@ public:
   }
 
 protected:
+  explicit Output(std::size_t gathered)
+      : buffer_(gathered) {}
+
   virtual void drain(std::string_view bytes) = 0;
 
 private:
-  std::array<char, 64UL * 1024> buffer_; // NOLINT(*-member-init): only what was written is read
+  std::vector<char> buffer_; // not on the stack, which cannot say that there is no memory for it
   std::size_t size_ = 0;
 };
 
 /// Flush before looking.
 class StringOutput : public Output {
 public:
+  StringOutput()
+      : Output(1024) {}
+
   [[nodiscard]] std::string& text() { return text_; }
 
 protected:
@@ -59,6 +64,9 @@ private:
 /// Counts the bytes, for whoever must know before they are sent. Flush before looking.
 class CountingOutput : public Output {
 public:
+  CountingOutput()
+      : Output(1024) {}
+
   [[nodiscard]] std::size_t count() const { return count_; }
 
 protected:

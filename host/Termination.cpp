@@ -1,5 +1,6 @@
 #include "Termination.h"
 
+#include <array>
 #include <cerrno>
 #include <csignal>
 #include <fcntl.h>
@@ -15,9 +16,14 @@ int endedInput = -1;
 int nullDevice = -1;
 volatile std::sig_atomic_t requested = 0;
 
+constexpr std::array TERMINATING{SIGTERM, SIGINT};
+
 extern "C" void requestTermination(int) {
   const auto before = errno;
   requested = 1;
+  for (const int next : TERMINATING) {
+    std::signal(next, SIG_DFL);
+  }
   dup2(nullDevice, endedInput);
   errno = before;
 }
@@ -42,8 +48,8 @@ Termination::Termination(int input)
   }
   // A call that a signal interrupts is made again: a file operation goes on, and reading the input
   // finds its end.
-  for (const int signal : {SIGTERM, SIGINT}) {
-    setAction(signal, requestTermination, static_cast<int>(SA_RESTART | SA_RESETHAND));
+  for (const int signal : TERMINATING) {
+    setAction(signal, requestTermination, SA_RESTART);
   }
   // What these tell, a failed write tells, too.
   setAction(SIGPIPE, SIG_IGN, 0);

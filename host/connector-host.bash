@@ -1,23 +1,28 @@
 # Completion for bash. What there is to complete is asked of the program itself.
 
 _connector_host() {
-  local program=$1 word=$2 previous=$3 choices='' command='' i
+  local program=$1 word=$2 previous=$3 choices='' words=() i
 
   for ((i = 1; i < COMP_CWORD; i++)); do
     case ${COMP_WORDS[i]} in
-      call | serve | types) command=${COMP_WORDS[i]} && break ;;
+      --root | --max-message) [[ ${COMP_WORDS[i + 1]} == = ]] && ((i += 2)) || ((i += 1)) ;;
+      -*) ;;
+      *) words+=("${COMP_WORDS[i]}") ;;
     esac
   done
+  [[ $previous == = ]] && previous=${COMP_WORDS[COMP_CWORD - 2]}
 
-  if [[ $previous == --root || $previous == = && ${COMP_WORDS[COMP_CWORD - 2]} == --root ]]; then
+  if [[ $previous == --root ]]; then
     compopt -o filenames
     mapfile -t COMPREPLY < <(compgen -d -- "${word#=}")
     return
+  elif [[ $previous == --max-message ]]; then
+    return
   elif [[ $word == -* ]]; then
     choices=$("$program" --help | grep -oE -- '--[a-z-]+' | sort -u)
-  elif [[ ! $command ]]; then
+  elif [[ ! ${words[*]} ]]; then
     choices='serve call types'
-  elif [[ $previous == call ]]; then
+  elif [[ ${words[*]} == call ]]; then
     choices=$("$program" types)
     [[ $word == */* ]] || choices=${choices//connector\/v1\//}
   fi

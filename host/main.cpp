@@ -64,7 +64,8 @@ int fail(const char* text, const char* hint = "") {
 
 int main(int argc, char** argv) {
   try {
-    return static_cast<int>(run(parseOptions({argv + 1, argv + argc})));
+    const auto status = run(parseOptions({argv + 1, argv + argc}));
+    return std::cout.flush() ? static_cast<int>(status) : fail("cannot write the output");
   } catch (const UsageError& e) {
     return fail(e.what(), "Try connector-host --help.\n");
   } catch (const Poco::Exception& e) {

@@ -2,6 +2,7 @@
 #include "support/Measured.h"
 #include "support/Sanitizer.h"
 #include "support/ScratchFolder.h"
+#include "support/Shell.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -15,6 +16,7 @@ namespace connector::test {
 
 namespace {
 
+using testing::AllOf;
 using testing::HasSubstr;
 using testing::StartsWith;
 
@@ -126,6 +128,38 @@ TEST_F(Memory, OfALongMessageIsTheSystemsToTakeOnceItIsAnswered) {
   if (!SANITIZED) {
     EXPECT_LT(host.keptMemory(), idle + 4 * MIB);
   }
+}
+
+TEST_F(Memory, WhereItIsShortARequestIsRefusedAndTheNextOneServed) {
+  if (SANITIZED) {
+    GTEST_SKIP() << "a sanitizer takes more address space than is left here";
+  }
+  const auto request = [](const std::string& id, const std::string& more) {
+    return R"({"jsonrpc":"2.0","method":"connector/v1/OpenFile","params":{"path":"/")" + more +
+           R"(},"id":)" + id + "}\n";
+  };
+  std::string values;
+  while (values.size() < 270'000) {
+    values += "{},";
+  }
+  writeFile("values", request("1", R"(,"x":[)" + values + "0]") + request("2", ""));
+  writeFile("long",
+            request("1", R"(,"x":")" + std::string(25 * MIB, 'x') + '"') + request("2", ""));
+  constexpr int least = 36'000; // KiB, more than it starts with
+  int limits = 0;
+  for (const std::string file : {"values", "long"}) {
+    for (int limit = least; limit <= 60'000; limit += 4'000, ++limits) {
+      const auto host =
+          runShell("ulimit -v " + std::to_string(limit) +
+                   "; " CONNECTOR_HOST_PROGRAM " 2> /dev/null < " + at(file).string());
+      EXPECT_EQ(host.status, 0) << limit;
+      EXPECT_THAT(host.output,
+                  AllOf(HasSubstr(R"("code":-32603)"), HasSubstr(R"("id":2,"result")")))
+          << file << ' ' << limit;
+    }
+  }
+  printMeasured(std::to_string(limits) +
+                " limits of the address space: refused, and the next request served");
 }
 
 TEST_P(LongMessage, OfOneLineIsRefusedWithoutBeingKept) {

@@ -20,8 +20,9 @@ using fl::i18n::ustring;
 /// refusal is a Future that holds a FileServiceException; what the platform throws (the
 /// fl::filesystem exceptions) leaves the call itself. Operations may be called from several threads
 /// at once and race only through the file system: nothing stands still between an operation's
-/// checks and its effect, and such a race surfaces as a platform exception, as the effect of whoever
-/// came last, or, when two make the same missing parent folder, as a refusal of what now exists.
+/// checks and its effect, and such a race surfaces as a platform exception, as the effect of
+/// whoever came last, or, when two make the same missing parent folder, as a refusal of what now
+/// exists.
 ///
 /// Every FileInfo that is returned has an absolute location and is a fresh look at the disk.
 class CONNECTOR_FILE_EXPORT FileService : public std::enable_shared_from_this<FileService> {
