@@ -32,9 +32,8 @@ struct ObjectWithText {
 };
 
 // Each throws a JsonError when `text` is no JSON, or no UTF-8, or nested too deep, or of too many
-// values. Of members with
-// the same name the last one counts. A number beyond 64 bits becomes the nearest double, if any. A
-// text with room behind it is not copied.
+// values. Of members with the same name the last one counts. A number beyond 64 bits becomes the
+// nearest double, if any. A text with room behind it is not copied.
 
 /// The object that `text` is, with the text of the member `name`.
 ObjectWithText parseObject(const Text& text, std::string_view name = {});
