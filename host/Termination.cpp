@@ -22,7 +22,7 @@ extern "C" void requestTermination(int) {
   const auto before = errno;
   requested = 1;
   for (const int next : TERMINATING) {
-    std::signal(next, SIG_DFL);
+    static_cast<void>(std::signal(next, SIG_DFL));
   }
   dup2(nullDevice, endedInput);
   errno = before;
