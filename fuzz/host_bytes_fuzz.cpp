@@ -15,6 +15,7 @@
 #include <cstring>
 #include <exception>
 #include <memory>
+#include <optional>
 #include <simdjson.h>
 #include <string>
 #include <string_view>
@@ -56,13 +57,13 @@ Outcome convert(const connector::json::MessageRegistry& registry, const std::str
   }
 }
 
-bool isJson(const std::string& text) {
+/// Nothing for a text that is nested deeper than the host allows: what follows was not looked at.
+std::optional<bool> isJson(const std::string& text) {
   try {
     parseObject(text);
     return true;
   } catch (const JsonError& e) {
-    // What is nested deeper than the host allows may well be JSON.
-    return std::string_view(e.what()) == "nested too deep";
+    return std::string_view(e.what()) == "nested too deep" ? std::nullopt : std::optional(false);
   }
 }
 
@@ -74,7 +75,8 @@ void compareOpinions(const std::string& text) {
   if (error == simdjson::NUMBER_ERROR || error == simdjson::DEPTH_ERROR) {
     return;
   }
-  require(isJson(text) == (error == simdjson::SUCCESS), "readers agree on what is JSON");
+  const bool expected = error == simdjson::SUCCESS;
+  require(isJson(text).value_or(expected) == expected, "readers agree on what is JSON");
 }
 
 } // namespace
