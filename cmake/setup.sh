@@ -21,9 +21,11 @@ install_packages() {
   say "Installing ${missing[*]} ..."
   local as_root=()
   [ "$(id -u)" = 0 ] || as_root=(sudo)
-  { "${as_root[@]}" apt-get update &&
-    "${as_root[@]}" env DEBIAN_FRONTEND=noninteractive \
-      apt-get install -y --no-install-recommends "${missing[@]}"; } </dev/null >&2
+  # A mirror may stumble, and a machine that has just started may still be installing.
+  local apt=("${as_root[@]}" env DEBIAN_FRONTEND=noninteractive
+             apt-get -o Acquire::Retries=3 -o DPkg::Lock::Timeout=300)
+  { "${apt[@]}" update &&
+    "${apt[@]}" install -y --no-install-recommends "${missing[@]}"; } </dev/null >&2
 }
 
 # build PRESET TARGET...: quiet unless it fails; one at a time.
