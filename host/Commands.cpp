@@ -34,21 +34,15 @@ Outcome carryOut(const Api& api, const std::string& type, const Poco::JSON::Obje
   return api(fullType(type), message);
 }
 
-void checkLength(const std::string& text, std::size_t limit) {
-  if (text.size() > limit) {
-    throw UsageError("The message is too long");
-  }
-}
-
+/// Up to the end, or until it is more than `limit`.
 std::string readAll(Input& input, std::size_t limit) {
   constexpr std::size_t chunk = 64UL * 1024;
   std::string text;
-  for (std::size_t count = 1; count > 0;) {
+  for (std::size_t count = 1; count > 0 && text.size() <= limit;) {
     const auto kept = text.size();
     text.resize(kept + chunk);
     count = input.read(&text[kept], chunk);
     text.resize(kept + count);
-    checkLength(text, limit);
   }
   return text;
 }
@@ -154,7 +148,9 @@ ExitStatus call(const Options& options, const Api& api, const Termination& termi
   if (input.stopped()) {
     return ExitStatus::failure; // the message may not be all there
   }
-  checkLength(text, options.maxMessage);
+  if (text.size() > options.maxMessage) {
+    throw UsageError("The message is too long");
+  }
   const auto outcome = carryOut(api, options.type, parseMessage(text));
   if (const auto* refusal = std::get_if<Refusal>(&outcome)) {
     std::cerr << "connector-host: " << refusal->text << '\n'
