@@ -207,13 +207,5 @@ TEST_F(MessageJson, ConvertsOrRefusesValuesOfAnotherKind) {
   EXPECT_EQ(outcome("ListFolderResponse", "folderContents", "{}"), "[\n\n]");
 }
 
-TEST(Messages, BeginWithTheSideThatTheFrameworkHolds) {
-  OpenFile request("", u"", {});
-  OpenFileResponse response("", File(), {}, {});
-
-  EXPECT_EQ(dynamic_cast<void*>(&request), static_cast<connector::Message*>(&request));
-  EXPECT_EQ(dynamic_cast<void*>(&response), static_cast<connector::Message*>(&response));
-}
-
 } // namespace
 } // namespace connector::file::v1::test

@@ -48,11 +48,4 @@ inline void onTmpfs(const std::filesystem::path& where, const std::string& optio
   });
 }
 
-/// Within the body of onTmpfs.
-inline void makeReadOnly(const std::filesystem::path& where) {
-  if (mount(nullptr, where.c_str(), nullptr, MS_REMOUNT | MS_BIND | MS_RDONLY, nullptr) != 0) {
-    throw std::system_error(errno, std::generic_category(), "remounting read-only");
-  }
-}
-
 } // namespace connector::test

@@ -95,14 +95,5 @@ TEST_F(Operations, LastWriteTimesAreExactOrInfinite) {
   });
 }
 
-TEST_F(Operations, AccessToWriteIsFalseOnAReadOnlyFileSystem) {
-  onTmpfs(folder(), "size=64k", [this] {
-    writeFile("file");
-    connector::test::makeReadOnly(folder());
-    EXPECT_TRUE(access(textAt("file"), access_read));
-    EXPECT_FALSE(access(textAt("file"), access_write));
-  });
-}
-
 } // namespace
 } // namespace fl::filesystem::test
