@@ -4,13 +4,15 @@
 #include <fl/filesystem/native_name.h>
 #include <fl/filesystem/operations.h>
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
+#include <cstddef>
 #include <fcntl.h>
-#include <sys/sendfile.h>
+#include <posix/Attributes.h>
+#include <string>
 #include <sys/stat.h>
 #include <unistd.h>
-#include <utility>
 
 namespace fl::filesystem {
 
@@ -21,59 +23,79 @@ using detail::stat_buffer;
 using detail::throw_errno;
 using detail::uninterrupted;
 
-constexpr std::size_t kernel_chunk = std::size_t{1} << 30U;
-
-void refuse_all_but_regular(const stat_buffer& found, const std::u16string& path) {
-  if (S_ISDIR(found.st_mode)) {
-    throw_errno(EISDIR, path);
-  }
-  if (!S_ISREG(found.st_mode)) {
-    throw_errno(EOPNOTSUPP, path);
+void require(bool succeeded, const std::u16string& path) {
+  if (!succeeded) {
+    throw_errno(errno, path);
   }
 }
 
-// Looks before it opens, since opening a device can already do something, and again afterwards,
-// since another file may have taken the name meanwhile.
+/// The file that is copied. It may change at any moment; `require_unchanged` detects that.
 class source_file {
 public:
   explicit source_file(const std::u16string& path)
       : path_(path)
-      , file_(open(path)) {
-    refuse_all_but_regular(status(), path);
+      , name_(detail::utf16_to_native(path))
+      , file_(open()) {
+    require(::fstat(file_.get(), &opened_) == 0, path_);
+    require_regular(opened_); // another file may have taken the path meanwhile
   }
 
   [[nodiscard]] int get() const { return file_.get(); }
 
-  [[nodiscard]] stat_buffer status() const {
-    stat_buffer found{};
-    if (::fstat(file_.get(), &found) != 0) {
-      throw_errno(errno, path_);
+  [[nodiscard]] const std::u16string& path() const { return path_; }
+
+  /// The size at opening, in bytes.
+  [[nodiscard]] off_t size() const { return opened_.st_size; }
+
+  [[nodiscard]] bool has_holes() const {
+    constexpr off_t block = 512; // the unit of st_blocks on every file system
+    return opened_.st_blocks * block < opened_.st_size;
+  }
+
+  /// As late as possible before the caller deletes the source: what changes after this is lost.
+  void require_unchanged() const {
+    stat_buffer now{};
+    stat_buffer at_path{};
+    require(::fstat(file_.get(), &now) == 0, path_);
+    const bool is_at_path = ::stat(name_.c_str(), &at_path) == 0 && at_path.st_dev == now.st_dev &&
+                            at_path.st_ino == now.st_ino;
+    const bool is_same = now.st_size == opened_.st_size &&
+                         now.st_mtim.tv_sec == opened_.st_mtim.tv_sec &&
+                         now.st_mtim.tv_nsec == opened_.st_mtim.tv_nsec;
+    if (!is_at_path || !is_same) {
+      throw_errno(EBUSY, path_);
     }
-    return found;
   }
 
 private:
-  static int open(const std::u16string& path) {
-    const std::string name = detail::utf16_to_native(path);
+  void require_regular(const stat_buffer& found) const {
+    if (S_ISDIR(found.st_mode)) {
+      throw_errno(EISDIR, path_);
+    }
+    if (!S_ISREG(found.st_mode)) {
+      throw_errno(EOPNOTSUPP, path_);
+    }
+  }
+
+  /// Checks the kind before opening, since opening a device can already have an effect.
+  [[nodiscard]] int open() const {
     stat_buffer found{};
-    if (::stat(name.c_str(), &found) != 0) {
-      throw_errno(errno, path);
-    }
-    refuse_all_but_regular(found, path);
+    require(::stat(name_.c_str(), &found) == 0, path_);
+    require_regular(found);
     const int number = uninterrupted(
-        [&name] { return ::open(name.c_str(), O_RDONLY | O_CLOEXEC | O_NOCTTY | O_NONBLOCK); });
-    if (number < 0) {
-      throw_errno(errno, path);
-    }
+        [this] { return ::open(name_.c_str(), O_RDONLY | O_CLOEXEC | O_NOCTTY | O_NONBLOCK); });
+    require(number >= 0, path_);
     return number;
   }
 
   const std::u16string& path_;
+  std::string name_;
   descriptor file_;
+  stat_buffer opened_{};
 };
 
-/// A file that did not exist before and that goes away again unless it is finished. Only its owner
-/// can read it until it has its final permissions.
+/// A file that did not exist before and that is removed again unless it is kept. Only its owner can
+/// use it until it gets the attributes of the source.
 class new_file {
 public:
   explicit new_file(const std::u16string& path)
@@ -83,12 +105,10 @@ public:
         return ::open(name_.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC,
                       S_IRUSR | S_IWUSR);
       })) {
-    if (!file_.is_open()) {
-      throw_errno(errno, path_);
-    }
+    require(file_.isOpen(), path_);
     if (::fstat(file_.get(), &created_) != 0) {
       const int code = errno;
-      ::unlink(name_.c_str()); // No destructor comes, nor could it tell the file from another.
+      ::unlink(name_.c_str()); // the destructor does not run, and could not identify the file
       throw_errno(code, path_);
     }
   }
@@ -98,7 +118,7 @@ public:
 
   ~new_file() {
     stat_buffer found{};
-    if (!finished_ && ::lstat(name_.c_str(), &found) == 0 && found.st_dev == created_.st_dev &&
+    if (!kept_ && ::lstat(name_.c_str(), &found) == 0 && found.st_dev == created_.st_dev &&
         found.st_ino == created_.st_ino) {
       ::unlink(name_.c_str());
     }
@@ -106,60 +126,88 @@ public:
 
   [[nodiscard]] int get() const { return file_.get(); }
 
-  void finish_as(const stat_buffer& source) {
-    // Another owner must not be lent the set-user-id and set-group-id of the source's.
-    const bool same_owner = created_.st_uid == source.st_uid && created_.st_gid == source.st_gid;
-    const mode_t kept = same_owner ? mode_t{07777} : mode_t{07777} & ~mode_t{S_ISUID | S_ISGID};
-    const std::array<timespec, 2> times{timespec{0, UTIME_OMIT}, source.st_mtim};
-    check_attribute(::fchmod(file_.get(), source.st_mode & kept));
-    check_attribute(::futimens(file_.get(), times.data()));
-    if (::close(file_.release()) != 0) {
-      throw_errno(errno, path_);
+  [[nodiscard]] const std::u16string& path() const { return path_; }
+
+  /// With the attributes that the source has now: permissions may have been taken away meanwhile.
+  void take_attributes_of(const source_file& source) {
+    connector::posix::Attributes attributes;
+    if (const int code = attributes.readFrom(source.get()); code != 0) {
+      throw_errno(code, source.path());
     }
-    finished_ = true;
+    if (const int code = attributes.giveTo(file_.get()); code != 0) {
+      throw_errno(code, path_);
+    }
   }
+
+  /// Some file systems report only now that they could not write.
+  void close() { require(::close(file_.release()) == 0, path_); }
+
+  void keep() { kept_ = true; }
 
 private:
-  // A file system that keeps no such attribute (FAT, for one) refuses it even to the owner; the
-  // copy is then as private as that file system makes it.
-  void check_attribute(int result) const {
-    if (result != 0 && errno != EPERM && errno != EOPNOTSUPP) {
-      throw_errno(errno, path_);
-    }
-  }
-
   const std::u16string& path_;
   std::string name_;
   descriptor file_;
   stat_buffer created_{};
-  bool finished_ = false;
+  bool kept_ = false;
 };
 
-template <typename Step>
-void repeat_while_moving(const Step& step) {
-  while (uninterrupted(step) > 0) {
+/// Copies `count` bytes from the position of one file to the position of the other. The kernel
+/// copies as much as it accepts. It may refuse any pair of files, and does not say which of the two
+/// an error is about, so the loop below does the rest.
+void copy_bytes(const source_file& source, const new_file& target, off_t count) {
+  const auto by_kernel = [&] {
+    return ::copy_file_range(source.get(), nullptr, target.get(), nullptr,
+                             static_cast<std::size_t>(count), 0);
+  };
+  ssize_t done = 0;
+  while (count > 0 && (done = uninterrupted(by_kernel)) > 0) {
+    count -= done;
   }
-}
-
-/// Lets the kernel move as much as it will. It is free to refuse any pair of files, and says
-/// nothing about which side a failure is on, so both are left to `move_rest`.
-void move_in_kernel(int source, int target) {
-  repeat_while_moving(
-      [&] { return ::copy_file_range(source, nullptr, target, nullptr, kernel_chunk, 0); });
-  repeat_while_moving([&] { return ::sendfile(target, source, nullptr, kernel_chunk); });
-}
-
-void move_rest(int source, const std::u16string& from, int target, const std::u16string& to) {
   std::array<char, 65536> block; // NOLINT(cppcoreguidelines-pro-type-member-init): read fills it
-  ssize_t count = 0;
-  while ((count = uninterrupted([&] { return ::read(source, block.data(), block.size()); })) > 0) {
-    const auto wanted = static_cast<std::size_t>(count);
-    if (detail::write_all(target, block.data(), wanted) != wanted) {
-      throw_errno(errno, to);
+  while (count > 0) {
+    const auto wanted = std::min(block.size(), static_cast<std::size_t>(count));
+    done = uninterrupted([&] { return ::read(source.get(), block.data(), wanted); });
+    require(done >= 0, source.path());
+    if (done == 0) {
+      throw_errno(EBUSY, source.path()); // the source became shorter
     }
+    const auto size = static_cast<std::size_t>(done);
+    require(detail::write_all(target.get(), block.data(), size) == size, target.path());
+    count -= done;
   }
-  if (count < 0) {
-    throw_errno(errno, from);
+}
+
+/// Copies the parts that hold data and leaves the holes between them.
+void copy_around_holes(const source_file& source, const new_file& target) {
+  off_t end = 0;
+  while (end < source.size()) {
+    const off_t begin = ::lseek(source.get(), end, SEEK_DATA);
+    if (begin < 0 && errno == ENXIO) {
+      break; // nothing but a hole is left
+    }
+    end = begin < 0 ? begin : ::lseek(source.get(), begin, SEEK_HOLE);
+    require(end >= 0 && ::lseek(source.get(), begin, SEEK_SET) >= 0, source.path());
+    require(::lseek(target.get(), begin, SEEK_SET) >= 0, target.path());
+    copy_bytes(source, target, std::min(end, source.size()) - begin);
+  }
+  require(::ftruncate(target.get(), source.size()) == 0, target.path());
+  require(::lseek(source.get(), source.size(), SEEK_SET) >= 0, source.path());
+}
+
+/// Copies exactly as many bytes as the source had at opening. A further byte means that the source
+/// grows, or that its file system reports a wrong size.
+void copy_contents(const source_file& source, const new_file& target) {
+  if (source.has_holes()) {
+    copy_around_holes(source, target);
+  } else {
+    copy_bytes(source, target, source.size());
+  }
+  char further = 0;
+  const auto count = uninterrupted([&] { return ::read(source.get(), &further, 1); });
+  require(count >= 0, source.path());
+  if (count > 0) {
+    throw_errno(EBUSY, source.path());
   }
 }
 
@@ -168,9 +216,11 @@ void move_rest(int source, const std::u16string& from, int target, const std::u1
 void copy(const std::u16string& from, const std::u16string& to, copy_option /*option*/) {
   const source_file source(from);
   new_file target(to);
-  move_in_kernel(source.get(), target.get());
-  move_rest(source.get(), from, target.get(), to);
-  target.finish_as(source.status());
+  copy_contents(source, target);
+  target.take_attributes_of(source);
+  target.close();
+  source.require_unchanged();
+  target.keep();
 }
 
 } // namespace fl::filesystem

@@ -170,7 +170,7 @@ private:
                                                          dev_t& device, ino_t& inode) {
     descriptor opened(::openat(parent, name, open_folder));
     stat_buffer found{};
-    if (!opened.is_open() || ::fstat(opened.get(), &found) != 0) {
+    if (!opened.isOpen() || ::fstat(opened.get(), &found) != 0) {
       return nullptr;
     }
     device = found.st_dev;
@@ -216,7 +216,7 @@ void remove_all(const std::u16string& path) {
   const std::string parent_name = whole.substr(0, whole.size() - name.size());
   const descriptor parent(
       ::open(parent_name.empty() ? "." : parent_name.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC));
-  const int code = parent.is_open() ? remove_one(parent.get(), name) : errno;
+  const int code = parent.isOpen() ? remove_one(parent.get(), name) : errno;
   if (code == ENOTEMPTY) {
     tree_removal(parent.get(), name, whole).run();
   } else if (code != 0 && !detail::means_missing(code)) {

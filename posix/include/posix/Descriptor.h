@@ -1,0 +1,52 @@
+#pragma once
+
+#include <cerrno>
+#include <unistd.h>
+#include <utility>
+
+namespace connector::posix {
+
+/// Owns an open descriptor. A caller that must know whether closing failed releases it first.
+class Descriptor {
+public:
+  explicit Descriptor(int number) noexcept
+      : number_(number) {}
+
+  Descriptor(const Descriptor&) = delete;
+  Descriptor& operator=(const Descriptor&) = delete;
+
+  Descriptor(Descriptor&& other) noexcept
+      : number_(other.release()) {}
+
+  Descriptor& operator=(Descriptor&& other) noexcept {
+    std::swap(number_, other.number_);
+    return *this;
+  }
+
+  ~Descriptor() {
+    if (isOpen()) {
+      ::close(number_);
+    }
+  }
+
+  [[nodiscard]] bool isOpen() const noexcept { return number_ >= 0; }
+
+  [[nodiscard]] int get() const noexcept { return number_; }
+
+  [[nodiscard]] int release() noexcept { return std::exchange(number_, -1); }
+
+private:
+  int number_;
+};
+
+/// Repeats a system call for as long as a signal interrupts it, and returns its result.
+template <typename Call>
+auto uninterrupted(const Call& call) {
+  auto result = call();
+  while (result < 0 && errno == EINTR) {
+    result = call();
+  }
+  return result;
+}
+
+} // namespace connector::posix
