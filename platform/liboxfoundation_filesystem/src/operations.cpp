@@ -62,6 +62,21 @@ bool is_there(int result, const std::u16string& path) {
   return result == 0;
 }
 
+/// 0, or -1 with errno set. Network and FUSE file systems and old kernels do not know
+/// RENAME_NOREPLACE. There, a target that appears between lstat and rename is replaced.
+int rename_without_replacing(const char* source, const char* target) {
+  const int result = ::renameat2(AT_FDCWD, source, AT_FDCWD, target, RENAME_NOREPLACE);
+  if (result == 0 || (errno != EINVAL && errno != ENOSYS)) {
+    return result;
+  }
+  detail::stat_buffer found{};
+  if (::lstat(target, &found) == 0) {
+    errno = EEXIST;
+    return -1;
+  }
+  return ::rename(source, target);
+}
+
 } // namespace
 
 file_status::file_status(kind what, std::uint64_t size, posix_time::ptime last_write_time)
@@ -120,7 +135,7 @@ void rename(const std::u16string& from, const std::u16string& to,
             const rename_options& /*options*/) {
   const std::string source = detail::utf16_to_native(from);
   const std::string target = detail::utf16_to_native(to);
-  if (::rename(source.c_str(), target.c_str()) == 0) {
+  if (rename_without_replacing(source.c_str(), target.c_str()) == 0) {
     return;
   }
   const int code = errno;

@@ -74,15 +74,21 @@ void create_directories(const std::u16string& path);
 
 enum class rename_options : unsigned { none = 0 };
 
-/// The system's rename: atomic within one file system, replaces a file or an empty folder at `to`.
+/// Atomic within one file system. FileExistsError if anything is at `to`, also a dangling link. On
+/// file systems that cannot rename without replacing, a file or an empty directory that appears at
+/// `to` during the call is replaced.
 void rename(const std::u16string& from, const std::u16string& to, const rename_options& options);
 
 enum class copy_option : unsigned { fail_if_exists = 0 };
 
-/// Copies one regular file, following links at `from`; permission bits and modification time are
-/// kept. FileExistsError when anything is at `to`, also a dangling link; SystemError with
-/// EOPNOTSUPP when `from` is a special file, which is refused without waiting for it. A failed
-/// copy takes its partial target away.
+/// Copies one regular file, following links at `from`. The copy gets the permission bits, access
+/// ACL and modification time of the source, and its owner and group where the system permits; it
+/// never grants more than the source does. Holes stay holes.
+///
+/// FileExistsError if anything is at `to`, also a dangling link. SystemError with EOPNOTSUPP if
+/// `from` is a special file, which is refused without waiting for it. SystemError with EBUSY if the
+/// source changes meanwhile, if another file takes its path, or if its size is not the number of
+/// its bytes. A copy that fails removes its partial target.
 void copy(const std::u16string& from, const std::u16string& to, copy_option option);
 
 /// Removes one file, link or empty folder; PathNotFound when nothing is there.
