@@ -1,4 +1,5 @@
 #include "Checks.h"
+#include "Posix.h"
 
 #include <connector/file/v1/FileServiceImpl.h>
 
@@ -10,10 +11,7 @@
 #include <fl/i18n/directory_iterator.h>
 
 #include <cerrno>
-#include <fcntl.h>
 #include <optional>
-#include <sys/stat.h>
-#include <unistd.h>
 #include <utility>
 
 namespace connector::file::v1 {
@@ -24,107 +22,69 @@ using fl::filesystem::file_status;
 using fl::filesystem::upath;
 using fl::filesystem::detail::extract_filename;
 using fl::filesystem::detail::extract_parent_path;
-using fl::filesystem::detail::throw_errno;
 using fl::filesystem::detail::upath_directory_iterator_impl;
 
 namespace {
 
-/// A folder that is held open, so that going up from it does not cost a walk down a whole path.
-class OpenFolder {
-public:
-  explicit OpenFolder(const upath& path)
-      : path_(path)
-      , descriptor_(
-            open(AT_FDCWD, fl::filesystem::detail::make_native_access_form_i18n(path).c_str())) {
-    if (descriptor_ < 0) {
-      throw_errno(errno, path_);
-    }
-  }
-
-  OpenFolder(const OpenFolder&) = delete;
-  OpenFolder& operator=(const OpenFolder&) = delete;
-
-  ~OpenFolder() { ::close(descriptor_); }
-
-  /// False when it may not be searched, and so not be left upwards either.
-  [[nodiscard]] bool goUp() {
-    const int parent = open(descriptor_, "..");
-    if (parent < 0 && errno == EACCES) {
-      return false;
-    }
-    if (parent < 0) {
-      throw_errno(errno, path_);
-    }
-    ::close(std::exchange(descriptor_, parent));
-    return true;
-  }
-
-  [[nodiscard]] std::pair<dev_t, ino_t> identity() const {
-    struct stat found = {};
-    if (::fstat(descriptor_, &found) != 0) {
-      throw_errno(errno, path_);
-    }
-    return {found.st_dev, found.st_ino};
-  }
-
-private:
-  static int open(int base, const char* name) {
-    return ::openat(base, name, O_PATH | O_DIRECTORY | O_CLOEXEC);
-  }
-
-  const upath& path_;
-  int descriptor_;
-};
-
-/// Whether `inner` is the folder `outer` or lies beneath it, whatever links lead to either. Goes up
-/// folder by folder, since whole paths would make the move of a deep folder take minutes.
-bool isWithin(const upath& outer, const upath& inner) {
-  const auto top = OpenFolder(outer).identity();
-  OpenFolder folder(inner);
-  auto here = folder.identity();
-  while (here != top) {
-    // Where nothing leads up, no walk through `outer` comes down either.
-    if (!folder.goUp()) {
-      return false;
-    }
-    const auto above = folder.identity();
-    if (above == here) { // the root, which is its own parent
-      return false;
-    }
-    here = above;
-  }
-  return true;
-}
-
-/// Entries that a folder move leaves behind: hidden ones, and those with a name of one character.
+/// True for the entries that a moved directory leaves behind: hidden ones, and those with a name of
+/// one character.
 bool staysBehind(const ustring& name) {
   return name.size() <= 1 || name.front() == u'.';
 }
 
-/// Makes the target, in the destination, and moves the entries of the source into it, through the
-/// virtual operation. The failure of the first entry that fails, as it is; nothing when all were
-/// moved.
+void moveLink(const upath& link, const upath& target) {
+  copyLink(link, target);
+  fl::filesystem::remove(link);
+}
+
+/// A link that leads nowhere is moved here, since the operation would refuse it as missing.
+bool isDanglingLink(const upath& path) {
+  return !fl::filesystem::exists(path) && isLink(path);
+}
+
+/// Moves the entries of `source` to the directory `target` through the virtual operation. Stops at
+/// the first entry that fails and returns its failure.
 std::optional<Future<FileInfo>> moveEntries(FileService& service, const upath& source,
-                                            const upath& destination, const upath& target) {
-  upath_directory_iterator_impl entries(source, 0, false);
-  if (isWithin(source, destination)) {
-    // The platform's own answer to a folder in itself; otherwise the walk would follow its own
-    // target downwards until the path is too long.
-    throw_errno(EINVAL, target);
-  }
-  fl::filesystem::create_directory(target);
+                                            upath_directory_iterator_impl& entries,
+                                            const upath& target) {
   for (; entries.is_open(); entries.increment()) {
     const ustring& name = entries.entry().filename();
     if (staysBehind(name)) {
       continue;
     }
     const upath child = childOf(source, fl::filesystem::detail::make_native_form(name, true));
+    if (isDanglingLink(child)) {
+      moveLink(child, childOf(target, name));
+      continue;
+    }
     Future<FileInfo> moved = service.move(child, target);
     moved.wait();
     if (moved.hasException()) {
       return moved;
     }
   }
+  return std::nullopt;
+}
+
+/// Makes `target`, in `destination`, and moves everything in `source` there. Returns the failure of
+/// the first entry that fails; what was moved until then stays in `target`, closed to all but its
+/// owner.
+std::optional<Future<FileInfo>> moveDirectory(FileService& service, const upath& source,
+                                              const upath& destination, const upath& target) {
+  std::optional<upath_directory_iterator_impl> entries(std::in_place, source, 0, false);
+  if (isWithin(source, destination)) {
+    // The walk would follow its own target downwards until the path is too long.
+    throw fl::filesystem::SystemError(EINVAL, target, {});
+  }
+  DirectoryAttributes attributes(source);
+  fl::filesystem::create_directory(target);
+  attributes.restrict(target);
+  if (auto failed = moveEntries(service, source, *entries, target)) {
+    return failed;
+  }
+  entries.reset();
+  fl::filesystem::remove(source);
+  attributes.giveTo(target);
   return std::nullopt;
 }
 
@@ -215,17 +175,23 @@ Future<FileInfo> FileServiceImpl::move(const ustring& from, const ustring& to) {
                                   FaultCondition::FILE_EXISTS, {extract_filename(target)});
   }
 
+  if (!file_status::is_regular(sourceStatus)) {
+    // Without a trailing separator, which would lead to the link's target.
+    const upath link = childOf(upath(extract_parent_path(source)), name);
+    if (isLink(link)) {
+      moveLink(link, target);
+      return readyFuture(makeFileInfo(target));
+    }
+  }
   if (!file_status::is_directory(sourceStatus)) {
     // Never a platform rename, also on one volume: the new file is a copy.
     fl::filesystem::copy(source, target, fl::filesystem::copy_option::fail_if_exists);
     fl::filesystem::remove(source);
     return readyFuture(makeFileInfo(target));
   }
-
-  if (auto failed = moveEntries(*this, source, destination, target)) {
+  if (auto failed = moveDirectory(*this, source, destination, target)) {
     return std::move(*failed);
   }
-  fl::filesystem::remove(source);
   return readyFuture(makeFileInfo(target));
 }
 
