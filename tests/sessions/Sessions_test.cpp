@@ -3,6 +3,8 @@
 
 #include "support/Confining.h"
 #include "support/HostClient.h"
+#include "support/Injecting.h"
+#include "support/Sanitizer.h"
 #include "support/ScratchFolder.h"
 #include "support/Snapshot.h"
 #include "support/Unprivileged.h"
@@ -21,6 +23,7 @@
 #include <optional>
 #include <sstream>
 #include <string>
+#include <unistd.h>
 #include <vector>
 
 namespace connector::test {
@@ -107,6 +110,8 @@ private:
       EXPECT_EQ(std::system(command.c_str()), 0); // NOLINT(cert-env33-c): the script's purpose
     } else if (line.rfind("= ", 0) == 0) {
       host_.emplace(root_, HostClient::withOptions(after("= ")));
+    } else if (line.rfind("* ", 0) == 0) {
+      host_.emplace(root_, std::vector<std::string>{"sh", "-c", expand(after("* "))});
     } else if (line.rfind("> ", 0) == 0) {
       request(after("> "));
     } else if (line.rfind("<x ", 0) == 0) {
@@ -225,6 +230,15 @@ protected:
 TEST_P(Sessions, GoAsWritten) {
   if (isOf("confined_") && !canConfine()) {
     GTEST_SKIP() << "this kernel has no Landlock of version 2";
+  }
+  if (isOf("root_") && geteuid() != 0) {
+    GTEST_SKIP() << "only root can give files to other users";
+  }
+  if (isOf("acl_") && runShell("setfacl -m u:0:r " + folder().string()).status != 0) {
+    GTEST_SKIP() << "setfacl is not installed, or the file system has no ACLs";
+  }
+  if (isOf("injected_") && (SANITIZED || !canInject() || !canConfine())) {
+    GTEST_SKIP() << "needs strace, Landlock, and a build without sanitizers";
   }
   if (!isOf("ordinary_user_")) {
     Session(GetParam(), folder()).run();
