@@ -45,9 +45,13 @@ private:
   boost::posix_time::ptime last_write_time_{boost::gregorian::date(1970, 1, 1)};
 };
 
-/// Follows links; one system call. Missing means that the system says ENOENT or ENOTDIR.
+/// Follows links; one system call in the ordinary case. A path is missing if the system reports
+/// ENOENT or ENOTDIR, so a dangling link is missing. A link that cannot be followed for another
+/// reason (a loop, a name that is too long, a directory that may not be searched) exists: its kind
+/// is `other`, its size 0, and its time the link's own.
 file_status status(const std::u16string& path);
 
+/// As file_status::exists of the path's status, but cheaper.
 bool exists(const std::u16string& path);
 
 /// Modes of `access`.
@@ -55,7 +59,7 @@ constexpr unsigned access_read = 2;
 constexpr unsigned access_write = 4;
 
 /// Whether the process, by its effective ids, may read (2) or write (4) the path. False for a
-/// missing path and on a read-only file system.
+/// missing path, a link that cannot be followed, and for writing on a read-only file system.
 bool access(const std::u16string& path, unsigned mode);
 
 /// The process's current folder, absolute.
