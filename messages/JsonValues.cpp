@@ -3,6 +3,7 @@
 #include <connector/file_common/v1/Json.h>
 #include <fl/i18n/convert.h>
 
+#include <Poco/Exception.h>
 #include <Poco/JSON/Array.h>
 #include <Poco/StringTokenizer.h>
 
@@ -16,6 +17,7 @@ namespace connector::file::v1 {
 using common::v1::Fault;
 using common::v1::FaultCondition;
 using common::v1::Version;
+using Poco::Dynamic::Var;
 using Poco::JSON::Array;
 
 namespace {
@@ -68,28 +70,48 @@ Object::Ptr toObject(const Fault& fault) {
   return object;
 }
 
+/// The nested object or array; null if the value is. Throws Poco::BadCastException with the key if
+/// the value is of another kind.
+template <typename Pointer>
+Pointer nested(const Var& value, const char* key) {
+  if (value.isEmpty()) {
+    return nullptr;
+  }
+  try {
+    return value.extract<Pointer>();
+  } catch (const Poco::BadCastException& error) {
+    throw Poco::BadCastException(error.message(), key);
+  }
+}
+
 } // namespace
 
 template <>
 std::u16string readOr(const Object& object, const char* key, const std::u16string& defaultValue) {
-  const Poco::Dynamic::Var value = object.get(key);
+  const Var value = object.get(key);
   return value.isEmpty() ? defaultValue : fromUtf8(value.convert<std::string>());
 }
 
 template <>
 File readOr(const Object& object, const char* key, const File& /*defaultValue*/) {
-  return file_common::v1::toFile(object.getObject(key));
+  return file_common::v1::toFile(nested<Object::Ptr>(object.get(key), key));
 }
 
 template <>
 FileInfo readOr(const Object& object, const char* key, const FileInfo& /*defaultValue*/) {
-  return file_common::v1::toFileInfo(object.getObject(key));
+  return file_common::v1::toFileInfo(nested<Object::Ptr>(object.get(key), key));
 }
 
 template <>
 std::vector<FileInfo> readOr(const Object& object, const char* key,
                              const std::vector<FileInfo>& /*defaultValue*/) {
-  return file_common::v1::toFileInfos(object.getArray(key));
+  const auto array = nested<Array::Ptr>(object.get(key), key);
+  if (!array.isNull()) {
+    for (const Var& element : *array) {
+      nested<Object::Ptr>(element, key); // Array::getObject would turn another kind into null
+    }
+  }
+  return file_common::v1::toFileInfos(array);
 }
 
 void write(Object& object, const char* key, const std::u16string& path) {
@@ -135,13 +157,12 @@ void write(Object& object, const char* key, const std::vector<Fault>& faults) {
 
 std::vector<Fault> readFaults(const Object& object, const char* key) {
   std::vector<Fault> faults;
-  const Poco::Dynamic::Var value = object.get(key);
-  if (value.isEmpty()) {
+  const auto array = nested<Array::Ptr>(object.get(key), key);
+  if (array.isNull()) {
     return faults;
   }
-  const Poco::JSON::Array& array = *value.extract<Array::Ptr>();
-  for (unsigned index = 0; index < array.size(); ++index) {
-    const auto fault = array.get(index).extract<Object::Ptr>();
+  for (const Var& element : *array) {
+    const auto fault = element.extract<Object::Ptr>();
     const auto text = readOr<std::string>(*fault, MESSAGE, "");
     faults.emplace_back(readOr<std::string>(*fault, FAULT_CODE, ""), text,
                         std::vector<FaultCondition>());

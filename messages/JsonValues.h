@@ -1,6 +1,6 @@
 #pragma once
 
-// How a value of each type that a message holds is put under a key of a JSON object, and read back.
+// Writes a value of each type that a message holds to a key of a JSON object, and reads it back.
 
 #include <connector/file/v1/FileFutures.h>
 
@@ -28,7 +28,8 @@ T readOr(const Object& object, const char* key, const T& defaultValue) {
 template <>
 std::u16string readOr(const Object& object, const char* key, const std::u16string& defaultValue);
 
-// A key that is missing, or is no object or array, gives the empty value.
+// Absent or null gives the empty value. Any other value that is not an object (for infos, an array
+// of objects) raises Poco::BadCastException, whose text names the key.
 template <>
 File readOr(const Object& object, const char* key, const File& defaultValue);
 template <>
@@ -52,8 +53,8 @@ void write(Object& object, const char* key, const std::vector<FileInfo>& infos);
 void write(Object& object, const char* key, common::v1::Version version);
 common::v1::Version readVersion(const Object& object, const char* key);
 
-/// One fault whole. Of a list that is read only texts and codes are taken; an absent or null list
-/// is empty.
+/// Writing a fault writes all of it. Reading a list restores message and code only; an absent or
+/// null list is empty.
 void write(Object& object, const char* key, const common::v1::Fault& fault);
 void write(Object& object, const char* key, const std::vector<common::v1::Fault>& faults);
 std::vector<common::v1::Fault> readFaults(const Object& object, const char* key);

@@ -198,13 +198,8 @@ TEST_F(MessageJson, ConvertsOrRefusesValuesOfAnotherKind) {
   EXPECT_EQ(outcome("CreateFile", "updateIfExists", R"("true")"), "true");
   EXPECT_EQ(outcome("OpenFileResponse", "column", "2147483648"), "Out of range");
   EXPECT_EQ(outcome("OpenFileResponse", "lineNumber", "[1]"), "Bad cast exception");
-  for (const std::string faults : {R"("x")", "{}", "[{},7]"}) {
-    EXPECT_EQ(outcome("CreateFileResponse", "messageFaults", faults), "Bad cast exception");
-  }
+  EXPECT_EQ(outcome("CreateFileResponse", "messageFaults", "[{},7]"), "Bad cast exception");
   EXPECT_EQ(outcome("CreateFileResponse", "messageFaults", "[null]"), "Invalid access");
-  EXPECT_EQ(outcome("CloseFileResponse", "fileInfo", R"("/w")"),
-            outcome("CloseFileResponse", "fileInfo", "null"));
-  EXPECT_EQ(outcome("ListFolderResponse", "folderContents", "{}"), "[\n\n]");
 }
 
 } // namespace
