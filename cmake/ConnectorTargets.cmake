@@ -24,10 +24,11 @@ if(CONNECTOR_SANITIZE)
   add_link_options(-fsanitize=${CONNECTOR_SANITIZE})
 endif()
 
-# Warnings as errors, for our own targets only: a dependency's header is a system header.
+# Warnings for our own targets only: a dependency's header is a system header. The presets make them
+# errors.
 function(connector_own_code target)
   target_compile_options(${target} PRIVATE
-    -Wall -Wextra -Wpedantic -Werror
+    -Wall -Wextra -Wpedantic
     -Wcast-qual -Wconversion -Wextra-semi -Wformat=2 -Wimplicit-fallthrough -Wnon-virtual-dtor
     -Wold-style-cast -Woverloaded-virtual -Wsign-conversion -Wundef -Wunused
     $<$<CXX_COMPILER_ID:Clang>:-Wshadow>
