@@ -90,6 +90,12 @@ TEST_F(JsonRpcTest, EscapesAreFoundWhereverTheyStand) {
   }
 }
 
+TEST_F(JsonRpcTest, SkipsByteOrderMarksAtTheStart) {
+  EXPECT_EQ(answer("\xEF\xBB\xBF" + echo("1", "{}")), result("1", "{}"));
+  EXPECT_EQ(answer("\xEF\xBB\xBF\xEF\xBB\xBF[" + echo("1", "{}") + "]"),
+            "[" + result("1", "{}") + "]");
+}
+
 TEST_F(JsonRpcTest, IdIsEchoedAsItCame) {
   for (const std::string id : {"-1", "18446744073709551616", "1.50", "-0", R"("")", R"("a\"}\\")",
                                R"("\u00e9")", R"("é")", "null"}) {
@@ -107,7 +113,7 @@ TEST_F(JsonRpcTest, UnparsableTextIsRefused) {
   for (const std::string text :
        {"", "1,2", "1],[2", "{", "nonsense", "\"open", "{}{}", "[1,]", "/**/{}", "[1e400]",
         "[\"\\x\"]", "[\"\\ud800\"]", "[\"a\nb\"]", "[\"a\":\"b\"]", "{\"a\":\"b\":1}",
-        "\xEF\xBB\xBF{}", "{}\xFF", "{\"\xC3\":1}"}) {
+        " \xEF\xBB\xBF{}", "{}\xFF", "{\"\xC3\":1}"}) {
     const auto reply = answer(text);
     EXPECT_EQ(reply.substr(0, prefix.size()), prefix) << text.substr(0, 100);
     EXPECT_TRUE(std::all_of(reply.begin(), reply.end(), [](char c) { return c >= ' '; })) << reply;
