@@ -1,16 +1,16 @@
-// Messages to JSON and back, and names to UTF-16 and back, beside the least that either must do.
+// Messages to JSON and back, and paths to native names, beside the least that either must do.
 
 #include "Compare.h"
-#include "platform/liboxconnectorfilecommon/src/Base64.h"
 
 #include <connector/file/v1/FileJsonSerialization.h>
 #include <connector/file/v1/Messages.h>
 
 #include <connector/json/MessageRegistry.h>
-#include <fl/filesystem/native_name.h>
+#include <fl/filesystem/path.h>
 
 #include <benchmark/benchmark.h>
 
+#include <algorithm>
 #include <memory>
 #include <simdjson.h>
 #include <stdexcept>
@@ -37,8 +37,8 @@ std::string contentsOf(bool isText) {
   return contents;
 }
 
-/// The response that carries a file, both ways. Beside it, of text: one validation, one copy into
-/// the JSON and one out of it; of other bytes: one encoding and one decoding.
+/// The response that carries a file, both ways. Beside it: one validation of text, one copy into
+/// the JSON and one out of it.
 void convertFile(benchmark::State& state, bool isText) {
   const std::string contents = contentsOf(isText);
   const auto registry = std::make_shared<connector::json::MessageRegistry>();
@@ -53,35 +53,28 @@ void convertFile(benchmark::State& state, bool isText) {
         require(registry->fromJson(OpenFileResponse::TYPE_NAME, object) != nullptr, "fromJson");
       },
       [&] {
-        if (isText) {
-          require(simdjson::validate_utf8(contents), "validate_utf8");
-          std::string in;
-          in.assign(contents);
-          require(DataBuffer(in).size() == contents.size(), "copy");
-        } else {
-          std::string text;
-          connector::file_common::v1::appendBase64(text, contents);
-          require(connector::file_common::v1::fromBase64(text)->size() == contents.size(),
-                  "fromBase64");
-        }
+        require(simdjson::validate_utf8(contents) == isText, "validate_utf8");
+        const std::string in(contents);
+        require(DataBuffer(in).size() == contents.size(), "copy");
       });
 }
 
-/// Beside a new string of the other width that takes the characters one by one.
-void convertName(benchmark::State& state, const std::string& name) {
-  namespace native = fl::filesystem::detail;
+/// Beside a new string that takes the characters one by one.
+void convertName(benchmark::State& state, const std::u16string& name) {
   constexpr int times = 10'000;
   compare(
       state, [] {},
       [&] {
         for (int time = 0; time < times; ++time) {
-          benchmark::DoNotOptimize(native::utf16_to_native(native::native_to_utf16(name)));
+          benchmark::DoNotOptimize(fl::filesystem::detail::make_native_access_form_i18n(name));
         }
       },
       [&] {
         for (int time = 0; time < times; ++time) {
-          benchmark::DoNotOptimize(std::u16string(name.begin(), name.end()));
-          benchmark::DoNotOptimize(std::string(name));
+          std::string bytes(name.size(), '\0');
+          std::transform(name.begin(), name.end(), bytes.begin(),
+                         [](char16_t unit) { return static_cast<char>(unit); });
+          benchmark::DoNotOptimize(bytes);
         }
       });
 }
@@ -90,9 +83,9 @@ void convertName(benchmark::State& state, const std::string& name) {
 
 BENCHMARK_CAPTURE(convertFile, text, true)->UseManualTime()->Unit(benchmark::kMillisecond);
 BENCHMARK_CAPTURE(convertFile, bytes, false)->UseManualTime()->Unit(benchmark::kMillisecond);
-BENCHMARK_CAPTURE(convertName, ascii, "/home/somebody/documents/2024/a-report-of-some-length.txt")
+BENCHMARK_CAPTURE(convertName, ascii, u"/home/somebody/documents/2024/a-report-of-some-length.txt")
     ->UseManualTime()
     ->Unit(benchmark::kMillisecond);
-BENCHMARK_CAPTURE(convertName, other, "/home/jemand/Übersicht/größe-漢字-наименование.txt")
+BENCHMARK_CAPTURE(convertName, other, u"/home/jemand/Übersicht/größe-漢字-наименование.txt")
     ->UseManualTime()
     ->Unit(benchmark::kMillisecond);

@@ -1,5 +1,7 @@
 #include "Checks.h"
 
+#include "PlatformValues.h"
+
 #include <connector/common/v1/Fault.h>
 #include <connector/file_common/v1/FileNames.h>
 #include <fl/filesystem/path.h>
@@ -29,7 +31,7 @@ bool isWritable(const upath& path, bool isDirectory) {
   if (isDirectory) {
     return isWritableDirectory(path, false) == 0;
   }
-  return fl::filesystem::access(path, fl::filesystem::access_write);
+  return fl::filesystem::access(path, WRITE_ACCESS);
 }
 
 } // namespace

@@ -1,4 +1,5 @@
 #include "Checks.h"
+#include "PlatformValues.h"
 
 #include <connector/file/v1/FileServiceImpl.h>
 
@@ -27,7 +28,7 @@ namespace {
 /// fails is whatever the disk took.
 void writeContents(const upath& path, const DataBuffer& contents, std::ios_base::openmode mode) {
   const auto name = fl::filesystem::detail::make_native_access_form_i18n(path);
-  fl::filesystem::ofstream file(name, mode, fl::filesystem::share_read_write);
+  fl::filesystem::ofstream file(name, mode, SHARE_READ_WRITE);
   if (!file.is_open()) {
     throw fl::filesystem::SystemError(errno, path, {});
   }
@@ -81,7 +82,7 @@ Future<FileInfo> FileServiceImpl::create(File&& file, bool overwrite) {
         abs.string() + u" already exists and is a directory. Directory cannot be overwritten.",
         FaultCondition::FILE_EXISTS, {abs});
   }
-  if (existed && !fl::filesystem::access(abs, fl::filesystem::access_write)) {
+  if (existed && !fl::filesystem::access(abs, WRITE_ACCESS)) {
     return failedFuture<FileInfo>(FileServiceException::IO_ERROR,
                                   abs.string() + u" cannot be written to.",
                                   FaultCondition::FILE_ACCESS_DENIED, {abs});
@@ -110,7 +111,7 @@ Future<FileInfo> FileServiceImpl::update(File&& file) {
                                   FaultCondition::FILE_NOT_FOUND, {abs});
   }
   // Permission before kind: a folder that may not be written is refused for that.
-  if (!fl::filesystem::access(abs, fl::filesystem::access_write)) {
+  if (!fl::filesystem::access(abs, WRITE_ACCESS)) {
     return failedFuture<FileInfo>(FileServiceException::IO_ERROR,
                                   u"File " + abs.string() + u" cannot be written to",
                                   FaultCondition::FILE_ACCESS_DENIED, {abs});

@@ -1,5 +1,6 @@
 #include "ByteBuffer.h"
 #include "Checks.h"
+#include "PlatformValues.h"
 
 #include <connector/file/v1/FileServiceImpl.h>
 
@@ -38,8 +39,7 @@ std::int64_t sizeOf(std::istream& file) {
 
 void createEmpty(const ustring& path) {
   const auto name = fl::filesystem::detail::make_native_access_form_with_cleanup_i18n(path);
-  fl::filesystem::ofstream file(name, std::ios_base::out | std::ios_base::binary,
-                                fl::filesystem::share_read_write);
+  fl::filesystem::ofstream file(name, std::ios_base::out | std::ios_base::binary, SHARE_READ_WRITE);
   if (!file.is_open()) {
     throw fl::filesystem::SystemError(errno, path, {});
   }
@@ -58,14 +58,13 @@ Future<File> FileServiceImpl::read(const ustring& path) {
     return makeFailedFuture<File>(std::make_exception_ptr(std::runtime_error(
         fl::i18n::to_string(u"Error creating or reading file: '" + path + u"'.", utf8))));
   }
-  if (!fl::filesystem::access(abs, fl::filesystem::access_read)) {
+  if (!fl::filesystem::access(abs, READ_ACCESS)) {
     return failedFuture<File>(FileServiceException::IO_ERROR,
                               u"Read permission not granted for the file: " + path,
                               FaultCondition::FILE_ACCESS_DENIED, {path});
   }
 
-  fl::filesystem::ifstream file(abs, std::ios_base::in | std::ios_base::binary,
-                                fl::filesystem::share_read_write);
+  fl::filesystem::ifstream file(abs, std::ios_base::in | std::ios_base::binary, SHARE_READ_WRITE);
   const std::int64_t size = sizeOf(file);
   if (size < 0 || static_cast<double>(size) >= SIZE_LIMIT) {
     // The path stands behind the same phrase as the size.
@@ -122,7 +121,7 @@ Future<File> FileServiceImpl::openOrCreate(const ustring& path) {
     createEmpty(path);
     return read(path);
   }
-  if (!fl::filesystem::access(path, fl::filesystem::access_read)) {
+  if (!fl::filesystem::access(path, READ_ACCESS)) {
     return failedFuture<File>(FileServiceException::IO_ERROR, path + u" cannot be read.",
                               FaultCondition::FILE_ACCESS_DENIED, {path});
   }

@@ -1,4 +1,5 @@
 #include "Checks.h"
+#include "PlatformValues.h"
 #include "Posix.h"
 
 #include <connector/file/v1/FileServiceImpl.h>
@@ -108,7 +109,7 @@ Future<FileInfo> FileServiceImpl::rename(const ustring& from, const ustring& to)
                                       u"' to '" + to + u"'",
                                   FaultCondition::FILE_NOT_FOUND, {extract_filename(source)});
   }
-  if (!fl::filesystem::access(from, fl::filesystem::access_write)) {
+  if (!fl::filesystem::access(from, WRITE_ACCESS)) {
     return failedFuture<FileInfo>(FileServiceException::IO_ERROR, from + u" cannot be written to.",
                                   FaultCondition::FILE_ACCESS_DENIED, {source});
   }
@@ -131,7 +132,7 @@ Future<FileInfo> FileServiceImpl::rename(const ustring& from, const ustring& to)
   if (!file_status::exists(fl::filesystem::status(parent))) {
     fl::filesystem::create_directories(parent);
   }
-  fl::filesystem::rename(source, destination, fl::filesystem::rename_options::none);
+  fl::filesystem::rename(source, destination, PLAIN_RENAME);
   return readyFuture(makeFileInfo(destination));
 }
 
@@ -185,7 +186,7 @@ Future<FileInfo> FileServiceImpl::move(const ustring& from, const ustring& to) {
   }
   if (!file_status::is_directory(sourceStatus)) {
     // Never a platform rename, also on one volume: the new file is a copy.
-    fl::filesystem::copy(source, target, fl::filesystem::copy_option::fail_if_exists);
+    fl::filesystem::copy(source, target, PLAIN_COPY);
     fl::filesystem::remove(source);
     return readyFuture(makeFileInfo(target));
   }

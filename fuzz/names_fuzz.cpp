@@ -2,12 +2,12 @@
 // no text is too broken to be shown.
 
 #include "Check.h"
+#include "native_name.h"
 
 #include <connector/file_common/v1/FileInfo.h>
 #include <connector/file_common/v1/FileNames.h>
 #include <connector/file_common/v1/Json.h>
 #include <fl/filesystem/exceptions.h>
-#include <fl/filesystem/native_name.h>
 #include <fl/filesystem/path.h>
 #include <fl/i18n/convert.h>
 

@@ -1,6 +1,6 @@
 #include <connector/file_common/v1/FileNames.h>
 #include <fl/filesystem/exceptions.h>
-#include <fl/filesystem/native_name.h>
+#include <fl/filesystem/path.h>
 
 #include <algorithm>
 #include <cerrno>
@@ -52,7 +52,7 @@ bool isValidFileName(const fl::i18n::ustring& name) {
 
 int isWritableDirectory(const fl::i18n::ustring& path, bool /*flag*/) {
   try {
-    return checkWritableDirectory(fl::filesystem::detail::utf16_to_native(path));
+    return checkWritableDirectory(fl::filesystem::detail::make_native_access_form_i18n(path));
   } catch (const fl::filesystem::FileNameConversionFailure&) {
     return EINVAL;
   }

@@ -1,7 +1,7 @@
+#include "native_name.h"
 #include "posix.h"
+#include "throw_errno.h"
 
-#include <fl/filesystem/exceptions.h>
-#include <fl/filesystem/native_name.h>
 #include <fl/filesystem/operations.h>
 
 #include <cerrno>

@@ -1,3 +1,5 @@
+#include "throw_errno.h"
+
 #include <fl/filesystem/exceptions.h>
 
 #include <boost/locale/encoding_utf.hpp>
@@ -22,9 +24,9 @@ FsysExceptionBase::FsysExceptionBase(int code, std::u16string path)
     , code_(static_cast<std::uint32_t>(code == EDQUOT ? ENOSPC : code))
     , path_(std::move(path)) {}
 
-SystemError::SystemError(int code, std::u16string path, std::vector<std::u16string> arguments)
-    : FsysExceptionBase(code, std::move(path))
-    , arguments_(std::move(arguments)) {}
+SystemError::SystemError(int code, std::u16string path,
+                         const std::vector<std::u16string>& /*arguments*/)
+    : FsysExceptionBase(code, std::move(path)) {}
 
 void detail::throw_errno(int code, const std::u16string& path) {
   switch (code) {

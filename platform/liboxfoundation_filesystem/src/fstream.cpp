@@ -1,4 +1,5 @@
-#include "native_path.h"
+#include "file_buf.h"
+#include "native_name.h"
 #include "posix.h"
 
 #include <fl/filesystem/fstream.h>
@@ -61,6 +62,8 @@ std::size_t read_some(int source, char* data, std::size_t count) {
 
 } // namespace
 
+namespace detail {
+
 file_buf::~file_buf() {
   if (is_open()) {
     ::close(descriptor_);
@@ -80,8 +83,7 @@ bool file_buf::open(const char* name, std::ios_base::openmode mode) {
     errno = EINVAL;
     return false;
   }
-  descriptor_ =
-      detail::uninterrupted([&] { return ::open(name, open_flags(mode), creation_mode); });
+  descriptor_ = uninterrupted([&] { return ::open(name, open_flags(mode), creation_mode); });
   if (is_open() && is_unnamed_pipe(descriptor_)) {
     close();
     errno = ENXIO; // as the system itself answers for a socket that is reached in this way
@@ -139,7 +141,7 @@ file_buf::int_type file_buf::overflow(int_type character) {
 std::streamsize file_buf::xsputn(const char* data, std::streamsize count) {
   sought_ = -1;
   return static_cast<std::streamsize>(
-      detail::write_all(descriptor_, data, static_cast<std::size_t>(count)));
+      write_all(descriptor_, data, static_cast<std::size_t>(count)));
 }
 
 file_buf::pos_type file_buf::seekoff(off_type offset, std::ios_base::seekdir way,
@@ -159,31 +161,37 @@ file_buf::pos_type file_buf::seekpos(pos_type position, std::ios_base::openmode 
   return seekoff(position, std::ios_base::beg, which);
 }
 
+} // namespace detail
+
 ifstream::ifstream(const std::u16string& path, std::ios_base::openmode mode, int /*sharing*/)
-    : std::istream(nullptr) {
+    : std::istream(nullptr)
+    , buffer_(std::make_unique<detail::file_buf>()) {
   const detail::native_path name(path);
-  rdbuf(&buffer_);
-  if (!buffer_.open(name.c_str(), mode | std::ios_base::in)) {
+  rdbuf(buffer_.get());
+  if (!buffer_->open(name.c_str(), mode | std::ios_base::in)) {
     setstate(std::ios_base::failbit);
   }
 }
 
-void ifstream::close() {
-  if (!buffer_.close()) {
-    setstate(std::ios_base::failbit);
-  }
-}
+ifstream::~ifstream() = default;
 
 ofstream::ofstream(const std::string& native_name, std::ios_base::openmode mode, int /*sharing*/)
-    : std::ostream(nullptr) {
-  rdbuf(&buffer_);
-  if (!buffer_.open(native_name, mode | std::ios_base::out)) {
+    : std::ostream(nullptr)
+    , buffer_(std::make_unique<detail::file_buf>()) {
+  rdbuf(buffer_.get());
+  if (!buffer_->open(native_name, mode | std::ios_base::out)) {
     setstate(std::ios_base::failbit);
   }
+}
+
+ofstream::~ofstream() = default;
+
+bool ofstream::is_open() const noexcept {
+  return buffer_->is_open();
 }
 
 void ofstream::close() {
-  if (!buffer_.close()) {
+  if (!buffer_->close()) {
     setstate(std::ios_base::failbit);
   }
 }

@@ -1,8 +1,8 @@
-#include "native_path.h"
+#include "native_name.h"
+
 #include "plain_text.h"
 
 #include <fl/filesystem/exceptions.h>
-#include <fl/filesystem/native_name.h>
 
 #include <boost/locale/utf.hpp>
 

@@ -1,8 +1,7 @@
-#include "place.h"
+#include "directory_cache.h"
 #include "posix.h"
+#include "throw_errno.h"
 
-#include <fl/filesystem/exceptions.h>
-#include <fl/filesystem/native_name.h>
 #include <fl/filesystem/operations.h>
 #include <fl/filesystem/path.h>
 
@@ -24,6 +23,10 @@ namespace posix_time = boost::posix_time;
 
 using detail::means_missing;
 
+// Modes of `access`.
+constexpr unsigned access_read = 2;
+constexpr unsigned access_write = 4;
+
 // A ptime counts microseconds, not from 1970 but from its calendar's first day, in 64 bits; within
 // this many seconds on either side of 1970 neither it nor its distance from 1970 overflows.
 constexpr std::int64_t calendar_day_of_1970 = 2'440'588;
@@ -43,13 +46,6 @@ posix_time::ptime to_ptime(const timespec& time) {
   return epoch + posix_time::microseconds(microseconds);
 }
 
-file_status::kind kind_of(const detail::stat_buffer& found) {
-  if (S_ISREG(found.st_mode)) {
-    return file_status::kind::regular;
-  }
-  return S_ISDIR(found.st_mode) ? file_status::kind::directory : file_status::kind::other;
-}
-
 bool means_denied(int code) {
   return code == EACCES || code == EPERM || code == EROFS;
 }
@@ -59,7 +55,7 @@ bool means_denied(int code) {
 detail::stat_buffer link_not_followed(const detail::place& place, const std::u16string& path) {
   const int refusal = errno;
   detail::stat_buffer found{};
-  if (::fstatat(place.folder(), place.name(), &found, AT_SYMLINK_NOFOLLOW) != 0 ||
+  if (::fstatat(place.directory(), place.name(), &found, AT_SYMLINK_NOFOLLOW) != 0 ||
       !S_ISLNK(found.st_mode)) {
     detail::throw_errno(refusal, path);
   }
@@ -83,27 +79,28 @@ int rename_without_replacing(const char* source, const char* target) {
 
 } // namespace
 
-file_status::file_status(kind what, std::uint64_t size, posix_time::ptime last_write_time)
-    : kind_(what)
-    , size_(size)
-    , last_write_time_(last_write_time) {}
-
 file_status status(const std::u16string& path) {
+  file_status result;
   detail::stat_buffer found{};
   const detail::place place(path);
-  if (::fstatat(place.folder(), place.name(), &found, 0) == 0) {
-    return {kind_of(found), static_cast<std::uint64_t>(found.st_size), to_ptime(found.st_mtim)};
+  using kind = file_status::kind;
+  if (::fstatat(place.directory(), place.name(), &found, 0) == 0) {
+    result.kind_ = S_ISREG(found.st_mode)   ? kind::regular
+                   : S_ISDIR(found.st_mode) ? kind::directory
+                                            : kind::other;
+    result.size_ = static_cast<std::uint64_t>(found.st_size);
+    result.last_write_time_ = to_ptime(found.st_mtim);
+  } else if (!means_missing(errno)) {
+    result.kind_ = kind::other;
+    result.last_write_time_ = to_ptime(link_not_followed(place, path).st_mtim);
   }
-  if (means_missing(errno)) {
-    return {};
-  }
-  return {file_status::kind::other, 0, to_ptime(link_not_followed(place, path).st_mtim)};
+  return result;
 }
 
 bool exists(const std::u16string& path) {
   // A fifth cheaper than `stat`.
   const detail::place place(path);
-  if (::faccessat(place.folder(), place.name(), F_OK, AT_EACCESS) == 0) {
+  if (::faccessat(place.directory(), place.name(), F_OK, AT_EACCESS) == 0) {
     return true;
   }
   if (means_missing(errno)) {
@@ -117,7 +114,7 @@ bool access(const std::u16string& path, unsigned mode) {
   const int wanted =
       ((mode & access_read) != 0 ? R_OK : 0) | ((mode & access_write) != 0 ? W_OK : 0);
   const detail::place place(path);
-  if (::faccessat(place.folder(), place.name(), wanted, AT_EACCESS) == 0) {
+  if (::faccessat(place.directory(), place.name(), wanted, AT_EACCESS) == 0) {
     return true;
   }
   if (!means_denied(errno) && !means_missing(errno)) {
@@ -135,11 +132,11 @@ std::u16string get_current_path() {
 }
 
 upath absolute(upath path, const std::u16string& base) {
-  if (!path.empty() && path.string().front() == u'/') {
+  if (!path.string().empty() && path.string().front() == u'/') {
     return path;
   }
   std::u16string result = base.empty() ? get_current_path() : base;
-  if (!path.empty()) {
+  if (!path.string().empty()) {
     detail::concatenate_pathname(result, path, true);
   }
   return upath(std::move(result));

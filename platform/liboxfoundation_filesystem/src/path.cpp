@@ -1,4 +1,5 @@
-#include <fl/filesystem/native_name.h>
+#include "native_name.h"
+
 #include <fl/filesystem/path.h>
 
 #include <algorithm>

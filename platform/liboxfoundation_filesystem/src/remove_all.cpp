@@ -1,13 +1,12 @@
+#include "native_name.h"
 #include "posix.h"
+#include "throw_errno.h"
 
-#include <fl/filesystem/exceptions.h>
-#include <fl/filesystem/native_name.h>
 #include <fl/filesystem/operations.h>
 
 #include <cerrno>
 #include <dirent.h>
 #include <fcntl.h>
-#include <memory>
 #include <sys/stat.h>
 #include <unistd.h>
 #include <utility>
@@ -26,16 +25,12 @@ constexpr std::size_t most_open_folders = 32;
 constexpr int most_looks = 100;
 constexpr int open_folder = O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC;
 
-struct stream_closer {
-  void operator()(DIR* stream) const noexcept { ::closedir(stream); }
-};
-
 /// A folder in the course of being emptied. Its stream is closed while too many are open.
 struct folder {
   std::string name; // in the folder above
   dev_t device = 0;
   ino_t inode = 0;
-  std::unique_ptr<DIR, stream_closer> stream;
+  detail::directory_stream stream;
   int looks_left = most_looks;
 
   [[nodiscard]] int get() const { return ::dirfd(stream.get()); }
@@ -166,8 +161,8 @@ private:
     return parent.get();
   }
 
-  static std::unique_ptr<DIR, stream_closer> open_stream(int parent, const char* name,
-                                                         dev_t& device, ino_t& inode) {
+  static detail::directory_stream open_stream(int parent, const char* name, dev_t& device,
+                                              ino_t& inode) {
     descriptor opened(::openat(parent, name, open_folder));
     stat_buffer found{};
     if (!opened.isOpen() || ::fstat(opened.get(), &found) != 0) {
@@ -175,11 +170,7 @@ private:
     }
     device = found.st_dev;
     inode = found.st_ino;
-    std::unique_ptr<DIR, stream_closer> stream(::fdopendir(opened.get()));
-    if (stream != nullptr) {
-      static_cast<void>(opened.release()); // The stream owns it now.
-    }
-    return stream;
+    return detail::to_directory_stream(opened);
   }
 
   [[noreturn]] void fail(int code) const {

@@ -9,10 +9,6 @@ Logger::Logger(const std::string& name)
   logger_->duplicate();
 }
 
-void Logger::debug(const std::string& text) {
-  logger_->debug(text);
-}
-
 void Logger::warning(const std::string& text) {
   logger_->warning(text);
 }

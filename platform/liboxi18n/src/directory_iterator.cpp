@@ -1,6 +1,8 @@
-#include <fl/filesystem/exceptions.h>
-#include <fl/filesystem/native_name.h>
-#include <fl/filesystem/walked_folder.h>
+#include "directory_cache.h"
+#include "native_name.h"
+#include "posix.h"
+#include "throw_errno.h"
+
 #include <fl/i18n/directory_iterator.h>
 
 #include <cerrno>
@@ -9,62 +11,49 @@
 #include <memory>
 #include <stdexcept>
 #include <string_view>
-#include <unistd.h>
 
 namespace fl::filesystem::detail {
 
 namespace {
 
-struct CloseDirectory {
-  void operator()(DIR* directory) const noexcept { closedir(directory); }
-};
-
-using Directory = std::unique_ptr<DIR, CloseDirectory>;
-
-/// Null when nothing that can be walked is there.
-Directory openDirectory(const std::u16string& path) {
+/// Null if the path is missing or not a directory.
+directory_stream open_directory(const std::u16string& path) {
   const std::string name = utf16_to_native(path);
-  int descriptor = -1;
-  do {
-    // O_NONBLOCK: the folder may have become a FIFO, which must not hold us up.
-    descriptor = ::open(name.c_str(), O_RDONLY | O_CLOEXEC | O_DIRECTORY | O_NONBLOCK);
-  } while (descriptor < 0 && errno == EINTR);
-  if (descriptor < 0 && (errno == ENOENT || errno == ENOTDIR)) {
+  // O_NONBLOCK: the directory may have become a FIFO, whose opening would wait.
+  descriptor opened(uninterrupted(
+      [&name] { return ::open(name.c_str(), O_RDONLY | O_CLOEXEC | O_DIRECTORY | O_NONBLOCK); }));
+  if (!opened.isOpen() && means_missing(errno)) {
     return nullptr;
   }
-  if (descriptor < 0) {
+  directory_stream stream = to_directory_stream(opened);
+  if (stream == nullptr) {
     throw_errno(errno, path);
   }
-  if (DIR* const directory = fdopendir(descriptor)) {
-    return Directory(directory);
-  }
-  const int reason = errno;
-  ::close(descriptor);
-  throw_errno(reason, path);
+  return stream;
 }
 
-struct OpenFolder : walked_folder {
-  OpenFolder(Directory opened, std::u16string itsPath)
-      : walked_folder{std::move(itsPath), dirfd(opened.get())}
-      , directory(std::move(opened)) {}
+struct streamed_directory : iterated_directory {
+  streamed_directory(directory_stream opened, std::u16string its_path)
+      : iterated_directory{std::move(its_path), ::dirfd(opened.get())}
+      , entries(std::move(opened)) {}
 
-  Directory directory;
+  directory_stream entries;
 };
 
 } // namespace
 
 class upath_directory_iterator_impl::stream {
 public:
-  stream(Directory directory, std::u16string path)
-      : folder_(std::make_shared<OpenFolder>(std::move(directory), std::move(path))) {}
+  stream(directory_stream opened, std::u16string path)
+      : directory_(std::make_shared<streamed_directory>(std::move(opened), std::move(path))) {}
 
   stream(const stream&) = delete;
   stream& operator=(const stream&) = delete;
 
-  ~stream() { leave(*folder_); }
+  ~stream() { leave(*directory_); }
 
-  /// Its entries are what the thread asks about next.
-  void walk() const { walk_in(folder_); }
+  /// The thread asks about its entries next.
+  void enter() const { iterate_over(directory_); }
 
   /// The name of the next entry; false at the end.
   bool next(std::u16string& name) {
@@ -80,25 +69,25 @@ public:
 
 private:
   const dirent* read() {
-    errno = 0; // All that tells a failure from the end.
+    errno = 0; // only errno distinguishes a failure from the end
     // NOLINTNEXTLINE(concurrency-mt-unsafe): safe on a DIR that one thread uses, as here.
-    const dirent* const entry = readdir(folder_->directory.get());
+    const dirent* const entry = ::readdir(directory_->entries.get());
     if (entry == nullptr && errno != 0) {
-      throw_errno(errno, folder_->path);
+      throw_errno(errno, directory_->path);
     }
     return entry;
   }
 
-  std::shared_ptr<OpenFolder> folder_;
+  std::shared_ptr<streamed_directory> directory_;
 };
 
 upath_directory_iterator_impl::upath_directory_iterator_impl(const std::u16string& path,
                                                              unsigned mode, bool /*flag*/) {
   if (mode != 0) {
-    throw std::invalid_argument("Unknown mode of a folder iterator: " + std::to_string(mode));
+    throw std::invalid_argument("Unknown mode of a directory iterator: " + std::to_string(mode));
   }
-  if (Directory directory = openDirectory(path)) {
-    stream_ = std::make_unique<stream>(std::move(directory), path);
+  if (directory_stream opened = open_directory(path)) {
+    stream_ = std::make_unique<stream>(std::move(opened), path);
     increment();
   }
 }
@@ -114,10 +103,10 @@ const upath_directory_entry& upath_directory_iterator_impl::entry() const noexce
 }
 
 void upath_directory_iterator_impl::increment() {
-  // Given back only with a next entry in hand: the end and a failure both close the folder.
+  // Kept only with a next entry: the end and a failure both close the directory.
   std::unique_ptr<stream> current = std::move(stream_);
   if (current->next(entry_.filename_)) {
-    current->walk();
+    current->enter();
     stream_ = std::move(current);
   }
 }

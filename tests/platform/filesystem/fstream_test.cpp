@@ -25,20 +25,19 @@ TEST_F(Streams, ARefusedOpenSetsTheFailbitAndLeavesErrno) {
   const auto before = disk();
   const auto descriptors = openDescriptors();
   {
-    const ifstream missing(textAt("nothing"), std::ios_base::binary, share_read_write);
+    const ifstream missing(textAt("nothing"), std::ios_base::binary, 0x40);
     EXPECT_EQ(errno, ENOENT);
     EXPECT_TRUE(missing.fail());
-    EXPECT_FALSE(missing.is_open());
-    const ofstream onFolder(at("folder"), replacing, share_read_write);
+    const ofstream onFolder(at("folder"), replacing, 0x40);
     EXPECT_EQ(errno, EISDIR);
     EXPECT_TRUE(onFolder.fail());
-    ofstream cutShort(at("a").string() + '\0' + "b", replacing, share_read_write);
+    ofstream cutShort(at("a").string() + '\0' + "b", replacing, 0x40);
     EXPECT_EQ(errno, EINVAL);
     EXPECT_FALSE(cutShort.is_open());
     cutShort.close();
     EXPECT_TRUE(cutShort.fail());
   }
-  ifstream missing(textAt("nothing"), std::ios_base::binary, share_read_write);
+  ifstream missing(textAt("nothing"), std::ios_base::binary, 0x40);
   missing.seekg(0, std::ios_base::end);
   EXPECT_EQ(missing.tellg(), -1);
   EXPECT_EQ(disk(), before);
@@ -47,25 +46,25 @@ TEST_F(Streams, ARefusedOpenSetsTheFailbitAndLeavesErrno) {
 
 TEST_F(Streams, WritingEmptiesAFileOnlyWithTrunc) {
   writeFile("file", "12345");
-  ofstream(at("file"), std::ios_base::out, share_read_write) << "ab";
+  ofstream(at("file"), std::ios_base::out, 0x40) << "ab";
   EXPECT_EQ(readFile("file"), "ab345");
-  ofstream(at("file"), std::ios_base::out | std::ios_base::app, share_read_write) << "6";
+  ofstream(at("file"), std::ios_base::out | std::ios_base::app, 0x40) << "6";
   EXPECT_EQ(readFile("file"), "ab3456");
-  ofstream(at("file"), replacing, share_read_write).put('z');
+  ofstream(at("file"), replacing, 0x40).put('z');
   EXPECT_EQ(readFile("file"), "z");
-  ofstream(at("new"), std::ios_base::out, share_read_write).close();
+  ofstream(at("new"), std::ios_base::out, 0x40).close();
   EXPECT_EQ(readFile("new"), "");
 }
 
 TEST_F(Streams, NeverWaitForAFifo) {
   ASSERT_EQ(::mkfifo(at("fifo").c_str(), 0600), 0);
-  const ofstream withoutReader(at("fifo"), replacing, share_read_write);
+  const ofstream withoutReader(at("fifo"), replacing, 0x40);
   EXPECT_EQ(errno, ENXIO);
   EXPECT_TRUE(withoutReader.fail());
 
-  ifstream reader(textAt("fifo"), std::ios_base::binary, share_read_write);
-  ASSERT_TRUE(reader.is_open());
-  ofstream writer(at("fifo"), replacing, share_read_write);
+  ifstream reader(textAt("fifo"), std::ios_base::binary, 0x40);
+  ASSERT_TRUE(reader.good());
+  ofstream writer(at("fifo"), replacing, 0x40);
   ASSERT_TRUE(writer.is_open());
   EXPECT_EQ(reader.get(), std::char_traits<char>::eof());
 
@@ -79,7 +78,7 @@ TEST_F(Streams, HoldOneCloseOnExecDescriptorUntilClosed) {
   const int before = openDescriptors();
   const int lowest = ::open("/dev/null", O_RDONLY | O_CLOEXEC);
   ::close(lowest); // the next one has this number
-  ofstream writer(at("file"), replacing, share_read_write);
+  ofstream writer(at("file"), replacing, 0x40);
   EXPECT_EQ(::fcntl(lowest, F_GETFD), FD_CLOEXEC);
   EXPECT_EQ(openDescriptors(), before + 1);
   writer.close();

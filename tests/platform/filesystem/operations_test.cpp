@@ -2,6 +2,7 @@
 #include "support/ScratchFolder.h"
 #include "support/SmallTmpfs.h"
 #include "support/Unprivileged.h"
+#include "throw_errno.h"
 
 #include <fl/filesystem/operations.h>
 
@@ -63,7 +64,7 @@ TEST_F(Operations, CopyReplacesNothing) {
   writeFile("file", "old");
   std::filesystem::create_symlink("nowhere", at("dangling"));
   for (const char* target : {"file", "dangling"}) {
-    expectRefusal([&] { copy(textAt("source"), textAt(target), copy_option::fail_if_exists); },
+    expectRefusal([&] { copy(textAt("source"), textAt(target), copy_option{}); },
                   failure<FileExistsError>(EEXIST, textAt(target)));
   }
 }
@@ -72,11 +73,11 @@ TEST_F(Operations, CopyLendsSetUserIdToNoOtherOwner) {
   using std::filesystem::perms;
   std::filesystem::permissions(writeFile("source"), perms{06755});
   std::filesystem::permissions(makeFolder("open"), perms::all);
-  copy(textAt("source"), textAt("own"), copy_option::fail_if_exists);
+  copy(textAt("source"), textAt("own"), copy_option{});
   EXPECT_EQ(std::filesystem::status(at("own")).permissions(), perms{06755});
   const bool root = ::geteuid() == 0;
   connector::test::asUnprivilegedUser([&] {
-    copy(textAt("source"), textAt("open/target"), copy_option::fail_if_exists);
+    copy(textAt("source"), textAt("open/target"), copy_option{});
     EXPECT_EQ(std::filesystem::status(at("open/target")).permissions(),
               root ? perms{0755} : perms{06755});
   });

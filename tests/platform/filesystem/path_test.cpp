@@ -1,6 +1,6 @@
 #include "Failure.h"
+#include "native_name.h"
 
-#include <fl/filesystem/native_name.h>
 #include <fl/filesystem/path.h>
 
 #include <gtest/gtest.h>

@@ -30,7 +30,7 @@ protected:
   [[nodiscard]] static bool isFileAt(const std::u16string& path) {
     const bool isFile = file_status::is_regular(status(path));
     EXPECT_TRUE(exists(path));
-    EXPECT_TRUE(access(path, access_read));
+    EXPECT_TRUE(access(path, 2));
     return isFile;
   }
 

@@ -24,17 +24,11 @@ private:
   std::u16string path_;
 };
 
-/// Any code that has no class of its own. `arguments` are texts for a localised message.
+/// Any code that has no class of its own. `arguments` are texts for a localised message; they have
+/// no effect here.
 class SystemError : public FsysExceptionBase {
 public:
-  SystemError(int code, std::u16string path, std::vector<std::u16string> arguments);
-
-  [[nodiscard]] const std::vector<std::u16string>& get_arguments() const noexcept {
-    return arguments_;
-  }
-
-private:
-  std::vector<std::u16string> arguments_;
+  SystemError(int code, std::u16string path, const std::vector<std::u16string>& arguments);
 };
 
 class AccessDenied : public FsysExceptionBase {
@@ -70,13 +64,6 @@ class FileNameConversionFailure : public FsysExceptionBase {
 class CvtInvalidCharacter : public FsysExceptionBase {
   using FsysExceptionBase::FsysExceptionBase;
 };
-
-namespace detail {
-
-/// Throws the member of the family that stands for `code`, an errno. The one mapping there is.
-[[noreturn]] void throw_errno(int code, const std::u16string& path);
-
-} // namespace detail
 
 } // namespace fl::filesystem
 

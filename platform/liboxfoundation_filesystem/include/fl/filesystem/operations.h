@@ -11,20 +11,15 @@
 
 namespace fl::filesystem {
 
-// Paths are received as they are: relative ones are resolved by the system against the current
-// folder. Every function throws a member of the FsysExceptionBase family when the system refuses,
-// and FileNameConversionFailure for a path that has no bytes (see native_name.h). `status`,
-// `exists` and `access` look up an entry of the folder that the thread walks with an iterator in
-// that folder, as it was opened.
+// Paths are received or absolute; the system resolves a relative one against the current directory.
+// Every function throws an exception of the FsysExceptionBase family when the system refuses, and
+// FileNameConversionFailure for a path that cannot be turned into bytes. While a thread iterates
+// over a directory, its `status`, `exists` and `access` may look up the entries in the directory
+// that the iterator opened.
 
-/// What one look at a path told. Of a missing path the size is 0 and the time 1970-01-01.
+/// Kind, size and time of a path at one moment. A missing path has size 0 and time 1970-01-01.
 class file_status {
 public:
-  enum class kind : std::uint8_t { missing, regular, directory, other };
-
-  file_status() = default;
-  file_status(kind what, std::uint64_t size, boost::posix_time::ptime last_write_time);
-
   static bool exists(const file_status& st) noexcept { return st.kind_ != kind::missing; }
 
   static bool is_regular(const file_status& st) noexcept { return st.kind_ == kind::regular; }
@@ -40,6 +35,10 @@ public:
   }
 
 private:
+  friend file_status status(const std::u16string& path);
+
+  enum class kind : std::uint8_t { missing, regular, directory, other };
+
   kind kind_ = kind::missing;
   std::uint64_t size_ = 0;
   boost::posix_time::ptime last_write_time_{boost::gregorian::date(1970, 1, 1)};
@@ -53,10 +52,6 @@ file_status status(const std::u16string& path);
 
 /// As file_status::exists of the path's status, but cheaper.
 bool exists(const std::u16string& path);
-
-/// Modes of `access`.
-constexpr unsigned access_read = 2;
-constexpr unsigned access_write = 4;
 
 /// Whether the process, by its effective ids, may read (2) or write (4) the path. False for a
 /// missing path, a link that cannot be followed, and for writing on a read-only file system.
@@ -76,14 +71,16 @@ void create_directory(const std::u16string& path);
 /// half-way leaves the ancestors made so far.
 void create_directories(const std::u16string& path);
 
-enum class rename_options : unsigned { none = 0 };
+/// Only the value 0 is known.
+enum class rename_options : unsigned {};
 
 /// Atomic within one file system. FileExistsError if anything is at `to`, also a dangling link. On
 /// file systems that cannot rename without replacing, a file or an empty directory that appears at
 /// `to` during the call is replaced.
 void rename(const std::u16string& from, const std::u16string& to, const rename_options& options);
 
-enum class copy_option : unsigned { fail_if_exists = 0 };
+/// Only the value 0 is known.
+enum class copy_option : unsigned {};
 
 /// Copies one regular file, following links at `from`. The copy gets the permission bits, access
 /// ACL and modification time of the source, and its owner and group where the system permits; it

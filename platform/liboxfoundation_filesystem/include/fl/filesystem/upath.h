@@ -7,11 +7,10 @@
 
 namespace fl::filesystem {
 
-/// A path as UTF-16 text, received or absolute; every function that takes a string takes a upath.
+/// A path as UTF-16 text, received or absolute. It converts to its text implicitly, so that it is
+/// accepted by every function that takes a string.
 class upath {
 public:
-  upath() = default;
-
   explicit upath(std::u16string text)
       : text_(std::move(text)) {}
 
@@ -19,9 +18,7 @@ public:
 
   [[nodiscard]] std::u16string string() && noexcept { return std::move(text_); }
 
-  [[nodiscard]] bool empty() const noexcept { return text_.empty(); }
-
-  // NOLINTNEXTLINE(google-explicit-constructor): a path stands wherever its text may stand.
+  // NOLINTNEXTLINE(google-explicit-constructor): part of the contract.
   operator const std::u16string&() const noexcept { return text_; }
 
 private:

@@ -11,13 +11,12 @@ class Logger;
 
 namespace fl::log {
 
-/// A named diagnostic log. Nothing is written anywhere until the process gives the Poco logger of
-/// that name, or the root logger, a channel. Thread-safe.
+/// A named diagnostic log. It is silent until the process gives a channel to the Poco logger of
+/// that name or to the root logger. Thread-safe.
 class Logger {
 public:
   explicit Logger(const std::string& name);
 
-  void debug(const std::string& text);
   void warning(const std::string& text);
 
 private:

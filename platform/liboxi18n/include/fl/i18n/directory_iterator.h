@@ -2,7 +2,6 @@
 
 #include <memory>
 #include <string>
-#include <utility>
 
 #pragma GCC visibility push(default)
 
@@ -12,14 +11,9 @@ namespace detail {
 class upath_directory_iterator_impl;
 }
 
-/// One entry of a folder.
+/// One entry of a directory.
 class upath_directory_entry {
 public:
-  upath_directory_entry() = default;
-
-  explicit upath_directory_entry(std::u16string filename)
-      : filename_(std::move(filename)) {}
-
   /// The entry's name, one component, in its one UTF-16 form.
   [[nodiscard]] const std::u16string& filename() const noexcept { return filename_; }
 
@@ -31,13 +25,13 @@ private:
 
 namespace detail {
 
-/// Walks the entries of one folder in the system's order; "." and ".." are not yielded. It stands
-/// on the first entry once constructed. The descriptor is closed as soon as the end is reached, or,
-/// when another thread walked there before, as soon as that one walks elsewhere.
+/// Iterates over the entries of one directory in the system's order, without "." and "..". A new
+/// iterator is at the first entry. It keeps no descriptor after the end, unless another thread
+/// advanced it before, which then keeps it until it iterates over another directory.
 class upath_directory_iterator_impl {
 public:
-  /// Not open when the path is empty, missing or no folder; throws a member of the
-  /// FsysExceptionBase family for a folder that exists and cannot be read. `mode` must be 0;
+  /// Not open if the path is empty, missing or not a directory. Throws an exception of the
+  /// FsysExceptionBase family for a directory that exists and cannot be read. `mode` must be 0;
   /// `flag` has no effect.
   upath_directory_iterator_impl(const std::u16string& path, unsigned mode, bool flag);
   ~upath_directory_iterator_impl();

@@ -8,7 +8,7 @@ namespace connector::common::v1 {
 
 class Version {
 public:
-  /// 0.0, what a message has that names no version.
+  /// 0.0, the version of a message that names none.
   constexpr Version() = default;
 
   constexpr Version(std::uint16_t majorNumber, std::uint16_t minorNumber)
@@ -29,10 +29,6 @@ private:
 
 constexpr bool operator==(Version left, Version right) noexcept {
   return left.getMajor() == right.getMajor() && left.getMinor() == right.getMinor();
-}
-
-constexpr bool operator!=(Version left, Version right) noexcept {
-  return !(left == right);
 }
 
 } // namespace connector::common::v1

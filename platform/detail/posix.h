@@ -4,6 +4,8 @@
 
 #include <cerrno>
 #include <cstddef>
+#include <dirent.h>
+#include <memory>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -14,6 +16,21 @@ using stat_buffer = struct stat;
 
 using connector::posix::uninterrupted;
 using descriptor = connector::posix::Descriptor;
+
+struct directory_closer {
+  void operator()(DIR* stream) const noexcept { ::closedir(stream); }
+};
+
+using directory_stream = std::unique_ptr<DIR, directory_closer>;
+
+/// Takes over the descriptor on success; null, with errno set, otherwise.
+inline directory_stream to_directory_stream(descriptor& opened) {
+  directory_stream stream(opened.isOpen() ? ::fdopendir(opened.get()) : nullptr);
+  if (stream != nullptr) {
+    static_cast<void>(opened.release());
+  }
+  return stream;
+}
 
 /// Whether an errno says that nothing is at a path.
 inline bool means_missing(int code) {

@@ -1,0 +1,10 @@
+#pragma once
+
+#include <string>
+
+namespace fl::filesystem::detail {
+
+/// Throws the exception of the FsysExceptionBase family for an errno. The only such mapping.
+[[noreturn]] void throw_errno(int code, const std::u16string& path);
+
+} // namespace fl::filesystem::detail
