@@ -113,7 +113,7 @@ TEST_F(JsonRpcTest, UnparsableTextIsRefused) {
   for (const std::string text :
        {"", "1,2", "1],[2", "{", "nonsense", "\"open", "{}{}", "[1,]", "/**/{}", "[1e400]",
         "[\"\\x\"]", "[\"\\ud800\"]", "[\"a\nb\"]", "[\"a\":\"b\"]", "{\"a\":\"b\":1}",
-        " \xEF\xBB\xBF{}", "{}\xFF", "{\"\xC3\":1}"}) {
+        "{\"a\":nul}", " \xEF\xBB\xBF{}", "{}\xFF", "{\"\xC3\":1}"}) {
     const auto reply = answer(text);
     EXPECT_EQ(reply.substr(0, prefix.size()), prefix) << text.substr(0, 100);
     EXPECT_TRUE(std::all_of(reply.begin(), reply.end(), [](char c) { return c >= ' '; })) << reply;
@@ -137,7 +137,11 @@ TEST_F(JsonRpcTest, ManyMembersTakeTheirTimeAndNoMoreThan100000AreTaken) {
 TEST_F(JsonRpcTest, NestingIsAllowedTo128Levels) {
   const std::string deep = R"({"a":)" + nested(126) + "}";
   EXPECT_EQ(answer(echo("1", deep)), result("1", deep));
-  EXPECT_THAT(answer(nested(129)), testing::HasSubstr("-32700"));
+  EXPECT_EQ(answer("[" + echo("1", R"({"a":)" + nested(125) + "}") + "]"),
+            "[" + result("1", R"({"a":)" + nested(125) + "}") + "]");
+  for (const auto& text : {nested(129), R"([{"a":)" + nested(127) + "}]"}) {
+    EXPECT_THAT(answer(text), testing::HasSubstr("-32700"));
+  }
 }
 
 TEST_F(JsonRpcTest, IntegersBeyond64BitsAreReadAsDoubles) {

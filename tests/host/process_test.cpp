@@ -85,6 +85,16 @@ TEST_F(ConnectorHost, SecondSignalEndsItAtOnce) {
   EXPECT_EQ(status, 256 + SIGINT);
 }
 
+TEST_F(ConnectorHost, WaitsOnStreamsThatDoNotBlock) {
+  const std::string script = "fcntl($_, F_SETFL, O_NONBLOCK) for *STDIN, *STDOUT; exec @ARGV";
+  HostClient host(folder(), {"perl", "-MFcntl", "-e", script});
+  for (const std::string& request : {REQUEST, LARGE_REQUEST}) {
+    host.send(request);
+    EXPECT_THAT(host.receiveLine(), HasSubstr("-32601"));
+  }
+  EXPECT_EQ(host.finish(), 0);
+}
+
 TEST_F(ConnectorHost, ReaderThatWentAwayEndsItQuietly) {
   host.endOutput();
   host.send(REQUEST);
@@ -113,6 +123,7 @@ TEST(Call, TellsTheOutcomeByItsStatus) {
       {"call OpenFile {} more", 2, "--help"},
       {"serve more", 2, "--help"},
       {"--max-message 0", 2, "--help"},
+      {"--root < /dev/null", 2, "--help"},
       {"--max-message 1k", 2, "--help"},
       {"cal", 2, "Unknown command: cal; did you mean call?\n"},
       {"--rot=/tmp", 2, "Unknown option: --rot=/tmp; did you mean --root?\n"},

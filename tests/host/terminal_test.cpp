@@ -25,6 +25,7 @@ std::string outputAtTerminal(const std::string& command) {
   Poco::Pipe out;
   const auto script =
       Poco::Process::launch("script", {"-qec", command, "/dev/null"}, &in, &out, nullptr);
+  in.writeBytes("\x04", 1); // Ctrl-D, for a command that reads
   Poco::PipeInputStream output(out);
   std::string text(std::istreambuf_iterator<char>(output), {});
   script.wait();
@@ -47,6 +48,11 @@ bool mayTrace() {
 }
 
 } // namespace
+
+TEST_F(Terminal, GreetsOnlyAPerson) {
+  EXPECT_THAT(outputAtTerminal(HOST), HasSubstr("Ctrl-D ends it"));
+  EXPECT_EQ(outputAtTerminal(HOST + " < /dev/null"), "");
+}
 
 TEST_F(Terminal, FaultsAreInColourWhereColoursAreWanted) {
   const std::string colored = "\x1B[31m  \"messageFaults\": [\r\n";

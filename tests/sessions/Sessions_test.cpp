@@ -23,6 +23,7 @@
 #include <optional>
 #include <sstream>
 #include <string>
+#include <sys/stat.h>
 #include <unistd.h>
 #include <vector>
 
@@ -240,6 +241,7 @@ TEST_P(Sessions, GoAsWritten) {
   if (isOf("injected_") && (SANITIZED || !canInject() || !canConfine())) {
     GTEST_SKIP() << "needs strace, Landlock, and a build without sanitizers";
   }
+  umask(0002); // which the modes of new entries show
   if (!isOf("ordinary_user_")) {
     Session(GetParam(), folder()).run();
     return;
