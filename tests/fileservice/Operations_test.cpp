@@ -1,7 +1,10 @@
 #include "FileServiceTest.h"
+#include "support/Sanitizer.h"
+#include "support/SmallTmpfs.h"
 #include "support/Unprivileged.h"
 
 #include <chrono>
+#include <sys/resource.h>
 #include <sys/stat.h>
 
 namespace connector::file::v1::test {
@@ -105,6 +108,44 @@ TEST_F(Operations, TakeWhatComesAndNotTheSizeThatWasPromised) {
   }
   const auto file = std::make_shared<FileServiceImpl>()->read(promises4096.u16string()).get();
   EXPECT_EQ(file.getContents().view(), "00:00:00:00:00:00\n");
+}
+
+TEST_F(Operations, ReadHasItsOwnTextsForNoFileAndForNoMemory) {
+  if (connector::test::SANITIZED) {
+    GTEST_SKIP() << "a sanitizer ends the process when memory runs out";
+  }
+  std::filesystem::resize_file(writeFile("big"), 19'999'999);
+  const auto expectThrown = [](const ustring& path, const std::string& text) {
+    const auto read = [&path] { FileServiceImpl().read(path).get(); };
+    EXPECT_THAT(read, testing::ThrowsMessage<std::runtime_error>(text));
+  };
+  expectThrown(u".", "Error creating or reading file: '.'."); // the path as it was received
+  inChildProcess([&] {
+    const rlimit little{1, 1};
+    ASSERT_EQ(::setrlimit(RLIMIT_AS, &little), 0);
+    expectThrown(textAt("big"), "Out of memory!");
+  });
+}
+
+TEST_F(Operations, RefuseEachChangeOnAReadOnlyFileSystem) {
+  connector::test::onTmpfs(folder(), "", [this] {
+    writeFile("old");
+    ASSERT_EQ(::mount(nullptr, folder().c_str(), nullptr, MS_REMOUNT | MS_RDONLY, nullptr), 0);
+    FileServiceImpl service;
+    const std::vector<std::string> outcomes{
+        outcomeOf([&] { return service.create(fileAt(textAt("old")), true); }),
+        outcomeOf([&] { return service.update(fileAt(textAt("old"))); }),
+        outcomeOf([&] { return service.rename(textAt("old"), textAt("new")); }),
+        outcomeOf([&] { return service.openOrCreate(textAt("new")); })};
+    EXPECT_THAT(outcomes, ElementsAre("FILE_ACCESS_DENIED", "FILE_ACCESS_DENIED",
+                                      "FILE_ACCESS_DENIED", "FOLDER_ACCESS_DENIED"));
+  });
+}
+
+TEST_F(Operations, ServiceSharesItselfOnlyWhenItIsShared) {
+  const auto service = std::make_shared<FileServiceImpl>();
+  EXPECT_EQ(service->getPtr(), service);
+  EXPECT_THROW(FileServiceImpl().getPtr(), std::bad_weak_ptr);
 }
 
 TEST_F(Operations, GiveUpARemovalOnlyAfterASecond) {
