@@ -79,9 +79,9 @@ private:
     return static_cast<int>(listed->getArray("folderContents")->size());
   }
 
-  /// What cannot be found out to be writable is described as not writable.
+  /// A file whose permissions or existence cannot be determined may be described either way.
   static std::string withoutChance(std::string response) {
-    const Poco::RegularExpression chance(R"rx("(modified":\d+|canWrite":(true|false)))rx");
+    const Poco::RegularExpression chance(R"rx("(modified":\d+|(canWrite|deleted)":(true|false)))rx");
     chance.subst(response, "", Poco::RegularExpression::RE_GLOBAL);
     return response;
   }
