@@ -45,8 +45,8 @@ const std::string& conditionOf(const fl::filesystem::SystemError& error) {
   }
 }
 
-/// Top to bottom, the first that matches. AccessDenied is a folder's condition for files too: that
-/// a file denies access is something that the file service itself finds out and reports.
+/// The first clause that matches decides. AccessDenied gives a directory's condition for files too:
+/// only the file service itself reports FILE_ACCESS_DENIED.
 const std::string& currentCondition() {
   try {
     throw;
@@ -83,12 +83,12 @@ std::string currentCause() {
   }
 }
 
-/// The fault names the request and not the cause, which would be lost otherwise.
+/// The fault does not contain the cause; the log is its only trace.
 void logCause(const std::string& contextText, const std::string& cause) {
   try {
     fl::log::Logger("connector::file").warning(contextText + ": " + cause);
   } catch (...) {
-    return; // a log that cannot be written must not cost the caller the answer
+    return; // the client gets its response even if the log cannot be written
   }
 }
 

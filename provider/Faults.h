@@ -7,9 +7,9 @@
 
 namespace connector::file::v1 {
 
-/// The one fault with one condition that stands for the exception being handled; call it in a catch
-/// clause. A refusal of the file service speaks for itself; of anything else the fault tells what
-/// the request was about: `contextText` and `paths`.
+/// Maps the exception that is being handled to a fault with one condition; call it in a catch
+/// clause. The fault has the text and the paths of a FileServiceException, and for any other
+/// exception `contextText` and `paths`. The cause of the latter is logged.
 common::v1::Fault currentFault(const std::string& contextText,
                                const std::vector<std::u16string>& paths);
 

@@ -1,48 +1,86 @@
 #include "Faults.h"
-#include "Operations.h"
 
 #include <connector/file/v1/FileServiceProviderImpl.h>
 
 #include <fl/i18n/convert.h>
 
+#include <exception>
+#include <memory>
+#include <stdexcept>
+#include <string>
 #include <tuple>
 #include <utility>
+#include <vector>
 
 namespace connector::file::v1 {
 
 namespace {
 
-using Answer = FileServiceProvider::Answer;
-using common::v1::Version;
+using FutureResponse = FileServiceProvider::FutureResponse;
 
-std::string toUtf8(const std::u16string& contextText) {
-  std::string text =
-      fl::i18n::to_string(contextText, fl::i18n::codecvt_ustring_to_string("UTF-8", true));
-  return text.empty() ? "File operation failed" : text;
+/// The text and the paths in a fault that the file service did not word itself.
+struct RequestContext {
+  std::u16string text;
+  std::vector<std::u16string> paths;
+};
+
+/// "File: 'LOCATIONNAME" phrase "NAME'". Location and name are joined without a separator.
+RequestContext aboutFile(const File& file, const std::u16string& phrase) {
+  const std::u16string& location = file.getFileInfo().getLocation();
+  const std::u16string name = file.getFileInfo().getName();
+  return {u"File: '" + location + name + phrase + name + u"'", {location, name}};
 }
 
-template <typename Op>
-std::unique_ptr<connector::Message> respond(const std::string& uuid, typename Op::Payload&& payload,
-                                            std::vector<Fault>&& faults) {
+/// Kind "PATH" phrase "PATH'".
+RequestContext aboutPath(const std::u16string& kind, const std::u16string& path,
+                         const std::u16string& phrase) {
+  return {kind + path + phrase + path + u"'", {path}};
+}
+
+/// "File: SOURCE" phrase "SOURCE' to 'DESTINATION'".
+RequestContext aboutTwoPaths(const std::u16string& source, const std::u16string& phrase,
+                             const std::u16string& destination) {
+  return {u"File: " + source + phrase + source + u"' to '" + destination + u"'",
+          {source, destination}};
+}
+
+std::string toUtf8(const std::u16string& text) {
+  return fl::i18n::to_string(text, fl::i18n::codecvt_ustring_to_string("UTF-8", true));
+}
+
+/// `payload` has the response's own fields, in the order of its constructor.
+template <typename Response, typename... Fields>
+std::unique_ptr<connector::Message>
+makeResponse(const std::string& uuid, std::tuple<Fields...> payload, std::vector<Fault> faults) {
   return std::apply(
-      [&](auto&... field) {
-        return std::make_unique<typename Op::Answer>(uuid, std::move(field)..., std::move(faults),
-                                                     Version::current());
+      [&](Fields&... field) {
+        return std::make_unique<Response>(uuid, std::move(field)..., std::move(faults),
+                                          Version::current());
       },
       payload);
 }
 
-/// Every handler: whatever happens to the request, its answer is one response.
-template <typename Req>
-Answer answer(FileService& service, const std::unique_ptr<Req>& request) {
-  using Op = Operation<Req>;
-  const RequestContext context = Op::context(*request);
+/// Executes a request. `describe` returns its RequestContext. `perform` calls the file service and
+/// returns the payload of the response; a response with a fault has a default-constructed payload.
+template <typename Response, typename Req, typename Describe, typename Perform>
+FutureResponse respond(std::unique_ptr<Req> request, const Describe& describe,
+                       const Perform& perform) {
+  using Payload = decltype(perform(*request));
+  if (request == nullptr) {
+    return makeFailedFuture<std::unique_ptr<connector::Message>>(
+        std::make_exception_ptr(std::invalid_argument("The request is null.")));
+  }
+  const RequestContext context = describe(*request);
   Promise<std::unique_ptr<connector::Message>> promise;
+  std::string text = "File operation failed"; // unless the conversion gives another one
   try {
-    promise.setValue(respond<Op>(request->getUuid(), Op::perform(service, *request), {}));
+    if (std::string converted = toUtf8(context.text); !converted.empty()) {
+      text = std::move(converted);
+    }
+    promise.setValue(makeResponse<Response>(request->getUuid(), perform(*request), {}));
   } catch (...) {
-    std::vector<Fault> faults{currentFault(toUtf8(context.text), context.paths)};
-    promise.setValue(respond<Op>(request->getUuid(), {}, std::move(faults)));
+    promise.setValue(
+        makeResponse<Response>(request->getUuid(), Payload(), {currentFault(text, context.paths)}));
   }
   return promise.getFuture();
 }
@@ -50,54 +88,116 @@ Answer answer(FileService& service, const std::unique_ptr<Req>& request) {
 } // namespace
 
 FileServiceProviderImpl::FileServiceProviderImpl(std::shared_ptr<FileService> service)
-    : fileService(std::move(service)) {}
+    : fileService(std::move(service)) {
+  if (fileService == nullptr) {
+    throw std::invalid_argument("The file service is null.");
+  }
+}
 
 FileServiceProviderImpl::~FileServiceProviderImpl() = default;
 
-Answer FileServiceProviderImpl::handle(std::unique_ptr<ListFolder>&& request, Address&& /*address*/,
-                                       std::shared_ptr<Context>&& /*context*/) {
-  return answer(*fileService, request);
+FutureResponse FileServiceProviderImpl::handle(std::unique_ptr<CreateFile>&& request,
+                                               Address&& /*address*/,
+                                               std::shared_ptr<Context>&& /*context*/) {
+  return respond<CreateFileResponse>(
+      std::move(request),
+      [](const auto& req) { return aboutFile(req.file, u"': Error creating file: '"); },
+      [this](auto& req) {
+        return std::tuple(fileService->create(std::move(req.file), req.updateIfExists).get());
+      });
 }
 
-Answer FileServiceProviderImpl::handle(std::unique_ptr<DeleteFile>&& request, Address&& /*address*/,
-                                       std::shared_ptr<Context>&& /*context*/) {
-  return answer(*fileService, request);
+FutureResponse FileServiceProviderImpl::handle(std::unique_ptr<OpenOrCreateFile>&& request,
+                                               Address&& /*address*/,
+                                               std::shared_ptr<Context>&& /*context*/) {
+  return respond<OpenOrCreateFileResponse>(
+      std::move(request),
+      [](const auto& req) {
+        return aboutPath(u"File: ", req.path, u": Error opening or creating file: '");
+      },
+      [this](auto& req) { return std::tuple(fileService->openOrCreate(req.path).get()); });
 }
 
-Answer FileServiceProviderImpl::handle(std::unique_ptr<MoveFile>&& request, Address&& /*address*/,
-                                       std::shared_ptr<Context>&& /*context*/) {
-  return answer(*fileService, request);
+FutureResponse FileServiceProviderImpl::handle(std::unique_ptr<OpenFile>&& request,
+                                               Address&& /*address*/,
+                                               std::shared_ptr<Context>&& /*context*/) {
+  return respond<OpenFileResponse>(
+      std::move(request),
+      [](const auto& req) { return aboutPath(u"File: ", req.path, u": Error opening file: '"); },
+      [this](auto& req) { return std::tuple(fileService->open(req.path).get()); });
 }
 
-Answer FileServiceProviderImpl::handle(std::unique_ptr<RenameFile>&& request, Address&& /*address*/,
-                                       std::shared_ptr<Context>&& /*context*/) {
-  return answer(*fileService, request);
+FutureResponse FileServiceProviderImpl::handle(std::unique_ptr<UpdateFile>&& request,
+                                               Address&& /*address*/,
+                                               std::shared_ptr<Context>&& /*context*/) {
+  return respond<UpdateFileResponse>(
+      std::move(request),
+      [](const auto& req) { return aboutFile(req.file, u"': Error in updating file: '"); },
+      [this](auto& req) { return std::tuple(fileService->update(std::move(req.file)).get()); });
 }
 
-Answer FileServiceProviderImpl::handle(std::unique_ptr<CloseFile>&& request, Address&& /*address*/,
-                                       std::shared_ptr<Context>&& /*context*/) {
-  return answer(*fileService, request);
+FutureResponse FileServiceProviderImpl::handle(std::unique_ptr<CloseFile>&& request,
+                                               Address&& /*address*/,
+                                               std::shared_ptr<Context>&& /*context*/) {
+  return respond<CloseFileResponse>(
+      std::move(request),
+      [](const auto& req) { return aboutFile(req.file, u"': Error in closing file: '"); },
+      [this](auto& req) {
+        return std::tuple(req.updateFile
+                              ? fileService->close(std::move(req.file)).get()
+                              : fileService->close(req.file.getFileInfo().getLocation()).get());
+      });
 }
 
-Answer FileServiceProviderImpl::handle(std::unique_ptr<UpdateFile>&& request, Address&& /*address*/,
-                                       std::shared_ptr<Context>&& /*context*/) {
-  return answer(*fileService, request);
+FutureResponse FileServiceProviderImpl::handle(std::unique_ptr<RenameFile>&& request,
+                                               Address&& /*address*/,
+                                               std::shared_ptr<Context>&& /*context*/) {
+  return respond<RenameFileResponse>(
+      std::move(request),
+      [](const auto& req) {
+        return aboutTwoPaths(req.originalFileInfo, u": Error in renaming file: '", req.newFileInfo);
+      },
+      [this](auto& req) {
+        return std::tuple(fileService->rename(req.originalFileInfo, req.newFileInfo).get());
+      });
 }
 
-Answer FileServiceProviderImpl::handle(std::unique_ptr<OpenFile>&& request, Address&& /*address*/,
-                                       std::shared_ptr<Context>&& /*context*/) {
-  return answer(*fileService, request);
+FutureResponse FileServiceProviderImpl::handle(std::unique_ptr<MoveFile>&& request,
+                                               Address&& /*address*/,
+                                               std::shared_ptr<Context>&& /*context*/) {
+  return respond<MoveFileResponse>(
+      std::move(request),
+      [](const auto& req) {
+        return aboutTwoPaths(req.srcPath, u": Error moving file: '", req.destPath);
+      },
+      [this](auto& req) {
+        FileInfo moved = fileService->move(req.srcPath, req.destPath).get();
+        FileInfo source(req.srcPath, moved.isDirectory());
+        return std::tuple(std::move(moved), std::move(source));
+      });
 }
 
-Answer FileServiceProviderImpl::handle(std::unique_ptr<OpenOrCreateFile>&& request,
-                                       Address&& /*address*/,
-                                       std::shared_ptr<Context>&& /*context*/) {
-  return answer(*fileService, request);
+FutureResponse FileServiceProviderImpl::handle(std::unique_ptr<DeleteFile>&& request,
+                                               Address&& /*address*/,
+                                               std::shared_ptr<Context>&& /*context*/) {
+  return respond<DeleteFileResponse>(
+      std::move(request),
+      [](const auto& req) { return aboutPath(u"File: ", req.path, u": Error deleting file: '"); },
+      [this](auto& req) { return std::tuple(fileService->remove(req.path).get()); });
 }
 
-Answer FileServiceProviderImpl::handle(std::unique_ptr<CreateFile>&& request, Address&& /*address*/,
-                                       std::shared_ptr<Context>&& /*context*/) {
-  return answer(*fileService, request);
+FutureResponse FileServiceProviderImpl::handle(std::unique_ptr<ListFolder>&& request,
+                                               Address&& /*address*/,
+                                               std::shared_ptr<Context>&& /*context*/) {
+  return respond<ListFolderResponse>(
+      std::move(request),
+      [](const auto& req) {
+        return aboutPath(u"Folder: ", req.path, u": Error listing folder contents: '");
+      },
+      [this](auto& req) {
+        std::vector<FileInfo> entries = fileService->list(req.path).get();
+        return std::tuple(fileService->info(req.path).get(), std::move(entries));
+      });
 }
 
 } // namespace connector::file::v1

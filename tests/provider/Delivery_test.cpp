@@ -12,7 +12,7 @@ namespace connector::file::v1::test {
 namespace {
 
 using connector::Message; // not the common one
-using Answer = FileServiceProvider::Answer;
+using FutureResponse = FileServiceProvider::FutureResponse;
 using ::testing::AllOf;
 using ::testing::EndsWith;
 using ::testing::StartsWith;
@@ -39,8 +39,8 @@ public:
   using FileServiceProviderImpl::FileServiceProviderImpl;
   using FileServiceProviderImpl::handle;
 
-  Answer handle(std::unique_ptr<OpenFile>&& request, Address&& address,
-                std::shared_ptr<Context>&& context) override {
+  FutureResponse handle(std::unique_ptr<OpenFile>&& request, Address&& address,
+                        std::shared_ptr<Context>&& context) override {
     received = std::move(request);
     handled += "for " + address.client + (context == nullptr ? "" : " in context");
     auto answer = openWithBrowser();
@@ -73,7 +73,7 @@ protected:
   /// The text of the exception, of exactly that type, that the answer holds; the message is still
   /// its caller's, and nobody has handled it.
   template <typename Exception>
-  std::string refusal(Answer answer, const std::unique_ptr<Message>& message) {
+  std::string refusal(FutureResponse answer, const std::unique_ptr<Message>& message) {
     EXPECT_EQ(message.get(), sent);
     EXPECT_EQ(provider->handled, "");
     try {
@@ -85,7 +85,7 @@ protected:
     return "accepted";
   }
 
-  Answer handle(std::unique_ptr<Message>& message) {
+  FutureResponse handle(std::unique_ptr<Message>& message) {
     sent = message.get();
     return provider->handle(std::move(message), {"client"}, std::make_shared<Context>());
   }

@@ -8,10 +8,14 @@
 
 namespace connector::file::v1 {
 
-/// Answers the file requests with a FileService, on the thread that delivers them: every Future
-/// that it returns has its result. Must be owned by a std::shared_ptr. Thread-safe.
+/// Executes file requests with a FileService, on the thread that delivers them: every Future that
+/// it returns is resolved. Must be owned by a std::shared_ptr. Thread-safe.
+///
+/// Every failure of the file service becomes a response with one fault. `handle` throws
+/// std::bad_alloc if memory runs out for that response or its texts.
 class CONNECTOR_FILE_EXPORT FileServiceProviderImpl : public FileServiceProvider {
 public:
+  /// Throws std::invalid_argument if `service` is null.
   explicit FileServiceProviderImpl(std::shared_ptr<FileService> service);
   ~FileServiceProviderImpl() override;
   FileServiceProviderImpl(const FileServiceProviderImpl&) = delete;
@@ -19,24 +23,24 @@ public:
 
   using FileServiceProvider::handle;
 
-  Answer handle(std::unique_ptr<ListFolder>&& request, Address&& address,
-                std::shared_ptr<Context>&& context) override;
-  Answer handle(std::unique_ptr<DeleteFile>&& request, Address&& address,
-                std::shared_ptr<Context>&& context) override;
-  Answer handle(std::unique_ptr<MoveFile>&& request, Address&& address,
-                std::shared_ptr<Context>&& context) override;
-  Answer handle(std::unique_ptr<RenameFile>&& request, Address&& address,
-                std::shared_ptr<Context>&& context) override;
-  Answer handle(std::unique_ptr<CloseFile>&& request, Address&& address,
-                std::shared_ptr<Context>&& context) override;
-  Answer handle(std::unique_ptr<UpdateFile>&& request, Address&& address,
-                std::shared_ptr<Context>&& context) override;
-  Answer handle(std::unique_ptr<OpenFile>&& request, Address&& address,
-                std::shared_ptr<Context>&& context) override;
-  Answer handle(std::unique_ptr<OpenOrCreateFile>&& request, Address&& address,
-                std::shared_ptr<Context>&& context) override;
-  Answer handle(std::unique_ptr<CreateFile>&& request, Address&& address,
-                std::shared_ptr<Context>&& context) override;
+  FutureResponse handle(std::unique_ptr<ListFolder>&& request, Address&& address,
+                        std::shared_ptr<Context>&& context) override;
+  FutureResponse handle(std::unique_ptr<DeleteFile>&& request, Address&& address,
+                        std::shared_ptr<Context>&& context) override;
+  FutureResponse handle(std::unique_ptr<MoveFile>&& request, Address&& address,
+                        std::shared_ptr<Context>&& context) override;
+  FutureResponse handle(std::unique_ptr<RenameFile>&& request, Address&& address,
+                        std::shared_ptr<Context>&& context) override;
+  FutureResponse handle(std::unique_ptr<CloseFile>&& request, Address&& address,
+                        std::shared_ptr<Context>&& context) override;
+  FutureResponse handle(std::unique_ptr<UpdateFile>&& request, Address&& address,
+                        std::shared_ptr<Context>&& context) override;
+  FutureResponse handle(std::unique_ptr<OpenFile>&& request, Address&& address,
+                        std::shared_ptr<Context>&& context) override;
+  FutureResponse handle(std::unique_ptr<OpenOrCreateFile>&& request, Address&& address,
+                        std::shared_ptr<Context>&& context) override;
+  FutureResponse handle(std::unique_ptr<CreateFile>&& request, Address&& address,
+                        std::shared_ptr<Context>&& context) override;
 
 private:
   std::shared_ptr<FileService> fileService;

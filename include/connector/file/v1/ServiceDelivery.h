@@ -11,17 +11,18 @@
 #include <memory>
 #include <stdexcept>
 #include <string>
+#include <type_traits>
 #include <typeinfo>
 #include <utility>
 
-/// How a message finds the operation that is for its type: the provider's generic `handle` asks the
-/// message to deliver itself, and the message, which knows its own type, calls the provider's
-/// `handle` for that type. Adding a request is a class and an overload; nothing is looked up.
+/// Delivers a message to the overload of `handle` for its type. The provider's generic `handle`
+/// asks the message to deliver itself; the message knows its type and calls the provider's overload
+/// for it. There is no table: adding a request takes a class and an overload.
 namespace connector {
 
 namespace detail {
 
-/// For texts; "null" when there is no message.
+/// The demangled name of the message's run-time type, or "null".
 inline std::string typeNameOf(const Message* message) {
   return message == nullptr ? "null" : boost::core::demangle(typeid(*message).name());
 }
@@ -33,14 +34,27 @@ refuseMessage(const std::string& refusal, const std::type_info& expected, const 
       " but found " + typeNameOf(found))));
 }
 
+/// Whether `Provider` has an overload of `handle` that takes exactly `Req`.
+template <typename Provider, typename Req, typename = void>
+constexpr bool HANDLES = false;
+
+template <typename Provider, typename Req>
+using Handler = Future<std::unique_ptr<Message>> (Provider::*)(std::unique_ptr<Req>&&, Address&&,
+                                                               std::shared_ptr<Context>&&);
+
+template <typename Provider, typename Req>
+constexpr bool HANDLES<
+    Provider, Req, std::void_t<decltype(static_cast<Handler<Provider, Req>>(&Provider::handle))>> =
+    true;
+
 } // namespace detail
 
-/// A message that some operation of `Provider` is for.
+/// A message that can be delivered to a `Provider`.
 template <typename Provider>
 class CONNECTOR_FILE_EXPORT ServiceMessage : public Message {
 public:
-  /// Hands `message`, which must own this very object, to the provider. Otherwise nothing is handed
-  /// over and the Future holds std::invalid_argument.
+  /// Hands `message`, which must own this very object, to the provider. If it owns another object
+  /// or none, the caller keeps it and the Future holds std::invalid_argument.
   virtual Future<std::unique_ptr<Message>> deliver(std::shared_ptr<Provider> provider,
                                                    std::unique_ptr<Message>&& message,
                                                    Address&& address,
@@ -56,12 +70,15 @@ public:
                                            std::shared_ptr<Context>&& context) override;
 };
 
-// Not inline, so that a library can compile it where the provider is known.
+// Not inline: `Provider` is complete only in the library's own instantiation.
 template <typename Req, typename Provider>
 Future<std::unique_ptr<Message>>
 MessageAPI<Req, Provider>::deliver(std::shared_ptr<Provider> provider,
                                    std::unique_ptr<Message>&& message, Address&& address,
                                    std::shared_ptr<Context>&& context) {
+  // Without it, the generic `handle` would be called and deliver the request again, without end.
+  static_assert(detail::HANDLES<Provider, Req>,
+                "The provider lacks the overload of 'handle' for this request.");
   if (message.get() != static_cast<Message*>(this)) {
     return detail::refuseMessage("Unable to deliver to service. ", typeid(Req), message.get());
   }
@@ -71,7 +88,7 @@ MessageAPI<Req, Provider>::deliver(std::shared_ptr<Provider> provider,
                           std::move(context));
 }
 
-/// Gives the provider class `Provider`, which derives from it, the generic entry.
+/// Gives the provider class `Provider`, which derives from it, the generic `handle`.
 template <typename Provider>
 class CONNECTOR_FILE_EXPORT ServiceProviderAPI : public ServiceProvider {
 protected:
@@ -80,9 +97,10 @@ protected:
   void onStop() override {}
 
 public:
-  /// Never throws a refusal: a stopped service is a Future that holds std::runtime_error, a message
-  /// that is not for `Provider`, which stays with the caller, one that holds std::invalid_argument.
-  /// Throws std::bad_weak_ptr when no std::shared_ptr owns the provider.
+  /// Delivers the message to the overload for its type, which takes it over. If the service is
+  /// stopped, the Future holds std::runtime_error; if the message is null or not for `Provider`, it
+  /// holds std::invalid_argument. The caller then keeps the message. Throws std::bad_weak_ptr if no
+  /// std::shared_ptr owns the provider.
   Future<std::unique_ptr<Message>> handle(std::unique_ptr<Message>&& message, Address&& address,
                                           std::shared_ptr<Context>&& context) override {
     if (!isRunning()) {
