@@ -57,7 +57,7 @@ const std::vector<Scenario>& scenarios() {
       {"MoveFileWithoutHelpOfTheKernel",
        "MoveFile",
        R"({"srcPath":"@/full/first.bin","destPath":"@/empty"})",
-       {"-e", "inject=copy_file_range,sendfile:error=EINVAL"}},
+       {"-e", "inject=copy_file_range:error=EINVAL"}},
       {"MoveFolder", "MoveFile", R"({"srcPath":"@/full","destPath":"@/empty"})"},
       {"DeleteFile", "DeleteFile", R"({"path":"@/old.txt"})"},
       {"DeleteFolder", "DeleteFile", R"({"path":"@/full"})"},
@@ -114,11 +114,13 @@ std::vector<std::string> errorsOf(const Call& call) {
       {{"newfstatat", "fstat", "faccessat2", "statfs", "fstatfs", "readlink", "readlinkat"},
        {"EIO", "EACCES"}},
       {{"mkdir", "mkdirat", "rename", "renameat"}, {"EIO", "EACCES", "ENOSPC"}},
+      {{"renameat2"}, {"EIO", "EACCES", "ENOSPC", "EINVAL"}}, // the last one for a plain rename
       {{"unlink", "unlinkat", "rmdir"}, {"EIO", "EACCES", "EBUSY"}},
       {{"write"}, {"EIO", "ENOSPC", "EDQUOT", "EINTR", ""}},
-      {{"copy_file_range", "sendfile"}, {"EIO", "ENOSPC", "EDQUOT", "EINTR"}},
+      {{"copy_file_range"}, {"EIO", "ENOSPC", "EDQUOT", "EINTR"}},
       {{"read", "close"}, {"EIO", "EINTR"}},
-      {{"lseek", "fchmod", "utimensat", "getdents64"}, {"EIO"}},
+      {{"lseek", "fchmod", "utimensat", "getdents64", "fgetxattr", "fremovexattr", "symlink"},
+       {"EIO"}},
       {{"fcntl"}, {"EACCES"}},
       {{"getcwd"}, {"ENOENT"}},
       {{"brk", "clock_nanosleep", "futex", "geteuid", "madvise", "mmap", "mprotect", "munmap",
@@ -265,6 +267,7 @@ protected:
     writeFile("tree/full/first.bin", std::string(70'000, 'x'));
     fs::permissions(at("tree/full/first.bin"), fs::perms{0640});
     writeFile("tree/full/sub/second.txt", "second contents");
+    fs::create_directory_symlink("sub", at("tree/full/link"));
     makeFolder("tree/empty");
   }
 
