@@ -70,24 +70,39 @@ public:
   /// Describes the path as `info` does. Changes nothing.
   virtual Future<FileInfo> close(const ustring& path) = 0;
 
-  /// Gives a file or folder the complete new path `to`; missing parent folders of `to` are made.
-  /// Returns the file at its new path. Refuses invalid names (FILE_NAME_NOT_SUPPORTED), a missing
-  /// source (FILE_NOT_FOUND), a source that may not be written (FILE_ACCESS_DENIED) and an existing
-  /// `to` (FILE_EXISTS). The rename itself is atomic, and the platform refuses it from one file
-  /// system to another; parent folders made stay when it fails. A file that appears at `to` between
-  /// check and rename is replaced.
+  /// Gives a file or directory the complete new path `to`. Makes missing parent directories of
+  /// `to`. Returns the file at its new path.
+  ///
+  /// Refuses invalid names (FILE_NAME_NOT_SUPPORTED), a missing source (FILE_NOT_FOUND), a source
+  /// that may not be written (FILE_ACCESS_DENIED), and an existing `to` (FILE_EXISTS). Also if `to`
+  /// appears after that check, or is a link that leads nowhere, nothing is replaced: the platform
+  /// then throws FileExistsError.
+  ///
+  /// The rename is atomic. The platform throws if `to` is on another file system. Parent
+  /// directories that were made stay if the rename fails.
   virtual Future<FileInfo> rename(const ustring& from, const ustring& to) = 0;
 
-  /// Moves a file or folder, under its own name, into the existing folder `to`. Returns it at its
-  /// new place. Refuses invalid names (FILE_NAME_NOT_SUPPORTED), a missing source or destination
-  /// (FILE_NOT_FOUND) and an entry of that name in the destination (FILE_EXISTS). A file is copied,
-  /// then deleted at the source: a failed copy leaves the source alone, a failed deletion leaves
-  /// both. A folder is made anew and its entries are moved one by one; entries whose name begins
-  /// with a dot or has one character stay behind, and with them the source folder, which the
-  /// platform then refuses to delete. A failure half-way leaves the entries moved so far at the
-  /// target and the others at the source. A folder is not moved into or beneath itself:
-  /// SystemError with EINVAL before it is touched. A link is moved as what it leads to, and then
-  /// deleted; one that leads back to its own folder is followed until the system ends it (ELOOP).
+  /// Moves a file or directory, under its own name, into the existing directory `to`. Returns it at
+  /// its new place.
+  ///
+  /// Refuses invalid names (FILE_NAME_NOT_SUPPORTED), a missing source or destination
+  /// (FILE_NOT_FOUND), and an entry of that name in the destination (FILE_EXISTS). A directory is
+  /// not moved into or beneath itself: SystemError with EINVAL before anything is changed.
+  ///
+  /// A file is copied, then deleted at the source. Contents, holes, permission bits, access ACL and
+  /// modification time stay, and owner and group where the system permits. If the source changes
+  /// meanwhile, SystemError with EBUSY is thrown and the source stays. A failed copy leaves only
+  /// the source, a failed deletion leaves both.
+  ///
+  /// A directory is made anew, and its entries are moved one by one. Until all are moved, only its
+  /// owner can use it; then it gets its attributes, as a file does. Entries whose name begins with
+  /// a dot or has one character stay in the source directory, which the platform then refuses to
+  /// delete. A failure half-way leaves the entries moved so far at the target, which stays closed
+  /// to others, and the rest at the source.
+  ///
+  /// A link to a file becomes a copy of the file. Any other link is moved as a link, and so is an
+  /// entry of a moved directory that leads nowhere. The link keeps its text; a relative link may
+  /// lead nowhere afterwards.
   virtual Future<FileInfo> move(const ustring& from, const ustring& to) = 0;
 
   /// Deletes a file, a link, or a folder with everything beneath it; a link's target stays. Returns
