@@ -1,4 +1,4 @@
 #pragma once
 
-/// Marks what the library exports; it is built with everything else hidden.
-#define CONNECTOR_FILE_EXPORT __attribute__((visibility("default")))
+/// Marks the exported declarations; all others are hidden.
+#define CONNECTOR_FILE_EXPORT [[gnu::visibility("default")]]

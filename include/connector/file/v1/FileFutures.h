@@ -21,7 +21,7 @@ using file_common::v1::FileInfo;
 
 } // namespace file::v1
 
-// Compiled once, in the library, for every result that the file service knows.
+// Instantiated once, in the library, for every result of the file service.
 
 extern template class detail::SharedFutureState<bool>;
 extern template class detail::SharedFutureState<file::v1::File>;

@@ -19,26 +19,32 @@
 ///            | cancel
 ///            +-------------> cancelled   get throws; a late setValue or setException is ignored
 ///
-/// `get` and `wait` block while the state is pending. The first `get` counts as the only reader,
-/// whatever it meets. The state belongs to its Promises, its Futures and every call that runs in
-/// it. A continuation takes the place of `get`: it runs once, on the thread that sets the result
-/// (or that attaches it, when the result is there already), without any lock held. A Promise that
-/// is abandoned leaves its state pending for ever, and a cancelled state never runs its
-/// continuation.
+/// `get` and `wait` block while the state is pending. Only the first `get` is served, even if it
+/// throws. Promises, Futures and every running call own the state together. An abandoned Promise
+/// leaves it pending for ever.
+///
+/// A continuation takes the place of `get`. It runs once, on the thread that sets the result or, if
+/// there is a result already, on the thread that attaches it; no lock is held. While it runs, the
+/// state is resolved: `wait` and `hasException` return at once, and a `get` on another thread may
+/// take the result first. A thread that was blocked in `wait` before is woken only after the
+/// continuation has returned or thrown.
+///
+/// A cancelled state drops late results. It keeps an attached continuation, which never runs, until
+/// it is destroyed; because of the continuation, `get` is still refused.
 namespace connector {
 
 template <typename T>
 class Future;
 
-/// What runs with the result instead of a reader.
+/// The callable that receives the result in place of a reader.
 template <typename T>
 class Continuation {
 public:
   virtual ~Continuation() = default;
 
-  /// The Future is valid and has its result; its `get` may lose to another reader of the state. An
-  /// exception leaves the call that ran the continuation, after the waiters have been woken; the
-  /// result stays.
+  /// `future` is valid and resolved; another reader may take its result first. An exception
+  /// propagates to the caller of setValue, setException or attach after the waiters have been
+  /// woken. The result stays.
   virtual void invoke(Future<T>&& future) = 0;
 
 protected:
@@ -51,39 +57,44 @@ namespace detail {
 
 enum class FutureStatus : std::int32_t { pending = 0, value = 1, exception = 2, cancelled = 3 };
 
-/// Thread-safe. Every error of its own is a std::runtime_error.
+/// Thread-safe. Its own errors are std::runtime_error, except std::invalid_argument for a null
+/// exception pointer.
 template <typename T>
 class CONNECTOR_FILE_EXPORT SharedFutureState
     : public std::enable_shared_from_this<SharedFutureState<T>> {
   struct Token {
-    explicit Token() = default; // or {} would name one
+    explicit Token() = default; // explicit, so that {} does not make one
   };
 
 public:
-  /// The only way to one: object and reference count in one allocation.
+  /// The only way to create a state: object and reference count share one allocation.
   static std::shared_ptr<SharedFutureState> create() {
     return std::make_shared<SharedFutureState>(Token{});
   }
 
-  // Public for make_shared alone; nobody else can name a Token.
+  // Public for make_shared only; no other code can name a Token.
   explicit SharedFutureState(Token) {}
 
   ~SharedFutureState() = default;
   SharedFutureState(const SharedFutureState&) = delete;
   SharedFutureState& operator=(const SharedFutureState&) = delete;
 
-  /// Throws "Promise already resolved." when a result is there; does nothing when cancelled.
+  /// Throws "Promise already resolved." if there is a result. Does nothing if cancelled.
   void setValue(T value) {
     resolve(FutureStatus::value, [&value] { return hold<T>(std::move(value)); });
   }
 
-  /// As setValue. The exception must not be null.
+  /// As setValue. Throws std::invalid_argument first if `exception` is null.
   void setException(std::exception_ptr exception) {
+    if (exception == nullptr) {
+      throw std::invalid_argument("The exception is null.");
+    }
     resolve(FutureStatus::exception,
             [&exception] { return hold<std::exception_ptr>(std::move(exception)); });
   }
 
-  /// Makes a pending state cancelled and wakes its readers; false, and nothing done, otherwise.
+  /// Cancels a pending state and wakes its readers. Returns false, without effect, in any other
+  /// state.
   bool cancel() {
     std::unique_lock lock(mutex);
     if (status != FutureStatus::pending) {
@@ -94,8 +105,8 @@ public:
     return true;
   }
 
-  /// Hands the result to `attached` as soon as there is one, which may be now. Throws as `get` does
-  /// when a reader or another continuation came first, or when the state is cancelled.
+  /// Runs `attached` when there is a result, which may be at once. Throws as `get` does if a reader
+  /// or another continuation came first, or if the state is cancelled.
   void attach(std::unique_ptr<Continuation<T>> attached) {
     std::unique_lock lock(mutex);
     refuseSecondReader();
@@ -107,8 +118,8 @@ public:
     complete(std::move(lock));
   }
 
-  /// Blocks until there is a result or a cancellation; the first call takes the result, whatever it
-  /// is, and every other one is refused.
+  /// Blocks until there is a result or a cancellation. Only the first call is served; every other
+  /// call throws at once.
   T get() {
     const auto owner = this->shared_from_this();
     std::unique_lock lock(mutex);
@@ -128,14 +139,14 @@ public:
     throw std::runtime_error("Invalid Future state reached.");
   }
 
-  /// Blocks until there is a result or a cancellation, and takes nothing.
+  /// Blocks until there is a result or a cancellation. Does not take the result.
   void wait() {
     const auto owner = this->shared_from_this();
     std::unique_lock lock(mutex);
     ready.wait(lock, [this] { return status != FutureStatus::pending; });
   }
 
-  /// Whether the result is an exception; false while there is none. Does not wait.
+  /// Whether the result is an exception; false while pending. Does not wait.
   bool hasException() const {
     const std::lock_guard lock(mutex);
     return status == FutureStatus::exception;
@@ -168,8 +179,8 @@ private:
   };
 
   void complete(std::unique_lock<std::mutex> lock) {
-    // Left in reverse order: the continuation is destroyed, then the waiters are woken, also when
-    // it has thrown, then the state is let go, all of whose other owners may be gone by then.
+    // Destroyed in reverse order: the continuation, then `broadcast`, which wakes the waiters even
+    // if the continuation has thrown, then `owner`, which may be the last owner by then.
     const auto owner = this->shared_from_this();
     const std::unique_ptr<std::condition_variable, WakeAll> broadcast(&ready);
     const bool hasResult = status == FutureStatus::value || status == FutureStatus::exception;
@@ -202,11 +213,11 @@ private:
 
 } // namespace detail
 
-/// The consuming end. Movable, not copyable; a moved-from Future is invalid, and every operation
-/// but `valid` throws std::runtime_error("Future state isn't valid!") on it. One thread at a time
-/// may use one Future; the state behind it is thread-safe.
+/// The consuming end. Movable, not copyable. A moved-from Future is invalid: every operation except
+/// `valid` throws std::runtime_error("Future state isn't valid!"). One thread at a time may use a
+/// Future; the state that it shares is thread-safe.
 template <typename T>
-class CONNECTOR_FILE_EXPORT Future {
+class [[nodiscard]] CONNECTOR_FILE_EXPORT Future {
 public:
   using State = detail::SharedFutureState<T>;
 
@@ -224,13 +235,13 @@ public:
 
   [[nodiscard]] bool valid() const noexcept { return state_ != nullptr; }
 
-  /// Blocks; returns the value or rethrows the stored exception. Only once.
+  /// Blocks, then returns the value or rethrows the stored exception. Call once.
   T get() { return checked().get(); }
 
-  /// Blocks until `get` would not. May be called any number of times.
+  /// Blocks until `get` would not block. May be called any number of times.
   void wait() const { checked().wait(); }
 
-  /// False while there is no result: `wait` first for a settled answer.
+  /// False while there is no result; call `wait` first for the final value.
   [[nodiscard]] bool hasException() const { return checked().hasException(); }
 
   /// A further owner of the state.
@@ -247,8 +258,8 @@ private:
   std::shared_ptr<State> state_;
 };
 
-/// The producing end. Copies share the state, and moving is copying: no Promise is without one. The
-/// reader that a result wakes may destroy the Promise at once.
+/// The producing end. Copies share the state. Moving copies, so that every Promise has a state. A
+/// reader that is woken by the result may destroy the Promise at once.
 template <typename T>
 class CONNECTOR_FILE_EXPORT Promise {
 public:
@@ -261,16 +272,17 @@ public:
 
   void setValue(T value) { state_->setValue(std::move(value)); }
 
+  /// Throws std::invalid_argument if `exception` is null.
   void setException(std::exception_ptr exception) { state_->setException(std::move(exception)); }
 
-  /// A Future on the state, as often as asked for; only one of them can be read.
+  /// Returns a Future on the state at every call; only one of them can be read.
   [[nodiscard]] Future<T> getFuture() const { return Future<T>(state_); }
 
 private:
   std::shared_ptr<detail::SharedFutureState<T>> state_;
 };
 
-/// A Future that has its value already.
+/// A Future that is already resolved with `value`.
 template <typename T>
 Future<T> makeReadyFuture(T value) {
   auto state = detail::SharedFutureState<T>::create();
@@ -278,7 +290,7 @@ Future<T> makeReadyFuture(T value) {
   return Future<T>(std::move(state));
 }
 
-/// A Future that has failed already.
+/// A Future that has already failed with `exception`. Throws std::invalid_argument if it is null.
 template <typename T>
 Future<T> makeFailedFuture(std::exception_ptr exception) {
   auto state = detail::SharedFutureState<T>::create();
