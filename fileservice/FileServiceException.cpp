@@ -19,9 +19,9 @@ FileServiceException::FileServiceException(std::string id, fl::i18n::ustring mes
                                            std::string condition,
                                            std::vector<fl::i18n::ustring> paths)
     : std::runtime_error(describe(id, message))
-    , id_(std::move(id))
-    , message_(std::move(message))
-    , condition_(std::move(condition))
-    , paths_(std::move(paths)) {}
+    , id(std::move(id))
+    , message(std::move(message))
+    , condition(std::move(condition))
+    , paths(std::move(paths)) {}
 
 } // namespace connector::file::v1
