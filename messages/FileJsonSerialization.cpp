@@ -5,6 +5,7 @@
 
 #include <array>
 #include <memory>
+#include <stdexcept>
 #include <tuple>
 #include <type_traits>
 #include <typeinfo>
@@ -19,7 +20,7 @@ constexpr bool IS_RESPONSE = std::is_base_of_v<common::v1::Response, M>;
 
 template <typename M>
 Object::Ptr toJson(const std::unique_ptr<connector::Message>& message) {
-  auto& typed = static_cast<M&>(*message); // the registry has found the converter by this type
+  auto& typed = static_cast<M&>(*message); // the registry finds the converter by this type
   Object::Ptr object = new Object;
   write(*object, key::UUID, typed.getUuid());
   std::apply([&](const auto&... field) { (field.write(*object, typed), ...); }, Fields<M>::list);
@@ -39,7 +40,7 @@ std::tuple<> asArgument(NoArgument&&) {
   return {};
 }
 
-/// What the fields give to the constructor, read in their order.
+/// The constructor's arguments that the fields give, read in their order.
 template <typename M>
 auto readArguments(const Object& object) {
   return std::apply(
@@ -53,7 +54,7 @@ auto readArguments(const Object& object) {
 
 template <typename M>
 std::unique_ptr<connector::Message> fromJson(Object::Ptr held) {
-  const Object& object = *held; // a null pointer is refused here
+  const Object& object = *held; // throws Poco::NullPointerException if null
   const auto uuid = readOr<std::string>(object, key::UUID, NOT_GIVEN);
   auto arguments = readArguments<M>(object);
   const common::v1::Version version = readVersion(object, key::API_VERSION);
@@ -99,7 +100,7 @@ const auto& registrations() {
   return TABLE;
 }
 
-/// Registers everything or, when the serializer refuses one, nothing.
+/// Registers all or, if the serializer refuses one, none.
 void registerAll(json::JsonSerializer& serializer) {
   const auto& table = registrations();
   const auto* next = table.begin();
@@ -119,6 +120,9 @@ void registerAll(json::JsonSerializer& serializer) {
 
 FileJsonSerialization::FileJsonSerialization(std::shared_ptr<json::JsonSerializer> serializer)
     : serializer(std::move(serializer)) {
+  if (this->serializer == nullptr) {
+    throw std::invalid_argument("The serializer is null.");
+  }
   registerAll(*this->serializer);
 }
 

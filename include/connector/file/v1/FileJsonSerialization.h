@@ -8,12 +8,13 @@
 
 namespace connector::file::v1 {
 
-/// Makes the file messages known to a serializer for as long as it lives: the constructor registers
-/// the converters of all of them, the destructor removes them. A copy shares the serializer and
-/// registers nothing, but its end removes the converters as any other's does.
+/// The constructor registers the converters of all file messages with a serializer; the destructor
+/// removes them. A copy shares the serializer and registers nothing, but its destructor removes the
+/// converters too.
 class CONNECTOR_FILE_EXPORT FileJsonSerialization {
 public:
-  /// Throws what the serializer throws, and has registered nothing then.
+  /// Throws std::invalid_argument if `serializer` is null. Passes on what the serializer throws,
+  /// after removing the converters that were registered before.
   explicit FileJsonSerialization(std::shared_ptr<json::JsonSerializer> serializer);
 
   FileJsonSerialization(const FileJsonSerialization& other);
