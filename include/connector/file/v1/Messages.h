@@ -11,21 +11,21 @@
 #include <string>
 #include <vector>
 
-/// The messages of the file service: plain values, each with the type name under which it travels.
-/// A request that the provider answers knows how to deliver itself to it. Paths are UTF-16,
-/// received as they are, relative or absolute; faults are empty on success.
+/// The messages of the file service: plain values, each with the type name of its JSON form. A
+/// request to the provider also delivers itself. Paths are UTF-16, relative or absolute, as
+/// received. On success the faults are empty.
 namespace connector::file::v1 {
 
-// Exported from here on: an instance of a template with it is no more visible than it is then.
+// Exported before its first use as a template argument, or the instantiations would be hidden.
 class CONNECTOR_FILE_EXPORT FileServiceProvider;
 
 using common::v1::Fault;
 using common::v1::Version;
 
-// NOLINTBEGIN(cppcoreguidelines-special-member-functions): the bases refuse copies; a destructor is
-// declared so that a class has its tables in the library and nowhere else.
+// NOLINTBEGIN(cppcoreguidelines-special-member-functions): the bases are not copyable; a destructor
+// is declared so that only the library has the virtual table of the class.
 
-/// Creates a file, with its contents, or a folder.
+/// Creates a file with its contents, or a directory.
 class CONNECTOR_FILE_EXPORT CreateFile : public MessageAPI<CreateFile, FileServiceProvider>,
                                          public common::v1::Message {
 public:
@@ -35,7 +35,7 @@ public:
   ~CreateFile() override;
 
   File file;
-  bool updateIfExists; ///< whether an existing file is written over
+  bool updateIfExists; ///< whether an existing file is overwritten
 };
 
 class CONNECTOR_FILE_EXPORT CreateFileResponse : public connector::Message,
@@ -50,7 +50,7 @@ public:
   FileInfo fileInfo; ///< the created file
 };
 
-/// Opens a file, after making it when nothing is there.
+/// Opens a file, which is created first if it is missing.
 class CONNECTOR_FILE_EXPORT OpenOrCreateFile
     : public MessageAPI<OpenOrCreateFile, FileServiceProvider>,
       public common::v1::Message {
@@ -102,7 +102,7 @@ public:
   bool isDebugEvent = false;
 };
 
-/// Writes new contents over an existing file.
+/// Overwrites an existing file.
 class CONNECTOR_FILE_EXPORT UpdateFile : public MessageAPI<UpdateFile, FileServiceProvider>,
                                          public common::v1::Message {
 public:
@@ -151,7 +151,7 @@ public:
   FileInfo fileInfo;
 };
 
-/// Gives a file or folder a new path.
+/// Gives a file or directory a new path.
 class CONNECTOR_FILE_EXPORT RenameFile : public MessageAPI<RenameFile, FileServiceProvider>,
                                          public common::v1::Message {
 public:
@@ -161,7 +161,7 @@ public:
              std::u16string&& newFileInfo, Version apiVersion);
   ~RenameFile() override;
 
-  std::u16string originalFileInfo; ///< the current path; the name is the wire format's
+  std::u16string originalFileInfo; ///< the current path
   std::u16string newFileInfo;      ///< the new path
 };
 
@@ -177,7 +177,7 @@ public:
   FileInfo newFileInfo; ///< the file under its new name
 };
 
-/// Moves a file or folder into a folder.
+/// Moves a file or directory into a directory.
 class CONNECTOR_FILE_EXPORT MoveFile : public MessageAPI<MoveFile, FileServiceProvider>,
                                        public common::v1::Message {
 public:
@@ -204,7 +204,7 @@ public:
   FileInfo srcPath;  ///< the file as it was at the source
 };
 
-/// Deletes a file or a folder with everything in it.
+/// Deletes a file, or a directory with everything in it.
 class CONNECTOR_FILE_EXPORT DeleteFile : public MessageAPI<DeleteFile, FileServiceProvider>,
                                          public common::v1::Message {
 public:
@@ -228,7 +228,7 @@ public:
   FileInfo fileInfo; ///< the deleted file
 };
 
-/// Asks for the entries of a folder.
+/// Lists the entries of a directory.
 class CONNECTOR_FILE_EXPORT ListFolder : public MessageAPI<ListFolder, FileServiceProvider>,
                                          public common::v1::Message {
 public:
@@ -250,11 +250,11 @@ public:
                      Version apiVersion);
   ~ListFolderResponse() override;
 
-  FileInfo folder;                      ///< the listed folder
+  FileInfo folder;                      ///< the listed directory
   std::vector<FileInfo> folderContents; ///< its entries
 };
 
-/// Asks that a location be opened in a browser; the provider has no part in it.
+/// Requests that a location be opened in a browser. The provider does not accept it.
 class CONNECTOR_FILE_EXPORT OpenWithBrowser : public connector::Message,
                                               public common::v1::Message {
 public:
@@ -272,7 +272,7 @@ public:
 
 namespace connector {
 
-// Compiled once, in the library, where the provider is known.
+// Instantiated once, in the library, where the provider is complete.
 
 extern template class MessageAPI<file::v1::CreateFile, file::v1::FileServiceProvider>;
 extern template class MessageAPI<file::v1::OpenOrCreateFile, file::v1::FileServiceProvider>;

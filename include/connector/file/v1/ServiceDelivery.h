@@ -76,9 +76,10 @@ Future<std::unique_ptr<Message>>
 MessageAPI<Req, Provider>::deliver(std::shared_ptr<Provider> provider,
                                    std::unique_ptr<Message>&& message, Address&& address,
                                    std::shared_ptr<Context>&& context) {
-  // Without it, the generic `handle` would be called and deliver the request again, without end.
-  static_assert(detail::HANDLES<Provider, Req>,
-                "The provider lacks the overload of 'handle' for this request.");
+  // Otherwise the call below would choose the generic `handle`, which delivers again, endlessly.
+  static_assert(
+      detail::HANDLES<Provider, Req>,
+      "The provider lacks the overload of 'handle' for this request, or is incomplete here.");
   if (message.get() != static_cast<Message*>(this)) {
     return detail::refuseMessage("Unable to deliver to service. ", typeid(Req), message.get());
   }
