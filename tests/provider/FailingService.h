@@ -3,15 +3,12 @@
 #include <connector/file/v1/FileServiceImpl.h>
 
 #include <exception>
-#include <string>
-#include <utility>
 #include <vector>
 
 namespace connector::file::v1::test {
 
-enum class Failure { thrown, inFuture };
-
-/// Fails in every operation that a request calls, but for a listing that is to succeed.
+/// Fails in every operation that a request calls: by turns it throws and returns a failed Future. A
+/// listing may succeed.
 class FailingService : public FileServiceImpl {
 public:
   Future<FileInfo> create(File&& /*file*/, bool /*overwrite*/) override { return fail<FileInfo>(); }
@@ -42,24 +39,20 @@ public:
     return lists ? makeReadyFuture(std::vector<FileInfo>(2)) : fail<std::vector<FileInfo>>();
   }
 
-  void failWith(std::exception_ptr exception, Failure how) {
-    exception_ = std::move(exception);
-    how_ = how;
-  }
-
+  std::exception_ptr exception;
   bool lists = false;
 
 private:
   template <typename T>
   Future<T> fail() {
-    if (how_ == Failure::thrown) {
-      std::rethrow_exception(exception_);
+    thrown_ = !thrown_;
+    if (thrown_) {
+      std::rethrow_exception(exception);
     }
-    return makeFailedFuture<T>(exception_);
+    return makeFailedFuture<T>(exception);
   }
 
-  std::exception_ptr exception_;
-  Failure how_ = Failure::thrown;
+  bool thrown_ = false;
 };
 
 } // namespace connector::file::v1::test

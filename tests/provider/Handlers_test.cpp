@@ -4,11 +4,13 @@
 #include <connector/file/v1/FileServiceProviderImpl.h>
 
 #include <fl/filesystem/exceptions.h>
+#include <fl/i18n/convert.h>
 
+#include <Poco/AutoPtr.h>
 #include <Poco/Channel.h>
 #include <Poco/Exception.h>
 #include <Poco/Logger.h>
-#include <gmock/gmock.h>
+#include <gtest/gtest.h>
 
 #include <functional>
 #include <memory>
@@ -16,8 +18,23 @@
 #include <ostream>
 #include <stdexcept>
 #include <string>
+#include <string_view>
 #include <utility>
 #include <vector>
+
+namespace {
+
+bool conversionFails = false;
+
+} // namespace
+
+/// In this program it replaces the platform's constructor.
+fl::i18n::codecvt_ustring_to_string::codecvt_ustring_to_string(std::string_view /*encoding*/,
+                                                               bool /*flag*/) {
+  if (conversionFails) {
+    throw std::invalid_argument("unknown encoding");
+  }
+}
 
 namespace connector::file::v1::test {
 namespace {
@@ -26,7 +43,7 @@ using common::v1::Response;
 
 using Texts = std::vector<std::u16string>;
 
-/// A request and what its failures tell of it.
+/// A request, and the text and paths of its faults.
 struct Request {
   std::string name;
   std::function<std::unique_ptr<connector::Message>()> make;
@@ -154,37 +171,43 @@ std::vector<std::pair<std::exception_ptr, std::string>> platformFailures() {
 
 TEST_P(Handlers, AnswerAPlatformFailureWithTheRequestsTextAndPaths) {
   for (const auto& [exception, condition] : platformFailures()) {
-    for (const auto how : {Failure::thrown, Failure::inFuture}) {
-      service->failWith(exception, how);
-      failsAs(condition);
-    }
+    service->exception = exception;
+    failsAs(condition);
   }
-  service->lists = true; // and the description of the folder fails
+  service->lists = true; // and the description of the directory fails
   failsAs("NOT_A_FOLDER");
 }
 
 TEST_P(Handlers, AnswerARefusalWithItsOwnTextAndPaths) {
   const FileServiceException refusal("An.Id", u"No \u00E9.", "OWN_CONDITION", {u"one", u"two"});
-  const fl::filesystem::AccessDenied denied(13, u"");
-  for (const auto& exception : {std::make_exception_ptr(refusal), both(denied, refusal)}) {
-    for (const auto how : {Failure::thrown, Failure::inFuture}) {
-      service->failWith(exception, how);
-      failsAs("OWN_CONDITION", "An.Id", "No é.", {u"one", u"two"});
-    }
-  }
+  service->exception = both(fl::filesystem::AccessDenied(13, u""), refusal);
+  failsAs("OWN_CONDITION", "An.Id", "No é.", {u"one", u"two"});
 }
 
-class BrokenChannel : public Poco::Channel {
-public:
-  void log(const Poco::Message& /*message*/) override { throw Poco::WriteFileException("full"); }
+/// Keeps the text that it cannot write.
+struct BrokenChannel : Poco::Channel {
+  void log(const Poco::Message& message) override {
+    text = message.getText();
+    throw Poco::WriteFileException("full");
+  }
+
+  std::string text;
 };
 
-TEST_P(Handlers, AnswerAlsoWhenTheLogIsBroken) {
-  Poco::Logger& logger = Poco::Logger::get("connector::file");
-  logger.setChannel(new BrokenChannel);
-  service->failWith(std::make_exception_ptr(std::bad_alloc()), Failure::thrown);
+TEST_P(Handlers, LogTheCauseAndAnswerEvenIfTheLogIsBroken) {
+  const Poco::AutoPtr<BrokenChannel> channel = new BrokenChannel;
+  Poco::Logger::get("connector::file").setChannel(channel);
+  service->exception = std::make_exception_ptr(std::runtime_error("the cause"));
   failsAs("FILE_IO_GENERIC");
-  logger.setChannel(nullptr);
+  Poco::Logger::get("connector::file").setChannel(nullptr);
+  EXPECT_EQ(channel->text, GetParam().contextText + ": the cause");
+}
+
+TEST_P(Handlers, ConvertTheContextTextBeforeTheCall) {
+  service->exception = std::make_exception_ptr(fl::filesystem::AccessDenied(13, u""));
+  conversionFails = true;
+  failsAs("FILE_IO_GENERIC", "FileService.IOError", "File operation failed", GetParam().paths);
+  conversionFails = false;
 }
 
 INSTANTIATE_TEST_SUITE_P(Every, Handlers, ::testing::ValuesIn(requests()),
