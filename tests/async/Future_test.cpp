@@ -151,6 +151,12 @@ TEST(Future, IsInvalidOnceMovedFrom) {
   EXPECT_EQ(GET(to), "1");
 }
 
+TEST(Future, StaysPendingWhenItsExceptionIsNull) {
+  Subject subject;
+  EXPECT_THROW(subject.promise.setException(nullptr), std::invalid_argument);
+  EXPECT_EQ(SET_VALUE(subject), "done");
+}
+
 using Thread = std::future<std::string>;
 
 Thread onThread(Operation operation, const Promise<int>& promise) {
@@ -220,12 +226,13 @@ TEST(Continuation, ReadsTheResultOnTheResolvingThreadWithoutTheLock) {
   std::vector<std::string> seen;
   attach(subject.future, [&](Future<int>&& given) {
     ranOn = std::this_thread::get_id();
-    seen = {SET_VALUE(subject), CANCEL(subject), outcome([&] { return given.get(); })};
+    seen = {WAIT(subject), SET_VALUE(subject), CANCEL(subject),
+            outcome([&] { return given.get(); })};
   });
   std::thread([&] { SET_VALUE(subject); }).join();
 
   EXPECT_NE(ranOn, std::this_thread::get_id());
-  EXPECT_THAT(seen, ElementsAre(RESOLVED, "false", "1"));
+  EXPECT_THAT(seen, ElementsAre("done", RESOLVED, "false", "1"));
   EXPECT_EQ(GET(subject), TAKEN);
 }
 

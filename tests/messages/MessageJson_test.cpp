@@ -22,7 +22,7 @@ using connector::test::parseObject;
 using connector::test::textOf;
 using Object = Poco::JSON::Object;
 
-/// A key, a value for it, and what is written after it was absent or null.
+/// A key, a value for it, and the value that is written if it was absent or null.
 struct Field {
   std::string key;
   std::string value;
@@ -68,13 +68,12 @@ std::vector<Field> response(std::vector<Field> own) {
 
 class MessageJson : public ::testing::Test {
 protected:
-  /// What becomes of the JSON when it is read and written again. Type names are without
-  /// "connector/v1/".
+  /// The JSON after reading and writing it again. Type names are without "connector/v1/".
   std::string passed(const std::string& type, const Object::Ptr& object) {
     return textOf(registry->toJson(registry->fromJson("connector/v1/" + type, object)));
   }
 
-  /// What is written for the key after it was read with this JSON value, or the exception.
+  /// The value that is written for the key after reading this JSON value, or the exception.
   std::string outcome(const std::string& type, const std::string& key, const std::string& value) {
     try {
       return parseObject(
@@ -136,18 +135,6 @@ TEST_F(MessageJson, KeepsEveryKeyOfItsTypeAndHasADefaultForIt) {
   }
 }
 
-TEST_F(MessageJson, AnOpenedFileLosesWhetherItIsADebugEvent) {
-  auto message =
-      std::make_unique<OpenFileResponse>("u", File(), std::vector<Fault>(), Version(1, 2));
-  message->column = 3;
-  message->isDebugEvent = true;
-
-  const Object::Ptr written = registry->toJson(std::move(message));
-  EXPECT_EQ(written->getValue<int>("column"), 3);
-  EXPECT_TRUE(written->getValue<bool>("isDebugEvent"));
-  EXPECT_FALSE(parseObject(passed("OpenFileResponse", written))->getValue<bool>("isDebugEvent"));
-}
-
 TEST_F(MessageJson, AMoveLosesItsSourceAndFaultsLoseTheirConditions) {
   std::vector<FaultCondition> conditions;
   conditions.emplace_back("FIRST", std::vector<std::u16string>{u"/w/\u00E9", u"\U0001F600"});
@@ -196,6 +183,7 @@ TEST_F(MessageJson, ReadsAVersionAsStoiWouldFromItsEnd) {
 
 TEST_F(MessageJson, ConvertsOrRefusesValuesOfAnotherKind) {
   EXPECT_EQ(outcome("CreateFile", "updateIfExists", R"("true")"), "true");
+  EXPECT_EQ(outcome("OpenFileResponse", "isDebugEvent", "true"), "false") << "It is never read.";
   EXPECT_EQ(outcome("OpenFileResponse", "column", "2147483648"), "Out of range");
   EXPECT_EQ(outcome("OpenFileResponse", "lineNumber", "[1]"), "Bad cast exception");
   EXPECT_EQ(outcome("CreateFileResponse", "messageFaults", "[{},7]"), "Bad cast exception");
