@@ -1,8 +1,8 @@
-# Sourced by ./run, ./test and the scripts in .ci: what a fresh Debian 12 machine lacks, and builds.
+# Sourced by ./run, ./test and the scripts in .ci. Installs packages on Debian 12 and 13, and builds.
 
 project=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
 
-packages_to_build=(g++ cmake dpkg-dev file ninja-build libbenchmark-dev libboost-dev libgmock-dev
+packages_to_build=(acl g++ cmake dpkg-dev file ninja-build libbenchmark-dev libboost-dev libgmock-dev
                    libgoogle-perftools-dev libgtest-dev libpoco-dev libsimdjson-dev pkgconf strace)
 packages_to_lint=(clang clang-format clang-tidy doxygen mandoc)
 packages_to_compare=(openssh-sftp-server)
