@@ -9,6 +9,7 @@
 #include <linux/posix_acl_xattr.h>
 #include <posix/Attributes.h>
 #include <sys/xattr.h>
+#include <tuple>
 #include <type_traits>
 #include <unistd.h>
 
@@ -47,7 +48,7 @@ ssize_t sizeOfAcl(int descriptor) {
 void changeOwner(int descriptor, uid_t owner, gid_t group) {
   constexpr auto unchanged = static_cast<uid_t>(-1);
   if (::fchown(descriptor, owner, group) != 0) {
-    static_cast<void>(::fchown(descriptor, unchanged, group));
+    std::ignore = ::fchown(descriptor, unchanged, group);
   }
 }
 
