@@ -8,11 +8,59 @@
 #include <ios>
 #include <iterator>
 #include <map>
+#include <sstream>
 #include <stdexcept>
 #include <string>
+#include <sys/stat.h>
 #include <system_error>
+#include <time.h>
 
 namespace connector::test {
+
+/// Relative path to a description of what is there.
+using Disk = std::map<std::string, std::string>;
+
+/// The contents of a file, "" if it may not be read; "-> target" for a link, "/" for a directory,
+/// "?" for all else.
+inline std::string contentsOf(const std::filesystem::directory_entry& entry) {
+  if (entry.is_symlink()) {
+    return "-> " + std::filesystem::read_symlink(entry.path()).string();
+  }
+  if (!entry.is_regular_file()) {
+    return entry.is_directory() ? "/" : "?";
+  }
+  std::ifstream stream(entry.path(), std::ios::binary);
+  return {std::istreambuf_iterator<char>(stream), {}};
+}
+
+/// The same for `top` and everything beneath it except the directory `without`, with all that shows
+/// a change. Big files are not read: their times show it, too.
+inline Disk snapshot(const std::filesystem::path& top, const std::filesystem::path& without = {}) {
+  namespace fs = std::filesystem;
+  Disk entries;
+  const auto add = [&entries](const fs::directory_entry& entry) {
+    struct stat found = {};
+    std::ostringstream text;
+    if (lstat(entry.path().c_str(), &found) == 0) {
+      text << found.st_mode << ' ' << found.st_ino << ' ' << found.st_nlink << ' ' << found.st_size;
+      for (const timespec& time : {found.st_mtim, found.st_ctim}) {
+        text << ' ' << time.tv_sec << '.' << time.tv_nsec;
+      }
+      text << ' ' << (found.st_size < 1'000'000 ? contentsOf(entry) : "");
+    }
+    entries[entry.path().string()] = text.str();
+  };
+  add(fs::directory_entry(top));
+  constexpr auto options = fs::directory_options::skip_permission_denied;
+  for (fs::recursive_directory_iterator entry(top, options), end; entry != end; ++entry) {
+    if (entry->path() == without) {
+      entry.disable_recursion_pending();
+    } else {
+      add(*entry);
+    }
+  }
+  return entries;
+}
 
 /// Fixture with an empty folder of its own, which any user may enter and which goes away with it.
 class ScratchFolder : public ::testing::Test {
@@ -67,15 +115,17 @@ protected:
   }
 
   [[nodiscard]] std::string readFile(const std::filesystem::path& name) const {
-    return bytesOf(at(name));
+    if (!std::filesystem::is_regular_file(at(name))) {
+      throw std::runtime_error("no file " + at(name).string());
+    }
+    return contentsOf(std::filesystem::directory_entry(at(name)));
   }
 
-  /// Everything beneath the folder, to be compared before and after: relative path to contents for
-  /// a file, to "-> target" for a link, to "/" for a folder, to "?" for all else.
-  [[nodiscard]] std::map<std::string, std::string> disk() const {
-    std::map<std::string, std::string> entries;
+  /// The contents of everything beneath the folder.
+  [[nodiscard]] Disk disk() const {
+    Disk entries;
     for (const auto& entry : std::filesystem::recursive_directory_iterator(folder_)) {
-      entries[entry.path().lexically_relative(folder_).string()] = description(entry);
+      entries[entry.path().lexically_relative(folder_).string()] = contentsOf(entry);
     }
     return entries;
   }
@@ -90,24 +140,6 @@ private:
     // mkdtemp's own 0700 would keep out the unprivileged user whom a test drops to.
     std::filesystem::permissions(name, std::filesystem::perms{0755});
     return name;
-  }
-
-  static std::string bytesOf(const std::filesystem::path& file) {
-    std::ifstream stream(file, std::ios::binary);
-    if (!stream) {
-      throw std::runtime_error("cannot read " + file.string());
-    }
-    return {std::istreambuf_iterator<char>(stream), {}};
-  }
-
-  static std::string description(const std::filesystem::directory_entry& entry) {
-    if (entry.is_symlink()) {
-      return "-> " + std::filesystem::read_symlink(entry.path()).string();
-    }
-    if (entry.is_directory()) {
-      return "/";
-    }
-    return entry.is_regular_file() ? bytesOf(entry.path()) : "?";
   }
 
   std::filesystem::path folder_;
