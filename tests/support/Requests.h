@@ -13,14 +13,15 @@
 
 namespace connector::test {
 
-enum class Does { describe, read, list, write, take };
+/// `take`: a link at the path is itself renamed, replaced or deleted. `move`: a link to a directory
+/// is itself moved.
+enum class Does { describe, read, list, write, take, move };
 
 /// A request with a place for the path under test.
 struct Request {
   const char* type;
-  const char*
-      params; // "@" stands for the path, "#" for a folder with a file a.txt and a folder sub
-  Does does;  // `take`: a link at the path is itself what is taken or replaced
+  const char* params; // "@" is the path, "#" a directory with a file a.txt and a directory sub
+  Does does;
 
   [[nodiscard]] std::string with(const std::string& path, const std::string& own) const {
     return Poco::replace(Poco::replace(std::string(params), std::string("@"), path),
@@ -41,7 +42,7 @@ inline constexpr std::array<Request, 15> requests{{
     {"RenameFile", R"({"originalFileInfo":"@","newFileInfo":"#/new"})", Does::take},
     {"RenameFile", R"({"originalFileInfo":"#/a.txt","newFileInfo":"@"})", Does::take},
     {"RenameFile", R"({"originalFileInfo":"#/sub","newFileInfo":"@"})", Does::take},
-    {"MoveFile", R"({"srcPath":"@","destPath":"#/sub"})", Does::write},
+    {"MoveFile", R"({"srcPath":"@","destPath":"#/sub"})", Does::move},
     {"MoveFile", R"({"srcPath":"#/a.txt","destPath":"@"})", Does::write},
     {"MoveFile", R"({"srcPath":"#/sub","destPath":"@"})", Does::write},
     {"DeleteFile", R"({"path":"@"})", Does::take},
