@@ -1,16 +1,14 @@
-#include "support/Measured.h"
-#include "support/Sanitizer.h"
+#include "support/JsonText.h"
 #include "support/ScratchFolder.h"
 #include "support/Shell.h"
 
-#include <Poco/JSON/Parser.h>
-#include <Poco/JSON/Stringifier.h>
 #include <Poco/RegularExpression.h>
 #include <Poco/String.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <fstream>
+#include <iterator>
 #include <sstream>
 #include <string>
 #include <vector>
@@ -19,94 +17,84 @@ namespace connector::test {
 
 namespace {
 
-/// Without what differs from one run, file system or parser to the next; JSON stays JSON.
-std::string withoutChance(std::string line) {
+/// In one layout, without what differs from one run, file system or parser to the next.
+std::string comparable(const std::string& json) {
   using Poco::RegularExpression;
-  const RegularExpression modified(R"("modified":[1-9]\d*)");
-  const RegularExpression folderSize(R"rx(("isDirectory":true[^}]*"size":)\d+)rx");
-  modified.subst(line, R"("modified":1)", RegularExpression::RE_GLOBAL);
-  const RegularExpression parserText(R"("Parse error: [^"]*")");
-  parserText.subst(line, R"("Parse error: ...")");
-  folderSize.subst(line, "$1-1", RegularExpression::RE_GLOBAL);
-  return line;
+  std::string text = textOf(parseObject(json));
+  const auto blur = [&text](const std::string& pattern, const std::string& value) {
+    RegularExpression(pattern).subst(text, value, RegularExpression::RE_GLOBAL);
+  };
+  blur(R"("modified":[1-9]\d*)", R"("modified":1)");
+  blur(R"rx(("isDirectory":true[^}]*"size":)\d+)rx", "$1-1");
+  blur(R"("Parse error: [^"]*")", R"("Parse error: ...")");
+  return text;
 }
 
-std::vector<std::string> linesOf(const std::string& output) {
+std::vector<std::string> linesOf(const std::string& text) {
   std::vector<std::string> lines;
-  std::istringstream stream(output);
+  std::istringstream stream(text);
   for (std::string line; std::getline(stream, line);) {
-    lines.push_back(withoutChance(line));
+    lines.push_back(line);
   }
   return lines;
 }
 
-std::vector<std::string> tourInReadme() {
-  const std::string answer = R"(    {"jsonrpc":"2.0","id":")";
-  std::vector<std::string> lines;
-  std::ifstream readme(SOURCE_FOLDER "/README.md");
-  for (std::string line; std::getline(readme, line);) {
-    if (line.rfind(answer, 0) == 0) {
-      lines.push_back(withoutChance(line.substr(4)));
-    }
+class Documentation : public ScratchFolder {
+protected:
+  /// A file of the project, about the scratch folder in place of its own.
+  [[nodiscard]] std::string page(const std::string& name) const {
+    std::ifstream file(SOURCE_FOLDER "/" + name);
+    std::string text(std::istreambuf_iterator<char>(file), {});
+    const std::string tour = "/connector-tour";
+    Poco::replaceInPlace(text, "/tmp" + tour, folder().string() + tour);
+    Poco::replaceInPlace(text, std::string("/srv/files"), folder().string());
+    return text;
   }
-  return lines;
-}
 
-/// The examples in a page, each in one line, about `folder` in place of the page's own.
-std::vector<std::string> examplesIn(const std::string& page, const std::string& folder) {
-  std::vector<std::string> examples;
-  std::ifstream lines(page);
-  bool inside = false;
-  for (std::string line; std::getline(lines, line);) {
-    if (line.rfind("```", 0) == 0) {
-      inside = line == "```json";
-      examples.resize(examples.size() + (inside ? 1 : 0));
-    } else if (inside) {
-      examples.back() += Poco::replace(line, std::string("/srv/files"), folder);
+  std::vector<std::string> answersTo(const std::string& requests) {
+    const auto file = writeFile("requests", requests);
+    const auto host = runShell(CONNECTOR_HOST_PROGRAM " < " + file.string());
+    EXPECT_EQ(host.status, 0) << "a sanitizer reports a leak";
+    std::vector<std::string> answers;
+    for (const auto& answer : linesOf(host.output)) {
+      answers.push_back(comparable(answer));
     }
+    return answers;
   }
-  return examples;
-}
-
-std::string inOneLayout(const std::string& json) {
-  std::ostringstream text;
-  Poco::JSON::Stringifier::stringify(Poco::JSON::Parser().parse(json), text);
-  return withoutChance(text.str());
-}
+};
 
 } // namespace
 
-// All nine requests, so that a sanitizer sees them in one process; what leaks ends it with a
-// status.
-TEST(Tour, PrintsWhatTheReadmeShowsAndEndsWithoutALeak) {
-  const auto tour = runShell(CONNECTOR_HOST_PROGRAM " < " SOURCE_FOLDER "/examples/tour.ndjson");
-  EXPECT_EQ(tour.status, 0);
-  const auto shown = tourInReadme();
-  EXPECT_EQ(shown.size(), 11U);
-  EXPECT_EQ(linesOf(tour.output), shown);
-  printMeasured("a tour of all nine requests with " + std::to_string(shown.size()) +
-                " answers, under sanitizers: " + (SANITIZED ? "yes" : "no"));
-}
-
-using WireFormat = ScratchFolder;
-
-TEST_F(WireFormat, ExamplesGoAsWritten) {
-  std::string requests;
+TEST_F(Documentation, TourPrintsWhatTheReadmeShows) {
   std::vector<std::string> shown;
-  for (const auto& example : examplesIn(SOURCE_FOLDER "/docs/wire-format.md", folder().string())) {
-    if (example.find(R"("method")") != std::string::npos) {
-      requests += example + '\n';
-    } else {
-      shown.push_back(inOneLayout(example));
+  for (const auto& line : linesOf(page("README.md"))) {
+    if (line.rfind(R"(    {"jsonrpc":"2.0","id":")", 0) == 0) {
+      shown.push_back(comparable(line));
     }
   }
-  const auto file = writeFile("requests", requests);
-  std::vector<std::string> answers;
-  for (const auto& answer :
-       linesOf(runShell(CONNECTOR_HOST_PROGRAM " < " + file.string()).output)) {
-    answers.push_back(inOneLayout(answer));
+  EXPECT_FALSE(shown.empty());
+  EXPECT_EQ(answersTo(page("examples/tour.ndjson")), shown);
+}
+
+TEST_F(Documentation, ExamplesOfTheWireFormatGoAsWritten) {
+  std::string requests;
+  std::vector<std::string> shown;
+  std::string example;
+  bool inside = false;
+  for (const auto& line : linesOf(page("docs/wire-format.md"))) {
+    if (line.rfind("```", 0) != 0) {
+      example += inside ? line : "";
+      continue;
+    }
+    inside = line == "```json";
+    if (example.find(R"("method")") != std::string::npos) {
+      requests += example + '\n';
+    } else if (!example.empty()) {
+      shown.push_back(comparable(example));
+    }
+    example.clear();
   }
-  EXPECT_EQ(answers, shown);
+  EXPECT_EQ(answersTo(requests), shown);
 
   auto types = linesOf(runShell(CONNECTOR_HOST_PROGRAM " types").output);
   types.emplace_back("connector/v1/OpenWithBrowser");
