@@ -26,8 +26,6 @@ struct Outcome {
 /// What must hold for a request whatever fails while it is carried out.
 class FaultTest : public ScratchFolder {
 protected:
-  using Disk = std::map<std::string, std::string>;
-
   /// Carries out the request between two others, which show the host's open descriptors and that it
   /// still serves. Throws for a JSON-RPC error and for more than one fault or condition.
   static Outcome outcomeOf(HostClient& host, const std::string& type, const std::string& params) {
@@ -81,7 +79,8 @@ private:
 
   /// A file whose permissions or existence cannot be determined may be described either way.
   static std::string withoutChance(std::string response) {
-    const Poco::RegularExpression chance(R"rx("(modified":\d+|(canWrite|deleted)":(true|false)))rx");
+    const Poco::RegularExpression chance(
+        R"rx("(modified":\d+|(canWrite|deleted)":(true|false)))rx");
     chance.subst(response, "", Poco::RegularExpression::RE_GLOBAL);
     return response;
   }

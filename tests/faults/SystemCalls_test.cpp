@@ -1,7 +1,5 @@
 #include "faults/FaultTest.h"
-#include "support/Injecting.h"
-#include "support/Measured.h"
-#include "support/Sanitizer.h"
+#include "support/Machine.h"
 
 #include <Poco/String.h>
 #include <gmock/gmock.h>
@@ -161,15 +159,6 @@ protected:
     ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &few), 0);
   }
 
-  static void TearDownTestSuite() {
-    const auto& suite = *::testing::UnitTest::GetInstance()->current_test_suite();
-    if (suite.Passed() && injected > 0) {
-      printMeasured(std::to_string(injected) + " injected failures of system calls in " +
-                    std::to_string(requests) +
-                    " requests: each answered, nothing lost, no descriptor leaked");
-    }
-  }
-
   void SetUp() override {
     if (SANITIZED) {
       GTEST_SKIP() << "a sanitizer makes system calls of its own, and not always the same";
@@ -232,8 +221,6 @@ protected:
         all.push_back({call, errors.front(), attempts});
       }
     }
-    injected += static_cast<int>(all.size());
-    ++requests;
     return all;
   }
 
@@ -273,8 +260,6 @@ protected:
 
 private:
   static constexpr int requestUnderTest = 2; // see outcomeOf
-  static inline int injected = 0;
-  static inline int requests = 0;
 
   /// Of the last run, with the number of the request in hand.
   template <typename Visit>
