@@ -1,11 +1,8 @@
 #include "FileServiceTest.h"
-#include "support/Sanitizer.h"
+#include "support/Machine.h"
 #include "support/SmallTmpfs.h"
-#include "support/Unprivileged.h"
 
-#include <chrono>
 #include <sys/resource.h>
-#include <sys/stat.h>
 
 namespace connector::file::v1::test {
 namespace {
@@ -146,18 +143,6 @@ TEST_F(Operations, ServiceSharesItselfOnlyWhenItIsShared) {
   const auto service = std::make_shared<FileServiceImpl>();
   EXPECT_EQ(service->getPtr(), service);
   EXPECT_THROW(FileServiceImpl().getPtr(), std::bad_weak_ptr);
-}
-
-TEST_F(Operations, GiveUpARemovalOnlyAfterASecond) {
-  ASSERT_EQ(::chmod(folder().c_str(), 0777), 0);
-  connector::test::asUnprivilegedUser([this] {
-    writeFile("locked/file", "kept");
-    ASSERT_EQ(::chmod(at("locked").c_str(), 0555), 0);
-    const auto start = std::chrono::steady_clock::now();
-    const auto service = std::make_shared<FileServiceImpl>();
-    EXPECT_THROW(service->remove(textAt("locked")), fl::filesystem::AccessDenied);
-    EXPECT_GE(std::chrono::steady_clock::now() - start, std::chrono::seconds(1));
-  });
 }
 
 } // namespace
