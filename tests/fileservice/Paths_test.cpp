@@ -1,6 +1,5 @@
 #include "FileServiceTest.h"
 #include "support/SmallTmpfs.h"
-#include "support/Snapshot.h"
 
 #include <fstream>
 #include <map>

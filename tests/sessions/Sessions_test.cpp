@@ -1,12 +1,9 @@
 // Drives a real connector-host through the *.session files beside this one; README.md says what
 // their lines mean.
 
-#include "support/Confining.h"
 #include "support/HostClient.h"
-#include "support/Injecting.h"
-#include "support/Sanitizer.h"
+#include "support/Machine.h"
 #include "support/ScratchFolder.h"
-#include "support/Snapshot.h"
 #include "support/Unprivileged.h"
 
 #include <Poco/Dynamic/Var.h>
@@ -204,7 +201,7 @@ private:
   int number_ = 0;
   std::string type_;
   std::string uuid_;
-  Snapshot before_;
+  Disk before_;
   Object::Ptr answer_;
 };
 

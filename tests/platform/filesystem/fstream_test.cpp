@@ -1,4 +1,4 @@
-#include "support/OpenDescriptors.h"
+#include "support/Machine.h"
 #include "support/ScratchFolder.h"
 
 #include <fl/filesystem/fstream.h>

@@ -1,7 +1,6 @@
 #include "Failure.h"
 #include "support/ChildProcess.h"
-#include "support/Measured.h"
-#include "support/OpenDescriptors.h"
+#include "support/Machine.h"
 #include "support/ScratchFolder.h"
 #include "support/SmallTmpfs.h"
 
@@ -58,11 +57,10 @@ extern "C" int unlinkat(int folder, const char* name, int flags) noexcept {
 namespace fl::filesystem::test {
 namespace {
 
+using connector::test::Disk;
 using connector::test::inChildProcess;
 using connector::test::onTmpfs;
 using connector::test::openDescriptors;
-
-using Disk = std::map<std::string, std::string>;
 
 class RemoveAll : public connector::test::ScratchFolder {
 protected:
@@ -214,8 +212,6 @@ TEST_F(RemoveAllMeanwhile, AFolderThatIsSwappedAllTheTimeIsNotFollowed) {
   });
   EXPECT_EQ(failure, Failure{});
   EXPECT_EQ(disk(), (Disk{{"victim", "/"}, {"victim/sub", "/"}, {"victim/sub/file", "kept"}}));
-  connector::test::printMeasured(std::to_string(swaps) + " swaps of a folder for a link during " +
-                                 std::to_string(removals) + " removals: nothing followed");
 }
 
 TEST_F(RemoveAllMeanwhile, WhatOthersRemoveAtAnyMomentIsNoFailure) {
