@@ -84,11 +84,8 @@ void compareOpinions(const std::string& text) {
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   static const auto registry = std::make_shared<connector::json::MessageRegistry>();
   static const connector::file::v1::FileJsonSerialization serialization(registry);
-  if (size < 2) {
-    return 0;
-  }
   constexpr std::size_t limit = 1000;
-  Bytes input(data + 1, size - 1, data[0] % 2 == 0 ? size : 1 + data[0]);
+  Bytes input(data, size, size % 2 == 0 ? size : 7);
   FrameReader reader(input, limit);
   const JsonRpc protocol(
       [](const auto& type, const auto& params) { return convert(*registry, type, params); });
