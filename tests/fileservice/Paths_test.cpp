@@ -22,8 +22,8 @@ public:
       : top_(std::move(top))
       , inner_(std::move(inner)) {}
 
-  /// A word per operation, in the order of the calls: as outcomeOf, with "did" for an "ok" that
-  /// changed the disk and "!" behind a failure that did.
+  /// A column of five characters per operation, in the order of the calls: as outcomeOf, with "did"
+  /// for an "ok" that changed the disk and "!" after a failure that did.
   std::string outcomes(const ustring& path) {
     words_.clear();
     add([&] { return service_.create(fileAt(path, "new"), false); });
@@ -51,24 +51,29 @@ private:
     static const std::map<std::string, std::string> shortForms = {
         {"FILE_NAME_NOT_SUPPORTED", "name"},
         {"FILE_NOT_FOUND", "gone"},
-        {"FILE_EXISTS", "there"},
+        {"FILE_EXISTS", "dup"},
         {"FILE_ACCESS_DENIED", "deny"},
-        {"FOLDER_ACCESS_DENIED", "folder"},
-        {"FILE_IO_GENERIC", "io"}};
+        {"FOLDER_ACCESS_DENIED", "dir"},
+        {"FILE_IO_GENERIC", "io"},
+        {"plain", "bare"}};
     makeTree();
     const auto before = snapshot(top_);
     std::string word = outcomeOf(call);
-    if (shortForms.count(word) != 0)
+    if (shortForms.count(word) != 0) {
       word = shortForms.at(word);
-    if (snapshot(top_) != before)
+    }
+    if (snapshot(top_) != before) {
       word = word == "ok" ? "did" : word + "!";
-    words_ += words_.empty() ? word : " " + word;
+    }
+    words_.resize((words_.size() + 4) / 5 * 5, ' ');
+    words_ += word;
   }
 
   void makeTree() const {
     namespace fs = std::filesystem;
-    for (const auto& entry : fs::directory_iterator(top_))
+    for (const auto& entry : fs::directory_iterator(top_)) {
       fs::remove_all(entry);
+    }
     fs::create_directory(top_ / inner_);
     fs::current_path(top_ / inner_);
     fs::create_directory("box");
@@ -91,36 +96,46 @@ private:
   std::string words_;
 };
 
+const ustring WITH_NUL(u"a\0b", 3);
+const ustring LONG_NAME(256, u'n');
+const ustring LONG_PATH = ustring(4100, u'/') + u"n";
+
 struct Row {
+  const char* outcomes; // of each operation, as in the head of the table
   ustring path;
-  const char* outcomes;
 };
 
-// create: new, over, folder; openOrCreate, open, read; update, close(path); rename: from, to;
-// move: from, to; remove; info, list, exists. 6 is "no such device", 16 busy, 17 exists, 20 no
-// folder, 21 a folder, 22 invalid, 36 too long, 40 a loop, 84 no bytes, 95 not supported.
+// "dup" is FILE_EXISTS, "dir" FOLDER_ACCESS_DENIED, "bare" a plain runtime_error. Codes: 6 no such
+// device, 16 busy, 17 exists, 20 not a directory, 21 a directory, 22 invalid, 36 too long, 40 a
+// loop, 84 no bytes, 95 not supported.
 const std::vector<Row>& rows() {
   static const std::vector<Row> all = {
-      {u"", "there there there deny name plain io ok name name name name name ok ok no"},
-      {u"a\nb", "name name name name name plain name ok name name name name name ok name no"},
-      {ustring(u"a\0b", 3), "84 84 84 84 84 84 84 84 84 84 84 84 name 84 84 84"},
-      {u"a\xD800", "84 84 84 84 84 84 84 84 84 84 84 84 84 84 84 84"},
-      {ustring(256, u'n'), "36 36 36 36 36 36 36 36 36 36 36 36 36 36 36 36"},
-      {ustring(4100, u'/') + u"n", "36 36 36 36 36 36 36 36 36 36 36 36 36 36 36 36"},
-      {u".loop", "there there there deny plain plain deny ok deny there did 40 did ok ok ok"},
-      {u".loop/x", "40 40 40 40 40 40 40 40 40 40 40 40 40 40 40 40"},
-      {u".", "there there there io gone plain io ok 16 there there there 22 ok ok ok"},
-      {u"..", "there there there io gone plain io ok 16 there there did 22 ok ok ok"},
-      {u"file/", "21 21 17 21 gone plain gone ok gone 17 gone gone gone ok gone no"},
-      {u"fresh/", "21 21 did 21 gone plain gone ok gone 20 gone gone gone ok gone no"},
-      {u"folder//", "there there there io gone plain io ok did there did did did ok ok ok"},
-      {u"file/x", "folder folder 20 folder gone plain gone ok gone 20 gone gone gone ok gone no"},
-      {u"file/x/y", "20 20 20 folder gone plain gone ok gone 20 gone gone gone ok gone no"},
-      {u"no/x/y", "did did did folder gone plain gone ok gone did gone gone gone ok gone no"},
-      {u"dangling", "did did 17 did gone plain gone ok gone 17 gone gone gone ok gone no"},
-      {u"dangling/x", "17 17 17 folder gone plain gone ok gone 17 gone gone gone ok gone no"},
-      {u"fifo", "there there there plain plain plain 6 ok did there 95 20 did ok ok ok"},
-      {u"socket", "there there there plain plain plain 6 ok did there 95 20 did ok ok ok"},
+      // create         OrCr                     rename    move
+      // new  over dir  open open read upd. clos from to   from to   rem. info list exists
+      {"dup  dup  dup  deny name bare io   ok   name name name name name ok   ok   no", u""},
+      {"name name name name name bare name ok   name name name name name ok   name no", u"a\nb"},
+      {"84   84   84   84   84   84   84   84   84   84   84   84   name 84   84   84", WITH_NUL},
+      {"84   84   84   84   84   84   84   84   84   84   84   84   84   84   84   84", u"a\xD800"},
+      {"36   36   36   36   36   36   36   36   36   36   36   36   36   36   36   36", LONG_NAME},
+      {"36   36   36   36   36   36   36   36   36   36   36   36   36   36   36   36", LONG_PATH},
+      {"dup  dup  dup  deny bare bare deny ok   deny dup  did  40   did  ok   ok   ok", u".loop"},
+      {"40   40   40   40   40   40   40   40   40   40   40   40   40   40   40   40", u".loop/x"},
+      {"dup  dup  dup  io   gone bare io   ok   16   dup  dup  dup  22   ok   ok   ok", u"."},
+      {"dup  dup  dup  io   gone bare io   ok   16   dup  dup  did  22   ok   ok   ok", u".."},
+      {"21   21   17   21   gone bare gone ok   gone 17   gone gone gone ok   gone no", u"file/"},
+      {"21   21   did  21   gone bare gone ok   gone 20   gone gone gone ok   gone no", u"fresh/"},
+      {"dup  dup  dup  io   gone bare io   ok   did  dup  did  did  did  ok   ok   ok",
+       u"folder//"},
+      {"dir  dir  20   dir  gone bare gone ok   gone 20   gone gone gone ok   gone no", u"file/x"},
+      {"20   20   20   dir  gone bare gone ok   gone 20   gone gone gone ok   gone no",
+       u"file/x/y"},
+      {"did  did  did  dir  gone bare gone ok   gone did  gone gone gone ok   gone no", u"no/x/y"},
+      {"did  did  17   did  gone bare gone ok   gone 17   gone gone gone ok   gone no",
+       u"dangling"},
+      {"17   17   17   dir  gone bare gone ok   gone 17   gone gone gone ok   gone no",
+       u"dangling/x"},
+      {"dup  dup  dup  bare bare bare 6    ok   did  dup  95   20   did  ok   ok   ok", u"fifo"},
+      {"dup  dup  dup  bare bare bare 6    ok   did  dup  95   20   did  ok   ok   ok", u"socket"},
   };
   return all;
 }
@@ -130,8 +145,9 @@ using Paths = FileServiceTest;
 TEST_F(Paths, OfEveryKindEndTheSameInEachOperationAndFailuresLeaveTheDisk) {
   connector::test::inChildProcess([this] {
     EveryOperation every(folder());
-    for (const Row& row : rows())
+    for (const Row& row : rows()) {
       EXPECT_EQ(every.outcomes(row.path), row.outcomes) << testing::PrintToString(row.path);
+    }
   });
 }
 
@@ -139,7 +155,7 @@ TEST_F(Paths, AreCheckedAsTheyWereReceivedOrAsAbsoluteOnes) {
   connector::test::inChildProcess([this] {
     EveryOperation every(folder(), "not\na\nname");
     EXPECT_EQ(every.outcomes(u"file"),
-              "name name name name ok ok name ok did there did 20 did ok name ok");
+              "name name name name ok   ok   name ok   did  dup  did  20   did  ok   name ok");
   });
 }
 
@@ -149,7 +165,7 @@ TEST_F(Paths, TheRootIsAFolderThatNothingRemoves) {
     ASSERT_EQ(::chroot(folder().c_str()), 0);
     EveryOperation every("/");
     EXPECT_EQ(every.outcomes(u"/"),
-              "there there there io gone plain io ok 16 there there did 22 ok ok ok");
+              "dup  dup  dup  io   gone bare io   ok   16   dup  dup  did  22   ok   ok   ok");
   });
 }
 
