@@ -1,0 +1,132 @@
+#include "platform/Failure.h"
+#include "support/ScratchFolder.h"
+
+#include <fl/filesystem/fstream.h>
+#include <fl/filesystem/operations.h>
+#include <fl/filesystem/path.h>
+
+#include <gtest/gtest.h>
+
+#include <cerrno>
+#include <vector>
+
+namespace fl::filesystem::test {
+namespace {
+
+constexpr int SHARE_READ_WRITE = 0x40;
+
+class Filesystem : public connector::test::ScratchFolder {
+protected:
+  template <typename Call>
+  void expectRefusal(const Call& call, const Failure& expected) {
+    const auto before = disk();
+    EXPECT_EQ(failureOf(call), expected);
+    EXPECT_EQ(disk(), before);
+  }
+};
+
+TEST_F(Filesystem, SplitsAPathIntoParentAndNameThatJoinAgain) {
+  struct Row {
+    std::u16string path;
+    std::u16string parent;
+    std::u16string name;
+    std::u16string joined;
+  };
+
+  const std::vector<Row> rows = {
+      {u"", u"", u"", u""},
+      {u"a/", u"", u"a", u"a"},
+      {u"///", u"/", u"", u"/"},
+      {u"//a", u"/", u"a", u"/a"},
+      {u"/a//b//", u"/a", u"b", u"/a/b"},
+      {u"a/b/..", u"a/b", u"..", u"a/b/.."},
+  };
+  for (const Row& row : rows) {
+    EXPECT_EQ(detail::extract_parent_path(row.path), row.parent);
+    EXPECT_EQ(detail::extract_filename(row.path), row.name);
+    std::u16string joined = row.parent;
+    detail::concatenate_pathname(joined, row.name, true);
+    EXPECT_EQ(joined, row.joined);
+  }
+  EXPECT_EQ(detail::make_native_access_form_i18n(u"//a///\u00e9/"), "//a///\xC3\xA9/");
+  EXPECT_EQ(detail::make_native_access_form_with_cleanup_i18n(u"//a///\u00e9//"), "/a/\xC3\xA9/");
+}
+
+TEST_F(Filesystem, RefusesAPathThatCannotBeTurnedIntoBytes) {
+  for (const std::u16string& path :
+       {std::u16string(u"a\0b", 3), std::u16string{0xD83D, u'a'}, std::u16string{0xDE00, u'a'}}) {
+    const auto expected = failure<FileNameConversionFailure>(EILSEQ, path);
+    expectRefusal([&] { detail::make_native_access_form_i18n(path); }, expected);
+    expectRefusal([&] { static_cast<void>(status(path)); }, expected);
+    expectRefusal([&] { create_directory(path); }, expected);
+  }
+}
+
+TEST_F(Filesystem, ARefusedOpenSetsTheFailbitAndErrno) {
+  makeFolder("folder");
+  const auto before = disk();
+  ifstream missing(textAt("nothing"), std::ios_base::binary, SHARE_READ_WRITE);
+  EXPECT_EQ(errno, ENOENT);
+  EXPECT_TRUE(missing.fail());
+  missing.seekg(0, std::ios_base::end);
+  EXPECT_EQ(missing.tellg(), -1);
+
+  ofstream onDirectory(at("folder"), std::ios_base::trunc, SHARE_READ_WRITE);
+  EXPECT_EQ(errno, EISDIR);
+  EXPECT_FALSE(onDirectory.is_open());
+  onDirectory.close();
+  EXPECT_TRUE(onDirectory.fail());
+  EXPECT_EQ(disk(), before);
+}
+
+TEST_F(Filesystem, CreateDirectoriesMakesMissingOnesAndRefusesOtherFiles) {
+  writeFile("a/file", "kept");
+  std::filesystem::create_directory_symlink("a", at("link"));
+  for (const char* path : {"a/b/c", "a/b/c", "a//d///e/", "a/f/./../g", "link/h"}) {
+    create_directories(textAt(path));
+  }
+  for (const char* path : {"a/b/c", "a/d/e", "a/f", "a/g", "a/h"}) {
+    EXPECT_TRUE(std::filesystem::is_directory(at(path))) << path;
+  }
+  expectRefusal([&] { create_directories(textAt("a/file")); },
+                failure<FileExistsError>(EEXIST, textAt("a/file")));
+  expectRefusal([&] { create_directories(textAt("a/file/b/c")); },
+                failure<NotDirectoryError>(ENOTDIR, textAt("a/file/b/c")));
+  expectRefusal([&] { create_directory(textAt("a/b")); },
+                failure<FileExistsError>(EEXIST, textAt("a/b")));
+}
+
+TEST_F(Filesystem, CopyReplacesNothing) {
+  writeFile("source", "new");
+  writeFile("file", "old");
+  std::filesystem::create_symlink("nowhere", at("dangling"));
+  for (const char* target : {"file", "dangling"}) {
+    expectRefusal([&] { copy(textAt("source"), textAt(target), copy_option{}); },
+                  failure<FileExistsError>(EEXIST, textAt(target)));
+  }
+}
+
+TEST_F(Filesystem, RemoveAllRemovesOnlyTheNamedEntry) {
+  writeFile("file");
+  writeFile("full/a/b/file", "");
+  writeFile("full/.hidden");
+  writeFile("victim/file", "kept");
+  std::filesystem::create_directory_symlink("../../victim", at("full/a/link"));
+  std::filesystem::create_directory_symlink("victim", at("link"));
+  std::filesystem::create_directory_symlink("victim", at("slashed"));
+  makeFolder("empty");
+  makeFolder("victim/inner/folder");
+  for (const char* name : {"file", "link/../victim/inner", "full", "link", "slashed//", "empty/"}) {
+    EXPECT_EQ(failureOf([&] { remove_all(textAt(name)); }), Failure{}) << name;
+  }
+  for (const char* name : {"no", "no/no", "victim/file/no"}) {
+    expectRefusal([&] { remove_all(textAt(name)); }, Failure{});
+  }
+  for (const char* name : {"victim/.", "victim/./", "victim/.."}) {
+    expectRefusal([&] { remove_all(textAt(name)); }, failure<SystemError>(EINVAL, textAt(name)));
+  }
+  EXPECT_EQ(disk(), (std::map<std::string, std::string>{{"victim", "/"}, {"victim/file", "kept"}}));
+}
+
+} // namespace
+} // namespace fl::filesystem::test

@@ -1,0 +1,187 @@
+#include "support/FileContents.h"
+#include "support/JsonText.h"
+
+#include <connector/file_common/v1/FileNames.h>
+#include <connector/file_common/v1/Json.h>
+#include <fl/i18n/convert.h>
+
+#include <Poco/Base64Encoder.h>
+#include <Poco/Exception.h>
+#include <gmock/gmock.h>
+
+#include <cstdint>
+#include <random>
+#include <sstream>
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace connector::file_common::v1 {
+namespace {
+
+using Poco::JSON::Object;
+using test::bufferOf;
+using test::bytesOf;
+using test::parseObject;
+using test::textOf;
+using ::testing::StartsWith;
+
+TEST(Convert, ReplacesWhatIsNotPartOfACharacter) {
+  const std::vector<std::pair<std::string, std::u16string>> bytes = {
+      {"a\x80z", u"a\uFFFDz"},
+      {"\xC0\xAF", u"\uFFFD\uFFFD"},                     // overlong
+      {"\xED\xA0\x80", u"\uFFFD\uFFFD\uFFFD"},           // a surrogate
+      {"\xF4\x90\x80\x80", u"\uFFFD\uFFFD\uFFFD\uFFFD"}, // above U+10FFFF
+      {"\xE2\x82", u"\uFFFD\uFFFD"},                     // cut short by the end
+      {"\xF0\x9F\xE2\x82\xAC", u"\uFFFD\uFFFD\u20AC"},   // cut short by a character
+  };
+  for (const auto& [narrow, wide] : bytes) {
+    EXPECT_EQ(fl::i18n::to_ustring(narrow), wide) << ::testing::PrintToString(narrow);
+  }
+  const std::vector<std::pair<std::u16string, std::string>> units = {
+      {{u'a', 0xD800, u'z'}, "a\xEF\xBF\xBDz"},
+      {{0xD800, 0xD800, 0xDC00}, "\xEF\xBF\xBD\xF0\x90\x80\x80"},
+      {{0xDBFF, 0xDFFF, 0xDFFF}, "\xF4\x8F\xBF\xBF\xEF\xBF\xBD"},
+  };
+  for (const auto& [wide, narrow] : units) {
+    EXPECT_EQ(fl::i18n::to_string(wide, {"UTF-8", true}), narrow);
+  }
+}
+
+TEST(IsValidFileName, RefusesTheEmptyNameAndControlCharacters) {
+  for (const auto& name : {std::u16string(), std::u16string(u"a\0b", 3), std::u16string(u"\u001F"),
+                           std::u16string(u"/w/a\u007F")}) {
+    EXPECT_FALSE(isValidFileName(name)) << ::testing::PrintToString(name);
+  }
+  for (const auto* name : {u" ", u"~", u"\u0080", u"..", u"/w/\u00E4 \\:*?\"<>|.txt"}) {
+    EXPECT_TRUE(isValidFileName(name)) << ::testing::PrintToString(name);
+  }
+}
+
+Object::Ptr writtenWith(const std::string& bytes) {
+  File file(FileInfo(u"/f", false), bufferOf(bytes));
+  return fromFile(file);
+}
+
+/// Bytes that begin with one that no text has.
+std::string randomBytes(std::size_t size) {
+  static std::mt19937 random(1);
+  std::string bytes = "\xFF";
+  while (bytes.size() < size) {
+    bytes += static_cast<char>(random());
+  }
+  return bytes;
+}
+
+std::string pocosBase64(std::string_view bytes) {
+  std::ostringstream text;
+  Poco::Base64Encoder encoder(text);
+  encoder.rdbuf()->setLineLength(0);
+  encoder << bytes;
+  encoder.close();
+  return text.str();
+}
+
+std::string fileText(const std::string& encoding, const std::string& contents) {
+  return R"({"location":"/a","encoding":")" + encoding + R"(","contents":")" + contents + "\"}";
+}
+
+/// The message of the Poco::DataFormatException that reading the text as a File raises.
+std::string refusal(const std::string& text) {
+  try {
+    toFile(parseObject(text));
+  } catch (const Poco::DataFormatException& error) {
+    return error.message();
+  }
+  return "accepted";
+}
+
+// Long enough for code that takes several groups at once, at every distance from the end.
+constexpr std::size_t LONG = 200;
+
+TEST(Base64, IsThatOfAnotherEncoderAndReadsBack) {
+  for (std::size_t size = 1; size < LONG; ++size) {
+    const std::string bytes = randomBytes(size);
+    const auto written = writtenWith(bytes);
+    EXPECT_EQ(written->getValue<std::string>("contents"), pocosBase64(bytes));
+    EXPECT_EQ(bytesOf(toFile(written).getContents()), bytes);
+  }
+}
+
+TEST(Base64, RefusesEveryOtherCharacterAtEveryPlace) {
+  Object::Ptr object = writtenWith(randomBytes(LONG));
+  const auto digits = object->getValue<std::string>("contents");
+  const std::string alphabet = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
+  for (int code = 0; code < 256; ++code) {
+    const char other = static_cast<char>(code);
+    for (std::size_t at = 0; at < digits.size() - 4; ++at) {
+      std::string text = digits;
+      text[at] = other;
+      object->set("contents", text);
+      if (alphabet.find(other) != std::string::npos) {
+        EXPECT_EQ(pocosBase64(bytesOf(toFile(object).getContents())), text);
+      } else {
+        EXPECT_THROW(toFile(object), Poco::DataFormatException) << code << " at " << at;
+      }
+    }
+  }
+}
+
+TEST(FileInfoJson, IsOneFlatObjectThatReadsBack) {
+  FileInfo info(u"/w/a.txt", false);
+  info.setAttribute(FileAttributes::IS_SHARED, false);
+  info.setAttribute(FileAttributes::CAN_WRITE, true);
+  info.setAttribute(FileAttributes::SIZE, std::uint64_t{1});
+  info.setAttribute(FileAttributes::SIZE, std::uint64_t{18446744073709551615U}); // replaces it
+  info.setAttribute(FileAttributes::MODIFIED, std::int64_t{-1});
+  const std::string text =
+      R"({"canWrite":true,"isDirectory":false,"isShared":false,)"
+      R"("location":"/w/a.txt","modified":-1,"name":"a.txt","size":18446744073709551615})";
+  EXPECT_EQ(textOf(fromFileInfo(info)), text);
+  EXPECT_EQ(textOf(fromFileInfo(toFileInfo(parseObject(text)))), text);
+}
+
+TEST(FileJson, IsReadableOnlyWhenTheBytesAreStrictUtf8) {
+  const std::vector<std::pair<std::string, std::vector<std::string>>> rows = {
+      {"utf-8",
+       {"", std::string("\0\r\"\\", 4), "\xED\x9F\xBF", "\xEE\x80\x80", "\xF4\x8F\xBF\xBF",
+        std::string(65533, 'x') + "\xF0\x9F\x98\x80"}},
+      {"base64",
+       {"\x80", "a\xC3", "\xC0\x80", "\xE0\x9F\xBF", "\xED\xA0\x80", "\xF0\x8F\xBF\xBF",
+        "\xF4\x90\x80\x80", "\xC3\x28"}},
+  };
+  for (const auto& [encoding, contents] : rows) {
+    for (const std::string& bytes : contents) {
+      const Object::Ptr written = writtenWith(bytes);
+      EXPECT_EQ(written->getValue<std::string>("encoding"), encoding);
+      EXPECT_EQ(bytesOf(toFile(parseObject(textOf(written))).getContents()), bytes);
+    }
+  }
+}
+
+TEST(FileJson, DefaultsToNoBytesAndToUtf8) {
+  const std::vector<std::pair<std::string, std::string>> rows = {
+      {R"({"location": "/a"})", ""},
+      {R"({"location": "/a", "contents": null, "encoding": "base64"})", ""},
+      {R"({"location": "/a", "contents": "AAAA", "encoding": null})", "AAAA"},
+      {R"({"location": "/a", "contents": 12})", "12"},
+      {R"({"location": "/a", "contents": 1234, "encoding": "base64"})", "\xD7\x6D\xF8"},
+      {fileText("base64", ""), ""},
+  };
+  for (const auto& [text, bytes] : rows) {
+    EXPECT_EQ(bytesOf(toFile(parseObject(text)).getContents()), bytes) << text;
+  }
+}
+
+TEST(FileJson, RefusalsNameTheKey) {
+  EXPECT_THAT(refusal(R"({"location": null})"), StartsWith("location"));
+  EXPECT_THAT(refusal(fileText("UTF-8", "")), StartsWith("encoding"));
+  for (const char* broken :
+       {"A", "AA", "AAA", "AA=", "A===", "====", "AAAA=", "AAAA====", "AA==AAAA", "A=AA", "AA=A",
+        "AA A", "AAAA\\n", "AA-_", "AB==", "AAB=", "\\u0000AAA", "\\u00E9AA"}) {
+    EXPECT_THAT(refusal(fileText("base64", broken)), StartsWith("contents")) << broken;
+  }
+}
+
+} // namespace
+} // namespace connector::file_common::v1
