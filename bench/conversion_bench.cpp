@@ -1,6 +1,7 @@
 // Messages to JSON and back, and paths to native names, beside the least that either must do.
 
 #include "Compare.h"
+#include "tests/support/FileContents.h"
 
 #include <connector/file/v1/FileJsonSerialization.h>
 #include <connector/file/v1/Messages.h>
@@ -44,7 +45,7 @@ void convertFile(benchmark::State& state, bool isText) {
   const auto registry = std::make_shared<connector::json::MessageRegistry>();
   const FileJsonSerialization serialization(registry);
   const std::unique_ptr<connector::Message> message = std::make_unique<OpenFileResponse>(
-      "uuid", File(FileInfo(u"/folder/file", false), DataBuffer(contents)),
+      "uuid", File(FileInfo(u"/folder/file", false), connector::test::bufferOf(contents)),
       std::vector<connector::common::v1::Fault>(), connector::common::v1::Version());
   compare(
       state, [] {},
@@ -55,7 +56,7 @@ void convertFile(benchmark::State& state, bool isText) {
       [&] {
         require(simdjson::validate_utf8(contents) == isText, "validate_utf8");
         const std::string in(contents);
-        require(DataBuffer(in).size() == contents.size(), "copy");
+        require(connector::test::bufferOf(in).size() == contents.size(), "copy");
       });
 }
 

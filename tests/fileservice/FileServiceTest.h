@@ -1,6 +1,7 @@
 #pragma once
 
 #include "support/ChildProcess.h"
+#include "support/FileContents.h"
 #include "support/ScratchFolder.h"
 
 #include <connector/file/v1/FileServiceException.h>
@@ -47,7 +48,7 @@ std::string outcomeOf(const Call& call) {
 }
 
 inline File fileAt(const ustring& location, std::string_view contents = {}) {
-  return {FileInfo(location, false), DataBuffer(contents)};
+  return {FileInfo(location, false), connector::test::bufferOf(contents)};
 }
 
 using FileServiceTest = connector::test::ScratchFolder;

@@ -1,4 +1,5 @@
 #include "FailingService.h"
+#include "support/FileContents.h"
 
 #include <connector/file/v1/FileServiceException.h>
 #include <connector/file/v1/FileServiceProviderImpl.h>
@@ -67,7 +68,7 @@ Request request(const std::string& name, const std::string& contextText, Texts p
 }
 
 std::vector<Request> requests() {
-  const File file(FileInfo(PATH, false), DataBuffer("new"));
+  const File file(FileInfo(PATH, false), connector::test::bufferOf("new"));
   const std::string begin = "File: '/w/éé': Error ";
   const Texts ofFile{PATH, u"\u00E9"};
   return {
@@ -98,7 +99,7 @@ protected:
     const auto message = provider->handle(GetParam().make(), {}, {}).get();
     const auto& response = dynamic_cast<const Response&>(*message);
     EXPECT_EQ(response.getUuid(), UUID);
-    EXPECT_EQ(response.getApiVersion(), Version(1, 0));
+    EXPECT_EQ(response.getApiVersion().getMajor(), Version::current().getMajor());
     const auto& faults = response.getFaults();
     ASSERT_EQ(faults.size(), 1U);
     EXPECT_EQ(faults[0].getCode(), id);

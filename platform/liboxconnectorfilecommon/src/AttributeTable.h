@@ -9,22 +9,28 @@
 
 namespace connector::file_common::v1 {
 
+struct AttributeAccess {
+  using Attributes = FileInfo::Attributes;
+
+  static const Attributes& of(const FileInfo& info) noexcept { return info.attributes_; }
+};
+
 /// An attribute's key, and where its value is.
 template <typename T>
 struct Attribute {
   using Value = T;
 
   const std::string& key;
-  std::optional<T> FileInfo::Attributes::*value;
+  std::optional<T> AttributeAccess::Attributes::*value;
 };
 
 /// Each attribute once.
 inline constexpr std::tuple ATTRIBUTES{
-    Attribute<std::uint64_t>{FileAttributes::SIZE, &FileInfo::Attributes::size},
-    Attribute<std::int64_t>{FileAttributes::MODIFIED, &FileInfo::Attributes::modified},
-    Attribute<bool>{FileAttributes::CAN_WRITE, &FileInfo::Attributes::canWrite},
-    Attribute<bool>{FileAttributes::DELETED, &FileInfo::Attributes::deleted},
-    Attribute<bool>{FileAttributes::IS_SHARED, &FileInfo::Attributes::isShared},
+    Attribute<std::uint64_t>{FileAttributes::SIZE, &AttributeAccess::Attributes::size},
+    Attribute<std::int64_t>{FileAttributes::MODIFIED, &AttributeAccess::Attributes::modified},
+    Attribute<bool>{FileAttributes::CAN_WRITE, &AttributeAccess::Attributes::canWrite},
+    Attribute<bool>{FileAttributes::DELETED, &AttributeAccess::Attributes::deleted},
+    Attribute<bool>{FileAttributes::IS_SHARED, &AttributeAccess::Attributes::isShared},
 };
 
 } // namespace connector::file_common::v1

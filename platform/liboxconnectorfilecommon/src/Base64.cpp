@@ -1,11 +1,11 @@
 #include "Base64.h"
 
+#include "Bytes.h"
+
 #include <algorithm>
 #include <array>
 #include <cstddef>
 #include <cstdint>
-#include <cstdlib>
-#include <new>
 #include <utility>
 
 #if defined(__x86_64__)
@@ -216,11 +216,7 @@ std::optional<DataBuffer> fromBase64(std::string_view text) {
     return std::nullopt;
   }
   const std::size_t size = 3 * whole + last->size();
-  // NOLINTNEXTLINE(cppcoreguidelines-no-malloc): what a DataBuffer takes over.
-  DataBuffer::Memory memory(static_cast<char*>(std::malloc(size)));
-  if (!memory) {
-    throw std::bad_alloc();
-  }
+  DataBuffer::Memory memory = allocate(size);
   if (!decode(text.data(), whole, memory.get())) {
     return std::nullopt;
   }

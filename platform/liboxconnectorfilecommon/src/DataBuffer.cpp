@@ -1,36 +1,34 @@
-#include <connector/file_common/v1/DataBuffer.h>
+#include "Bytes.h"
 
-#include <cstring>
+#include <algorithm>
 #include <new>
 #include <utility>
 
 namespace connector::file_common::v1 {
 
-namespace {
-
-DataBuffer::Memory copyOf(std::string_view bytes) {
-  if (bytes.empty()) {
+DataBuffer::Memory allocate(std::size_t size) {
+  if (size == 0) {
     return nullptr;
   }
-  DataBuffer::Memory memory(static_cast<char*>(std::malloc(bytes.size())));
+  DataBuffer::Memory memory(static_cast<char*>(std::malloc(size))); // NOLINT(*-no-malloc)
   if (!memory) {
     throw std::bad_alloc();
   }
-  std::memcpy(memory.get(), bytes.data(), bytes.size());
   return memory;
 }
 
-} // namespace
+DataBuffer copyOf(std::string_view bytes) {
+  DataBuffer::Memory memory = allocate(bytes.size());
+  std::copy(bytes.begin(), bytes.end(), memory.get());
+  return {std::move(memory), bytes.size()};
+}
 
 DataBuffer::DataBuffer(Memory memory, std::size_t size) noexcept
     : memory_(std::move(memory))
     , size_(size) {}
 
-DataBuffer::DataBuffer(std::string_view bytes)
-    : DataBuffer(copyOf(bytes), bytes.size()) {}
-
 DataBuffer::DataBuffer(const DataBuffer& other)
-    : DataBuffer(other.view()) {}
+    : DataBuffer(copyOf(viewOf(other))) {}
 
 DataBuffer& DataBuffer::operator=(const DataBuffer& other) {
   if (this != &other) {

@@ -21,7 +21,7 @@ namespace {
 
 template <typename T>
 bool setIf(const Attribute<T>& attribute, const std::string& key, T value,
-           FileInfo::Attributes& attributes) {
+           AttributeAccess::Attributes& attributes) {
   if (attribute.key != key) {
     return false;
   }
@@ -30,12 +30,12 @@ bool setIf(const Attribute<T>& attribute, const std::string& key, T value,
 }
 
 template <typename T, typename U>
-bool setIf(const Attribute<T>&, const std::string&, U, FileInfo::Attributes&) {
+bool setIf(const Attribute<T>&, const std::string&, U, AttributeAccess::Attributes&) {
   return false;
 }
 
 template <typename T>
-void set(FileInfo::Attributes& attributes, const std::string& key, T value) {
+void set(AttributeAccess::Attributes& attributes, const std::string& key, T value) {
   const bool done = std::apply(
       [&](const auto&... attribute) { return (setIf(attribute, key, value, attributes) || ...); },
       ATTRIBUTES);
@@ -46,12 +46,7 @@ void set(FileInfo::Attributes& attributes, const std::string& key, T value) {
 
 } // namespace
 
-// NOLINTNEXTLINE(modernize-pass-by-value): the framework's signature.
-FileInfo::FileInfo(const fl::i18n::ustring& location, bool isDirectory)
-    : location_(location)
-    , isDirectory_(isDirectory) {}
-
-FileInfo::FileInfo(fl::i18n::ustring&& location, bool isDirectory) noexcept
+FileInfo::FileInfo(fl::i18n::ustring location, bool isDirectory) noexcept
     : location_(std::move(location))
     , isDirectory_(isDirectory) {}
 
@@ -69,17 +64,6 @@ void FileInfo::setAttribute(const std::string& key, std::int64_t value) {
 
 void FileInfo::setAttribute(const std::string& key, std::uint64_t value) {
   set(attributes_, key, value);
-}
-
-boost::any FileInfo::getAttribute(const std::string& key) const {
-  boost::any found;
-  const auto take = [&](const auto& attribute) {
-    if (const auto& value = attributes_.*attribute.value; value && attribute.key == key) {
-      found = *value;
-    }
-  };
-  std::apply([&](const auto&... attribute) { (take(attribute), ...); }, ATTRIBUTES);
-  return found;
 }
 
 } // namespace connector::file_common::v1

@@ -1,5 +1,6 @@
 #include "AttributeTable.h"
 #include "Base64.h"
+#include "Bytes.h"
 
 #include <connector/file_common/v1/Json.h>
 #include <fl/i18n/convert.h>
@@ -107,7 +108,7 @@ DataBuffer readContents(const Object& object) {
   }
   const std::string& text = isText ? value->extract<std::string>() : converted;
   if (encoding == UTF_8) {
-    return DataBuffer(text);
+    return copyOf(text);
   }
   if (auto bytes = fromBase64(text)) {
     return *std::move(bytes);
@@ -135,7 +136,7 @@ Member attributeMember() {
   constexpr const auto& attribute = std::get<index>(ATTRIBUTES);
   using Value = typename std::decay_t<decltype(attribute)>::Value;
   return {attribute.key, Value(), [](Var& slot, const FileInfo& info) {
-            const auto& value = info.attributes().*std::get<index>(ATTRIBUTES).value;
+            const auto& value = AttributeAccess::of(info).*std::get<index>(ATTRIBUTES).value;
             contentOf<Value>(slot) = value.value_or(Value());
             return value.has_value();
           }};
@@ -201,7 +202,7 @@ FileInfo readInfo(const Object& object) {
 
 Object::Ptr fromFile(File& file) {
   Object::Ptr object = fromFileInfo(file.getFileInfo());
-  writeContents(*object, file.getContents().view());
+  writeContents(*object, viewOf(file.getContents()));
   return object;
 }
 

@@ -27,10 +27,6 @@ private:
   std::uint16_t minor_ = 0;
 };
 
-constexpr bool operator==(Version left, Version right) noexcept {
-  return left.getMajor() == right.getMajor() && left.getMinor() == right.getMinor();
-}
-
 } // namespace connector::common::v1
 
 #pragma GCC visibility pop

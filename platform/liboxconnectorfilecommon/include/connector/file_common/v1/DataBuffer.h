@@ -3,7 +3,6 @@
 #include <cstddef>
 #include <cstdlib>
 #include <memory>
-#include <string_view>
 
 #pragma GCC visibility push(default)
 
@@ -23,21 +22,16 @@ public:
   /// Takes over `memory`, whose first `size` bytes are the contents.
   DataBuffer(Memory memory, std::size_t size) noexcept;
 
-  /// Copies the bytes.
-  explicit DataBuffer(std::string_view bytes);
-
   DataBuffer(const DataBuffer& other);
   DataBuffer& operator=(const DataBuffer& other);
   DataBuffer(DataBuffer&& other) noexcept;
   DataBuffer& operator=(DataBuffer&& other) noexcept;
   ~DataBuffer() = default;
 
-  /// May be null when there are no bytes.
+  /// May be null if there are no bytes.
   [[nodiscard]] const char* data() const noexcept { return memory_.get(); }
 
   [[nodiscard]] std::size_t size() const noexcept { return size_; }
-
-  [[nodiscard]] std::string_view view() const noexcept { return {memory_.get(), size_}; }
 
 private:
   Memory memory_;

@@ -2,8 +2,6 @@
 
 #include <fl/i18n/ustring.h>
 
-#include <boost/any.hpp>
-
 #include <cstdint>
 #include <optional>
 #include <string>
@@ -21,23 +19,13 @@ struct FileAttributes {
   static const std::string IS_SHARED; ///< bool
 };
 
-/// Path and attributes of one file or folder.
+/// Path and attributes of one file or directory.
 class FileInfo {
 public:
-  /// The attributes by type. Long lists hold many of them, so they take no memory of their own.
-  struct Attributes {
-    std::optional<std::uint64_t> size;
-    std::optional<std::int64_t> modified;
-    std::optional<bool> canWrite;
-    std::optional<bool> deleted;
-    std::optional<bool> isShared;
-  };
-
   /// The empty path, no attributes.
   FileInfo() = default;
 
-  FileInfo(const fl::i18n::ustring& location, bool isDirectory);
-  FileInfo(fl::i18n::ustring&& location, bool isDirectory) noexcept;
+  FileInfo(fl::i18n::ustring location, bool isDirectory) noexcept;
 
   /// The whole path, as given to the constructor.
   [[nodiscard]] const fl::i18n::ustring& getLocation() const noexcept { return location_; }
@@ -47,19 +35,25 @@ public:
 
   [[nodiscard]] bool isDirectory() const noexcept { return isDirectory_; }
 
-  // Each replaces any earlier value of that key, and throws std::invalid_argument for a key that is
-  // unknown or has values of another type.
+  // Replace any earlier value of the key. Throw std::invalid_argument if the key is unknown or has
+  // values of another type.
 
   void setAttribute(const std::string& key, bool value);
   void setAttribute(const std::string& key, std::int64_t value);
   void setAttribute(const std::string& key, std::uint64_t value);
 
-  /// Empty when the attribute is not set, or unknown.
-  [[nodiscard]] boost::any getAttribute(const std::string& key) const;
-
-  [[nodiscard]] const Attributes& attributes() const noexcept { return attributes_; }
-
 private:
+  friend struct AttributeAccess;
+
+  /// By type, inside the object: a long list has many of them.
+  struct Attributes {
+    std::optional<std::uint64_t> size;
+    std::optional<std::int64_t> modified;
+    std::optional<bool> canWrite;
+    std::optional<bool> deleted;
+    std::optional<bool> isShared;
+  };
+
   fl::i18n::ustring location_;
   Attributes attributes_;
   bool isDirectory_ = false;
