@@ -162,7 +162,7 @@ std::vector<Fault> readFaults(const Object& object, const char* key) {
     return faults;
   }
   for (const Var& element : *array) {
-    const auto fault = element.extract<Object::Ptr>();
+    const auto& fault = element.extract<Object::Ptr>();
     const auto text = readOr<std::string>(*fault, MESSAGE, "");
     faults.emplace_back(readOr<std::string>(*fault, FAULT_CODE, ""), text,
                         std::vector<FaultCondition>());

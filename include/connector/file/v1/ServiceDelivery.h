@@ -34,18 +34,17 @@ refuseMessage(const std::string& refusal, const std::type_info& expected, const 
       " but found " + typeNameOf(found))));
 }
 
-/// Whether `Provider` has an overload of `handle` that takes exactly `Req`.
+/// The type of the overload of `handle` that takes exactly `Req`; ill-formed if there is none.
+template <typename Provider, typename Req>
+using OverloadFor = decltype(static_cast<Future<std::unique_ptr<Message>> (Provider::*)(
+                                 std::unique_ptr<Req>&&, Address&&, std::shared_ptr<Context>&&)>(
+    &Provider::handle));
+
 template <typename Provider, typename Req, typename = void>
-constexpr bool HANDLES = false;
+inline constexpr bool HANDLES = false;
 
 template <typename Provider, typename Req>
-using Handler = Future<std::unique_ptr<Message>> (Provider::*)(std::unique_ptr<Req>&&, Address&&,
-                                                               std::shared_ptr<Context>&&);
-
-template <typename Provider, typename Req>
-constexpr bool HANDLES<
-    Provider, Req, std::void_t<decltype(static_cast<Handler<Provider, Req>>(&Provider::handle))>> =
-    true;
+inline constexpr bool HANDLES<Provider, Req, std::void_t<OverloadFor<Provider, Req>>> = true;
 
 } // namespace detail
 
