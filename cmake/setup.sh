@@ -38,7 +38,8 @@ build() {
   (
     flock 9
     {
-      [ -e "$folder/build.ninja" ] || cmake --preset "$preset" -S "$project"
+      [ "$folder/build.ninja" -nt "$project/CMakePresets.json" ] ||
+        cmake --preset "$preset" -S "$project"
     } && ninja -C "$folder" "$@"
   ) 9>"$folder/.lock" </dev/null >"$log" 2>&1 || {
     cat "$log" >&2
