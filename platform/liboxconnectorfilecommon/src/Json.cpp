@@ -8,6 +8,8 @@
 #include <Poco/Exception.h>
 
 #include <algorithm>
+#include <cmath>
+#include <limits>
 #include <simdjson.h>
 #include <string>
 #include <string_view>
@@ -116,10 +118,23 @@ DataBuffer readContents(const Object& object) {
   throw Poco::DataFormatException(CONTENTS, "not base64");
 }
 
+/// Refuses 2^63 and 2^64 as doubles: Poco compares with the greatest T, which as a double is the
+/// same, and then converts out of range.
+template <typename T>
+T numberOf(const Var& value) {
+  constexpr int bits = std::numeric_limits<T>::digits;
+  if constexpr (bits > std::numeric_limits<double>::digits) {
+    if (value.type() == typeid(double) && value.extract<double>() >= std::ldexp(1.0, bits)) {
+      throw Poco::RangeException("Value too large.");
+    }
+  }
+  return value.convert<T>();
+}
+
 template <typename T>
 void readAttribute(const Object& object, const Attribute<T>& attribute, FileInfo& info) {
   if (const Var* const value = find(object, attribute.key)) {
-    info.setAttribute(attribute.key, value->convert<T>());
+    info.setAttribute(attribute.key, numberOf<T>(*value));
   }
 }
 
