@@ -1,17 +1,20 @@
-#include <Poco/Pipe.h>
-#include <Poco/PipeStream.h>
-#include <Poco/Process.h>
+#include "host/Suggestion.h"
+#include "support/Machine.h"
+
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <cstdlib>
-#include <iterator>
 #include <string>
+#include <utility>
+#include <vector>
 
 namespace connector::host {
 
 namespace {
 
+using test::canInject;
+using test::runShell;
 using testing::HasSubstr;
 using testing::MatchesRegex;
 using testing::Not;
@@ -19,33 +22,20 @@ using testing::Not;
 const std::string HOST = CONNECTOR_HOST_PROGRAM;
 const std::string REFUSED = HOST + R"( call OpenFile '{"path":"/no/such/file"}')";
 
-/// What a shell command writes to a terminal of its own.
+/// What a shell command writes to a terminal of its own, at which somebody types Ctrl-D.
 std::string outputAtTerminal(const std::string& command) {
-  Poco::Pipe in;
-  Poco::Pipe out;
-  const auto script =
-      Poco::Process::launch("script", {"-qec", command, "/dev/null"}, &in, &out, nullptr);
-  in.writeBytes("\x04", 1); // Ctrl-D, for a command that reads
-  Poco::PipeInputStream output(out);
-  std::string text(std::istreambuf_iterator<char>(output), {});
-  script.wait();
-  return text;
+  setenv("COMMAND", command.c_str(), 1);
+  return runShell(R"(printf '\004' | script -qec "$COMMAND" /dev/null)").output;
 }
 
 class Terminal : public testing::Test {
 protected:
   void SetUp() override {
-    // NOLINTNEXTLINE(cert-env33-c): the shell finds the program
-    if (std::system("script -qec true /dev/null > /dev/null 2>&1") != 0) {
+    if (runShell("script -qec true /dev/null 2>&1").status != 0) {
       GTEST_SKIP() << "no terminal can be made here";
     }
   }
 };
-
-bool mayTrace() {
-  // NOLINTNEXTLINE(cert-env33-c): the shell finds the program
-  return std::system("strace -o /dev/null -e inject=sync:delay_enter=1 true 2> /dev/null") == 0;
-}
 
 } // namespace
 
@@ -69,7 +59,7 @@ TEST_F(Terminal, FaultsAreInColourWhereColoursAreWanted) {
 }
 
 TEST_F(Terminal, LongCallTellsHowLongItTakes) {
-  if (!mayTrace()) {
+  if (!canInject()) {
     GTEST_SKIP() << "strace is not installed, too old or not allowed to trace";
   }
   const std::string call =
@@ -78,6 +68,22 @@ TEST_F(Terminal, LongCallTellsHowLongItTakes) {
   EXPECT_THAT(outputAtTerminal(call),
               MatchesRegex("(\rconnector-host: ListFolder ... [1-9] s)+\r *\r\\{(.|\r|\n)*"));
   EXPECT_THAT(outputAtTerminal(call + " 2>&1 | cat"), Not(HasSubstr("ListFolder ...")));
+}
+
+TEST(Suggestion, IsTheNearestNameThatIsNear) {
+  const std::vector<std::string> names{"a/v1/Open", "a/v1/OpenAll", "a/v1/Move"};
+  const std::vector<std::pair<std::string, std::string>> rows{{"a/v1/OpenAl", "a/v1/OpenAll"},
+                                                              {"a/v1/Opne", "a/v1/Open"},
+                                                              {"openall", "a/v1/OpenAll"},
+                                                              {"a/v2/pen", "a/v1/Open"},
+                                                              {"Mov", "a/v1/Move"},
+                                                              {"Moving", ""},
+                                                              {"a/v1/", ""},
+                                                              {std::string(1000000, 'e'), ""}};
+  for (const auto& [text, name] : rows) {
+    EXPECT_EQ(suggestion(text, names), name.empty() ? "" : "; did you mean " + name + "?")
+        << text.substr(0, 100);
+  }
 }
 
 } // namespace connector::host
