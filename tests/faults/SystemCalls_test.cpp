@@ -46,8 +46,6 @@ const std::vector<Scenario>& scenarios() {
       {"OpenOrCreateExistingFile", "OpenOrCreateFile", R"({"path":"@/old.txt"})"},
       {"UpdateFile", "UpdateFile",
        R"({"file":{"location":"@/old.txt","contents":"new contents"}})"},
-      {"CloseFileWithContents", "CloseFile",
-       R"({"file":{"location":"@/old.txt","contents":"new contents"},"updateFile":true})"},
       {"CloseFile", "CloseFile", R"({"file":{"location":"@/old.txt"},"updateFile":false})"},
       {"RenameFileIntoMissingFolders", "RenameFile",
        R"({"originalFileInfo":"@/full/first.bin","newFileInfo":"@/a/b/other.bin"})"},
