@@ -70,33 +70,46 @@ long supportedVersion() {
   return version;
 }
 
-void allow(const Descriptor& ruleset, const std::string& root, std::uint64_t rights) {
-  const Descriptor folder(open(root.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC), "--root " + root);
+int openDirectory(const std::string& path) {
+  const int directory = open(path.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC);
+  if (directory < 0) {
+    fail("--root " + path);
+  }
+  return directory;
+}
+
+void allow(const Descriptor& ruleset, int directory, std::uint64_t rights) {
   landlock_path_beneath_attr rule{};
   rule.allowed_access = rights;
-  rule.parent_fd = folder.get();
+  rule.parent_fd = directory;
   if (syscall(SYS_landlock_add_rule, ruleset.get(), LANDLOCK_RULE_PATH_BENEATH, &rule, 0) != 0) {
-    fail("--root " + root);
+    fail("Landlock");
   }
 }
 
 } // namespace
 
-void confine(const Confinement& confinement) {
+std::vector<int> confine(const Confinement& confinement) {
   const std::uint64_t all = allRights(supportedVersion());
   landlock_ruleset_attr attributes{};
   attributes.handled_access_fs = all;
   const Descriptor ruleset(syscall(SYS_landlock_create_ruleset, &attributes, sizeof attributes, 0),
                            "Landlock");
 
-  const std::vector<std::string> anywhere{"/"};
-  for (const auto& root : confinement.roots.empty() ? anywhere : confinement.roots) {
-    allow(ruleset, root, confinement.readOnly ? READING : all);
+  const std::uint64_t rights = confinement.readOnly ? READING : all;
+  std::vector<int> roots;
+  for (const auto& root : confinement.roots) {
+    roots.push_back(openDirectory(root));
+    allow(ruleset, roots.back(), rights);
+  }
+  if (roots.empty()) {
+    allow(ruleset, Descriptor(openDirectory("/"), "/").get(), rights);
   }
   if (prctl(PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0) != 0 ||
       syscall(SYS_landlock_restrict_self, ruleset.get(), 0) != 0) {
     fail("Landlock");
   }
+  return roots;
 }
 
 } // namespace connector::host

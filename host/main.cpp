@@ -6,6 +6,8 @@
 #include "Options.h"
 #include "Termination.h"
 
+#include <fl/filesystem/confinement.h>
+
 #include <Poco/Exception.h>
 
 #include <exception>
@@ -20,7 +22,7 @@ ExitStatus answerRequests(const Options& options) {
   reserveStandardDescriptors();
   const Termination termination(STDIN_FILENO);
   if (options.confinement.isNeeded()) {
-    confine(options.confinement);
+    fl::filesystem::set_confinement(confine(options.confinement), options.confinement.readOnly);
   }
 
   const FileApi files;

@@ -1,11 +1,10 @@
 #pragma once
 
-#include <posix/Descriptor.h>
-
 #include <cerrno>
 #include <cstddef>
 #include <dirent.h>
 #include <memory>
+#include <posix/Descriptor.h>
 #include <sys/stat.h>
 #include <unistd.h>
 

@@ -309,9 +309,9 @@ TEST_F(Confined, OneCallIsConfinedAndRootsMustBeFolders) {
 
   constexpr const char* missing = ": No such file or directory\n";
   const std::vector<Row> rows = {
-      {"--root $PWD/root/../root/.", READ_OUTSIDE, 1, "faultId"},
-      {"--root link", READ_OUTSIDE, 1, "faultId"},
-      {"--read-only --root .", CHANGE, 1, "faultId"},
+      {"--root $PWD/root/../root/.", READ_OUTSIDE, 1, "FILE_ACCESS_DENIED"},
+      {"--root link", READ_OUTSIDE, 1, "FILE_ACCESS_DENIED"},
+      {"--read-only --root .", CHANGE, 1, "FILE_ACCESS_DENIED"},
       {"--root $PWD/root/..", READ_INSIDE, 0, "inside"},
       {"--root link", READ_INSIDE, 0, "inside"},
       {"--root . <&-", READ_INSIDE, 0, "inside"},

@@ -1,3 +1,5 @@
+#include "confined.h"
+
 #include <connector/file_common/v1/FileNames.h>
 #include <fl/filesystem/exceptions.h>
 #include <fl/filesystem/path.h>
@@ -33,6 +35,9 @@ int checkWritableDirectory(const std::string& path) {
   }
   if (faccessat(AT_FDCWD, path.c_str(), W_OK | X_OK, AT_EACCESS) != 0) {
     return errno;
+  }
+  if (fl::filesystem::detail::is_denied(AT_FDCWD, path.c_str(), true)) {
+    return EACCES;
   }
 
   struct statvfs system {};

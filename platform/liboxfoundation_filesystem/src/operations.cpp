@@ -1,3 +1,4 @@
+#include "confined.h"
 #include "directory_cache.h"
 #include "posix.h"
 #include "throw_errno.h"
@@ -115,7 +116,7 @@ bool access(const std::u16string& path, unsigned mode) {
       ((mode & access_read) != 0 ? R_OK : 0) | ((mode & access_write) != 0 ? W_OK : 0);
   const detail::place place(path);
   if (::faccessat(place.directory(), place.name(), wanted, AT_EACCESS) == 0) {
-    return true;
+    return !detail::is_denied(place.directory(), place.name(), (wanted & W_OK) != 0);
   }
   if (!means_denied(errno) && !means_missing(errno)) {
     static_cast<void>(link_not_followed(place, path));

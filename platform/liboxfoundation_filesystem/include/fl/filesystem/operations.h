@@ -54,7 +54,8 @@ file_status status(const std::u16string& path);
 bool exists(const std::u16string& path);
 
 /// Whether the process, by its effective ids, may read (2) or write (4) the path. False for a
-/// missing path, a link that cannot be followed, and for writing on a read-only file system.
+/// missing path, a link that cannot be followed, for writing on a read-only file system, and where
+/// the confinement of the process denies it.
 bool access(const std::u16string& path, unsigned mode);
 
 /// The process's current folder, absolute.
