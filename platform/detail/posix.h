@@ -1,11 +1,14 @@
 #pragma once
 
 #include <cerrno>
+#include <chrono>
 #include <cstddef>
 #include <dirent.h>
+#include <fcntl.h>
 #include <memory>
 #include <posix/Descriptor.h>
 #include <sys/stat.h>
+#include <thread>
 #include <unistd.h>
 
 namespace fl::filesystem::detail {
@@ -29,6 +32,23 @@ inline directory_stream to_directory_stream(descriptor& opened) {
     static_cast<void>(opened.release());
   }
   return stream;
+}
+
+/// Opens without waiting for the other end of a FIFO or for a device. Waits only for another
+/// process to give up its lease on a regular file, for up to a second: the first attempt makes the
+/// system ask for it. Returns -1 with errno set if the system refuses.
+inline int open_file(const char* name, int flags, mode_t mode = 0) {
+  constexpr std::chrono::milliseconds pause{5};
+  const auto open_once = [=] {
+    return uninterrupted(
+        [=] { return ::open(name, flags | O_CLOEXEC | O_NOCTTY | O_NONBLOCK, mode); });
+  };
+  int opened = open_once();
+  for (int left = 200; opened < 0 && errno == EWOULDBLOCK && left > 0; --left) {
+    std::this_thread::sleep_for(pause);
+    opened = open_once();
+  }
+  return opened;
 }
 
 /// Whether an errno says that nothing is at a path.

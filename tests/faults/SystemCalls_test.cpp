@@ -133,6 +133,9 @@ std::vector<std::string> errorsOf(const Call& call) {
   if (call.name == "openat" && !call.has("O_PATH")) { // which waits for nothing
     errors.emplace_back("EINTR");
   }
+  if (call.has("O_NONBLOCK") && !call.has("O_DIRECTORY")) {
+    errors.emplace_back("EAGAIN"); // another process is giving up its lease
+  }
   if (call.has("O_CREAT")) {
     errors.emplace_back("ENOSPC");
   }
@@ -202,7 +205,7 @@ protected:
   /// Whether the request must succeed all the same.
   [[nodiscard]] static bool isRiddenOut(const Injection& injection) {
     const bool interrupted = injection.error == "EINTR" && injection.call.name != "close";
-    return interrupted || injection.isShort() ||
+    return interrupted || injection.isShort() || injection.error == "EAGAIN" ||
            (injection.times == 1 && isTriedAgain(injection.call));
   }
 

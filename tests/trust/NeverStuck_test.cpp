@@ -111,6 +111,23 @@ TEST_F(NeverStuck, OnWhatAnOpenWouldWaitFor) {
   close(terminal);
 }
 
+TEST_F(NeverStuck, WaitsForALeaseThatItsHolderGivesUp) {
+  static int leased = -1;
+  std::signal(SIGIO, [](int) { fcntl(leased, F_SETLEASE, F_UNLCK); });
+  leased = open(writeFile("a.txt", "a").c_str(), O_RDWR | O_CLOEXEC);
+  makeFolder("sub");
+  HostClient host(folder());
+  for (const auto& [type, params] :
+       {std::pair("OpenFile", R"({"path":"a.txt"})"),
+        std::pair("UpdateFile", R"({"file":{"location":"a.txt"}})"),
+        std::pair("MoveFile", R"({"srcPath":"a.txt","destPath":"sub"})")}) {
+    ASSERT_EQ(fcntl(leased, F_SETLEASE, F_WRLCK), 0);
+    EXPECT_EQ(ask(host, type, params), 0U) << type;
+  }
+  std::signal(SIGIO, SIG_IGN);
+  close(leased);
+}
+
 // In memory, since disks take long to make so many files.
 TEST_F(NeverStuck, OnADirectoryOfManyEntries) {
   onTmpfs(folder(), "size=1g", [this] {

@@ -82,8 +82,7 @@ private:
     stat_buffer found{};
     require(::stat(name_.c_str(), &found) == 0, path_);
     require_regular(found);
-    const int number = uninterrupted(
-        [this] { return ::open(name_.c_str(), O_RDONLY | O_CLOEXEC | O_NOCTTY | O_NONBLOCK); });
+    const int number = detail::open_file(name_.c_str(), O_RDONLY);
     require(number >= 0, path_);
     return number;
   }

@@ -9,8 +9,9 @@ namespace fl::filesystem::detail {
 
 /// A descriptor as a stream buffer. Bytes that are written go to the system at once, so a write
 /// that the disk refuses fails at that write, with errno as the reason. A read that the disk
-/// refuses throws, which a stream turns into its badbit, with errno as the reason. Opening never
-/// waits for a FIFO's other end. Descriptors are close-on-exec. Not thread-safe.
+/// refuses throws, which a stream turns into its badbit, with errno as the reason. Opening waits
+/// neither for a FIFO's other end nor, for more than a second, for another process to give up its
+/// lease on the file. Descriptors are close-on-exec. Not thread-safe.
 class file_buf : public std::streambuf {
 public:
   file_buf() = default;

@@ -23,12 +23,10 @@ constexpr mode_t creation_mode = 0666; // less what the process's umask takes
 int open_flags(std::ios_base::openmode mode) {
   const bool reads = (mode & std::ios_base::in) != 0;
   const bool writes = (mode & (std::ios_base::out | std::ios_base::app)) != 0;
-  // O_NONBLOCK: neither opening nor reading waits for the other end of a FIFO or for a device.
-  int flags = O_CLOEXEC | O_NOCTTY | O_NONBLOCK;
   if (!writes) {
-    return flags | O_RDONLY;
+    return O_RDONLY;
   }
-  flags |= O_CREAT | (reads ? O_RDWR : O_WRONLY);
+  int flags = O_CREAT | (reads ? O_RDWR : O_WRONLY);
   flags |= (mode & std::ios_base::trunc) != 0 ? O_TRUNC : 0;
   flags |= (mode & std::ios_base::app) != 0 ? O_APPEND : 0;
   return flags;
@@ -83,7 +81,7 @@ bool file_buf::open(const char* name, std::ios_base::openmode mode) {
     errno = EINVAL;
     return false;
   }
-  descriptor_ = uninterrupted([&] { return ::open(name, open_flags(mode), creation_mode); });
+  descriptor_ = detail::open_file(name, open_flags(mode), creation_mode);
   if (is_open() && is_unnamed_pipe(descriptor_)) {
     close();
     errno = ENXIO; // as the system itself answers for a socket that is reached in this way
