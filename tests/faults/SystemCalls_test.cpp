@@ -26,6 +26,7 @@ struct Scenario {
   const char* type;
   const char* params;                   // "@" stands for the tree that it works on
   std::vector<std::string> always = {}; // further options of strace
+  std::string options = {};             // of the host
 
   friend std::ostream& operator<<(std::ostream& out, const Scenario& scenario) {
     return out << scenario.name;
@@ -40,6 +41,11 @@ const std::vector<Scenario>& scenarios() {
        R"({"file":{"location":"@/a/b/new.txt","contents":"new contents"}})"},
       {"CreateFileOverAnother", "CreateFile",
        R"({"file":{"location":"@/old.txt","contents":"new contents"},"updateIfExists":true})"},
+      {"CreateFileOverAnotherInARoot",
+       "CreateFile",
+       R"({"file":{"location":"@/old.txt","contents":"new contents"},"updateIfExists":true})",
+       {},
+       "--root /"},
       {"CreateFolder", "CreateFile", R"({"file":{"location":"@/made","isDirectory":true}})"},
       {"OpenFileByRelativePath", "OpenFile", R"({"path":"tree/old.txt"})"},
       {"OpenOrCreateMissingFile", "OpenOrCreateFile", R"({"path":"@/new.txt"})"},
@@ -167,6 +173,9 @@ protected:
     if (!canInject()) {
       GTEST_SKIP() << "strace is not installed, too old or not allowed to trace";
     }
+    if (!GetParam().options.empty() && !canConfine()) {
+      GTEST_SKIP() << "this kernel has no Landlock of version 2";
+    }
   }
 
   /// Carries out the scenario on a fresh tree.
@@ -291,8 +300,8 @@ private:
   }
 
   static std::vector<std::string> launcher(const std::string& injection) {
-    std::vector<std::string> command = {"sh", "-c", R"(exec "$@" 2> errors)", "sh", "strace",
-                                        "-o", "log"};
+    std::vector<std::string> command = {
+        "sh", "-c", R"(exec "$@" 2> errors )" + GetParam().options, "sh", "strace", "-o", "log"};
     command.insert(command.end(), GetParam().always.begin(), GetParam().always.end());
     if (!injection.empty()) {
       command.insert(command.end(), {"-e", injection});
