@@ -56,12 +56,16 @@ inline bool means_missing(int code) {
   return code == ENOENT || code == ENOTDIR;
 }
 
-/// Writes until everything is written or the system refuses; gives how much was written.
+/// Writes until everything is written or the system refuses. Returns how many bytes were written;
+/// if not all, errno has the reason.
 inline std::size_t write_all(int target, const char* data, std::size_t count) {
   std::size_t written = 0;
   while (written < count) {
     const ssize_t more =
         uninterrupted([&] { return ::write(target, data + written, count - written); });
+    if (more == 0) {
+      errno = EIO; // The system gives no reason.
+    }
     if (more <= 0) {
       break;
     }

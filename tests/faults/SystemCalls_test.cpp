@@ -50,8 +50,7 @@ const std::vector<Scenario>& scenarios() {
       {"OpenFileByRelativePath", "OpenFile", R"({"path":"tree/old.txt"})"},
       {"OpenOrCreateMissingFile", "OpenOrCreateFile", R"({"path":"@/new.txt"})"},
       {"OpenOrCreateExistingFile", "OpenOrCreateFile", R"({"path":"@/old.txt"})"},
-      {"UpdateFile", "UpdateFile",
-       R"({"file":{"location":"@/old.txt","contents":"new contents"}})"},
+      {"UpdateFile", "UpdateFile", R"({"file":{"location":"@/old.txt","contents":"newer"}})"},
       {"CloseFile", "CloseFile", R"({"file":{"location":"@/old.txt"},"updateFile":false})"},
       {"RenameFileIntoMissingFolders", "RenameFile",
        R"({"originalFileInfo":"@/full/first.bin","newFileInfo":"@/a/b/other.bin"})"},
@@ -78,15 +77,16 @@ struct Call {
   [[nodiscard]] bool has(const char* flag) const { return line.find(flag) != std::string::npos; }
 };
 
-/// How many bytes a write takes that takes only some.
-constexpr std::size_t FEW = 4;
+/// In place of an error: how many bytes a write takes.
+const std::string FEW = "4";
+const std::string NONE = "0";
 
 struct Injection {
   const Call& call;
-  std::string error; // none: the call takes only some of the bytes
+  std::string error;
   int times = 1;
 
-  [[nodiscard]] bool isShort() const { return error.empty(); }
+  [[nodiscard]] bool isShort() const { return error == FEW; }
 
   /// Whether it is unknown if the disk has all of a file that was made anew for a copy.
   [[nodiscard]] bool leavesCopyInDoubt() const {
@@ -96,8 +96,7 @@ struct Injection {
   [[nodiscard]] bool isFullDisk() const { return error == "ENOSPC" || error == "EDQUOT"; }
 
   [[nodiscard]] std::string text() const {
-    return "inject=" + call.name +
-           (isShort() ? ":retval=" + std::to_string(FEW) : ":error=" + error) +
+    return "inject=" + call.name + (isShort() || error == NONE ? ":retval=" : ":error=") + error +
            ":when=" + std::to_string(call.occurrence) + ".." +
            std::to_string(call.occurrence + times - 1);
   }
@@ -118,9 +117,9 @@ std::vector<std::string> errorsOf(const Call& call) {
       {{"mkdir", "mkdirat", "rename", "renameat"}, {"EIO", "EACCES", "ENOSPC"}},
       {{"renameat2"}, {"EIO", "EACCES", "ENOSPC", "EINVAL"}}, // the last one for a plain rename
       {{"unlink", "unlinkat", "rmdir"}, {"EIO", "EACCES", "EBUSY"}},
-      {{"write"}, {"EIO", "ENOSPC", "EDQUOT", "EINTR", ""}},
+      {{"write"}, {"EIO", "ENOSPC", "EDQUOT", "EINTR", FEW, NONE}},
       {{"copy_file_range"}, {"EIO", "ENOSPC", "EDQUOT", "EINTR"}},
-      {{"read", "close"}, {"EIO", "EINTR"}},
+      {{"read", "ftruncate", "close"}, {"EIO", "EINTR"}},
       {{"lseek", "fchmod", "utimensat", "getdents64", "fgetxattr", "fremovexattr", "symlink"},
        {"EIO"}},
       {{"fcntl"}, {"EACCES"}},
@@ -251,7 +250,7 @@ protected:
     int shorter = 0;
     for (const auto& [path, contents] : left()) {
       const std::string& whole = after.at(path);
-      EXPECT_TRUE(contents == whole || contents == whole.substr(FEW)) << path;
+      EXPECT_TRUE(contents == whole || contents == whole.substr(std::stoul(FEW))) << path;
       shorter += contents == whole ? 0 : 1;
     }
     EXPECT_EQ(shorter, 1);
@@ -335,6 +334,9 @@ TEST_P(SystemCalls, MayFailOneByOne) {
     }
     if (isRiddenOut(injection)) {
       EXPECT_EQ(outcome.condition, "");
+    }
+    if (injection.error == NONE) {
+      EXPECT_EQ(outcome.condition, "FILE_IO_GENERIC");
     }
     if (injection.isFullDisk()) {
       EXPECT_THAT(outcome.condition, testing::AnyOf("", "OVER_DISK_QUOTA"));

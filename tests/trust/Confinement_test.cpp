@@ -278,6 +278,8 @@ TEST_F(Confined, NothingIsWrittenIntoTheConversation) {
     }
     EXPECT_EQ(host.finish(), 0);
   }
+  EXPECT_THAT(run(R"(HOST call UpdateFile '{"file":{"location":"out"}}' > out; cat out)").output,
+              HasSubstr("RESOURCE_IN_USE"));
 }
 
 TEST_F(Confined, ReadOnlyHostChangesNothing) {

@@ -22,7 +22,9 @@ public:
   [[nodiscard]] bool is_open() const noexcept { return descriptor_ >= 0; }
 
   /// `in` reads an existing file; `out` creates a missing one, and empties an existing one only
-  /// with `trunc`. False, with errno set, when the system refuses.
+  /// with `trunc`. Returns false with errno set if the system refuses. Writing on this process's
+  /// standard output (unless that is /dev/null) and on a pipe that no directory holds is refused
+  /// with EBUSY, before the file is emptied.
   bool open(const std::string& name, std::ios_base::openmode mode);
   bool open(const char* name, std::ios_base::openmode mode);
 

@@ -9,6 +9,8 @@
 #include <cstring>
 #include <fcntl.h>
 #include <linux/magic.h>
+#include <sys/stat.h>
+#include <sys/sysmacros.h>
 #include <sys/vfs.h>
 #include <system_error>
 #include <unistd.h>
@@ -18,28 +20,55 @@ namespace fl::filesystem {
 
 namespace {
 
+using detail::stat_buffer;
+
 constexpr mode_t creation_mode = 0666; // less what the process's umask takes
 
-int open_flags(std::ios_base::openmode mode) {
-  const bool reads = (mode & std::ios_base::in) != 0;
-  const bool writes = (mode & (std::ios_base::out | std::ios_base::app)) != 0;
-  if (!writes) {
-    return O_RDONLY;
-  }
-  int flags = O_CREAT | (reads ? O_RDWR : O_WRONLY);
-  flags |= (mode & std::ios_base::trunc) != 0 ? O_TRUNC : 0;
-  flags |= (mode & std::ios_base::app) != 0 ? O_APPEND : 0;
-  return flags;
+bool is_for_writing(std::ios_base::openmode mode) {
+  return (mode & (std::ios_base::out | std::ios_base::app)) != 0;
 }
 
-/// A pipe that no folder holds, such as a standard stream of this process, is reached by its name
-/// under /proc. What is written into it would pass for the process's own output.
-bool is_unnamed_pipe(int opened) {
-  if (::lseek(opened, 0, SEEK_CUR) >= 0) {
-    return false; // which is soon told for nearly every file
+// Without O_TRUNC: see prepare_writing.
+int open_flags(std::ios_base::openmode mode) {
+  if (!is_for_writing(mode)) {
+    return O_RDONLY;
   }
+  const bool reads = (mode & std::ios_base::in) != 0;
+  const bool appends = (mode & std::ios_base::app) != 0;
+  return O_CREAT | (reads ? O_RDWR : O_WRONLY) | (appends ? O_APPEND : 0);
+}
+
+bool is_null_device(const stat_buffer& file) {
+  return S_ISCHR(file.st_mode) && file.st_rdev == makedev(1, 3);
+}
+
+bool is_standard_output(const stat_buffer& file) {
+  stat_buffer output{};
+  return ::fstat(STDOUT_FILENO, &output) == 0 && output.st_dev == file.st_dev &&
+         output.st_ino == file.st_ino && !is_null_device(file);
+}
+
+/// Whether the file is a pipe that no directory holds, such as a standard stream of this process,
+/// which has a name under /proc.
+bool is_unnamed_pipe(int opened, const stat_buffer& file) {
   struct statfs system = {};
-  return ::fstatfs(opened, &system) == 0 && system.f_type == PIPEFS_MAGIC;
+  return S_ISFIFO(file.st_mode) && ::fstatfs(opened, &system) == 0 && system.f_type == PIPEFS_MAGIC;
+}
+
+/// Refuses a file whose readers would take what is written for this process's own output, and only
+/// then empties it. Returns false with errno set on failure.
+bool prepare_writing(int opened, bool truncates) {
+  stat_buffer file{};
+  if (::fstat(opened, &file) != 0) {
+    return false;
+  }
+  if (is_standard_output(file) || is_unnamed_pipe(opened, file)) {
+    errno = EBUSY;
+    return false;
+  }
+  const bool has_contents = S_ISREG(file.st_mode) && file.st_size > 0; // unlike a new file
+  return !truncates || !has_contents ||
+         detail::uninterrupted([opened] { return ::ftruncate(opened, 0); }) == 0;
 }
 
 int origin(std::ios_base::seekdir way) {
@@ -81,12 +110,13 @@ bool file_buf::open(const char* name, std::ios_base::openmode mode) {
     errno = EINVAL;
     return false;
   }
-  descriptor_ = detail::open_file(name, open_flags(mode), creation_mode);
-  if (is_open() && is_unnamed_pipe(descriptor_)) {
-    close();
-    errno = ENXIO; // as the system itself answers for a socket that is reached in this way
+  detail::descriptor opened(detail::open_file(name, open_flags(mode), creation_mode));
+  const bool truncates = (mode & std::ios_base::trunc) != 0;
+  if (!opened.isOpen() || (is_for_writing(mode) && !prepare_writing(opened.get(), truncates))) {
+    return false;
   }
-  return is_open();
+  descriptor_ = opened.release();
+  return true;
 }
 
 bool file_buf::close() {

@@ -6,7 +6,8 @@
 
 namespace connector::posix {
 
-/// Owns an open descriptor. A caller that must know whether closing failed releases it first.
+/// Owns an open descriptor. A caller that must know whether closing failed releases it first. The
+/// destructor leaves errno as it is.
 class Descriptor {
 public:
   explicit Descriptor(int number) noexcept
@@ -25,7 +26,9 @@ public:
 
   ~Descriptor() {
     if (isOpen()) {
+      const int code = errno;
       ::close(number_);
+      errno = code;
     }
   }
 
