@@ -1,6 +1,6 @@
 #include "host/Confinement.h"
 #include "support/ChildProcess.h"
-#include "support/Confining.h"
+#include "support/Machine.h"
 #include "support/ScratchFolder.h"
 
 #include <gtest/gtest.h>
