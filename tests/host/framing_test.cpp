@@ -97,8 +97,8 @@ TEST(Framing, HeadersTellTheLength) {
 TEST(Framing, HeadersWithoutLengthAreReportedOnceAndTheNextLengthIsFound) {
   const auto noLength = Unreadable::noLength;
   const std::string good = "Content-Length: 2\r\n\r\n{}";
-  for (const std::string bad :
-       {"Content-Length: -1", "Content-Length: 2x", "Content-Length:", "Content-Length 2", "Content-Length-X: 2"}) {
+  for (const std::string bad : {"Content-Length: -1", "Content-Length: 2x",
+                                "Content-Length:", "Content-Length 2", "Content-Length-X: 2"}) {
     expectTexts({{bad + "\r\n\r\n" + good + good, {noLength, "{}", "{}"}},
                  {bad + "\r\n\r\n{\"a\":\r\n\r\n1}" + good, {noLength, "{}"}}});
   }
