@@ -4,13 +4,16 @@
 #include <fl/filesystem/path.h>
 
 #include <cerrno>
+#include <dirent.h>
 #include <fcntl.h>
 #include <filesystem>
+#include <memory>
 #include <posix/Descriptor.h>
 #include <string>
 #include <sys/stat.h>
 #include <sys/xattr.h>
 #include <system_error>
+#include <unistd.h>
 #include <utility>
 
 namespace connector::file::v1 {
@@ -20,8 +23,18 @@ using posix::Descriptor;
 
 namespace {
 
+/// Two causes have exceptions of their own, so that links are refused as files are.
 [[noreturn]] void fail(int code, const upath& path) {
-  throw fl::filesystem::SystemError(code, path, {});
+  switch (code) {
+  case EACCES:
+  case EPERM:
+  case EROFS:
+    throw fl::filesystem::AccessDenied(code, path);
+  case EEXIST:
+    throw fl::filesystem::FileExistsError(code, path);
+  default:
+    throw fl::filesystem::SystemError(code, path, {});
+  }
 }
 
 void require(int code, const upath& path) {
@@ -44,8 +57,8 @@ bool isSame(const struct stat& left, const struct stat& right) {
   return left.st_dev == right.st_dev && left.st_ino == right.st_ino;
 }
 
-/// For fstat and for going up only.
-Descriptor openToLook(int base, const char* name) {
+/// Opens a directory only as a base for fstat and "..": this needs no right to read it.
+Descriptor openForStat(int base, const char* name) {
   return Descriptor(::openat(base, name, O_PATH | O_DIRECTORY | O_CLOEXEC));
 }
 
@@ -58,23 +71,42 @@ Descriptor openDirectory(const upath& path) {
   return opened;
 }
 
+bool isEmpty(const Descriptor& directory, const upath& path) {
+  Descriptor again(::openat(directory.get(), ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+  const std::unique_ptr<DIR, int (*)(DIR*)> stream(::fdopendir(again.get()), ::closedir);
+  require(stream != nullptr ? 0 : errno, path);
+  static_cast<void>(again.release()); // the stream owns it now
+  int entries = 0;
+  while (::readdir(stream.get()) != nullptr) { // NOLINT(concurrency-mt-unsafe): our own stream
+    ++entries;
+  }
+  return entries <= 2; // "." and ".."
+}
+
+std::filesystem::path textOfLink(const upath& link) {
+  std::error_code error;
+  auto text = std::filesystem::read_symlink(nativeForm(link), error);
+  require(error.value(), link);
+  return text;
+}
+
 } // namespace
 
 // Goes up from `inner`, one directory at a time. To compare two canonical paths instead would take
 // twenty times as long for a path of 2,000 components, and this is called once for each directory
 // of a moved tree. It would also fail below a directory that may not be searched.
 bool isWithin(const upath& outer, const upath& inner) {
-  Descriptor directory = openToLook(AT_FDCWD, nativeForm(inner).c_str());
+  Descriptor directory = openForStat(AT_FDCWD, nativeForm(inner).c_str());
   if (!directory.isOpen() && errno == ENOTDIR) {
     return false;
   }
   require(directory.isOpen() ? 0 : errno, inner);
-  const Descriptor top = openToLook(AT_FDCWD, nativeForm(outer).c_str());
+  const Descriptor top = openForStat(AT_FDCWD, nativeForm(outer).c_str());
   require(top.isOpen() ? 0 : errno, outer);
   const auto end = statusOf(top, outer);
   auto here = statusOf(directory, inner);
   while (!isSame(here, end)) {
-    Descriptor parent = openToLook(directory.get(), "..");
+    Descriptor parent = openForStat(directory.get(), "..");
     if (!parent.isOpen() && errno == EACCES) {
       return false; // A directory that may not be searched cannot be entered from above either.
     }
@@ -95,37 +127,46 @@ bool isLink(const upath& path) {
 }
 
 void copyLink(const upath& source, const upath& target) {
+  const auto text = textOfLink(source);
   std::error_code error;
-  const auto text = std::filesystem::read_symlink(nativeForm(source), error);
-  require(error.value(), source);
   std::filesystem::create_symlink(text, nativeForm(target), error);
   require(error.value(), target);
-}
-
-DirectoryAttributes::DirectoryAttributes(const upath& source) {
-  require(attributes_.readFrom(openDirectory(source).get()), source);
-}
-
-void DirectoryAttributes::restrict(const upath& target) {
-  const Descriptor opened = openDirectory(target);
-  const auto found = statusOf(opened, target);
-  device_ = found.st_dev;
-  inode_ = found.st_ino;
-  // A file system without permission bits or ACLs refuses to change them.
-  const auto isError = [](int result, int harmless) {
-    return result != 0 && errno != harmless && errno != EOPNOTSUPP;
-  };
-  if (isError(::fchmod(opened.get(), S_IRWXU), EPERM) ||
-      isError(::fremovexattr(opened.get(), "system.posix_acl_default"), ENODATA)) {
-    fail(errno, target);
+  if (!isLink(source) || textOfLink(source) != text) {
+    std::filesystem::remove(nativeForm(target), error);
+    fail(EBUSY, source);
   }
 }
 
-void DirectoryAttributes::giveTo(const upath& target) const {
-  const Descriptor opened = openDirectory(target);
-  const auto found = statusOf(opened, target);
-  require(found.st_dev == device_ && found.st_ino == inode_ ? 0 : EBUSY, target);
-  require(attributes_.giveTo(opened.get()), target);
+MovedDirectory::MovedDirectory(const upath& source, const upath& target)
+    : source_(source)
+    , target_(target) {
+  require(attributes_.readFrom(openDirectory(source).get()), source);
+}
+
+void MovedDirectory::restrictTarget() {
+  const Descriptor opened = openDirectory(target_);
+  const auto found = statusOf(opened, target_);
+  require(isEmpty(opened, target_) ? 0 : EBUSY, target_);
+  device_ = found.st_dev;
+  inode_ = found.st_ino;
+  if (::fchmod(opened.get(), S_IRWXU) != 0) {
+    const bool isOwn = found.st_uid == ::geteuid();
+    require(isOwn && posix::isUnsupported(errno) ? 0 : errno, target_);
+  }
+  if (::fremovexattr(opened.get(), "system.posix_acl_default") != 0 && errno != ENODATA) {
+    require(posix::isUnsupported(errno) ? 0 : errno, target_);
+  }
+}
+
+void MovedDirectory::readRightsAgain() {
+  require(attributes_.readRightsAgain(openDirectory(source_).get()), source_);
+}
+
+void MovedDirectory::finishTarget() const {
+  const Descriptor opened = openDirectory(target_);
+  const auto found = statusOf(opened, target_);
+  require(found.st_dev == device_ && found.st_ino == inode_ ? 0 : EBUSY, target_);
+  require(attributes_.applyTo(opened.get()), target_);
 }
 
 } // namespace connector::file::v1

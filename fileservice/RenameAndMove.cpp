@@ -38,9 +38,9 @@ void moveLink(const upath& link, const upath& target) {
   fl::filesystem::remove(link);
 }
 
-/// A link that leads nowhere is moved here, since the operation would refuse it as missing.
+/// True for a link with a valid name whose target is missing; `move` would refuse it.
 bool isDanglingLink(const upath& path) {
-  return !fl::filesystem::exists(path) && isLink(path);
+  return !fl::filesystem::exists(path) && isValidFileName(path) && isLink(path);
 }
 
 /// Moves the entries of `source` to the directory `target` through the virtual operation. Stops at
@@ -53,9 +53,10 @@ std::optional<Future<FileInfo>> moveEntries(FileService& service, const upath& s
     if (staysBehind(name)) {
       continue;
     }
-    const upath child = childOf(source, fl::filesystem::detail::make_native_form(name, true));
+    const ustring& component = fl::filesystem::detail::make_native_form(name, true);
+    const upath child = childOf(source, component);
     if (isDanglingLink(child)) {
-      moveLink(child, childOf(target, name));
+      moveLink(child, childOf(target, component));
       continue;
     }
     Future<FileInfo> moved = service.move(child, target);
@@ -77,15 +78,16 @@ std::optional<Future<FileInfo>> moveDirectory(FileService& service, const upath&
     // The walk would follow its own target downwards until the path is too long.
     throw fl::filesystem::SystemError(EINVAL, target, {});
   }
-  DirectoryAttributes attributes(source);
+  MovedDirectory moved(source, target);
   fl::filesystem::create_directory(target);
-  attributes.restrict(target);
+  moved.restrictTarget();
   if (auto failed = moveEntries(service, source, *entries, target)) {
     return failed;
   }
   entries.reset();
+  moved.readRightsAgain();
   fl::filesystem::remove(source);
-  attributes.giveTo(target);
+  moved.finishTarget();
   return std::nullopt;
 }
 
@@ -177,7 +179,7 @@ Future<FileInfo> FileServiceImpl::move(const ustring& from, const ustring& to) {
   }
 
   if (!file_status::is_regular(sourceStatus)) {
-    // Without a trailing separator, which would lead to the link's target.
+    // Without a trailing separator, with which the system would follow the link.
     const upath link = childOf(upath(extract_parent_path(source)), name);
     if (isLink(link)) {
       moveLink(link, target);

@@ -52,11 +52,6 @@ void changeOwner(int descriptor, uid_t owner, gid_t group) {
   }
 }
 
-/// False also when the file system has no such attribute: the copy then stays as private as it is.
-bool hasFailed(int result) {
-  return result != 0 && errno != EPERM && errno != EOPNOTSUPP;
-}
-
 } // namespace
 
 int Attributes::readFrom(int descriptor) {
@@ -83,7 +78,24 @@ mode_t Attributes::sharedRights() const {
   return shared;
 }
 
-int Attributes::giveTo(int descriptor) const {
+int Attributes::readRightsAgain(int descriptor) {
+  const struct stat before = status_;
+  const int code = readFrom(descriptor);
+  const bool isSame = status_.st_dev == before.st_dev && status_.st_ino == before.st_ino;
+  status_.st_mtim = before.st_mtim;
+  return code == 0 && !isSame ? EBUSY : code;
+}
+
+int Attributes::applyTo(int descriptor) const {
+  Kept kept{};
+  int code = applyOwner(descriptor, kept);
+  if (code == 0) {
+    code = applyAcl(descriptor, kept);
+  }
+  return code == 0 ? applyMode(descriptor, kept) : code;
+}
+
+int Attributes::applyOwner(int descriptor, Kept& kept) const {
   struct stat copy = {};
   if (::fstat(descriptor, &copy) != 0) {
     return errno;
@@ -94,37 +106,47 @@ int Attributes::giveTo(int descriptor) const {
       return errno;
     }
   }
-  const bool hasOwner = copy.st_uid == status_.st_uid;
-  const bool hasGroup = copy.st_gid == status_.st_gid;
-  const mode_t shared = sharedRights();
+  kept.owner = copy.st_uid == status_.st_uid;
+  kept.group = copy.st_gid == status_.st_gid;
+  return 0;
+}
 
+int Attributes::applyAcl(int descriptor, Kept& kept) const {
   auto acl = acl_;
-  if (!hasGroup) {
-    forEachEntry(acl, [shared](std::uint16_t tag, std::uint16_t& rights) {
+  if (!kept.group) {
+    forEachEntry(acl, [shared = sharedRights()](std::uint16_t tag, std::uint16_t& rights) {
       if (tag == ACL_GROUP_OBJ || tag == ACL_OTHER) {
         rights = static_cast<std::uint16_t>(shared);
       }
     });
   }
-  const bool hasAcl =
-      !acl.empty() && ::fsetxattr(descriptor, ACCESS_ACL, acl.data(), acl.size(), 0) == 0;
-  if (!hasAcl && sizeOfAcl(descriptor) != 0 && ::fremovexattr(descriptor, ACCESS_ACL) != 0) {
-    return errno;
-  }
+  kept.acl = !acl.empty() && ::fsetxattr(descriptor, ACCESS_ACL, acl.data(), acl.size(), 0) == 0;
+  const bool hasOther = !kept.acl && sizeOfAcl(descriptor) != 0;
+  return hasOther && ::fremovexattr(descriptor, ACCESS_ACL) != 0 ? errno : 0;
+}
 
+int Attributes::applyMode(int descriptor, const Kept& kept) const {
+  const mode_t shared = sharedRights();
   mode_t mode = status_.st_mode & ALL_BITS;
-  mode &= hasOwner ? ALL_BITS : ~mode_t{S_ISUID};
-  if (!hasGroup) {
+  if (!kept.owner) {
+    mode &= ~mode_t{S_ISUID};
+  }
+  if (!kept.group) {
     mode = (mode & ~mode_t{S_ISGID | S_IRWXO}) | shared;
   }
-  if (!hasAcl && (!hasGroup || !acl.empty())) {
+  const bool isAclLost = !acl_.empty() && !kept.acl;
+  if (isAclLost || (!kept.group && !kept.acl)) {
     mode = (mode & ~mode_t{S_IRWXG | S_IRWXO}) | shared << GROUP_SHIFT | shared;
   }
-  const std::array<timespec, 2> times{timespec{0, UTIME_OMIT}, status_.st_mtim};
-  if (hasFailed(::fchmod(descriptor, mode)) || hasFailed(::futimens(descriptor, times.data()))) {
+  if (::fchmod(descriptor, mode) != 0 && !isUnsupported(errno)) {
     return errno;
   }
-  return 0;
+  const std::array<timespec, 2> times{timespec{0, UTIME_OMIT}, status_.st_mtim};
+  return ::futimens(descriptor, times.data()) != 0 && !isUnsupported(errno) ? errno : 0;
+}
+
+bool isUnsupported(int code) {
+  return code == EPERM || code == EOPNOTSUPP || code == ENOSYS;
 }
 
 } // namespace connector::posix

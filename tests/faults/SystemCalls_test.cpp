@@ -115,7 +115,8 @@ std::vector<std::string> errorsOf(const Call& call) {
       {{"newfstatat", "fstat", "faccessat2", "statfs", "fstatfs", "readlink", "readlinkat"},
        {"EIO", "EACCES"}},
       {{"mkdir", "mkdirat", "rename", "renameat"}, {"EIO", "EACCES", "ENOSPC"}},
-      {{"renameat2"}, {"EIO", "EACCES", "ENOSPC", "EINVAL"}}, // the last one for a plain rename
+      {{"renameat2"},
+       {"EIO", "EACCES", "ENOSPC", "EINVAL", "ENOSYS"}}, // the last two: a plain rename
       {{"unlink", "unlinkat", "rmdir"}, {"EIO", "EACCES", "EBUSY"}},
       {{"write"}, {"EIO", "ENOSPC", "EDQUOT", "EINTR", FEW, NONE}},
       {{"copy_file_range"}, {"EIO", "ENOSPC", "EDQUOT", "EINTR"}},

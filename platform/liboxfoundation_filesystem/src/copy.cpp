@@ -52,22 +52,26 @@ public:
     return opened_.st_blocks * block < opened_.st_size;
   }
 
-  /// As late as possible before the caller deletes the source: what changes after this is lost.
+  /// Call directly before deleting the source. A later change is lost. The system renews the time
+  /// of the last status change (ctime) with every change, also if a program sets the old
+  /// modification time again.
   void require_unchanged() const {
     stat_buffer now{};
     stat_buffer at_path{};
     require(::fstat(file_.get(), &now) == 0, path_);
     const bool is_at_path = ::stat(name_.c_str(), &at_path) == 0 && at_path.st_dev == now.st_dev &&
                             at_path.st_ino == now.st_ino;
-    const bool is_same = now.st_size == opened_.st_size &&
-                         now.st_mtim.tv_sec == opened_.st_mtim.tv_sec &&
-                         now.st_mtim.tv_nsec == opened_.st_mtim.tv_nsec;
-    if (!is_at_path || !is_same) {
+    if (!is_at_path || now.st_size != opened_.st_size || !is_same(now.st_mtim, opened_.st_mtim) ||
+        !is_same(now.st_ctim, opened_.st_ctim)) {
       throw_errno(EBUSY, path_);
     }
   }
 
 private:
+  static bool is_same(const timespec& left, const timespec& right) {
+    return left.tv_sec == right.tv_sec && left.tv_nsec == right.tv_nsec;
+  }
+
   void require_regular(const stat_buffer& found) const {
     if (S_ISDIR(found.st_mode)) {
       throw_errno(EISDIR, path_);
@@ -107,7 +111,7 @@ public:
     require(file_.isOpen(), path_);
     if (::fstat(file_.get(), &created_) != 0) {
       const int code = errno;
-      ::unlink(name_.c_str()); // the destructor does not run, and could not identify the file
+      ::unlink(name_.c_str()); // an exception from a constructor skips the destructor
       throw_errno(code, path_);
     }
   }
@@ -127,13 +131,12 @@ public:
 
   [[nodiscard]] const std::u16string& path() const { return path_; }
 
-  /// With the attributes that the source has now: permissions may have been taken away meanwhile.
   void take_attributes_of(const source_file& source) {
     connector::posix::Attributes attributes;
     if (const int code = attributes.readFrom(source.get()); code != 0) {
       throw_errno(code, source.path());
     }
-    if (const int code = attributes.giveTo(file_.get()); code != 0) {
+    if (const int code = attributes.applyTo(file_.get()); code != 0) {
       throw_errno(code, path_);
     }
   }
@@ -151,9 +154,9 @@ private:
   bool kept_ = false;
 };
 
-/// Copies `count` bytes from the position of one file to the position of the other. The kernel
-/// copies as much as it accepts. It may refuse any pair of files, and does not say which of the two
-/// an error is about, so the loop below does the rest.
+/// Copies `count` bytes from the position of one file to the position of the other. First lets the
+/// kernel copy. It may refuse any pair of files, and its errors do not tell source from target, so
+/// a read and write loop repeats the rest and reports the error precisely.
 void copy_bytes(const source_file& source, const new_file& target, off_t count) {
   const auto by_kernel = [&] {
     return ::copy_file_range(source.get(), nullptr, target.get(), nullptr,
@@ -185,7 +188,11 @@ void copy_around_holes(const source_file& source, const new_file& target) {
     if (begin < 0 && errno == ENXIO) {
       break; // nothing but a hole is left
     }
-    end = begin < 0 ? begin : ::lseek(source.get(), begin, SEEK_HOLE);
+    require(begin >= 0, source.path());
+    end = ::lseek(source.get(), begin, SEEK_HOLE);
+    if (end < 0 && errno == ENXIO) {
+      throw_errno(EBUSY, source.path()); // the source became shorter
+    }
     require(end >= 0 && ::lseek(source.get(), begin, SEEK_SET) >= 0, source.path());
     require(::lseek(target.get(), begin, SEEK_SET) >= 0, target.path());
     copy_bytes(source, target, std::min(end, source.size()) - begin);

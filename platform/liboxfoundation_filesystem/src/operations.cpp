@@ -75,7 +75,7 @@ int rename_without_replacing(const char* source, const char* target) {
     errno = EEXIST;
     return -1;
   }
-  return ::rename(source, target);
+  return means_missing(errno) ? ::rename(source, target) : -1;
 }
 
 } // namespace

@@ -6,13 +6,17 @@
 namespace connector::posix {
 
 /// The attributes that a file or directory keeps when it is moved by copying: permission bits,
-/// access ACL, owner, group, and modification time.
+/// POSIX access ACL, owner, group, and modification time.
 ///
-/// Both functions take an open descriptor and return 0, or the errno of the call that failed.
+/// Each function takes an open descriptor and returns 0, or the errno of the call that failed.
 class Attributes {
 public:
   /// Reads the attributes of a file or directory.
   [[nodiscard]] int readFrom(int descriptor);
+
+  /// Reads all but the time again, since rights may have been taken away meanwhile. EBUSY if the
+  /// descriptor is of another file.
+  [[nodiscard]] int readRightsAgain(int descriptor);
 
   /// Sets the attributes of a copy that only its owner can use so far. Nobody but the copy's owner
   /// gets a right that the original did not grant:
@@ -24,18 +28,31 @@ public:
   ///   that every entry of the ACL but the owner's granted.
   /// - An ACL that the copy inherited from its directory is removed.
   ///
-  /// A file system that refuses permission bits or times as such (FAT, for one) is not an error.
-  [[nodiscard]] int giveTo(int descriptor) const;
-
-  /// The status that `readFrom` found.
-  [[nodiscard]] const struct stat& status() const noexcept { return status_; }
+  /// On a file system that does not support the change of permission bits or times the copy keeps
+  /// those that it has.
+  [[nodiscard]] int applyTo(int descriptor) const;
 
 private:
-  /// The rights that everybody but the owner has, as the lowest three permission bits.
+  struct Kept {
+    bool owner;
+    bool group;
+    bool acl;
+  };
+
+  [[nodiscard]] int applyOwner(int descriptor, Kept& kept) const;
+  [[nodiscard]] int applyAcl(int descriptor, Kept& kept) const;
+  [[nodiscard]] int applyMode(int descriptor, const Kept& kept) const;
+
+  /// The rights that the original granted to every user other than its owner, as the lowest three
+  /// permission bits.
   [[nodiscard]] mode_t sharedRights() const;
 
   struct stat status_ = {};
   std::vector<char> acl_; // as the kernel stores it; empty without an ACL
 };
+
+/// True if the errno means that the file system does not support changing an attribute. EPERM is
+/// included: some file systems answer so even to the owner.
+bool isUnsupported(int code);
 
 } // namespace connector::posix

@@ -94,11 +94,12 @@ public:
   /// meanwhile, SystemError with EBUSY is thrown and the source stays. A failed copy leaves only
   /// the source, a failed deletion leaves both.
   ///
-  /// A directory is made anew, and its entries are moved one by one. Until all are moved, only its
-  /// owner can use it; then it gets its attributes, as a file does. Entries whose name begins with
-  /// a dot or has one character stay in the source directory, which the platform then refuses to
-  /// delete. A failure half-way leaves the entries moved so far at the target, which stays closed
-  /// to others, and the rest at the source.
+  /// A directory is made anew, and its entries are moved one by one. Before the first one it is
+  /// closed to everybody but its owner. After the last one the source directory is deleted, and the
+  /// new one gets its attributes, as a file does; if that fails, everything is moved all the same.
+  /// Entries whose name begins with a dot or has one character stay in the source directory, which
+  /// the platform then refuses to delete. A failure half-way leaves the entries moved so far at the
+  /// target, which stays closed, and the rest at the source.
   ///
   /// A link to a file becomes a copy of the file. Any other link is moved as a link, and so is an
   /// entry of a moved directory that leads nowhere. The link keeps its text; a relative link may
