@@ -12,6 +12,7 @@
 #include <fcntl.h>
 #include <limits>
 #include <memory>
+#include <string>
 #include <sys/stat.h>
 #include <unistd.h>
 #include <utility>
@@ -55,8 +56,10 @@ bool means_denied(int code) {
 /// that refusal if no link is there.
 detail::stat_buffer link_not_followed(const detail::place& place, const std::u16string& path) {
   const int refusal = errno;
+  std::string name = place.name();
+  name.erase(name.find_last_not_of('/') + 1); // with a separator at its end, a link is followed
   detail::stat_buffer found{};
-  if (::fstatat(place.directory(), place.name(), &found, AT_SYMLINK_NOFOLLOW) != 0 ||
+  if (::fstatat(place.directory(), name.c_str(), &found, AT_SYMLINK_NOFOLLOW) != 0 ||
       !S_ISLNK(found.st_mode)) {
     detail::throw_errno(refusal, path);
   }

@@ -23,6 +23,8 @@ public:
   /// `path` is UTF-16, received or absolute. Throws FileNameConversionFailure.
   ifstream(const std::u16string& path, std::ios_base::openmode mode, int sharing);
   ~ifstream() override;
+  ifstream(const ifstream&) = delete;
+  ifstream& operator=(const ifstream&) = delete;
 
 private:
   std::unique_ptr<detail::file_buf> buffer_;
@@ -34,6 +36,8 @@ public:
   /// `native_name` is in the form of make_native_access_form_i18n.
   ofstream(const std::string& native_name, std::ios_base::openmode mode, int sharing);
   ~ofstream() override;
+  ofstream(const ofstream&) = delete;
+  ofstream& operator=(const ofstream&) = delete;
 
   [[nodiscard]] bool is_open() const noexcept;
 
