@@ -45,13 +45,6 @@ Finished run(const std::string& options) {
 
 } // namespace
 
-TEST_F(ConnectorHost, AnswersUntilTheInputEnds) {
-  host.send("nonsense\n\n" + REQUEST + R"({"jsonrpc":"2.0","id":2,"method":"x"})");
-  EXPECT_EQ(host.finish(), 0);
-  EXPECT_THAT(host.rest(), testing::MatchesRegex("[^\n]+-32700[^\n]+\n[^\n]+\"id\":1,[^\n]+\n"
-                                                 "[^\n]+\"id\":2,[^\n]+\n"));
-}
-
 TEST_F(ConnectorHost, SignalEndsItBetweenRequests) {
   for (const int number : {SIGTERM, SIGINT}) {
     for (const std::string pending : {"", R"({"jsonrpc":"2.0","id":2,"method":"x")"}) {
