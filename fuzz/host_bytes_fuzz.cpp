@@ -60,7 +60,7 @@ Outcome convert(const connector::json::MessageRegistry& registry, const std::str
 /// Nothing for a text that is nested deeper than the host allows: what follows was not looked at.
 std::optional<bool> isJson(const std::string& text) {
   try {
-    parseObject(text);
+    parseObject(Text(text));
     return true;
   } catch (const JsonError& e) {
     return std::string_view(e.what()) == "nested too deep" ? std::nullopt : std::optional(false);
@@ -100,7 +100,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
       out.flush();
       require(out.text().find('\n') == std::string::npos, "an answer is one line");
       if (!out.text().empty()) {
-        parseObject(out.text());
+        parseObject(Text(out.text()));
       }
     }
   }

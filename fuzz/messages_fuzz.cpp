@@ -24,7 +24,7 @@ using Poco::JSON::Object;
 
 Object::Ptr objectIn(const std::string& text) {
   try {
-    return connector::host::parseObject(text).object;
+    return parseObject(connector::host::Text(text)).object;
   } catch (const connector::host::JsonError&) {
     return nullptr;
   }

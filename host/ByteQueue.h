@@ -1,5 +1,7 @@
 #pragma once
 
+#include "Text.h"
+
 #include <algorithm>
 #include <cstddef>
 #include <cstring>
@@ -14,9 +16,6 @@ namespace connector::host {
 /// malloc: when a long text makes it grow, pages are moved and not bytes, and it never holds both.
 class ByteQueue {
 public:
-  /// So many bytes behind the last one may be read, though nothing is said of what they are.
-  static constexpr std::size_t LOOK_AHEAD = 64;
-
   ByteQueue() = default;
   ByteQueue(const ByteQueue&) = delete;
   ByteQueue& operator=(const ByteQueue&) = delete;
@@ -35,13 +34,13 @@ public:
       std::memmove(memory_, memory_ + begin_, end_ - begin_);
       end_ -= std::exchange(begin_, 0);
     }
-    if (most_ > KEPT && end_ + size + LOOK_AHEAD <= KEPT) {
+    if (most_ > KEPT && end_ + size + Text::PADDING <= KEPT) {
       lend();
     }
-    if (end_ + size + LOOK_AHEAD > capacity_) {
-      resize(std::max(2 * capacity_, end_ + size + LOOK_AHEAD));
+    if (end_ + size + Text::PADDING > capacity_) {
+      resize(std::max(2 * capacity_, end_ + size + Text::PADDING));
     }
-    return {memory_ + end_, capacity_ - LOOK_AHEAD - end_};
+    return {memory_ + end_, capacity_ - Text::PADDING - end_};
   }
 
   void add(std::size_t count) {

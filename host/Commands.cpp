@@ -6,7 +6,6 @@
 
 #include <iostream>
 #include <new>
-#include <optional>
 #include <unistd.h>
 #include <utility>
 
@@ -49,7 +48,7 @@ std::string readAll(Input& input, std::size_t limit) {
 
 Poco::JSON::Object::Ptr parseMessage(const std::string& text) {
   try {
-    if (auto object = parseObject(text).object) {
+    if (auto object = parseObject(Text(text)).object) {
       return object;
     }
   } catch (const JsonError& e) {
@@ -58,67 +57,51 @@ Poco::JSON::Object::Ptr parseMessage(const std::string& text) {
   throw UsageError("The message is not a JSON object");
 }
 
-/// Writes answers; knows when their reader has gone away.
-class AnswerOutput : public Output {
-public:
-  AnswerOutput()
-      : Output(64UL * 1024) {}
-
-  [[nodiscard]] bool isOpen() const { return open_; }
-
-  void send(Framing framing, const Reply& reply) {
-    if (framing == Framing::contentLength) {
-      CountingOutput size;
-      reply.writeTo(size);
-      size.flush();
-      append(headOf(framing, size.count()));
-    }
-    reply.writeTo(*this);
-    append(tailOf(framing));
-    flush();
+void send(Output& output, Framing framing, const Reply& reply) {
+  if (framing == Framing::contentLength) {
+    CountingOutput size;
+    reply.writeTo(size);
+    size.flush();
+    output.append(headOf(framing, size.count()));
   }
+  reply.writeTo(output);
+  output.append(tailOf(framing));
+  output.flush();
+}
 
-  void send(Framing framing, const Batch& batch) {
-    if (framing == Framing::contentLength) {
-      if (const auto replies = gathered(batch)) {
-        send(framing, *replies);
-      }
-    } else if (writeLine(batch)) {
-      append(tailOf(framing));
-      flush();
+/// A batch can be executed only once, so its length is unknown until all its replies are in memory.
+void sendWithLength(Output& output, const Batch& batch) {
+  StringOutput replies;
+  try {
+    if (!batch.writeTo(replies)) {
+      return;
     }
+    replies.flush();
+  } catch (const std::bad_alloc& e) {
+    return send(output, Framing::contentLength, internalError(e));
   }
+  send(output, Framing::contentLength, Reply(std::move(replies.text())));
+}
 
-protected:
-  void drain(std::string_view bytes) override { open_ = open_ && writeAll(STDOUT_FILENO, bytes); }
-
-private:
-  /// What is done only once has no length beforehand. Nothing when nothing is to be sent.
-  static std::optional<Reply> gathered(const Batch& batch) {
-    try {
-      StringOutput replies;
-      if (!batch.writeTo(replies)) {
-        return std::nullopt;
-      }
-      replies.flush();
-      return Reply(std::move(replies.text()));
-    } catch (const std::bad_alloc& e) {
-      return internalError(e);
+/// If memory ends, the line breaks off and is not JSON: its beginning may have been sent already.
+void sendLine(Output& output, const Batch& batch) {
+  try {
+    if (!batch.writeTo(output)) {
+      return;
     }
+  } catch (const std::bad_alloc&) {
   }
+  output.append(tailOf(Framing::lines));
+  output.flush();
+}
 
-  /// Whether there is a line. What was sent of it cannot be taken back when memory ends: it then
-  /// breaks off, and is no JSON.
-  bool writeLine(const Batch& batch) {
-    try {
-      return batch.writeTo(*this);
-    } catch (const std::bad_alloc&) {
-      return true;
-    }
+void send(Output& output, Framing framing, const Batch& batch) {
+  if (framing == Framing::contentLength) {
+    sendWithLength(output, batch);
+  } else {
+    sendLine(output, batch);
   }
-
-  bool open_ = true;
-};
+}
 
 } // namespace
 
@@ -126,24 +109,24 @@ ExitStatus serve(const Options& options, const Api& api, const Termination& term
   greetPerson();
   widenPipe(STDIN_FILENO);
   widenPipe(STDOUT_FILENO);
-  DescriptorInput input(termination);
+  DescriptorInput input(STDIN_FILENO, termination);
   FrameReader reader(input, options.maxMessage);
   const JsonRpc protocol(api);
-  AnswerOutput output;
+  DescriptorOutput output(STDOUT_FILENO);
   while (output.isOpen()) {
     const auto incoming = reader.next();
     if (!incoming) {
       break;
     }
     if (const auto answer = protocol.answer(*incoming)) {
-      std::visit([&](const auto& kind) { output.send(reader.framing(), kind); }, *answer);
+      std::visit([&](const auto& kind) { send(output, reader.framing(), kind); }, *answer);
     }
   }
   return ExitStatus::success;
 }
 
 ExitStatus call(const Options& options, const Api& api, const Termination& termination) {
-  DescriptorInput input(termination);
+  DescriptorInput input(STDIN_FILENO, termination);
   const auto text = options.json == "-" ? readAll(input, options.maxMessage) : options.json;
   if (input.stopped()) {
     return ExitStatus::failure; // the message may not be all there
@@ -163,8 +146,9 @@ ExitStatus call(const Options& options, const Api& api, const Termination& termi
   if (response.hasFault && showsColor(STDOUT_FILENO)) {
     answer = withColoredFaults(std::move(answer));
   }
-  // A reader that does not stay for the answer changes nothing of what it is.
-  static_cast<void>(writeAll(STDOUT_FILENO, answer + "\n"));
+  DescriptorOutput output(STDOUT_FILENO);
+  output.append(answer + "\n");
+  output.flush(); // the exit status does not depend on whether anybody reads the output
   return response.hasFault ? ExitStatus::fault : ExitStatus::success;
 }
 

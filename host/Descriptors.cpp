@@ -1,5 +1,7 @@
 #include "Descriptors.h"
 
+#include "Termination.h"
+
 #include <cerrno>
 #include <chrono>
 #include <fcntl.h>
@@ -16,7 +18,7 @@ namespace {
   throw std::system_error(errno, std::generic_category(), what);
 }
 
-/// Whether errno tells of something that passes by itself.
+/// Whether the call that set errno may be repeated.
 bool isTemporary() {
   return errno == EINTR || errno == EAGAIN;
 }
@@ -43,46 +45,48 @@ void awaitShortly(int descriptor) {
 } // namespace
 
 std::size_t DescriptorInput::read(char* buffer, std::size_t size) {
-  const int descriptor = termination_.input();
-  awaitShortly(descriptor);
+  awaitShortly(descriptor_);
   for (;;) {
-    const auto count = ::read(descriptor, buffer, size);
+    const auto count = ::read(descriptor_, buffer, size);
     if (count >= 0) {
       return static_cast<std::size_t>(count);
     }
     if (!isTemporary()) {
       fail("read");
     }
-    waitUntilReady(descriptor, POLLIN);
+    waitUntilReady(descriptor_, POLLIN);
   }
 }
 
-bool writeAll(int descriptor, std::string_view bytes) {
-  while (!bytes.empty()) {
-    const auto count = ::write(descriptor, bytes.data(), bytes.size());
+bool DescriptorInput::stopped() const {
+  return termination_.isRequested();
+}
+
+void DescriptorOutput::drain(std::string_view bytes) {
+  while (open_ && !bytes.empty()) {
+    const auto count = ::write(descriptor_, bytes.data(), bytes.size());
     if (count >= 0) {
       bytes.remove_prefix(static_cast<std::size_t>(count));
     } else if (errno == EPIPE) {
-      return false;
+      open_ = false;
     } else if (isTemporary()) {
-      waitUntilReady(descriptor, POLLOUT);
+      waitUntilReady(descriptor_, POLLOUT);
     } else {
       fail("write");
     }
   }
-  return true;
 }
 
 void widenPipe(int descriptor) {
   constexpr int wanted = 256 * 1024; // bytes; all pipes of a user have a limit together
   const int size = fcntl(descriptor, F_GETPIPE_SZ);
   if (size > 0 && size < wanted) {
-    static_cast<void>(fcntl(descriptor, F_SETPIPE_SZ, wanted)); // refused, it stays as it is
+    static_cast<void>(fcntl(descriptor, F_SETPIPE_SZ, wanted)); // keeps its size on failure
   }
 }
 
 void reserveStandardDescriptors() {
-  // The system gives out the lowest free number, so once it is above these three, none is free.
+  // Every open returns the lowest free number. Once that is above the standard ones, none is free.
   int descriptor = 0;
   while (descriptor <= STDERR_FILENO) {
     if ((descriptor = open("/dev/null", O_RDWR | O_CLOEXEC)) < 0) {

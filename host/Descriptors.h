@@ -1,50 +1,57 @@
 #pragma once
 
-#include "Termination.h"
+#include "Input.h"
+#include "Output.h"
 
 #include <cstddef>
 #include <string_view>
 
+/// Input and output through file descriptors. Failures are a std::system_error.
 namespace connector::host {
 
-/// Where bytes come from.
-class Input {
-public:
-  Input() = default;
-  virtual ~Input() = default;
-  Input(const Input&) = delete;
-  Input& operator=(const Input&) = delete;
+class Termination;
 
-  /// Waits for bytes and returns how many came. 0 at the end, or when told to stop.
-  virtual std::size_t read(char* buffer, std::size_t size) = 0;
-
-  /// Whether whoever runs the process wants no further request to be begun.
-  [[nodiscard]] virtual bool stopped() const = 0;
-};
-
-/// The input that a requested termination ends. Failures are a std::system_error.
+/// Reads a descriptor until its end or until `termination`, which must end this descriptor, is
+/// requested.
 class DescriptorInput : public Input {
 public:
-  explicit DescriptorInput(const Termination& termination)
-      : termination_(termination) {}
+  DescriptorInput(int descriptor, const Termination& termination)
+      : descriptor_(descriptor)
+      , termination_(termination) {}
 
   std::size_t read(char* buffer, std::size_t size) override;
 
-  [[nodiscard]] bool stopped() const override { return termination_.isRequested(); }
+  [[nodiscard]] bool stopped() const override;
 
 private:
+  int descriptor_;
   const Termination& termination_;
 };
 
-/// Writes all of `bytes`, in one call where the system takes them so. False when the reader has
-/// gone away; any other failure is a std::system_error. SIGPIPE must be ignored.
-[[nodiscard]] bool writeAll(int descriptor, std::string_view bytes);
+/// Writes to a descriptor until its reader has gone away, and discards all further bytes. SIGPIPE
+/// must be ignored.
+class DescriptorOutput : public Output {
+public:
+  explicit DescriptorOutput(int descriptor)
+      : Output(64UL * 1024)
+      , descriptor_(descriptor) {}
 
-/// Lets a pipe hold more at once than usual, so that the two ends wait less for each other.
+  /// Whether the reader was still there at the last write.
+  [[nodiscard]] bool isOpen() const { return open_; }
+
+protected:
+  void drain(std::string_view bytes) override;
+
+private:
+  int descriptor_;
+  bool open_ = true;
+};
+
+/// Raises the capacity of a pipe so that its two ends wait less for each other.
 void widenPipe(int descriptor);
 
-/// Opens the null device in place of a standard stream that the process was started without, so
-/// that no file opened later is taken for one.
+/// Opens the null device for each standard stream that the process was started without. Otherwise
+/// a file that is opened later would get the number of a standard stream.
 void reserveStandardDescriptors();
 
 } // namespace connector::host

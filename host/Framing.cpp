@@ -43,14 +43,6 @@ std::optional<std::size_t> parseLength(std::string_view text) {
 
 } // namespace
 
-std::string_view Text::withoutByteOrderMarks(std::string_view text) {
-  constexpr std::string_view mark = "\xEF\xBB\xBF";
-  while (text.substr(0, mark.size()) == mark) {
-    text.remove_prefix(mark.size());
-  }
-  return text;
-}
-
 std::string headOf(Framing framing, std::size_t size) {
   return framing == Framing::lines ? "" : "Content-Length: " + std::to_string(size) + "\r\n\r\n";
 }

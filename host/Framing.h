@@ -1,7 +1,8 @@
 #pragma once
 
 #include "ByteQueue.h"
-#include "Descriptors.h"
+#include "Input.h"
+#include "Text.h"
 
 #include <cstddef>
 #include <optional>
@@ -15,29 +16,6 @@ namespace connector::host {
 enum class Framing {
   lines,        ///< one text a line
   contentLength ///< header lines, of which Content-Length counts, an empty line, the text
-};
-
-/// A text, and whether ByteQueue::LOOK_AHEAD more bytes may be read after it. Byte order marks at
-/// its start are skipped here, because only some versions of the JSON parser skip one.
-struct Text {
-  // NOLINTBEGIN(google-explicit-constructor): a text is its bytes
-  Text(std::string_view text, bool hasRoom = false)
-      : bytes(withoutByteOrderMarks(text))
-      , roomBehind(hasRoom) {}
-
-  Text(const char* text)
-      : Text(std::string_view(text)) {}
-
-  Text(const std::string& text)
-      : Text(std::string_view(text)) {}
-
-  // NOLINTEND(google-explicit-constructor)
-
-  std::string_view bytes;
-  bool roomBehind = false;
-
-private:
-  static std::string_view withoutByteOrderMarks(std::string_view text);
 };
 
 /// Why a text is not there to be answered; the stream goes on behind it.

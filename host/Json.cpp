@@ -163,8 +163,8 @@ void readContainerText(simdjson::padded_string_view text, const Take& take) {
 
 template <typename Take>
 void readContainerText(const Text& text, const Take& take) {
-  static_assert(ByteQueue::LOOK_AHEAD >= simdjson::SIMDJSON_PADDING);
-  if (text.roomBehind) {
+  static_assert(Text::PADDING >= simdjson::SIMDJSON_PADDING);
+  if (text.isPadded) {
     const auto size = text.bytes.size();
     readContainerText(
         simdjson::padded_string_view(text.bytes.data(), size, size + simdjson::SIMDJSON_PADDING),
@@ -230,7 +230,7 @@ ObjectWithText parseObject(const Text& text, std::string_view name) {
       return;
     default:
       simdjson::dom::parser parser;
-      parser.parse(text.bytes.data(), text.bytes.size(), !text.roomBehind).value();
+      parser.parse(text.bytes.data(), text.bytes.size(), !text.isPadded).value();
     }
   });
   return result;

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "Framing.h"
+#include "Text.h"
 
 #include <Poco/JSON/Object.h>
 

@@ -8,7 +8,7 @@
 
 namespace connector::host {
 
-/// Where bytes go, gathered so that many small pieces become few large ones.
+/// A destination of bytes. It buffers them, so that many small pieces become few large ones.
 class Output {
 public:
   virtual ~Output() = default;
@@ -29,24 +29,25 @@ public:
 
   void append(char byte) { append(std::string_view(&byte, 1)); }
 
-  /// Nothing stays behind.
+  /// Writes out all buffered bytes.
   void flush() {
     drain({buffer_.data(), size_});
     size_ = 0;
   }
 
 protected:
-  explicit Output(std::size_t gathered)
-      : buffer_(gathered) {}
+  explicit Output(std::size_t bufferSize)
+      : buffer_(bufferSize) {}
 
+  /// Writes `bytes`, which are not kept.
   virtual void drain(std::string_view bytes) = 0;
 
 private:
-  std::vector<char> buffer_; // not on the stack, which cannot say that there is no memory for it
+  std::vector<char> buffer_; // on the heap, so that running out of memory throws
   std::size_t size_ = 0;
 };
 
-/// Flush before looking.
+/// Collects the bytes. Call flush() before text().
 class StringOutput : public Output {
 public:
   StringOutput()
@@ -61,7 +62,7 @@ private:
   std::string text_;
 };
 
-/// Counts the bytes, for whoever must know before they are sent. Flush before looking.
+/// Only counts the bytes. Call flush() before count().
 class CountingOutput : public Output {
 public:
   CountingOutput()

@@ -11,7 +11,7 @@ namespace connector::host {
 
 namespace {
 
-// Where the handler finds them.
+// Read by the signal handler.
 int endedInput = -1;
 int nullDevice = -1;
 volatile std::sig_atomic_t requested = 0;
@@ -39,24 +39,22 @@ void setAction(int signal, void (*handler)(int), int flags) {
 
 } // namespace
 
-Termination::Termination(int input)
-    : input_(input) {
+Termination::Termination(int input) {
   endedInput = input;
   nullDevice = open("/dev/null", O_RDWR | O_CLOEXEC);
   if (nullDevice < 0) {
     throw std::system_error(errno, std::generic_category(), "/dev/null");
   }
-  // A call that a signal interrupts is made again: a file operation goes on, and reading the input
-  // finds its end.
+  // The kernel restarts an interrupted call: a file operation goes on, and a read finds the end.
   for (const int signal : TERMINATING) {
     setAction(signal, requestTermination, SA_RESTART);
   }
-  // What these tell, a failed write tells, too.
+  // A failed write reports the same conditions.
   setAction(SIGPIPE, SIG_IGN, 0);
   setAction(SIGXFSZ, SIG_IGN, 0);
 }
 
-// Not static: there must be one that has set the handlers.
+// Not static: without an object the handlers are not set.
 bool Termination::isRequested() const { // NOLINT(readability-convert-member-functions-to-static)
   return requested != 0;
 }

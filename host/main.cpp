@@ -2,7 +2,6 @@
 #include "Confinement.h"
 #include "Descriptors.h"
 #include "FileApi.h"
-#include "Json.h"
 #include "Options.h"
 #include "Termination.h"
 

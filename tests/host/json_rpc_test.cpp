@@ -44,6 +44,8 @@ protected:
     return out.text().empty() ? "(none)" : out.text();
   }
 
+  std::string answer(const std::string& text) { return answer(Incoming(Text(text))); }
+
   std::string carriedOut;
 };
 
