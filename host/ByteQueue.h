@@ -22,20 +22,20 @@ public:
 
   ~ByteQueue() { resize(0); }
 
-  /// Stays valid, also where bytes were dropped from it, until more room is made.
+  /// Valid until the next `reserve`, dropped bytes included.
   [[nodiscard]] std::string_view view() const { return {memory_ + begin_, end_ - begin_}; }
 
   [[nodiscard]] bool empty() const { return begin_ == end_; }
 
-  /// Room for at least `size` bytes behind the last one, and how much it is; `add` then says how
-  /// many were put there. Throws std::bad_alloc.
-  std::pair<char*, std::size_t> room(std::size_t size) {
+  /// Returns the address and the number of free bytes after the last one, at least `size`. The
+  /// caller fills some of them and reports their number to `add`. Throws std::bad_alloc.
+  std::pair<char*, std::size_t> reserve(std::size_t size) {
     if (begin_ > 0) {
       std::memmove(memory_, memory_ + begin_, end_ - begin_);
       end_ -= std::exchange(begin_, 0);
     }
-    if (most_ > KEPT && end_ + size + Text::PADDING <= KEPT) {
-      lend();
+    if (mostUsed_ > KEPT && end_ + size + Text::PADDING <= KEPT) {
+      allowReclaim();
     }
     if (end_ + size + Text::PADDING > capacity_) {
       resize(std::max(2 * capacity_, end_ + size + Text::PADDING));
@@ -45,7 +45,7 @@ public:
 
   void add(std::size_t count) {
     end_ += count;
-    most_ = std::max(most_, end_);
+    mostUsed_ = std::max(mostUsed_, end_);
   }
 
   void drop(std::size_t count) { begin_ += count; }
@@ -55,11 +55,11 @@ public:
 private:
   static constexpr std::size_t KEPT = 1024UL * 1024;
 
-  /// What a long text took, the system may have when it is short of memory. Until then it is at
-  /// hand for the next one, which is often as long.
-  void lend() {
+  /// Lets the kernel reclaim the memory of a long text. Until it does, the next long text uses it
+  /// again without page faults.
+  void allowReclaim() {
     madvise(memory_ + KEPT, capacity_ - KEPT, MADV_FREE);
-    most_ = end_;
+    mostUsed_ = end_;
   }
 
   void resize(std::size_t capacity) {
@@ -87,7 +87,7 @@ private:
   std::size_t begin_ = 0;
   std::size_t end_ = 0;
   std::size_t capacity_ = 0;
-  std::size_t most_ = 0; // that it held since it lent any
+  std::size_t mostUsed_ = 0; // since memory was last offered to the kernel
 };
 
 } // namespace connector::host

@@ -62,10 +62,10 @@ void send(Output& output, Framing framing, const Reply& reply) {
     CountingOutput size;
     reply.writeTo(size);
     size.flush();
-    output.append(headOf(framing, size.count()));
+    output.append(frameHead(framing, size.count()));
   }
   reply.writeTo(output);
-  output.append(tailOf(framing));
+  output.append(frameTail(framing));
   output.flush();
 }
 
@@ -91,7 +91,7 @@ void sendLine(Output& output, const Batch& batch) {
     }
   } catch (const std::bad_alloc&) {
   }
-  output.append(tailOf(Framing::lines));
+  output.append(frameTail(Framing::lines));
   output.flush();
 }
 

@@ -43,11 +43,11 @@ std::optional<std::size_t> parseLength(std::string_view text) {
 
 } // namespace
 
-std::string headOf(Framing framing, std::size_t size) {
+std::string frameHead(Framing framing, std::size_t size) {
   return framing == Framing::lines ? "" : "Content-Length: " + std::to_string(size) + "\r\n\r\n";
 }
 
-std::string_view tailOf(Framing framing) {
+std::string_view frameTail(Framing framing) {
   return framing == Framing::lines ? "\n" : "";
 }
 
@@ -75,15 +75,66 @@ std::optional<Framing> FrameReader::findFraming() {
 }
 
 std::optional<Incoming> FrameReader::nextLine() {
-  while (auto line = readLine(limit_)) {
-    if (line->flaw) {
-      return *line->flaw;
+  while (const auto line = readLine(limit_)) {
+    if (line->error) {
+      return *line->error;
     }
     if (!isBlank(line->text)) {
       return Text(line->text, true);
     }
   }
   return std::nullopt;
+}
+
+/// Returns nullopt at the end of the input.
+std::optional<FrameReader::Line> FrameReader::readLine(std::size_t limit) {
+  try {
+    const auto size = findLineEnd(limit);
+    if (!size) {
+      return skipLine(Unreadable::tooLong);
+    }
+    if (pending_.empty()) {
+      return std::nullopt;
+    }
+    return takeLine(*size, *size > limit ? std::optional(Unreadable::tooLong) : std::nullopt);
+  } catch (const std::bad_alloc&) {
+    return skipLine(Unreadable::noMemory);
+  }
+}
+
+/// Returns the size of the next line without its line break. The end of the input ends a line, too.
+/// Returns nullopt if more than `limit` bytes were read and none of them ends the line.
+std::optional<std::size_t> FrameReader::findLineEnd(std::size_t limit) {
+  std::size_t searched = 0;
+  do {
+    const auto end = pending_.view().find('\n', searched);
+    if (end != std::string_view::npos) {
+      return end;
+    }
+    searched = pending_.view().size();
+    if (searched > limit) {
+      return std::nullopt;
+    }
+  } while (fill());
+  return searched;
+}
+
+/// Skips a line whose end is not yet read. Keeps its last bytes, which may be a header.
+FrameReader::Line FrameReader::skipLine(Unreadable error) {
+  std::optional<std::size_t> rest;
+  while (!rest) {
+    pending_.clear();
+    rest = findLineEnd(HEADER_LIMIT);
+  }
+  return takeLine(*rest, error);
+}
+
+FrameReader::Line FrameReader::takeLine(std::size_t size, std::optional<Unreadable> error) {
+  const Line line{take(size), error};
+  if (!pending_.empty()) {
+    pending_.drop(1); // the line break, which the last line may lack
+  }
+  return line;
 }
 
 std::optional<Incoming> FrameReader::nextBody() {
@@ -116,89 +167,60 @@ std::optional<std::size_t> FrameReader::lengthIn(std::string_view header) const 
     return std::nullopt;
   }
   const auto name = Poco::toLower(std::string(trimmed(header.substr(0, colon))));
-  // A text that was passed over need not end its line, so the header may follow it directly.
+  // A skipped text need not end with a line break, so the header may follow it directly.
   const bool named = lost_ ? endsWith(name, CONTENT_LENGTH) : name == CONTENT_LENGTH;
   return named ? parseLength(trimmed(header.substr(colon + 1))) : std::nullopt;
 }
 
-std::optional<Incoming> FrameReader::readBody(std::size_t length) {
+Incoming FrameReader::readBody(std::size_t length) {
   lost_ = false;
-  auto flaw = Unreadable::tooLong;
-  if (length <= limit_) {
-    try {
-      while (pending_.view().size() < length) {
-        if (!fill()) {
-          pending_.clear();
-          return Unreadable::cutShort;
-        }
-      }
-      return Text(take(length), true);
-    } catch (const std::bad_alloc&) {
-      flaw = Unreadable::noMemory;
-    }
+  if (length > limit_) {
+    return skipBody(length, Unreadable::tooLong);
   }
+  try {
+    if (!fill(length)) {
+      pending_.clear();
+      return Unreadable::cutShort;
+    }
+  } catch (const std::bad_alloc&) {
+    return skipBody(length, Unreadable::noMemory);
+  }
+  return Text(take(length), true);
+}
+
+Unreadable FrameReader::skipBody(std::size_t length, Unreadable error) {
   while (length > pending_.view().size()) {
     length -= pending_.view().size();
     pending_.clear();
     if (!fill()) {
-      return flaw;
+      return error;
     }
   }
   pending_.drop(length);
-  return flaw;
+  return error;
 }
 
-std::optional<FrameReader::Line> FrameReader::readLine(std::size_t limit) {
-  std::optional<Unreadable> flaw; // of which only a tail is kept
-  const auto found = [&](std::size_t end) {
-    if (!flaw && end > limit) {
-      flaw = Unreadable::tooLong;
-    }
-    return Line{take(end), flaw};
-  };
-  std::size_t searched = 0;
-  for (;;) {
-    const auto end = pending_.view().find('\n', searched);
-    if (end != std::string_view::npos) {
-      const Line line = found(end);
-      pending_.drop(1);
-      return line;
-    }
-    searched = pending_.view().size();
-    if (searched > (flaw ? HEADER_LIMIT : limit)) {
-      flaw = flaw.value_or(Unreadable::tooLong);
-      pending_.clear();
-      searched = 0;
-    }
-    try {
-      if (!fill()) {
-        break;
-      }
-    } catch (const std::bad_alloc&) {
-      if (std::exchange(flaw, Unreadable::noMemory) == Unreadable::noMemory) {
-        throw; // not even for a tail
-      }
-      pending_.clear();
-      searched = 0;
+/// Reads until `size` bytes are pending; false if the input ends before.
+bool FrameReader::fill(std::size_t size) {
+  while (pending_.view().size() < size) {
+    if (!fill()) {
+      return false;
     }
   }
-  if (pending_.view().empty() && !flaw) {
-    return std::nullopt;
-  }
-  return found(pending_.view().size());
+  return true;
+}
+
+bool FrameReader::fill() {
+  const auto [space, size] = pending_.reserve(CHUNK);
+  const auto count = input_.read(space, size);
+  pending_.add(count);
+  return count > 0;
 }
 
 std::string_view FrameReader::take(std::size_t size) {
   const auto result = pending_.view().substr(0, size);
   pending_.drop(size);
   return result;
-}
-
-bool FrameReader::fill() {
-  const auto [room, size] = pending_.room(CHUNK);
-  const auto count = input_.read(room, size);
-  pending_.add(count);
-  return count > 0;
 }
 
 } // namespace connector::host

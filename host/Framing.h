@@ -10,30 +10,30 @@
 #include <string_view>
 #include <variant>
 
-/// How texts are told apart on a stream of bytes. What is in them is of no concern here.
+/// Splits a stream of bytes into texts, without looking inside them.
 namespace connector::host {
 
 enum class Framing {
-  lines,        ///< one text a line
-  contentLength ///< header lines, of which Content-Length counts, an empty line, the text
+  lines,        ///< one text per line
+  contentLength ///< header lines of which only Content-Length matters, an empty line, the text
 };
 
-/// Why a text is not there to be answered; the stream goes on behind it.
+/// The reason why a text could not be read. The stream continues after it.
 enum class Unreadable {
   tooLong,
-  noMemory, ///< to keep it
-  noLength, ///< headers without a usable Content-Length
+  noMemory, ///< for the whole text
+  noLength, ///< headers without a valid Content-Length
   cutShort  ///< by the end of the input
 };
 
 using Incoming = std::variant<Text, Unreadable>;
 
-/// What stands before and behind a text of `size` bytes.
-std::string headOf(Framing framing, std::size_t size);
-std::string_view tailOf(Framing framing);
+/// The bytes before and after a text of `size` bytes.
+std::string frameHead(Framing framing, std::size_t size);
+std::string_view frameTail(Framing framing);
 
-/// Takes one text after another off an Input. The first byte that is not white space settles the
-/// framing for good: `C` or `c` begins headers, anything else a line.
+/// Reads one text after another from an Input. The first byte that is not white space selects the
+/// framing of the whole stream: `C` or `c` begins headers, any other byte begins a line.
 class FrameReader {
 public:
   /// A text of more than `limit` bytes is skipped without being kept.
@@ -41,35 +41,43 @@ public:
       : input_(input)
       , limit_(limit) {}
 
-  /// A text is valid until the next call. Nothing at the end of the input, or when it was told to
-  /// stop: what had come in part or was not begun is dropped then. Lines of white space alone are
-  /// passed over, a last line needs no end. Behind headers without a length nothing tells how much
-  /// to skip: what follows is passed over, and not reported again, up to the next Content-Length.
+  /// Returns nullopt at the end of the input or once it is stopped; a partial text is dropped then.
+  /// A text is valid until the next call. Blank lines are skipped; the last line needs no line
+  /// break. After headers without a length the size of the text is unknown: all bytes are skipped
+  /// up to the next Content-Length, and only the first such headers are reported. Throws
+  /// std::bad_alloc if there is no memory even to skip a text.
   std::optional<Incoming> next();
 
-  /// Meaningful once `next` has returned something.
+  /// Meaningful once `next` has returned a value.
   [[nodiscard]] Framing framing() const { return framing_.value_or(Framing::lines); }
 
 private:
   struct Line {
-    std::string_view text; ///< the tail of it when it was not kept
-    std::optional<Unreadable> flaw;
+    std::string_view text; ///< only its end if the line was skipped
+    std::optional<Unreadable> error;
   };
 
   std::optional<Framing> findFraming();
-  std::optional<Incoming> nextLine();
-  std::optional<Incoming> nextBody();
-  std::optional<Incoming> readBody(std::size_t length);
-  std::optional<Line> readLine(std::size_t limit);
-  [[nodiscard]] std::optional<std::size_t> lengthIn(std::string_view header) const;
 
+  std::optional<Incoming> nextLine();
+  std::optional<Line> readLine(std::size_t limit);
+  std::optional<std::size_t> findLineEnd(std::size_t limit);
+  Line skipLine(Unreadable error);
+  Line takeLine(std::size_t size, std::optional<Unreadable> error);
+
+  std::optional<Incoming> nextBody();
+  [[nodiscard]] std::optional<std::size_t> lengthIn(std::string_view header) const;
+  Incoming readBody(std::size_t length);
+  Unreadable skipBody(std::size_t length, Unreadable error);
+
+  bool fill(std::size_t size);
   bool fill();
   std::string_view take(std::size_t size);
 
   Input& input_;
   std::size_t limit_;
   std::optional<Framing> framing_;
-  bool lost_ = false; ///< between headers without a length and the next length
+  bool lost_ = false; ///< between headers without a length and the next Content-Length
   ByteQueue pending_;
 };
 

@@ -66,14 +66,14 @@ void expectTexts(const std::vector<Stream>& streams) {
 
 } // namespace
 
-TEST(Framing, LinesAreTextsAndBlankOnesAreNot) {
+TEST(Framing, SkipsBlankLines) {
   expectTexts({{"", {}},
                {"\n\n{1}\n\n  \r\n[2]\r\n", {"{1}", "[2]\r"}},
                {"{1}\n{last}", {"{1}", "{last}"}},
                {std::string("{\0}\n{2}\n", 8), {std::string("{\0}", 3), "{2}"}}});
 }
 
-TEST(Framing, OverlongTextIsSkippedAndTheStreamGoesOn) {
+TEST(Framing, ContinuesAfterOverlongText) {
   const auto tooLong = Unreadable::tooLong;
   expectTexts({{"12345678\n123456789\n{3}\n", {"12345678", tooLong, "{3}"}},
                {"{" + OVERLONG + "\n{2}\n" + OVERLONG, {tooLong, "{2}", tooLong}},
@@ -84,7 +84,7 @@ TEST(Framing, OverlongTextIsSkippedAndTheStreamGoesOn) {
                {"Content-Length: 18446744073709551615\r\n\r\n{}", {tooLong}}});
 }
 
-TEST(Framing, HeadersTellTheLength) {
+TEST(Framing, ReadsContentLength) {
   expectTexts(
       {{"Content-Length: 2\r\n\r\n{}Content-Length: 3\r\n\r\n{\n}", {"{}", "{\n}"}},
        {"content-length:2\n\n{}\n\nCONTENT-LENGTH : 2 \n\n[]", {"{}", "[]"}},
@@ -94,7 +94,7 @@ TEST(Framing, HeadersTellTheLength) {
        {"Content-Le", {Unreadable::cutShort}}});
 }
 
-TEST(Framing, HeadersWithoutLengthAreReportedOnceAndTheNextLengthIsFound) {
+TEST(Framing, ReportsMissingLengthOnceAndFindsTheNext) {
   const auto noLength = Unreadable::noLength;
   const std::string good = "Content-Length: 2\r\n\r\n{}";
   for (const std::string bad : {"Content-Length: -1", "Content-Length: 2x",
