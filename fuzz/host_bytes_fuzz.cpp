@@ -1,5 +1,5 @@
-// The bytes that enter the host, up to the converters; no request is carried out. Whatever comes
-// in, each answer is well-formed, and the reader makes progress to the end.
+// Input of the host, up to the converters; no request is executed. Every answer to any input is
+// well-formed, and the reader gets to the end.
 
 #include "Check.h"
 #include "host/Framing.h"
@@ -13,12 +13,13 @@
 #include <algorithm>
 #include <cstdint>
 #include <cstring>
-#include <exception>
 #include <memory>
 #include <optional>
 #include <simdjson.h>
 #include <string>
 #include <string_view>
+#include <utility>
+#include <variant>
 
 namespace {
 
@@ -48,16 +49,32 @@ private:
   std::size_t piece_;
 };
 
-Outcome convert(const connector::json::MessageRegistry& registry, const std::string& type,
-                const Poco::JSON::Object::Ptr& params) {
-  try {
-    return registry.toJson(registry.fromJson(type, params));
-  } catch (const std::exception& e) {
-    return Refusal{Refusal::Reason::params, e.what()};
+/// Converts a request to a message and back.
+class Conversion : public Api {
+public:
+  [[nodiscard]] Poco::JSON::Object::Ptr
+  execute(const std::string& type, const Poco::JSON::Object::Ptr& params) const override {
+    return registry_->toJson(registry_->fromJson(type, params));
   }
+
+private:
+  std::shared_ptr<connector::json::MessageRegistry> registry_ =
+      std::make_shared<connector::json::MessageRegistry>();
+  connector::file::v1::FileJsonSerialization serialization_{registry_};
+};
+
+std::string textOf(Answer answer) {
+  StringOutput out;
+  if (auto* const batch = std::get_if<Batch>(&answer)) {
+    static_cast<void>(std::move(*batch).execute(out));
+  } else if (const auto& reply = std::get<std::optional<Reply>>(answer)) {
+    reply->writeTo(out);
+  }
+  out.flush();
+  return out.text();
 }
 
-/// Nothing for a text that is nested deeper than the host allows: what follows was not looked at.
+/// Returns nullopt for a text beyond the host's limit of nesting, the rest of which is not parsed.
 std::optional<bool> isJson(const std::string& text) {
   try {
     parseObject(Text(text));
@@ -67,41 +84,34 @@ std::optional<bool> isJson(const std::string& text) {
   }
 }
 
-/// The host reads values one after the other; another reader, which takes a text as a whole, must
-/// have the same opinion of it, but for numbers beyond 64 bits.
-void compareOpinions(const std::string& text) {
+/// Requires that the host's parser and one that takes the whole text at once agree on its validity,
+/// except for numbers beyond 64 bits.
+void compareParsers(const std::string& text) {
   simdjson::dom::parser parser;
   const auto error = parser.parse(text).error();
   if (error == simdjson::NUMBER_ERROR || error == simdjson::DEPTH_ERROR) {
     return;
   }
   const bool expected = error == simdjson::SUCCESS;
-  require(isJson(text).value_or(expected) == expected, "readers agree on what is JSON");
+  require(isJson(text).value_or(expected) == expected, "parsers agree on what is JSON");
 }
 
 } // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-  static const auto registry = std::make_shared<connector::json::MessageRegistry>();
-  static const connector::file::v1::FileJsonSerialization serialization(registry);
+  static const Conversion api;
   constexpr std::size_t limit = 1000;
   Bytes input(data, size, size % 2 == 0 ? size : 7);
   FrameReader reader(input, limit);
-  const JsonRpc protocol(
-      [](const auto& type, const auto& params) { return convert(*registry, type, params); });
   while (const auto incoming = reader.next()) {
     if (const auto* text = std::get_if<Text>(&*incoming)) {
       require(text->bytes.size() <= limit, "no text is longer than the limit");
-      compareOpinions(std::string(text->bytes));
+      compareParsers(std::string(text->bytes));
     }
-    if (const auto answer = protocol.answer(*incoming)) {
-      StringOutput out;
-      std::visit([&out](const auto& kind) { static_cast<void>(kind.writeTo(out)); }, *answer);
-      out.flush();
-      require(out.text().find('\n') == std::string::npos, "an answer is one line");
-      if (!out.text().empty()) {
-        parseObject(Text(out.text()));
-      }
+    const auto text = textOf(answer(api, *incoming));
+    require(text.find('\n') == std::string::npos, "an answer is one line");
+    if (!text.empty()) {
+      parseObject(Text(text));
     }
   }
   return 0;

@@ -4,14 +4,21 @@
 #include "Json.h"
 #include "Terminal.h"
 
+#include <Poco/JSON/Array.h>
+#include <Poco/JSON/Object.h>
+
 #include <iostream>
 #include <new>
+#include <optional>
 #include <unistd.h>
 #include <utility>
+#include <variant>
 
 namespace connector::host {
 
 namespace {
+
+using Poco::JSON::Object;
 
 constexpr const char* TYPE_PREFIX = "connector/v1/";
 
@@ -28,12 +35,18 @@ std::string fullType(const std::string& type) {
   return type.find('/') == std::string::npos ? TYPE_PREFIX + type : type;
 }
 
-Outcome carryOut(const Api& api, const std::string& type, const Poco::JSON::Object::Ptr& message) {
+Object::Ptr executeWithProgress(const Api& api, const std::string& type,
+                                const Object::Ptr& request) {
   const Progress progress(STDERR_FILENO, type);
-  return api(fullType(type), message);
+  return api.execute(fullType(type), request);
 }
 
-/// Up to the end, or until it is more than `limit`.
+bool hasFault(const Object& response) {
+  const auto faults = response.getArray("messageFaults");
+  return !faults.isNull() && faults->size() > 0;
+}
+
+/// Reads up to the end of the input, but stops once the text is longer than `limit`.
 std::string readAll(Input& input, std::size_t limit) {
   constexpr std::size_t chunk = 64UL * 1024;
   std::string text;
@@ -46,7 +59,7 @@ std::string readAll(Input& input, std::size_t limit) {
   return text;
 }
 
-Poco::JSON::Object::Ptr parseMessage(const std::string& text) {
+Object::Ptr parseMessage(const std::string& text) {
   try {
     if (auto object = parseObject(Text(text)).object) {
       return object;
@@ -69,37 +82,43 @@ void send(Output& output, Framing framing, const Reply& reply) {
   output.flush();
 }
 
-/// A batch can be executed only once, so its length is unknown until all its replies are in memory.
-void sendWithLength(Output& output, const Batch& batch) {
-  StringOutput replies;
+void send(Output& output, Framing framing, const std::optional<Reply>& reply) {
+  if (reply) {
+    send(output, framing, *reply);
+  }
+}
+
+/// Keeps all replies in memory: their length is unknown before the batch is executed, which is
+/// possible only once.
+std::optional<Reply> gatherReplies(Batch&& batch) {
   try {
-    if (!batch.writeTo(replies)) {
-      return;
+    StringOutput replies;
+    if (!std::move(batch).execute(replies)) {
+      return std::nullopt;
     }
     replies.flush();
+    return Reply(std::move(replies.text()));
   } catch (const std::bad_alloc& e) {
-    return send(output, Framing::contentLength, internalError(e));
+    return internalError(e);
   }
-  send(output, Framing::contentLength, Reply(std::move(replies.text())));
 }
 
-/// If memory ends, the line breaks off and is not JSON: its beginning may have been sent already.
-void sendLine(Output& output, const Batch& batch) {
+/// Returns whether there is a line to end. If memory runs out, the line ends early and is not JSON:
+/// its beginning may already be sent.
+bool writeLine(Output& output, Batch&& batch) {
   try {
-    if (!batch.writeTo(output)) {
-      return;
-    }
+    return std::move(batch).execute(output);
   } catch (const std::bad_alloc&) {
+    return true;
   }
-  output.append(frameTail(Framing::lines));
-  output.flush();
 }
 
-void send(Output& output, Framing framing, const Batch& batch) {
+void send(Output& output, Framing framing, Batch&& batch) {
   if (framing == Framing::contentLength) {
-    sendWithLength(output, batch);
-  } else {
-    sendLine(output, batch);
+    send(output, framing, gatherReplies(std::move(batch)));
+  } else if (writeLine(output, std::move(batch))) {
+    output.append(frameTail(framing));
+    output.flush();
   }
 }
 
@@ -111,16 +130,15 @@ ExitStatus serve(const Options& options, const Api& api, const Termination& term
   widenPipe(STDOUT_FILENO);
   DescriptorInput input(STDIN_FILENO, termination);
   FrameReader reader(input, options.maxMessage);
-  const JsonRpc protocol(api);
   DescriptorOutput output(STDOUT_FILENO);
   while (output.isOpen()) {
     const auto incoming = reader.next();
     if (!incoming) {
       break;
     }
-    if (const auto answer = protocol.answer(*incoming)) {
-      std::visit([&](const auto& kind) { send(output, reader.framing(), kind); }, *answer);
-    }
+    std::visit(
+        [&](auto&& kind) { send(output, reader.framing(), std::forward<decltype(kind)>(kind)); },
+        answer(api, *incoming));
   }
   return ExitStatus::success;
 }
@@ -129,27 +147,21 @@ ExitStatus call(const Options& options, const Api& api, const Termination& termi
   DescriptorInput input(STDIN_FILENO, termination);
   const auto text = options.json == "-" ? readAll(input, options.maxMessage) : options.json;
   if (input.stopped()) {
-    return ExitStatus::failure; // the message may not be all there
+    return ExitStatus::failure; // the message may be incomplete
   }
   if (text.size() > options.maxMessage) {
     throw UsageError("The message is too long");
   }
-  const auto outcome = carryOut(api, options.type, parseMessage(text));
-  if (const auto* refusal = std::get_if<Refusal>(&outcome)) {
-    std::cerr << "connector-host: " << refusal->text << '\n'
-              << (refusal->reason == Refusal::Reason::unknownType ? "Try connector-host types.\n"
-                                                                  : "");
-    return ExitStatus::failure;
-  }
-  const auto& response = std::get<Response>(outcome);
-  auto answer = writePrettyJson(*response.content);
-  if (response.hasFault && showsColor(STDOUT_FILENO)) {
-    answer = withColoredFaults(std::move(answer));
+  const auto response = executeWithProgress(api, options.type, parseMessage(text));
+  const bool failed = hasFault(*response);
+  auto json = writePrettyJson(*response);
+  if (failed && showsColor(STDOUT_FILENO)) {
+    json = withColoredFaults(std::move(json));
   }
   DescriptorOutput output(STDOUT_FILENO);
-  output.append(answer + "\n");
+  output.append(json + "\n");
   output.flush(); // the exit status does not depend on whether anybody reads the output
-  return response.hasFault ? ExitStatus::fault : ExitStatus::success;
+  return failed ? ExitStatus::fault : ExitStatus::success;
 }
 
 } // namespace connector::host

@@ -8,11 +8,12 @@ namespace connector::host {
 
 enum class ExitStatus { success = 0, fault = 1, failure = 2 };
 
-/// Answers requests from standard input on standard output until the input ends, a termination
-/// is requested, or the reader of the answers goes away.
+/// Answers the requests from standard input on standard output. Returns when the input ends, a
+/// termination is requested or the reader of the output has gone away.
 ExitStatus serve(const Options& options, const Api& api, const Termination& termination);
 
-/// Answers one message on standard output; what kept it from being answered goes to standard error.
+/// Executes one request and prints the response on standard output. Throws an Error or another
+/// exception if there is no response.
 ExitStatus call(const Options& options, const Api& api, const Termination& termination);
 
 } // namespace connector::host

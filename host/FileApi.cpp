@@ -13,54 +13,50 @@
 #include <algorithm>
 #include <new>
 #include <utility>
-#include <variant>
 
 namespace connector::host {
 
 namespace {
 
-using Reason = Refusal::Reason;
-using MessageOrRefusal = std::variant<std::unique_ptr<Message>, Refusal>;
-
-/// A message can be made of nothing at all, and then tells whether the provider takes it.
-bool isAnswered(const connector::json::MessageRegistry& registry, const std::string& type) {
+/// Every message can be built without any field. If the provider takes it, the type is a request.
+bool isRequest(const connector::json::MessageRegistry& registry, const std::string& type) {
   const auto message = registry.fromJson(type, new Poco::JSON::Object);
   return dynamic_cast<const ServiceMessage<file::v1::FileServiceProvider>*>(message.get()) !=
          nullptr;
 }
 
-std::vector<std::string> answeredTypes(const connector::json::MessageRegistry& registry) {
+std::vector<std::string> requestTypes(const connector::json::MessageRegistry& registry) {
   auto types = registry.names();
   types.erase(std::remove_if(types.begin(), types.end(),
-                             [&](const auto& type) { return !isAnswered(registry, type); }),
+                             [&](const auto& type) { return !isRequest(registry, type); }),
               types.end());
   return types;
 }
 
-MessageOrRefusal read(const connector::json::MessageRegistry& registry, const std::string& type,
-                      const Poco::JSON::Object::Ptr& params) {
+std::unique_ptr<Message> requestFrom(const connector::json::MessageRegistry& registry,
+                                     const std::string& type,
+                                     const Poco::JSON::Object::Ptr& params) {
   try {
     return registry.fromJson(type, params);
   } catch (const connector::json::UnknownMessageType& e) {
-    return Refusal{Reason::unknownType, e.what() + suggestion(type, answeredTypes(registry))};
+    throw Error(ErrorCode::methodNotFound, e.what() + suggestion(type, requestTypes(registry)));
   } catch (const std::bad_alloc&) {
-    throw; // says nothing about the params
+    throw; // not an error in the params
   } catch (const Poco::Exception& e) {
-    return Refusal{Reason::params, e.displayText()};
+    throw Error(ErrorCode::invalidParams, e.displayText());
   } catch (const std::exception& e) {
-    return Refusal{Reason::params, e.what()};
+    throw Error(ErrorCode::invalidParams, e.what());
   }
 }
 
-MessageOrRefusal deliver(file::v1::FileServiceProviderImpl& provider,
-                         std::unique_ptr<Message> request) {
-  auto response = provider.handle(std::move(request), Address{}, nullptr);
+/// A fault is part of the response. The Future fails only if the request was not delivered.
+std::unique_ptr<Message> responseFrom(Future<std::unique_ptr<Message>> future) {
   try {
-    return response.get();
+    return future.get();
   } catch (const std::bad_alloc&) {
     throw;
   } catch (const std::exception& e) {
-    return Refusal{Reason::delivery, e.what()};
+    throw Error(ErrorCode::refusedDelivery, e.what());
   }
 }
 
@@ -78,22 +74,14 @@ FileApi::~FileApi() {
   provider_->stop();
 }
 
-Outcome FileApi::answer(const std::string& type, const Poco::JSON::Object::Ptr& params) const {
-  auto request = read(*registry_, type, params);
-  if (const auto* refusal = std::get_if<Refusal>(&request)) {
-    return *refusal;
-  }
-  auto response = deliver(*provider_, std::get<std::unique_ptr<Message>>(std::move(request)));
-  if (const auto* refusal = std::get_if<Refusal>(&response)) {
-    return *refusal;
-  }
-  const auto& message = std::get<std::unique_ptr<Message>>(response);
-  const auto* const common = dynamic_cast<const common::v1::Response*>(message.get());
-  return Response(registry_->toJson(message), common != nullptr && !common->getFaults().empty());
+Poco::JSON::Object::Ptr FileApi::execute(const std::string& type,
+                                         const Poco::JSON::Object::Ptr& params) const {
+  auto future = provider_->handle(requestFrom(*registry_, type, params), Address{}, nullptr);
+  return registry_->toJson(responseFrom(std::move(future)));
 }
 
 std::vector<std::string> FileApi::types() const {
-  return answeredTypes(*registry_);
+  return requestTypes(*registry_);
 }
 
 } // namespace connector::host

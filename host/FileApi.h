@@ -13,19 +13,19 @@
 
 namespace connector::host {
 
-/// The file service, put together as a hosting framework does it, and running while this lives.
-class FileApi {
+/// The file service with its provider and converters, assembled as a hosting framework does. The
+/// provider runs as long as the object exists.
+class FileApi : public Api {
 public:
   FileApi();
-  ~FileApi();
+  ~FileApi() override;
   FileApi(const FileApi&) = delete;
   FileApi& operator=(const FileApi&) = delete;
 
-  /// Content to message, message to provider, its response to content.
-  [[nodiscard]] Outcome answer(const std::string& type,
-                               const Poco::JSON::Object::Ptr& params) const;
+  [[nodiscard]] Poco::JSON::Object::Ptr
+  execute(const std::string& type, const Poco::JSON::Object::Ptr& params) const override;
 
-  /// The names of the messages that are answered, sorted.
+  /// The names of all requests, sorted.
   [[nodiscard]] std::vector<std::string> types() const;
 
 private:

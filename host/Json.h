@@ -11,45 +11,49 @@
 #include <string>
 #include <string_view>
 
-/// JSON text to Poco's values; JsonWriter.h has the way back.
+/// Parses JSON into Poco's values; JsonWriter.h writes them.
 namespace connector::host {
 
-/// Levels of arrays and objects that a text may have.
+/// The limit of nested arrays and objects in a text.
 constexpr std::size_t MAX_DEPTH = 128;
 
-/// Values that an object may hold, at all levels, and so may each element of a batch.
+/// The limit of values in an object, or in each element of an array, at all levels.
 constexpr std::size_t MAX_VALUES = 100'000;
 
 class JsonError : public std::runtime_error {
   using std::runtime_error::runtime_error;
 };
 
-/// An object, or null where there is another value, and the text of one of its members exactly as
-/// it stands, or the beginning of it when it is an object or array.
+/// An object, or null for any other value. The text is that of one of the object's members,
+/// unchanged; of a member that is an object or array it is only the beginning.
 struct ObjectWithText {
   Poco::JSON::Object::Ptr object;
   std::optional<std::string> memberText;
 };
 
-// Each throws a JsonError when `text` is no JSON, or no UTF-8, or nested too deep, or of too many
-// values. Of members with the same name the last one counts. A number beyond 64 bits becomes the
-// nearest double, if any. A text with room behind it is not copied.
+// All functions throw a JsonError if the text is not valid JSON or UTF-8, is nested too deep or has
+// too many values. Of members with the same name the last one counts. A number beyond 64 bits
+// becomes the nearest double. A padded text is parsed in place, any other is copied.
 
-/// The object that `text` is, with the text of the member `name`.
+/// Parses a text; `memberText` is that of the member `name`.
 ObjectWithText parseObject(const Text& text, std::string_view name = {});
 
-/// Checks the array that `text` must be, and tells how many elements it has.
+// An array is parsed twice. No request of a batch may be executed if a later one is invalid, and
+// all of them parsed can take thirty times the memory of the text. So the first pass checks
+// everything and keeps nothing; the second one keeps one element at a time.
+
+/// Checks a text that isArray, and returns the number of its elements.
 std::size_t countElements(const Text& text);
 
-/// As parseObject, for each element of an array that was counted. One at a time is in memory;
-/// `take` must not parse.
+/// As parseObject, for each element of an array that countElements has checked. `take` must not
+/// parse.
 void forEachElement(const Text& text, std::string_view name,
                     const std::function<void(const ObjectWithText&)>& take);
 
-/// Whether a text, if it is JSON at all, is an array.
+/// Whether a text is an array, provided that it is JSON.
 bool isArray(std::string_view text);
 
-/// For people to read.
+/// Indented, for people.
 std::string writePrettyJson(const Poco::JSON::Object& object);
 
 } // namespace connector::host

@@ -7,6 +7,7 @@
 #include <Poco/JSON/Array.h>
 
 #include <new>
+#include <string_view>
 #include <typeinfo>
 #include <utility>
 
@@ -20,62 +21,55 @@ using Poco::JSON::Object;
 
 constexpr std::string_view ID = "id";
 
-enum class ErrorCode {
-  parseError = -32700,
-  invalidRequest = -32600,
-  methodNotFound = -32601,
-  invalidParams = -32602,
-  internalError = -32603,
-  refusedDelivery = -32000
-};
-
-struct Error {
-  ErrorCode code;
-  std::string message;
-};
-
-using Result = std::variant<Object::Ptr, Error>;
-
-/// What ties a reply to its request, sent back as the very text that came.
+/// The `id` of a reply: the JSON text of the request's `id`, unchanged.
 class Id {
 public:
-  static Id none() { return Id("null"); }
+  /// For a notification, or a request whose `id` is unknown.
+  Id() = default;
 
-  /// Nothing for a text that is not a string, a number or null.
-  static std::optional<Id> of(std::string_view json) {
-    if (json == "null" || json.find_first_of("\"-0123456789") == 0) {
-      return Id(json);
+  explicit Id(std::string_view json)
+      : json_(json) {
+    if (json != "null" && json.find_first_of("\"-0123456789") != 0) {
+      throw Error(ErrorCode::invalidRequest,
+                  R"(Invalid request: "id" must be a string, a number or null)");
     }
-    return std::nullopt;
   }
 
-  [[nodiscard]] const std::string& text() const { return text_; }
+  [[nodiscard]] const std::string& json() const { return json_; }
 
 private:
-  explicit Id(std::string_view text)
-      : text_(text) {}
-
-  std::string text_;
+  std::string json_ = "null";
 };
 
-std::string headOf(const Id& id) {
-  return R"({"jsonrpc":"2.0","id":)" + id.text() + ",";
+std::string replyHead(const Id& id) {
+  return R"({"jsonrpc":"2.0","id":)" + id.json() + ",";
 }
 
-Reply write(const Id& id, const Object::Ptr& result) {
-  return {headOf(id) + R"("result":)", result, "}"};
+Reply resultReply(const Id& id, const Object::Ptr& response) {
+  return {replyHead(id) + R"("result":)", response, "}"};
 }
 
-Reply write(const Id& id, const Error& error) {
-  StringOutput text;
-  appendJson(text, error.message);
-  text.flush();
-  return Reply(headOf(id) + R"("error":{"code":)" + std::to_string(static_cast<int>(error.code)) +
-               R"(,"message":)" + text.text() + "}}");
+Reply errorReply(const Id& id, const Error& error) {
+  StringOutput message;
+  appendJson(message, std::string(error.what()));
+  message.flush();
+  return Reply(replyHead(id) + R"("error":{"code":)" +
+               std::to_string(static_cast<int>(error.code())) + R"(,"message":)" + message.text() +
+               "}}");
 }
 
-Reply refuse(const Id& id, ErrorCode code, std::string message) {
-  return write(id, Error{code, std::move(message)});
+Reply unreadableReply(Unreadable reason) {
+  switch (reason) {
+  case Unreadable::tooLong:
+    return errorReply({}, {ErrorCode::invalidRequest, "Invalid request: message too long"});
+  case Unreadable::noMemory:
+    return internalError(std::bad_alloc());
+  case Unreadable::noLength:
+    return errorReply({}, {ErrorCode::parseError, "Parse error: no valid Content-Length"});
+  case Unreadable::cutShort:
+    break;
+  }
+  return errorReply({}, {ErrorCode::parseError, "Parse error: message cut short"});
 }
 
 template <typename T>
@@ -83,98 +77,86 @@ bool isA(const Var& value) {
   return value.type() == typeid(T);
 }
 
-/// What is wrong with the shape of a request, apart from its `id`.
-std::optional<std::string> flaw(const Object& request) {
-  const auto version = request.get("jsonrpc");
-  if (!isA<std::string>(version) || version.extract<std::string>() != "2.0") {
-    return R"(Invalid request: "jsonrpc" must be "2.0")";
-  }
-  if (!isA<std::string>(request.get("method"))) {
-    return R"(Invalid request: "method" must be a string)";
-  }
-  const auto params = request.get("params");
-  if (request.has("params") && !isA<Object::Ptr>(params) && !isA<Array::Ptr>(params)) {
-    return R"(Invalid request: "params" must be an object)";
-  }
-  return std::nullopt;
+/// Throws an Error for an element of a text that is not a request, whatever its `id`.
+void checkRequest(const Object::Ptr& request) {
+  const auto require = [](bool holds, const char* message) {
+    if (!holds) {
+      throw Error(ErrorCode::invalidRequest, std::string("Invalid request: ") + message);
+    }
+  };
+  require(!request.isNull(), "not an object");
+  const auto version = request->get("jsonrpc");
+  require(isA<std::string>(version) && version.extract<std::string>() == "2.0",
+          R"("jsonrpc" must be "2.0")");
+  require(isA<std::string>(request->get("method")), R"("method" must be a string)");
+  const auto params = request->get("params");
+  require(!request->has("params") || isA<Object::Ptr>(params) || isA<Array::Ptr>(params),
+          R"("params" must be an object)");
 }
 
-ErrorCode codeOf(Refusal::Reason reason) {
-  switch (reason) {
-  case Refusal::Reason::unknownType:
-    return ErrorCode::methodNotFound;
-  case Refusal::Reason::params:
-    return ErrorCode::invalidParams;
-  case Refusal::Reason::delivery:
-    return ErrorCode::refusedDelivery;
-  }
-  return ErrorCode::internalError;
-}
-
-Result resultFrom(const Refusal& refusal) {
-  return Error{codeOf(refusal.reason), refusal.text};
-}
-
-Result resultFrom(const Response& response) {
-  return response.content;
-}
-
-/// Carries out a well-shaped request; every failure becomes a value here.
-Result carryOut(const Api& api, const Object& request) {
-  // A message has named members only, so parameters by position fit none.
+/// The params of a request that checkRequest accepted. Fields have names, so an array is rejected.
+Object::Ptr paramsOf(const Object& request) {
   const auto params = request.get("params");
   if (isA<Array::Ptr>(params)) {
-    return Error{ErrorCode::invalidParams, "Invalid params: not an object"};
+    throw Error(ErrorCode::invalidParams, "Invalid params: not an object");
   }
+  return params.isEmpty() ? Poco::makeShared<Object>() : params.extract<Object::Ptr>();
+}
+
+/// Executes a request that checkRequest accepted. Every failure becomes the reply.
+Reply execute(const Api& api, const Id& id, const Object& request) {
+  const auto failed = [&](const std::string& cause) {
+    return errorReply(id, {ErrorCode::internalError, "Internal error" + cause});
+  };
   try {
-    const auto outcome =
-        api(request.getValue<std::string>("method"),
-            params.isEmpty() ? Poco::makeShared<Object>() : params.extract<Object::Ptr>());
-    return std::visit([](const auto& kind) { return resultFrom(kind); }, outcome);
+    return resultReply(id, api.execute(request.getValue<std::string>("method"), paramsOf(request)));
+  } catch (const Error& e) {
+    return errorReply(id, e);
   } catch (const Poco::Exception& e) {
-    return Error{ErrorCode::internalError, "Internal error: " + e.displayText()};
+    return failed(": " + e.displayText());
   } catch (const std::exception& e) {
-    return Error{ErrorCode::internalError, std::string("Internal error: ") + e.what()};
+    return failed(std::string(": ") + e.what());
   } catch (...) {
-    return Error{ErrorCode::internalError, "Internal error"};
+    return failed("");
   }
 }
 
-Reply refuse(Unreadable reason) {
-  switch (reason) {
-  case Unreadable::tooLong:
-    return refuse(Id::none(), ErrorCode::invalidRequest, "Invalid request: message too long");
-  case Unreadable::noMemory:
-    return internalError(std::bad_alloc());
-  case Unreadable::noLength:
-    return refuse(Id::none(), ErrorCode::parseError, "Parse error: no valid Content-Length");
-  case Unreadable::cutShort:
-    break;
+/// Executes one request of a text. Returns nullopt for a notification.
+std::optional<Reply> reply(const Api& api, const ObjectWithText& request) {
+  Id id;
+  try {
+    if (request.memberText) {
+      id = Id(*request.memberText);
+    }
+    checkRequest(request.object);
+  } catch (const Error& e) {
+    return errorReply(id, e);
   }
-  return refuse(Id::none(), ErrorCode::parseError, "Parse error: message cut short");
+  auto result = execute(api, id, *request.object);
+  return request.memberText ? std::optional(std::move(result)) : std::nullopt;
 }
 
 } // namespace
 
 Reply internalError(const std::exception& failure) {
-  return refuse(Id::none(), ErrorCode::internalError,
-                std::string("Internal error: ") + failure.what());
+  return errorReply({},
+                    {ErrorCode::internalError, std::string("Internal error: ") + failure.what()});
 }
 
 void Reply::writeTo(Output& out) const {
   out.append(head_);
-  if (!content_.isNull()) {
-    appendJson(out, content_);
+  if (!response_.isNull()) {
+    appendJson(out, response_);
   }
   out.append(tail_);
 }
 
-bool Batch::writeTo(Output& out) const {
+bool Batch::execute(Output& out) && {
   char separator = '[';
   forEachElement(text_, ID, [&](const ObjectWithText& request) {
-    if (const auto reply = protocol_->answerRequest(request)) {
+    if (const auto element = reply(*api_, request)) {
       out.append(std::exchange(separator, ','));
-      reply->writeTo(out);
+      element->writeTo(out);
     }
   });
   if (separator == '[') {
@@ -184,47 +166,24 @@ bool Batch::writeTo(Output& out) const {
   return true;
 }
 
-std::optional<Answer> JsonRpc::answer(const Incoming& incoming) const {
+Answer answer(const Api& api, const Incoming& incoming) {
   if (const auto* reason = std::get_if<Unreadable>(&incoming)) {
-    return refuse(*reason);
+    return unreadableReply(*reason);
   }
+  const auto& text = std::get<Text>(incoming);
   try {
-    return answerText(std::get<Text>(incoming));
+    if (!isArray(text.bytes)) {
+      return reply(api, parseObject(text, ID));
+    }
+    if (countElements(text) > 0) {
+      return Batch(api, text);
+    }
+    return errorReply({}, {ErrorCode::invalidRequest, "Invalid request: empty batch"});
   } catch (const JsonError& e) {
-    return refuse(Id::none(), ErrorCode::parseError, std::string("Parse error: ") + e.what());
+    return errorReply({}, {ErrorCode::parseError, std::string("Parse error: ") + e.what()});
   } catch (const std::exception& e) {
     return internalError(e);
   }
-}
-
-std::optional<Answer> JsonRpc::answerText(const Text& text) const {
-  if (!isArray(text.bytes)) {
-    return answerRequest(parseObject(text, ID));
-  }
-  if (countElements(text) == 0) {
-    return refuse(Id::none(), ErrorCode::invalidRequest, "Invalid request: empty batch");
-  }
-  return Batch(*this, text);
-}
-
-std::optional<Reply> JsonRpc::answerRequest(const ObjectWithText& request) const {
-  if (!request.object) {
-    return refuse(Id::none(), ErrorCode::invalidRequest, "Invalid request: not an object");
-  }
-  const auto id = request.memberText ? Id::of(*request.memberText) : Id::none();
-  if (!id) {
-    return refuse(Id::none(), ErrorCode::invalidRequest,
-                  R"(Invalid request: "id" must be a string, a number or null)");
-  }
-  if (auto what = flaw(*request.object)) {
-    return refuse(*id, ErrorCode::invalidRequest, std::move(*what));
-  }
-
-  const auto result = carryOut(api_, *request.object);
-  if (!request.memberText) {
-    return std::nullopt;
-  }
-  return std::visit([&](const auto& member) { return write(*id, member); }, result);
 }
 
 } // namespace connector::host

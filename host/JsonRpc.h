@@ -1,106 +1,99 @@
 #pragma once
 
 #include "Framing.h"
-#include "Json.h"
 #include "Output.h"
+#include "Text.h"
 
 #include <Poco/JSON/Object.h>
 
 #include <exception>
-#include <functional>
 #include <optional>
+#include <stdexcept>
 #include <string>
-#include <string_view>
 #include <utility>
 #include <variant>
 
-/// JSON-RPC 2.0: texts in, texts out. What the methods are is of no concern here.
+/// JSON-RPC 2.0: from texts to replies, for any methods.
 namespace connector::host {
 
-/// Why a message has no response.
-struct Refusal {
-  enum class Reason { unknownType, params, delivery };
-  Reason reason;
-  std::string text;
+enum class ErrorCode {
+  parseError = -32700,
+  invalidRequest = -32600,
+  methodNotFound = -32601,
+  invalidParams = -32602,
+  internalError = -32603,
+  refusedDelivery = -32000
 };
 
-struct Response {
-  // NOLINTNEXTLINE(google-explicit-constructor): content that is no more than that
-  Response(Poco::JSON::Object::Ptr object, bool fault = false)
-      : content(std::move(object))
-      , hasFault(fault) {}
+/// The reason why a request has no response.
+class Error : public std::runtime_error {
+public:
+  Error(ErrorCode code, const std::string& message)
+      : std::runtime_error(message)
+      , code_(code) {}
 
-  Poco::JSON::Object::Ptr content;
-  bool hasFault;
+  [[nodiscard]] ErrorCode code() const { return code_; }
+
+private:
+  ErrorCode code_;
 };
 
-using Outcome = std::variant<Response, Refusal>;
+/// The methods.
+class Api {
+public:
+  virtual ~Api() = default;
 
-/// Answers the message with this type name and content. Whatever it throws is an internal error.
-using Api = std::function<Outcome(const std::string& type, const Poco::JSON::Object::Ptr& params)>;
+  /// Executes a request of this type and returns the response. Throws an Error; any other exception
+  /// is an internal error.
+  [[nodiscard]] virtual Poco::JSON::Object::Ptr
+  execute(const std::string& type, const Poco::JSON::Object::Ptr& params) const = 0;
+};
 
-/// The reply to one request. The text of a response is made as it is written, and need not be in
-/// memory as a whole.
+/// The JSON-RPC text that answers one request. The text of a response is generated while it is
+/// written, so it need not fit into memory.
 class Reply {
 public:
   explicit Reply(std::string text)
       : head_(std::move(text)) {}
 
-  Reply(std::string head, Poco::JSON::Object::Ptr content, std::string tail)
+  Reply(std::string head, Poco::JSON::Object::Ptr response, std::string tail)
       : head_(std::move(head))
-      , content_(std::move(content))
+      , response_(std::move(response))
       , tail_(std::move(tail)) {}
 
   void writeTo(Output& out) const;
 
 private:
   std::string head_;
-  Poco::JSON::Object::Ptr content_; ///< may be null: nothing between the two
+  Poco::JSON::Object::Ptr response_; ///< null if there is none between head and tail
   std::string tail_;
 };
 
-/// For a failure that says nothing of the request.
+/// The reply to a text that could not be processed, for example because memory ran out.
 Reply internalError(const std::exception& failure);
 
-class JsonRpc;
-
-/// The requests of a batch, carried out one after the other as their replies are written. Valid as
-/// long as the text and the JsonRpc that it came from.
+/// The requests of a batch, valid as long as its text and the Api.
 class Batch {
 public:
-  Batch(const JsonRpc& protocol, Text text)
-      : protocol_(&protocol)
+  /// `text` is an array that countElements has checked.
+  Batch(const Api& api, Text text)
+      : api_(&api)
       , text_(text) {}
 
-  /// Once only. False, and nothing written, when none of them is to be answered.
-  [[nodiscard]] bool writeTo(Output& out) const;
+  /// Executes the requests in order and writes their replies as one array. Returns false, without
+  /// writing, if no request needs a reply. Throws std::bad_alloc.
+  [[nodiscard]] bool execute(Output& out) &&;
 
 private:
-  const JsonRpc* protocol_;
+  const Api* api_;
   Text text_;
 };
 
-/// What is to be sent back for one text.
-using Answer = std::variant<Reply, Batch>;
+/// The answer to one text: a reply, no reply to a notification, or the replies of a batch.
+using Answer = std::variant<std::optional<Reply>, Batch>;
 
-/// A request comes to exactly one Outcome, a value, and each goes through one function into one
-/// reply. A reply can be made only with an `id`, which a notification does not have.
-class JsonRpc {
-public:
-  explicit JsonRpc(Api api)
-      : api_(std::move(api)) {}
-
-  /// Nothing for a notification. Throws nothing but std::bad_alloc, when there is not even memory
-  /// for saying so.
-  [[nodiscard]] std::optional<Answer> answer(const Incoming& incoming) const;
-
-private:
-  friend class Batch;
-
-  [[nodiscard]] std::optional<Answer> answerText(const Text& text) const;
-  [[nodiscard]] std::optional<Reply> answerRequest(const ObjectWithText& request) const;
-
-  Api api_;
-};
+/// Executes the request in a text, but not yet those of a batch. If anything in the text is not
+/// JSON, no request is executed. Throws std::bad_alloc if there is no memory even for a reply.
+[[nodiscard]] Answer answer(const Api& api, const Incoming& incoming);
 
 } // namespace connector::host

@@ -2,6 +2,7 @@
 
 #include <Poco/Environment.h>
 
+#include <chrono>
 #include <system_error>
 #include <unistd.h>
 #include <utility>
@@ -24,17 +25,16 @@ std::string withColoredFaults(std::string response) {
   return response;
 }
 
-Progress::Progress(int descriptor, std::string what, std::chrono::milliseconds second)
+Progress::Progress(int descriptor, std::string type)
     : descriptor_(descriptor)
-    , what_(std::move(what))
-    , second_(second) {
+    , type_(std::move(type)) {
   if (isatty(descriptor) == 0) {
     return;
   }
   try {
     thread_ = std::thread([this] { run(); });
   } catch (const std::system_error&) {
-    return; // the work goes on without
+    return; // the request is executed without it
   }
 }
 
@@ -55,9 +55,10 @@ void Progress::run() {
   std::string line;
   std::unique_lock lock(mutex_);
   for (int seconds = 1;
-       !end_.wait_until(lock, begin + seconds * second_, [this] { return ended_; }); ++seconds) {
-    line = "connector-host: " + what_ + " ... " + std::to_string(seconds) + " s";
-    lock.unlock(); // writing may take as long as a terminal is stopped
+       !end_.wait_until(lock, begin + std::chrono::seconds(seconds), [this] { return ended_; });
+       ++seconds) {
+    line = "connector-host: " + type_ + " ... " + std::to_string(seconds) + " s";
+    lock.unlock(); // a stopped terminal blocks the write
     show('\r' + line);
     lock.lock();
   }
@@ -67,7 +68,7 @@ void Progress::run() {
 }
 
 void Progress::show(const std::string& text) const {
-  // A terminal that has gone away changes nothing of the work.
+  // A terminal that has gone away does not disturb the request.
   [[maybe_unused]] const auto written = write(descriptor_, text.data(), text.size());
 }
 

@@ -1,26 +1,24 @@
 #pragma once
 
-#include <chrono>
 #include <condition_variable>
 #include <mutex>
 #include <string>
 #include <thread>
 
-/// What a person at a terminal gets on top of what a program reads.
+/// Output for a person at a terminal, in addition to that for programs.
 namespace connector::host {
 
-/// Whether it is a terminal that shows colours, to somebody who has not set NO_COLOR.
+/// Whether the descriptor is a terminal with colours, and NO_COLOR is not set.
 bool showsColor(int descriptor);
 
-/// A response as `writePrettyJson` writes it, with its faults in colour.
+/// Colours the faults in a response that `writePrettyJson` has written.
 std::string withColoredFaults(std::string response);
 
-/// While it lives, a terminal shows what is going on and for how long, once that is a second; the
-/// line goes away with it. Anything else than a terminal is left alone.
+/// Shows "connector-host: TYPE ... N s" on a terminal once a request takes longer than a second.
+/// The destructor erases it. Does nothing if the descriptor is not a terminal.
 class Progress {
 public:
-  Progress(int descriptor, std::string what,
-           std::chrono::milliseconds second = std::chrono::seconds(1));
+  Progress(int descriptor, std::string type);
   ~Progress();
   Progress(const Progress&) = delete;
   Progress& operator=(const Progress&) = delete;
@@ -30,12 +28,11 @@ private:
   void show(const std::string& text) const;
 
   const int descriptor_;
-  const std::string what_;
-  const std::chrono::milliseconds second_;
+  const std::string type_;
   std::mutex mutex_;
   std::condition_variable end_;
   bool ended_ = false;
-  std::thread thread_; // the work itself knows nothing of time and cannot be asked
+  std::thread thread_; // the request blocks its own thread
 };
 
 } // namespace connector::host

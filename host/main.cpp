@@ -17,19 +17,15 @@ namespace {
 
 using namespace connector::host;
 
-ExitStatus answerRequests(const Options& options) {
+ExitStatus executeRequests(const Options& options) {
   reserveStandardDescriptors();
   const Termination termination(STDIN_FILENO);
   if (options.confinement.isNeeded()) {
     fl::filesystem::set_confinement(confine(options.confinement), options.confinement.readOnly);
   }
 
-  const FileApi files;
-  const Api api = [&files](const auto& type, const auto& params) {
-    return files.answer(type, params);
-  };
   const auto command = options.command == Options::Command::call ? call : serve;
-  return command(options, api, termination);
+  return command(options, FileApi(), termination);
 }
 
 ExitStatus printTypes() {
@@ -53,7 +49,7 @@ ExitStatus run(const Options& options) {
   case Options::Command::serve:
     break;
   }
-  return answerRequests(options);
+  return executeRequests(options);
 }
 
 int fail(const char* text, const char* hint = "") {
@@ -69,6 +65,9 @@ int main(int argc, char** argv) {
     return std::cout.flush() ? static_cast<int>(status) : fail("cannot write the output");
   } catch (const UsageError& e) {
     return fail(e.what(), "Try connector-host --help.\n");
+  } catch (const Error& e) {
+    const bool isUnknownType = e.code() == ErrorCode::methodNotFound;
+    return fail(e.what(), isUnknownType ? "Try connector-host types.\n" : "");
   } catch (const Poco::Exception& e) {
     return fail(e.displayText().c_str());
   } catch (const std::exception& e) {

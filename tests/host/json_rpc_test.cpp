@@ -18,27 +18,27 @@ namespace {
 
 using Poco::JSON::Object;
 
-/// Answers `echo` with its params and throws what any other type is named for.
-Outcome answerAs(const std::string& type, const Object::Ptr& params) {
-  const std::map<std::string, std::function<Outcome()>> ways{
-      {"echo", [&] { return params; }},
-      {"poco", []() -> Outcome { throw Poco::NotFoundException("this"); }},
-      {"std", []() -> Outcome { throw std::logic_error("that"); }},
-      {"int", []() -> Outcome { throw 1; }}};
-  return ways.at(type)();
-}
+/// Returns the params of `echo`, and throws the exception that any other type names.
+class JsonRpcTest : public testing::Test, public Api {
+public:
+  Object::Ptr execute(const std::string& type, const Object::Ptr& params) const override {
+    executed += type + " ";
+    const std::map<std::string, std::function<Object::Ptr()>> ways{
+        {"echo", [&] { return params; }},
+        {"poco", []() -> Object::Ptr { throw Poco::NotFoundException("this"); }},
+        {"std", []() -> Object::Ptr { throw std::logic_error("that"); }},
+        {"int", []() -> Object::Ptr { throw 1; }}};
+    return ways.at(type)();
+  }
 
-class JsonRpcTest : public testing::Test {
 protected:
   std::string answer(const Incoming& incoming) {
-    const JsonRpc protocol([this](const auto& type, const auto& params) {
-      carriedOut += type + " ";
-      return answerAs(type, params);
-    });
-    const auto answer = protocol.answer(incoming);
     StringOutput out;
-    if (answer) {
-      std::visit([&out](const auto& kind) { static_cast<void>(kind.writeTo(out)); }, *answer);
+    auto found = host::answer(*this, incoming);
+    if (auto* const batch = std::get_if<Batch>(&found)) {
+      static_cast<void>(std::move(*batch).execute(out));
+    } else if (const auto& reply = std::get<std::optional<Reply>>(found)) {
+      reply->writeTo(out);
     }
     out.flush();
     return out.text().empty() ? "(none)" : out.text();
@@ -46,7 +46,7 @@ protected:
 
   std::string answer(const std::string& text) { return answer(Incoming(Text(text))); }
 
-  std::string carriedOut;
+  mutable std::string executed;
 };
 
 std::string error(const std::string& id, const std::string& code, const std::string& text) {
@@ -72,15 +72,15 @@ std::string nested(std::size_t depth) {
 
 } // namespace
 
-TEST_F(JsonRpcTest, ResultIsTheResponse) {
+TEST_F(JsonRpcTest, ReturnsTheResponse) {
   EXPECT_EQ(answer(R"({"id":1,"method":"echo","jsonrpc":"2.0","more":[]})"), result("1", "{}"));
   const std::string text = R"("\u0000\u0001\b\t\n\u000B\f\r\u001F\"\\ é€😀")";
   EXPECT_EQ(answer(echo("1", R"({"b":{"c":[1,{}]},"a":null,"s":)" + text + "}")),
             result("1", R"({"a":null,"b":{"c":[1,{}]},"s":)" + text + "}"));
 }
 
-// Texts are gone through in blocks of several sizes.
-TEST_F(JsonRpcTest, EscapesAreFoundWhereverTheyStand) {
+// The writer searches texts in blocks of several sizes.
+TEST_F(JsonRpcTest, EscapesCharactersAtEveryPosition) {
   for (std::size_t length = 0; length < 140; ++length) {
     for (std::size_t before = 0; before <= length; ++before) {
       for (const char* const escape : {R"(\")", R"(\\)", R"(\u001F)"}) {
@@ -98,7 +98,7 @@ TEST_F(JsonRpcTest, SkipsByteOrderMarksAtTheStart) {
             "[" + result("1", "{}") + "]");
 }
 
-TEST_F(JsonRpcTest, IdIsEchoedAsItCame) {
+TEST_F(JsonRpcTest, EchoesTheIdUnchanged) {
   for (const std::string id : {"-1", "18446744073709551616", "1.50", "-0", R"("")", R"("a\"}\\")",
                                R"("\u00e9")", R"("é")", "null"}) {
     EXPECT_EQ(answer(echo(id, "{}")), result(id, "{}"));
@@ -109,7 +109,7 @@ TEST_F(JsonRpcTest, IdIsEchoedAsItCame) {
   EXPECT_EQ(answer(R"({"jsonrpc":"2.0","\u0069d":8,"method":"echo"})"), result("8", "{}"));
 }
 
-TEST_F(JsonRpcTest, UnparsableTextIsRefused) {
+TEST_F(JsonRpcTest, RejectsTextThatIsNotJson) {
   const std::string prefix =
       R"({"jsonrpc":"2.0","id":null,"error":{"code":-32700,"message":"Parse error: )";
   for (const std::string text :
@@ -120,10 +120,10 @@ TEST_F(JsonRpcTest, UnparsableTextIsRefused) {
     EXPECT_EQ(reply.substr(0, prefix.size()), prefix) << text.substr(0, 100);
     EXPECT_TRUE(std::all_of(reply.begin(), reply.end(), [](char c) { return c >= ' '; })) << reply;
   }
-  EXPECT_EQ(carriedOut, "");
+  EXPECT_EQ(executed, "");
 }
 
-TEST_F(JsonRpcTest, ManyMembersTakeTheirTimeAndNoMoreThan100000AreTaken) {
+TEST_F(JsonRpcTest, LimitsValuesTo100000) {
   std::string members;
   for (int member = 100'000; member < 199'996; ++member) { // echo adds four
     members += (members.empty() ? "\"" : ",\"") + std::to_string(member) + "\":1";
@@ -136,7 +136,7 @@ TEST_F(JsonRpcTest, ManyMembersTakeTheirTimeAndNoMoreThan100000AreTaken) {
               testing::HasSubstr("-32700,\"message\":\"Parse error: too many values"));
 }
 
-TEST_F(JsonRpcTest, NestingIsAllowedTo128Levels) {
+TEST_F(JsonRpcTest, LimitsNestingTo128Levels) {
   const std::string deep = R"({"a":)" + nested(126) + "}";
   EXPECT_EQ(answer(echo("1", deep)), result("1", deep));
   EXPECT_EQ(answer("[" + echo("1", R"({"a":)" + nested(125) + "}") + "]"),
@@ -146,7 +146,7 @@ TEST_F(JsonRpcTest, NestingIsAllowedTo128Levels) {
   }
 }
 
-TEST_F(JsonRpcTest, IntegersBeyond64BitsAreReadAsDoubles) {
+TEST_F(JsonRpcTest, ReadsIntegersBeyond64BitsAsDoubles) {
   const std::string asTheyAre = R"({"a":[18446744073709551615,-9223372036854775808],)"
                                 R"("b":"\\\"18446744073709551616"})";
   EXPECT_EQ(answer(echo("1", asTheyAre)), result("1", asTheyAre));
@@ -154,7 +154,7 @@ TEST_F(JsonRpcTest, IntegersBeyond64BitsAreReadAsDoubles) {
             result("1", R"({"a":[1.8446744073709552e+19,-9.223372036854776e+18]})"));
 }
 
-TEST_F(JsonRpcTest, EachFailureHasItsCodeAndText) {
+TEST_F(JsonRpcTest, ReportsEachFailureWithCodeAndText) {
   const auto refused = [](const std::string& id, const std::string& text) {
     return error(id, "-32600", "Invalid request: " + text);
   };
@@ -180,23 +180,23 @@ TEST_F(JsonRpcTest, EachFailureHasItsCodeAndText) {
   for (const auto& [text, reply] : rows) {
     EXPECT_EQ(answer(text), reply);
   }
-  EXPECT_EQ(carriedOut, "poco std int ");
+  EXPECT_EQ(executed, "poco std int ");
 }
 
-TEST_F(JsonRpcTest, NotificationsAreCarriedOutAndNotAnswered) {
+TEST_F(JsonRpcTest, ExecutesNotificationsWithoutReply) {
   for (const std::string method : {"echo", "std", "int"}) {
     EXPECT_EQ(answer(R"({"jsonrpc":"2.0","method":")" + method + "\"}"), "(none)");
   }
   EXPECT_EQ(answer(R"({"jsonrpc":"2.0","method":"echo","params":[]})"), "(none)");
-  EXPECT_EQ(carriedOut, "echo std int ");
+  EXPECT_EQ(executed, "echo std int ");
 }
 
-TEST_F(JsonRpcTest, BatchIsAnsweredInOrderAsOneArray) {
+TEST_F(JsonRpcTest, AnswersBatchInOrderAsOneArray) {
   EXPECT_EQ(answer("[" + echo("2", "{}") + R"(,{"jsonrpc":"2.0","method":"int"},)" +
                    request("std") + "," + echo("1", R"({"a":"],["})") + "]"),
             "[" + result("2", "{}") + "," + error("7", "-32603", "Internal error: that") + "," +
                 result("1", R"({"a":"],["})") + "]");
-  EXPECT_EQ(carriedOut, "echo int std echo ");
+  EXPECT_EQ(executed, "echo int std echo ");
 }
 
 } // namespace connector::host
