@@ -25,8 +25,8 @@ using Poco::JSON::Object;
 using simdjson::ondemand::json_type;
 using simdjson::ondemand::value;
 
-/// The slot of a member, which is new or replaces one of that name. Poco itself takes members by
-/// copy alone, which for the contents of a file is dear.
+/// The value of a new member, which replaces one of the same name. Poco's own functions copy the
+/// value, which is slow for the contents of a file.
 Var& slotOf(Object& object, const std::string& name) {
   object.set(name, Var());
   return std::find_if(object.begin(), object.end(),
@@ -34,8 +34,8 @@ Var& slotOf(Object& object, const std::string& name) {
       ->second;
 }
 
-/// Fills the slot of a member. Finding it takes longer the more there are, so in a large object the
-/// member is copied instead.
+/// Adds a member that `fill` fills in place. Finding it takes longer the more there are, so a large
+/// object gets a copy instead.
 template <typename Fill>
 void addMember(Object& object, const std::string& name, const Fill& fill) {
   constexpr std::size_t few = 32;
@@ -58,12 +58,12 @@ void readString(Var& slot, value& string) {
   // NOLINTNEXTLINE(cppcoreguidelines-pro-type-const-cast): the Var itself is not constant.
   auto& text = const_cast<std::string&>(slot.extract<std::string>());
   const auto token = tokenOf(string);
-  string.get_raw_json_string().value(); // goes on behind it, which looking at the token does not
+  string.get_raw_json_string().value(); // advances past the string; tokenOf does not
   if (token.find('\\') == NONE) {
     text = token.substr(1, token.size() - 2);
     return;
   }
-  // The parser that is chosen for this processor when it runs, unlike the one for values.
+  // Unlike `string`, this parser is chosen at run time for the processor.
   simdjson::dom::parser parser;
   text = std::string_view(parser.parse(token.data(), token.size(), false));
 }
@@ -78,7 +78,7 @@ void readNumber(Var& slot, value& number) {
   }
 }
 
-/// What a value may hold: Poco takes hundreds of bytes for one of two.
+/// What a value may still contain. Poco takes hundreds of bytes for a value of two characters.
 struct Allowance {
   std::size_t levels;
   std::size_t values = MAX_VALUES;
@@ -142,7 +142,7 @@ void read(Var& slot, value json, Allowance& left) {
   }
 }
 
-/// Kept from one short text to the next; what a long one takes is given back.
+/// Short texts share a parser. A long one gets its `own`, so that its memory is freed.
 simdjson::ondemand::parser& parserFor(std::size_t size,
                                       std::optional<simdjson::ondemand::parser>& own) {
   constexpr std::size_t kept = 1024UL * 1024;
@@ -150,7 +150,7 @@ simdjson::ondemand::parser& parserFor(std::size_t size,
   return size > kept ? own.emplace() : shared;
 }
 
-/// Hands over the root of a text that is an object or an array.
+/// Calls `take` with the document of a text that is an object or an array.
 template <typename Take>
 void readContainerText(simdjson::padded_string_view text, const Take& take) {
   std::optional<simdjson::ondemand::parser> own;
@@ -178,14 +178,14 @@ void readContainerText(const Text& text, const Take& take) {
   }
 }
 
-/// Runs `read`; what the parser throws becomes a JsonError.
+/// Calls `read` and turns the parser's exceptions into a JsonError.
 template <typename Read>
 auto reportingErrors(const Read& read) {
   try {
     return read();
   } catch (const simdjson::simdjson_error& e) {
     if (e.error() == simdjson::MEMALLOC) {
-      throw std::bad_alloc(); // which says nothing about the text
+      throw std::bad_alloc(); // not an error in the text
     }
     throw JsonError(e.what());
   }

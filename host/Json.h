@@ -38,9 +38,10 @@ struct ObjectWithText {
 /// Parses a text; `memberText` is that of the member `name`.
 ObjectWithText parseObject(const Text& text, std::string_view name = {});
 
-// An array is parsed twice. No request of a batch may be executed if a later one is invalid, and
-// all of them parsed can take thirty times the memory of the text. So the first pass checks
-// everything and keeps nothing; the second one keeps one element at a time.
+// An array is parsed twice, because no request of a batch may be executed if a later one is
+// invalid. To keep the parsed elements instead would take up to 270 times the memory of the text
+// (of `{}` values). The first pass checks everything and keeps nothing; it costs some 5 % of the
+// time for a batch of small OpenFile requests. The second pass keeps one element at a time.
 
 /// Checks a text that isArray, and returns the number of its elements.
 std::size_t countElements(const Text& text);

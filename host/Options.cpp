@@ -60,7 +60,7 @@ void setOption(Options& options, const std::string& name, const std::string& val
                    suggestion(argument.substr(0, argument.find('=')), names));
 }
 
-/// False when the argument is no option.
+/// Returns false if the argument is not an option.
 bool takeOption(Poco::Util::OptionProcessor& processor, const Poco::Util::OptionSet& set,
                 const std::string& argument, Options& options) {
   std::string name;

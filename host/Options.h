@@ -9,7 +9,7 @@
 
 namespace connector::host {
 
-/// What the command line asks for.
+/// The parsed command line.
 struct Options {
   enum class Command { serve, call, types, help, version };
 
@@ -20,15 +20,15 @@ struct Options {
   std::string json = "{}"; ///< of `call`: the message, or "-" for standard input
 };
 
-/// Says what is wrong with a command line.
+/// The reason why a command line is invalid.
 class UsageError : public std::runtime_error {
   using std::runtime_error::runtime_error;
 };
 
-/// `arguments` are those behind the program's name.
+/// `arguments` are those after the program's name.
 Options parseOptions(const std::vector<std::string>& arguments);
 
-/// What --help prints.
+/// The text of --help.
 std::string usage();
 
 } // namespace connector::host

@@ -6,8 +6,8 @@
 
 namespace connector::host {
 
-/// For a text that is none of `names`: "; did you mean NAME?" with the nearest one, or nothing when
-/// none is near. Upper and lower case, and what stands before the last slash, make no difference.
+/// Returns "; did you mean NAME?" with the name nearest to a text that is not among `names`, or ""
+/// if none is near. Ignores case and everything up to the last slash.
 std::string suggestion(std::string_view text, const std::vector<std::string>& names);
 
 } // namespace connector::host
