@@ -1,5 +1,5 @@
-// Drives a real connector-host through the *.session files beside this one; README.md says what
-// their lines mean.
+// Drives a real connector-host through the *.conversation files beside this one; README.md says
+// what their lines mean.
 
 #include "support/HostClient.h"
 #include "support/Machine.h"
@@ -75,9 +75,9 @@ const std::map<std::string, std::string> restOfFailedResponse{
     {"MoveFile", R"("srcPath":{"location":"","name":"","isDirectory":false},)"},
     {"ListFolder", R"("folderContents":[],)"}};
 
-class Session {
+class Conversation {
 public:
-  Session(const fs::path& script, const fs::path& root)
+  Conversation(const fs::path& script, const fs::path& root)
       : script_(script)
       , root_(root) {}
 
@@ -205,10 +205,10 @@ private:
   Object::Ptr answer_;
 };
 
-std::vector<fs::path> sessionFiles() {
+std::vector<fs::path> conversationFiles() {
   std::vector<fs::path> files;
-  for (const auto& entry : fs::directory_iterator(SESSIONS_FOLDER)) {
-    if (entry.path().extension() == ".session") {
+  for (const auto& entry : fs::directory_iterator(CONVERSATIONS_DIRECTORY)) {
+    if (entry.path().extension() == ".conversation") {
       files.push_back(entry.path());
     }
   }
@@ -216,7 +216,7 @@ std::vector<fs::path> sessionFiles() {
   return files;
 }
 
-class Sessions : public ScratchFolder, public testing::WithParamInterface<fs::path> {
+class Conversations : public ScratchFolder, public testing::WithParamInterface<fs::path> {
 protected:
   [[nodiscard]] bool isOf(const std::string& kind) const {
     return GetParam().filename().string().find(kind) != std::string::npos;
@@ -225,7 +225,7 @@ protected:
 
 } // namespace
 
-TEST_P(Sessions, GoAsWritten) {
+TEST_P(Conversations, GoAsWritten) {
   if (isOf("confined_") && !canConfine()) {
     GTEST_SKIP() << "this kernel has no Landlock of version 2";
   }
@@ -240,19 +240,19 @@ TEST_P(Sessions, GoAsWritten) {
   }
   umask(0002); // which the modes of new entries show
   if (!isOf("ordinary_user_")) {
-    Session(GetParam(), folder()).run();
+    Conversation(GetParam(), folder()).run();
     return;
   }
   fs::permissions(folder(), fs::perms::all);
   asUnprivilegedUser([this] {
     if (access(CONNECTOR_HOST_PROGRAM, X_OK) != 0) {
-      GTEST_SKIP() << "the build folder is closed to ordinary users";
+      GTEST_SKIP() << "the build directory is closed to ordinary users";
     }
-    Session(GetParam(), folder()).run();
+    Conversation(GetParam(), folder()).run();
   });
 }
 
-INSTANTIATE_TEST_SUITE_P(All, Sessions, testing::ValuesIn(sessionFiles()),
+INSTANTIATE_TEST_SUITE_P(All, Conversations, testing::ValuesIn(conversationFiles()),
                          [](const auto& script) { return script.param.stem().string(); });
 
 } // namespace connector::test
