@@ -18,8 +18,6 @@ struct AttributeAccess {
 /// An attribute's key, and where its value is.
 template <typename T>
 struct Attribute {
-  using Value = T;
-
   const std::string& key;
   std::optional<T> AttributeAccess::Attributes::*value;
 };

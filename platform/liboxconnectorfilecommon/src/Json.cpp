@@ -49,19 +49,16 @@ T read(const Object& object, std::string_view key, const T& fallback) {
   return value != nullptr ? value->convert<T>() : fallback;
 }
 
-/// What a Var holds, to be changed in place: it takes something new by copy alone, and Object::set
-/// copies that once more.
-template <typename T>
-T& contentOf(Var& var) {
-  // NOLINTNEXTLINE(cppcoreguidelines-pro-type-const-cast): the Var itself is not constant.
-  return const_cast<T&>(var.extract<T>());
-}
-
+/// Adds an empty text and returns it for filling in place: a Var can only be assigned by copy, and
+/// Object::set copies once more. With these two copies of the contents, the reply to an OpenFile of
+/// 20 MB takes 1.8 times as long for text and 2.0 times for other bytes (CPU time of
+/// connector-host).
 std::string& addText(Object& object, const char* key) {
   object.set(key, std::string());
   const auto member = std::find_if(object.begin(), object.end(),
                                    [&](const auto& candidate) { return candidate.first == key; });
-  return contentOf<std::string>(member->second);
+  // NOLINTNEXTLINE(cppcoreguidelines-pro-type-const-cast): the Var itself is not constant.
+  return const_cast<std::string&>(member->second.extract<std::string>());
 }
 
 /// In pieces, so that bytes that are no text are mostly found out at once.
@@ -132,73 +129,17 @@ T numberOf(const Var& value) {
 }
 
 template <typename T>
+void writeAttribute(Object& object, const Attribute<T>& attribute, const FileInfo& info) {
+  if (const auto& value = AttributeAccess::of(info).*attribute.value) {
+    object.set(attribute.key, *value);
+  }
+}
+
+template <typename T>
 void readAttribute(const Object& object, const Attribute<T>& attribute, FileInfo& info) {
   if (const Var* const value = find(object, attribute.key)) {
     info.setAttribute(attribute.key, numberOf<T>(*value));
   }
-}
-
-/// A member of the object that a FileInfo becomes.
-struct Member {
-  std::string key;
-  Var blank; ///< of the type that the member has
-  /// Fills a copy of the blank; false when the info has nothing for it.
-  bool (*put)(Var& slot, const FileInfo& info);
-};
-
-template <std::size_t index>
-Member attributeMember() {
-  constexpr const auto& attribute = std::get<index>(ATTRIBUTES);
-  using Value = typename std::decay_t<decltype(attribute)>::Value;
-  return {attribute.key, Value(), [](Var& slot, const FileInfo& info) {
-            const auto& value = AttributeAccess::of(info).*std::get<index>(ATTRIBUTES).value;
-            contentOf<Value>(slot) = value.value_or(Value());
-            return value.has_value();
-          }};
-}
-
-template <std::size_t... index>
-std::vector<Member> makeMembers(std::index_sequence<index...>) {
-  std::vector<Member> members{
-      {LOCATION, std::string(),
-       [](Var& slot, const FileInfo& info) {
-         contentOf<std::string>(slot) = toUtf8(info.getLocation());
-         return true;
-       }},
-      {NAME, std::string(),
-       [](Var& slot, const FileInfo& info) {
-         contentOf<std::string>(slot) = toUtf8(info.getName());
-         return true;
-       }},
-      {IS_DIRECTORY, false,
-       [](Var& slot, const FileInfo& info) {
-         contentOf<bool>(slot) = info.isDirectory();
-         return true;
-       }},
-      attributeMember<index>()...,
-  };
-  std::sort(members.begin(), members.end(),
-            [](const Member& left, const Member& right) { return left.key < right.key; });
-  return members;
-}
-
-/// In the order in which an Object keeps them.
-const std::vector<Member>& sortedMembers() {
-  static const auto members =
-      makeMembers(std::make_index_sequence<std::tuple_size_v<decltype(ATTRIBUTES)>>());
-  return members;
-}
-
-/// To be copied: that takes half the time of setting one member after the other.
-const Object& blankObject() {
-  static const Object blank = [] {
-    Object object;
-    for (const Member& member : sortedMembers()) {
-      object.set(member.key, member.blank);
-    }
-    return object;
-  }();
-  return blank;
 }
 
 FileInfo readInfo(const Object& object) {
@@ -222,28 +163,19 @@ Object::Ptr fromFile(File& file) {
 }
 
 Object::Ptr fromFileInfo(const FileInfo& info) {
-  Object::Ptr object = new Object(blankObject());
-  auto slot = object->begin();
-  for (const Member& member : sortedMembers()) {
-    const bool present = member.put((slot++)->second, info);
-    if (!present) {
-      object->remove(member.key);
-    }
-  }
+  Object::Ptr object = new Object;
+  object->set(LOCATION, toUtf8(info.getLocation()));
+  object->set(NAME, toUtf8(info.getName()));
+  object->set(IS_DIRECTORY, info.isDirectory());
+  std::apply([&](const auto&... attribute) { (writeAttribute(*object, attribute, info), ...); },
+             ATTRIBUTES);
   return object;
 }
 
 Poco::JSON::Array::Ptr fromFileInfos(const std::vector<FileInfo>& infos) {
   Poco::JSON::Array::Ptr array = new Poco::JSON::Array;
-  if (infos.empty()) {
-    return array;
-  }
-  // Elements that are there are changed in place: `add` copies what it takes and moves the others.
-  array->set(static_cast<unsigned>(infos.size() - 1), Var());
-  auto slot = array->begin();
   for (const FileInfo& info : infos) {
-    // NOLINTNEXTLINE(cppcoreguidelines-pro-type-const-cast): the Array is not constant.
-    const_cast<Var&>(*slot++) = Var(fromFileInfo(info));
+    array->add(fromFileInfo(info));
   }
   return array;
 }
