@@ -6,7 +6,6 @@
 #include <array>
 #include <charconv>
 #include <cstddef>
-#include <cstdint>
 #include <string_view>
 #include <typeinfo>
 #include <utility>
@@ -28,51 +27,18 @@ bool needsEscape(char c) {
 }
 
 #if defined(__SSE2__)
-using Block = __m128i;
+// Sixteen characters at a time. Without this, the reply to an OpenFile of 20 MB of text takes 1.6
+// times as long, and 1.9 times if nothing needs an escape (CPU time of connector-host).
+constexpr std::size_t BLOCK = 16;
 
-Block load(const char* text) {
-  return _mm_loadu_si128(reinterpret_cast<const Block*>(text));
+/// The characters of a block that need an escape, one bit each.
+unsigned escapesInBlock(const char* text) {
+  const __m128i block = _mm_loadu_si128(reinterpret_cast<const __m128i*>(text));
+  const __m128i control = _mm_cmpeq_epi8(_mm_min_epu8(block, _mm_set1_epi8(0x1F)), block);
+  const __m128i mark = _mm_or_si128(_mm_cmpeq_epi8(block, _mm_set1_epi8('"')),
+                                    _mm_cmpeq_epi8(block, _mm_set1_epi8('\\')));
+  return static_cast<unsigned>(_mm_movemask_epi8(_mm_or_si128(control, mark)));
 }
-
-Block isMark(Block block) {
-  return _mm_or_si128(_mm_cmpeq_epi8(block, _mm_set1_epi8('"')),
-                      _mm_cmpeq_epi8(block, _mm_set1_epi8('\\')));
-}
-
-Block isControl(Block block) {
-  return _mm_cmpeq_epi8(_mm_min_epu8(block, _mm_set1_epi8(0x1F)), block);
-}
-
-// Which of so many characters need an escape, one bit each.
-
-std::uint64_t escapesIn(Block block) {
-  const Block found = _mm_or_si128(isControl(block), isMark(block));
-  return static_cast<unsigned>(_mm_movemask_epi8(found));
-}
-
-std::uint64_t escapesIn8(const char* text) {
-  return escapesIn(_mm_loadl_epi64(reinterpret_cast<const Block*>(text))) & 0xFFU;
-}
-
-std::uint64_t escapesIn16(const char* text) {
-  return escapesIn(load(text));
-}
-
-std::uint64_t escapesIn64(const char* text) {
-  const Block first = load(text);
-  const Block second = load(text + 16);
-  const Block third = load(text + 32);
-  const Block fourth = load(text + 48);
-  const Block least = _mm_min_epu8(_mm_min_epu8(first, second), _mm_min_epu8(third, fourth));
-  const Block marks = _mm_or_si128(_mm_or_si128(isMark(first), isMark(second)),
-                                   _mm_or_si128(isMark(third), isMark(fourth)));
-  if (_mm_movemask_epi8(_mm_or_si128(isControl(least), marks)) == 0) {
-    return 0; // as nearly always
-  }
-  return escapesIn(first) | escapesIn(second) << 16U | escapesIn(third) << 32U |
-         escapesIn(fourth) << 48U;
-}
-
 #endif
 
 /// Calls `visit` with the position of each character that needs an escape.
@@ -80,17 +46,12 @@ template <typename Visit>
 void forEachEscape(std::string_view text, const Visit& visit) {
   std::size_t position = 0;
 #if defined(__SSE2__)
-  const auto byBlocks = [&](std::size_t size, const auto& escapesInBlock) {
-    for (; text.size() - position >= size; position += size) {
-      std::uint64_t escapes = escapesInBlock(text.data() + position);
-      for (; escapes != 0; escapes &= escapes - 1) {
-        visit(position + static_cast<std::size_t>(__builtin_ctzll(escapes)));
-      }
+  for (; text.size() - position >= BLOCK; position += BLOCK) {
+    unsigned escapes = escapesInBlock(text.data() + position);
+    for (; escapes != 0; escapes &= escapes - 1) {
+      visit(position + static_cast<std::size_t>(__builtin_ctz(escapes)));
     }
-  };
-  byBlocks(64, escapesIn64);
-  byBlocks(16, escapesIn16);
-  byBlocks(8, escapesIn8);
+  }
 #endif
   for (; position < text.size(); ++position) {
     if (needsEscape(text[position])) {
