@@ -47,9 +47,6 @@ private:
   bool open_ = true;
 };
 
-/// Raises the capacity of a pipe so that its two ends wait less for each other.
-void widenPipe(int descriptor);
-
 /// Opens the null device for each standard stream that the process was started without. Otherwise
 /// a file that is opened later would get the number of a standard stream.
 void reserveStandardDescriptors();
