@@ -6,15 +6,16 @@
 #include <string>
 #include <string_view>
 
-// RFC 4648 base64, padded. Our own, because files are what it is for: a library that checks as
-// strictly takes several times as long.
+// RFC 4648 base64, padded, in blocks by SSSE3 where the processor has it. Without SSSE3 an OpenFile
+// of 20 MB that is not text takes 1.6 times as long (CPU time of connector-host), and both
+// conversions together 3.4 times (bench/conversion_bench, convertFile/bytes).
 namespace connector::file_common::v1 {
 
 /// Appends the text of `bytes`.
 void appendBase64(std::string& text, std::string_view bytes);
 
-/// Nothing unless `text` is whole groups of digits, padded at the end alone, with no bit set
-/// beyond the last byte: no two texts stand for the same bytes.
+/// Nullopt unless `text` is whole groups of digits, padded only at the end, with no bit set beyond
+/// the last byte: no two texts decode to the same bytes.
 std::optional<DataBuffer> fromBase64(std::string_view text);
 
 } // namespace connector::file_common::v1

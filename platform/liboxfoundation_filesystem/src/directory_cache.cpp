@@ -1,4 +1,9 @@
-// A cache of one entry per thread: the open directory that the thread iterates over.
+// A cache of one entry per thread: the open directory that the thread iterates over. A path lookup
+// from the root costs more the deeper the directory is.
+//
+// Gain: listing 10,000 entries takes 1.24 times the bare system calls with it and 1.91 without, in a
+// directory of 11 components; 1.25 and 1.48 in one of 4 (bench/file_operations_bench,
+// list/in_open_folder, medians of 5 runs in alternation, on tmpfs).
 //
 // Assumption: a thread asks about the entries of the directory it is iterating over. It then means
 // the directory that it opened, although another directory may have that path meanwhile.
