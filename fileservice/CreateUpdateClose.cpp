@@ -1,5 +1,7 @@
-#include "Checks.h"
+#include "Descriptions.h"
+#include "Paths.h"
 #include "PlatformValues.h"
+#include "Refusals.h"
 
 #include <connector/file/v1/FileServiceImpl.h>
 
@@ -24,8 +26,8 @@ using fl::filesystem::detail::extract_parent_path;
 
 namespace {
 
-/// Empties the file, or makes it, and writes the bytes in one write. What is left when the write
-/// fails is whatever the disk took.
+/// Empties the file, or makes it, and writes the bytes in one write. If that fails, the bytes that
+/// the disk accepted stay.
 void writeContents(const upath& path, const DataBuffer& contents, std::ios_base::openmode mode) {
   const auto name = fl::filesystem::detail::make_native_access_form_i18n(path);
   fl::filesystem::ofstream file(name, mode, SHARE_READ_WRITE);
@@ -36,7 +38,7 @@ void writeContents(const upath& path, const DataBuffer& contents, std::ios_base:
   if (!file) {
     throw fl::filesystem::SystemError(errno, path, {});
   }
-  file.close(); // a failure here only marks the stream: every byte was accepted above
+  file.close(); // a failure only marks the stream; every byte was accepted above
 }
 
 } // namespace
@@ -45,8 +47,8 @@ Future<FileInfo> FileServiceImpl::create(File&& file, bool overwrite) {
   const upath abs = toAbsolutePath(file.getFileInfo().getLocation());
   const file_status st = fl::filesystem::status(abs);
   const bool existed = file_status::exists(st);
-  const bool isFolder = file.getFileInfo().isDirectory();
-  // Not returned: what cannot be described is refused by the platform here, before anything else.
+  const bool isDirectory = file.getFileInfo().isDirectory();
+  // Called for its exceptions: paths that the platform rejects must fail before any check.
   static_cast<void>(makeFileInfo(abs));
 
   if (!isValidFileName(abs)) {
@@ -56,11 +58,10 @@ Future<FileInfo> FileServiceImpl::create(File&& file, bool overwrite) {
   const upath parent = toAbsolutePath(extract_parent_path(abs));
   if (!file_status::exists(fl::filesystem::status(parent))) {
     if (toAbsolutePath(extract_parent_path(parent)).string() == parent.string()) {
-      return failedFuture<FileInfo>(FileServiceException::IO_ERROR,
-                                    abs.string() + u" cannot be created.",
-                                    FaultCondition::FILE_IO_GENERIC, {abs});
+      return failedFuture<FileInfo>(
+          refusal(abs.string() + u" cannot be created.", FaultCondition::FILE_IO_GENERIC, {abs}));
     }
-    // Through the virtual operation, one level at a time, up to a folder that exists.
+    // Through the virtual operation, one level at a time, up to a directory that exists.
     Future<FileInfo> made = create(File(FileInfo(parent, true)), false);
     made.wait();
     if (made.hasException()) {
@@ -68,28 +69,25 @@ Future<FileInfo> FileServiceImpl::create(File&& file, bool overwrite) {
     }
   }
 
-  if (!existed && isFolder) {
+  if (!existed && isDirectory) {
     fl::filesystem::create_directories(abs);
     return readyFuture(makeFileInfo(abs));
   }
   if (existed && !overwrite) {
-    return failedFuture<FileInfo>(FileServiceException::IO_ERROR, abs.string() + u" already exists",
-                                  FaultCondition::FILE_EXISTS, {abs});
-  }
-  if (existed && (isFolder || !file_status::is_regular(st))) {
     return failedFuture<FileInfo>(
-        FileServiceException::IO_ERROR,
+        refusal(abs.string() + u" already exists", FaultCondition::FILE_EXISTS, {abs}));
+  }
+  if (existed && (isDirectory || !file_status::is_regular(st))) {
+    return failedFuture<FileInfo>(refusal(
         abs.string() + u" already exists and is a directory. Directory cannot be overwritten.",
-        FaultCondition::FILE_EXISTS, {abs});
+        FaultCondition::FILE_EXISTS, {abs}));
   }
   if (existed && !fl::filesystem::access(abs, WRITE_ACCESS)) {
-    return failedFuture<FileInfo>(FileServiceException::IO_ERROR,
-                                  abs.string() + u" cannot be written to.",
-                                  FaultCondition::FILE_ACCESS_DENIED, {abs});
+    return failedFuture<FileInfo>(refusal(abs.string() + u" cannot be written to.",
+                                          FaultCondition::FILE_ACCESS_DENIED, {abs}));
   }
 
-  WritableCheck wc = checkParentWritable(abs);
-  if (!wc.ok) {
+  if (WritableCheck wc = checkParentWritable(abs); !wc.ok) {
     return failedFuture<FileInfo>(std::move(wc));
   }
   writeContents(abs, file.getContents(),
@@ -106,24 +104,22 @@ Future<FileInfo> FileServiceImpl::update(File&& file) {
     return failedFuture<FileInfo>(invalidNameError(abs));
   }
   if (!fl::filesystem::exists(abs)) {
-    return failedFuture<FileInfo>(FileServiceException::IO_ERROR,
-                                  u"Cannot update a file which does not exist: " + abs.string(),
-                                  FaultCondition::FILE_NOT_FOUND, {abs});
+    return failedFuture<FileInfo>(
+        refusal(u"Cannot update a file which does not exist: " + abs.string(),
+                FaultCondition::FILE_NOT_FOUND, {abs}));
   }
-  // Permission before kind: a folder that may not be written is refused for that.
+  // Permission before kind: a directory that may not be written is refused for that.
   if (!fl::filesystem::access(abs, WRITE_ACCESS)) {
-    return failedFuture<FileInfo>(FileServiceException::IO_ERROR,
-                                  u"File " + abs.string() + u" cannot be written to",
-                                  FaultCondition::FILE_ACCESS_DENIED, {abs});
+    return failedFuture<FileInfo>(refusal(u"File " + abs.string() + u" cannot be written to",
+                                          FaultCondition::FILE_ACCESS_DENIED, {abs}));
   }
   if (file_status::is_directory(st)) {
-    return failedFuture<FileInfo>(FileServiceException::IO_ERROR,
-                                  abs.string() +
-                                      u" exists but is a directory. Input must be a file.",
-                                  FaultCondition::FILE_IO_GENERIC, {extract_filename(abs)});
+    return failedFuture<FileInfo>(
+        refusal(abs.string() + u" exists but is a directory. Input must be a file.",
+                FaultCondition::FILE_IO_GENERIC, {extract_filename(abs)}));
   }
 
-  // Text mode, unlike create: a platform that has line ends of its own writes those.
+  // Text mode, unlike create: a platform with line ends of its own writes those.
   writeContents(abs, file.getContents(), std::ios_base::out | std::ios_base::trunc);
   return readyFuture(makeFileInfo(abs));
 }

@@ -1,6 +1,6 @@
-#include <connector/file/v1/FileServiceException.h>
+#include "Utf8.h"
 
-#include <fl/i18n/convert.h>
+#include <connector/file/v1/FileServiceException.h>
 
 #include <utility>
 
@@ -9,8 +9,7 @@ namespace connector::file::v1 {
 namespace {
 
 std::string describe(const std::string& id, const fl::i18n::ustring& message) {
-  const fl::i18n::codecvt_ustring_to_string utf8("UTF-8", true);
-  return "An error occurred in the fileservice, " + id + " " + fl::i18n::to_string(message, utf8);
+  return "An error occurred in the fileservice, " + id + " " + toUtf8(message);
 }
 
 } // namespace

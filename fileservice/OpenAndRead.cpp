@@ -1,6 +1,9 @@
 #include "ByteBuffer.h"
-#include "Checks.h"
+#include "Descriptions.h"
+#include "Paths.h"
 #include "PlatformValues.h"
+#include "Refusals.h"
+#include "Utf8.h"
 
 #include <connector/file/v1/FileServiceImpl.h>
 
@@ -10,7 +13,6 @@
 #include <fl/filesystem/fstream.h>
 #include <fl/filesystem/operations.h>
 #include <fl/filesystem/path.h>
-#include <fl/i18n/convert.h>
 
 #include <cerrno>
 #include <cstdint>
@@ -29,11 +31,11 @@ namespace {
 
 constexpr double SIZE_LIMIT = 20000000.0; // bytes; a file of this size is already too big
 
-/// In bytes; -1 when the stream fails. Leaves the stream at the file's beginning.
+/// In bytes; -1 if the stream fails. Leaves the stream at the file's beginning.
 std::int64_t sizeOf(std::istream& file) {
   file.seekg(0, std::ios_base::end);
   const std::int64_t size = file.tellg();
-  // From anywhere else a file would be read as an empty one.
+  // From any other position the file would seem to be empty.
   return file.seekg(0, std::ios_base::beg) ? size : -1;
 }
 
@@ -53,31 +55,29 @@ Future<File> FileServiceImpl::read(const ustring& path) {
   const file_status st = fl::filesystem::status(abs);
 
   if (!file_status::exists(st) || !file_status::is_regular(st)) {
-    // The one refusal that is no FileServiceException.
-    const fl::i18n::codecvt_ustring_to_string utf8("UTF-8", true);
-    return makeFailedFuture<File>(std::make_exception_ptr(std::runtime_error(
-        fl::i18n::to_string(u"Error creating or reading file: '" + path + u"'.", utf8))));
+    // The only refusal that is not a FileServiceException.
+    return makeFailedFuture<File>(std::make_exception_ptr(
+        std::runtime_error(toUtf8(u"Error creating or reading file: '" + path + u"'."))));
   }
   if (!fl::filesystem::access(abs, READ_ACCESS)) {
-    return failedFuture<File>(FileServiceException::IO_ERROR,
-                              u"Read permission not granted for the file: " + path,
-                              FaultCondition::FILE_ACCESS_DENIED, {path});
+    return failedFuture<File>(refusal(u"Read permission not granted for the file: " + path,
+                                      FaultCondition::FILE_ACCESS_DENIED, {path}));
   }
 
   fl::filesystem::ifstream file(abs, std::ios_base::in | std::ios_base::binary, SHARE_READ_WRITE);
   const std::int64_t size = sizeOf(file);
   if (size < 0 || static_cast<double>(size) >= SIZE_LIMIT) {
-    // The path stands behind the same phrase as the size.
+    // The paths entry repeats the phrase, with the path instead of the size.
     const ustring phrase = u"File size is invalid or too big (20MB limit): ";
-    return failedFuture<File>(FileServiceException::IO_ERROR, phrase + fl::i18n::to_ustring(size),
-                              FaultCondition::FILE_IO_GENERIC, {phrase + path});
+    return failedFuture<File>(refusal(phrase + fl::i18n::to_ustring(size),
+                                      FaultCondition::FILE_IO_GENERIC, {phrase + path}));
   }
 
   const auto count = static_cast<std::uint32_t>(size);
   ByteBuffer buffer(count);
   file.read(buffer.data(), count);
   if (file.bad()) {
-    // Not an early end of the file but a disk that fails: no partial contents as if they were all.
+    // The disk failed: partial contents must not pass for all of them.
     throw fl::filesystem::SystemError(errno, abs, {});
   }
   buffer.setSize(static_cast<std::size_t>(file.gcount()));
@@ -92,14 +92,14 @@ Future<File> FileServiceImpl::open(const ustring& path) {
     return failedFuture<File>(invalidNameError(abs));
   }
   if (!fl::filesystem::exists(abs)) {
-    return failedFuture<File>(FileServiceException::IO_ERROR, abs.string() + u" does not exist.",
-                              FaultCondition::FILE_NOT_FOUND, {abs});
+    return failedFuture<File>(
+        refusal(abs.string() + u" does not exist.", FaultCondition::FILE_NOT_FOUND, {abs}));
   }
   if (file_status::is_directory(st)) {
     // Reported like a missing file: there is no file of that name.
-    return failedFuture<File>(FileServiceException::IO_ERROR,
-                              abs.string() + u" exists but is a directory. Input must be a file.",
-                              FaultCondition::FILE_NOT_FOUND, {abs});
+    return failedFuture<File>(
+        refusal(abs.string() + u" exists but is a directory. Input must be a file.",
+                FaultCondition::FILE_NOT_FOUND, {abs}));
   }
   return read(path);
 }
@@ -107,29 +107,27 @@ Future<File> FileServiceImpl::open(const ustring& path) {
 Future<File> FileServiceImpl::openOrCreate(const ustring& path) {
   const upath abs = toAbsolutePath(path);
   const file_status st = fl::filesystem::status(abs);
-  // Not returned: what cannot be described is refused by the platform here, before anything else.
+  // Called for its exceptions: paths that the platform rejects must fail before any check.
   static_cast<void>(makeFileInfo(abs));
 
   if (!isValidFileName(abs)) {
     return failedFuture<File>(invalidNameError(abs));
   }
   if (!fl::filesystem::exists(abs)) {
-    WritableCheck wc = checkParentWritable(abs);
-    if (!wc.ok) {
+    if (WritableCheck wc = checkParentWritable(abs); !wc.ok) {
       return failedFuture<File>(std::move(wc));
     }
     createEmpty(path);
     return read(path);
   }
   if (!fl::filesystem::access(path, READ_ACCESS)) {
-    return failedFuture<File>(FileServiceException::IO_ERROR, path + u" cannot be read.",
-                              FaultCondition::FILE_ACCESS_DENIED, {path});
+    return failedFuture<File>(
+        refusal(path + u" cannot be read.", FaultCondition::FILE_ACCESS_DENIED, {path}));
   }
   if (file_status::is_directory(st)) {
-    return failedFuture<File>(FileServiceException::IO_ERROR,
-                              abs.string() +
-                                  u" already exists and is a directory. Input must be a file.",
-                              FaultCondition::FILE_IO_GENERIC, {extract_filename(abs)});
+    return failedFuture<File>(
+        refusal(abs.string() + u" already exists and is a directory. Input must be a file.",
+                FaultCondition::FILE_IO_GENERIC, {extract_filename(abs)}));
   }
   return read(path);
 }

@@ -1,4 +1,6 @@
-#include "Checks.h"
+#include "Descriptions.h"
+#include "Paths.h"
+#include "Refusals.h"
 
 #include <connector/file/v1/FileServiceImpl.h>
 
@@ -24,8 +26,8 @@ namespace {
 constexpr int MAX_RETRIES = 100;
 constexpr std::chrono::milliseconds RETRY_DELAY{10};
 
-/// Rides out what passes, such as a mount that is busy for a moment: whatever is thrown, there is
-/// another attempt, until the retries are used up and the last failure is passed on.
+/// Waits for temporary failures to pass, such as a mount that is busy for a moment. Tries again
+/// after any exception; the exception of the last attempt leaves the function.
 void removeWithRetries(const upath& path) {
   for (int attempt = 1;; ++attempt) {
     try {
@@ -40,17 +42,17 @@ void removeWithRetries(const upath& path) {
   }
 }
 
-std::vector<FileInfo> describeEntries(const upath& folder) {
+std::vector<FileInfo> describeEntries(const upath& directory) {
   std::vector<FileInfo> infos;
-  for (upath_directory_iterator_impl entries(folder, 0, false); entries.is_open();
+  for (upath_directory_iterator_impl entries(directory, 0, false); entries.is_open();
        entries.increment()) {
     const ustring& name = entries.entry().filename();
-    // A name of one character is listed, although a folder move leaves it behind.
+    // A name of one character is listed, although moving its directory skips it.
     if (name.empty() || name.front() == u'.') {
       continue;
     }
     infos.push_back(
-        makeFileInfo(childOf(folder, fl::filesystem::detail::make_native_form(name, true))));
+        makeFileInfo(childOf(directory, fl::filesystem::detail::make_native_form(name, true))));
   }
   return infos;
 }
@@ -64,9 +66,8 @@ Future<FileInfo> FileServiceImpl::remove(const ustring& path) {
     return failedFuture<FileInfo>(invalidNameError(path, abs));
   }
   if (!fl::filesystem::exists(abs)) {
-    return failedFuture<FileInfo>(FileServiceException::IO_ERROR,
-                                  abs.string() + u" does not exist.",
-                                  FaultCondition::FILE_NOT_FOUND, {path});
+    return failedFuture<FileInfo>(
+        refusal(abs.string() + u" does not exist.", FaultCondition::FILE_NOT_FOUND, {path}));
   }
   removeWithRetries(abs);
   return readyFuture(makeFileInfo(abs));
@@ -76,14 +77,13 @@ Future<std::vector<FileInfo>> FileServiceImpl::list(const ustring& path) {
   const upath abs = toAbsolutePath(path.empty() ? fl::filesystem::get_current_path() : path);
   const file_status st = fl::filesystem::status(abs);
 
-  // The absolute path and not the received one, unlike the other operations.
+  // The absolute path, even in the message, and not the received one.
   if (!isValidFileName(abs)) {
     return failedFuture<std::vector<FileInfo>>(invalidNameError(abs));
   }
   if (!file_status::exists(st)) {
-    return failedFuture<std::vector<FileInfo>>(FileServiceException::IO_ERROR,
-                                               abs.string() + u" does not exist.",
-                                               FaultCondition::FILE_NOT_FOUND, {abs});
+    return failedFuture<std::vector<FileInfo>>(
+        refusal(abs.string() + u" does not exist.", FaultCondition::FILE_NOT_FOUND, {abs}));
   }
   if (!file_status::is_directory(st)) {
     return readyFuture(std::vector<FileInfo>());

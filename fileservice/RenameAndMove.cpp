@@ -1,6 +1,8 @@
-#include "Checks.h"
+#include "Descriptions.h"
+#include "Paths.h"
 #include "PlatformValues.h"
 #include "Posix.h"
+#include "Refusals.h"
 
 #include <connector/file/v1/FileServiceImpl.h>
 
@@ -27,9 +29,9 @@ using fl::filesystem::detail::upath_directory_iterator_impl;
 
 namespace {
 
-/// True for the entries that a moved directory leaves behind: hidden ones, and those with a name of
-/// one character.
-bool staysBehind(const ustring& name) {
+/// True for the entries that stay in the source of a moved directory: hidden ones, and those with a
+/// name of one character.
+bool stays(const ustring& name) {
   return name.size() <= 1 || name.front() == u'.';
 }
 
@@ -50,7 +52,7 @@ std::optional<Future<FileInfo>> moveEntries(FileService& service, const upath& s
                                             const upath& target) {
   for (; entries.is_open(); entries.increment()) {
     const ustring& name = entries.entry().filename();
-    if (staysBehind(name)) {
+    if (stays(name)) {
       continue;
     }
     const ustring& component = fl::filesystem::detail::make_native_form(name, true);
@@ -106,28 +108,25 @@ Future<FileInfo> FileServiceImpl::rename(const ustring& from, const ustring& to)
     return failedFuture<FileInfo>(invalidNameError(to, destination));
   }
   if (!file_status::exists(sourceStatus)) {
-    return failedFuture<FileInfo>(FileServiceException::IO_ERROR,
-                                  u"File: " + from + u": Error renaming file: '" + from +
-                                      u"' to '" + to + u"'",
-                                  FaultCondition::FILE_NOT_FOUND, {extract_filename(source)});
+    return failedFuture<FileInfo>(
+        refusal(u"File: " + from + u": Error renaming file: '" + from + u"' to '" + to + u"'",
+                FaultCondition::FILE_NOT_FOUND, {extract_filename(source)}));
   }
   if (!fl::filesystem::access(from, WRITE_ACCESS)) {
-    return failedFuture<FileInfo>(FileServiceException::IO_ERROR, from + u" cannot be written to.",
-                                  FaultCondition::FILE_ACCESS_DENIED, {source});
+    return failedFuture<FileInfo>(
+        refusal(from + u" cannot be written to.", FaultCondition::FILE_ACCESS_DENIED, {source}));
   }
   if (file_status::is_directory(destinationStatus)) {
-    return failedFuture<FileInfo>(FileServiceException::IO_ERROR,
-                                  u"File: " + from + u": Error renaming directory: '" + from +
-                                      u"' to '" + to + u"'",
-                                  FaultCondition::FILE_EXISTS, {destination});
+    return failedFuture<FileInfo>(
+        refusal(u"File: " + from + u": Error renaming directory: '" + from + u"' to '" + to + u"'",
+                FaultCondition::FILE_EXISTS, {destination}));
   }
   if (file_status::exists(destinationStatus)) {
-    // "detination" is what clients know and match.
-    return failedFuture<FileInfo>(FileServiceException::IO_ERROR,
-                                  u"A File named: '" + extract_filename(destination) +
-                                      u"' already exists at the detination location: '" + to +
-                                      u"', unable to move file(s)",
-                                  FaultCondition::FILE_EXISTS, {destination});
+    // Clients match "detination".
+    return failedFuture<FileInfo>(refusal(u"A File named: '" + extract_filename(destination) +
+                                              u"' already exists at the detination location: '" +
+                                              to + u"', unable to move file(s)",
+                                          FaultCondition::FILE_EXISTS, {destination}));
   }
 
   const ustring parent = extract_parent_path(destination);
@@ -151,31 +150,27 @@ Future<FileInfo> FileServiceImpl::move(const ustring& from, const ustring& to) {
     return failedFuture<FileInfo>(invalidNameError(to, destination));
   }
   if (!file_status::exists(sourceStatus)) {
-    // Names the destination and leaves its clause empty; clients know it so.
-    return failedFuture<FileInfo>(FileServiceException::IO_ERROR,
-                                  u"File: " + to + u": , unable to move file(s)",
-                                  FaultCondition::FILE_NOT_FOUND, {from});
+    // Clients match this text, with the destination and an empty clause.
+    return failedFuture<FileInfo>(refusal(u"File: " + to + u": , unable to move file(s)",
+                                          FaultCondition::FILE_NOT_FOUND, {from}));
   }
   if (!file_status::exists(destinationStatus)) {
-    return failedFuture<FileInfo>(FileServiceException::IO_ERROR,
-                                  u"File: " + to + u": directory invalid",
-                                  FaultCondition::FILE_NOT_FOUND, {to});
+    return failedFuture<FileInfo>(
+        refusal(u"File: " + to + u": directory invalid", FaultCondition::FILE_NOT_FOUND, {to}));
   }
 
   const ustring name = extract_filename(source);
   const upath target = name.empty() ? destination : childOf(destination, name);
   const file_status targetStatus = fl::filesystem::status(target);
   if (file_status::is_directory(targetStatus)) {
-    return failedFuture<FileInfo>(FileServiceException::IO_ERROR,
-                                  u"File: " + to + u": , unable to move file(s)",
-                                  FaultCondition::FILE_EXISTS, {extract_filename(target)});
+    return failedFuture<FileInfo>(refusal(u"File: " + to + u": , unable to move file(s)",
+                                          FaultCondition::FILE_EXISTS, {extract_filename(target)}));
   }
   if (file_status::exists(targetStatus)) {
-    return failedFuture<FileInfo>(FileServiceException::IO_ERROR,
-                                  u"A file named: '" + name +
-                                      u"' already exists at the destination location: '" + to +
-                                      u"', unable to move file(s)",
-                                  FaultCondition::FILE_EXISTS, {extract_filename(target)});
+    return failedFuture<FileInfo>(refusal(u"A file named: '" + name +
+                                              u"' already exists at the destination location: '" +
+                                              to + u"', unable to move file(s)",
+                                          FaultCondition::FILE_EXISTS, {extract_filename(target)}));
   }
 
   if (!file_status::is_regular(sourceStatus)) {

@@ -1,9 +1,10 @@
 #include "Faults.h"
 
+#include "fileservice/Utf8.h"
+
 #include <connector/file/v1/FileServiceException.h>
 
 #include <fl/filesystem/exceptions.h>
-#include <fl/i18n/convert.h>
 #include <fl/log/Logger.h>
 
 #include <cerrno>
@@ -25,9 +26,8 @@ Fault faultOf(const std::string& id, const std::string& message, const std::stri
 }
 
 Fault faultOf(const FileServiceException& refusal) {
-  const fl::i18n::codecvt_ustring_to_string utf8("UTF-8", true);
-  return faultOf(refusal.getId(), fl::i18n::to_string(refusal.getMessage(), utf8),
-                 refusal.getCondition(), refusal.getPaths());
+  return faultOf(refusal.getId(), toUtf8(refusal.getMessage()), refusal.getCondition(),
+                 refusal.getPaths());
 }
 
 const std::string& conditionOf(const fl::filesystem::SystemError& error) {

@@ -1,8 +1,7 @@
 #include "Faults.h"
+#include "fileservice/Utf8.h"
 
 #include <connector/file/v1/FileServiceProviderImpl.h>
-
-#include <fl/i18n/convert.h>
 
 #include <exception>
 #include <memory>
@@ -42,10 +41,6 @@ RequestContext aboutTwoPaths(const std::u16string& source, const std::u16string&
                              const std::u16string& destination) {
   return {u"File: " + source + phrase + source + u"' to '" + destination + u"'",
           {source, destination}};
-}
-
-std::string toUtf8(const std::u16string& text) {
-  return fl::i18n::to_string(text, fl::i18n::codecvt_ustring_to_string("UTF-8", true));
 }
 
 /// `payload` has the response's own fields, in the order of its constructor.

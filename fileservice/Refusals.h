@@ -1,13 +1,9 @@
 #pragma once
 
-// What the operations share: how a path becomes absolute, how a file is described, and how a result
-// or a refusal is put into a Future.
+// The refusals that several operations share, and how an operation returns a result or a refusal.
 
 #include <connector/file/v1/FileService.h>
 #include <connector/file/v1/FileServiceException.h>
-
-#include <fl/filesystem/operations.h>
-#include <fl/filesystem/upath.h>
 
 #include <exception>
 #include <string>
@@ -16,11 +12,9 @@
 
 namespace connector::file::v1 {
 
-/// Relative to the process's current folder.
-fl::filesystem::upath toAbsolutePath(const ustring& path);
-
-/// `name` as a further component of `folder`.
-fl::filesystem::upath childOf(const fl::filesystem::upath& folder, const ustring& name);
+/// A refusal with the id that every refusal by the service has.
+FileServiceException refusal(ustring message, const std::string& condition,
+                             std::vector<ustring> paths);
 
 /// About the file name of `absolutePath`.
 FileServiceException invalidNameError(const ustring& absolutePath);
@@ -28,6 +22,7 @@ FileServiceException invalidNameError(const ustring& absolutePath);
 /// The same with another form of the path in the message.
 FileServiceException invalidNameError(const ustring& shownPath, const ustring& absolutePath);
 
+/// The answer of checkParentWritable. If not `ok`, the other fields are those of the refusal.
 struct WritableCheck {
   std::vector<ustring> paths;
   std::string condition;
@@ -35,14 +30,8 @@ struct WritableCheck {
   bool ok = false;
 };
 
-/// Whether an entry can be made in the parent folder of the path.
+/// Whether an entry can be made in the parent directory of the path.
 WritableCheck checkParentWritable(const ustring& absolutePath);
-
-/// A fresh description of what is at the path, which may be nothing.
-FileInfo makeFileInfo(fl::filesystem::upath path);
-
-/// The same from a status that was just taken.
-FileInfo makeFileInfo(fl::filesystem::upath path, const fl::filesystem::file_status& st);
 
 template <typename T>
 Future<T> readyFuture(T&& value) {
@@ -50,8 +39,8 @@ Future<T> readyFuture(T&& value) {
 }
 
 template <typename T>
-Future<T> failedFuture(const FileServiceException& refusal) {
-  return makeFailedFuture<T>(std::make_exception_ptr(refusal));
+Future<T> failedFuture(const FileServiceException& refused) {
+  return makeFailedFuture<T>(std::make_exception_ptr(refused));
 }
 
 template <typename T>
