@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <fcntl.h>
 #include <linux/landlock.h>
+#include <posix/Descriptor.h>
 #include <stdexcept>
 #include <sys/prctl.h>
 #include <sys/syscall.h>
@@ -15,7 +16,7 @@ namespace connector::host {
 
 namespace {
 
-// Before this version a file cannot be renamed from one folder to another.
+// Before this version a file cannot be renamed from one directory to another.
 constexpr long OLDEST_VERSION = 2;
 
 constexpr std::uint64_t READING = LANDLOCK_ACCESS_FS_READ_FILE | LANDLOCK_ACCESS_FS_READ_DIR;
@@ -24,7 +25,7 @@ constexpr std::uint64_t READING = LANDLOCK_ACCESS_FS_READ_FILE | LANDLOCK_ACCESS
 constexpr std::uint64_t TRUNCATE = 1ULL << 14U;  // version 3
 constexpr std::uint64_t IOCTL_DEV = 1ULL << 15U; // version 5
 
-/// Every right that this kernel knows and that is therefore denied where it is not allowed.
+/// Every right that this kernel knows. The process has none of them where no rule allows it.
 std::uint64_t allRights(long version) {
   std::uint64_t rights = (LANDLOCK_ACCESS_FS_REFER << 1U) - 1;
   if (version >= 3) {
@@ -36,29 +37,13 @@ std::uint64_t allRights(long version) {
   return rights;
 }
 
-[[noreturn]] void fail(const std::string& what) {
-  throw std::system_error(errno, std::generic_category(), what);
-}
-
-class Descriptor {
-public:
-  Descriptor(long number, const std::string& what)
-      : number_(static_cast<int>(number)) {
-    if (number < 0) {
-      fail(what);
-    }
+/// The result of a system call. Throws with errno if it failed.
+int require(long result, const std::string& what) {
+  if (result < 0) {
+    throw std::system_error(errno, std::generic_category(), what);
   }
-
-  ~Descriptor() { close(number_); }
-
-  Descriptor(const Descriptor&) = delete;
-  Descriptor& operator=(const Descriptor&) = delete;
-
-  [[nodiscard]] int get() const { return number_; }
-
-private:
-  int number_;
-};
+  return static_cast<int>(result);
+}
 
 long supportedVersion() {
   const long version =
@@ -71,20 +56,15 @@ long supportedVersion() {
 }
 
 int openDirectory(const std::string& path) {
-  const int directory = open(path.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC);
-  if (directory < 0) {
-    fail("--root " + path);
-  }
-  return directory;
+  return require(open(path.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC), "--root " + path);
 }
 
-void allow(const Descriptor& ruleset, int directory, std::uint64_t rights) {
+void allow(const posix::Descriptor& ruleset, int directory, std::uint64_t rights) {
   landlock_path_beneath_attr rule{};
   rule.allowed_access = rights;
   rule.parent_fd = directory;
-  if (syscall(SYS_landlock_add_rule, ruleset.get(), LANDLOCK_RULE_PATH_BENEATH, &rule, 0) != 0) {
-    fail("Landlock");
-  }
+  require(syscall(SYS_landlock_add_rule, ruleset.get(), LANDLOCK_RULE_PATH_BENEATH, &rule, 0),
+          "Landlock");
 }
 
 } // namespace
@@ -93,8 +73,8 @@ std::vector<int> confine(const Confinement& confinement) {
   const std::uint64_t all = allRights(supportedVersion());
   landlock_ruleset_attr attributes{};
   attributes.handled_access_fs = all;
-  const Descriptor ruleset(syscall(SYS_landlock_create_ruleset, &attributes, sizeof attributes, 0),
-                           "Landlock");
+  const posix::Descriptor ruleset(
+      require(syscall(SYS_landlock_create_ruleset, &attributes, sizeof attributes, 0), "Landlock"));
 
   const std::uint64_t rights = confinement.readOnly ? READING : all;
   std::vector<int> roots;
@@ -103,12 +83,10 @@ std::vector<int> confine(const Confinement& confinement) {
     allow(ruleset, roots.back(), rights);
   }
   if (roots.empty()) {
-    allow(ruleset, Descriptor(openDirectory("/"), "/").get(), rights);
+    allow(ruleset, posix::Descriptor(openDirectory("/")).get(), rights);
   }
-  if (prctl(PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0) != 0 ||
-      syscall(SYS_landlock_restrict_self, ruleset.get(), 0) != 0) {
-    fail("Landlock");
-  }
+  require(prctl(PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0), "Landlock");
+  require(syscall(SYS_landlock_restrict_self, ruleset.get(), 0), "Landlock");
   return roots;
 }
 
