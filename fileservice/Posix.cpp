@@ -9,6 +9,7 @@
 #include <filesystem>
 #include <memory>
 #include <posix/Descriptor.h>
+#include <posix/Identity.h>
 #include <string>
 #include <sys/stat.h>
 #include <sys/xattr.h>
@@ -51,10 +52,6 @@ struct stat statusOf(const Descriptor& opened, const upath& path) {
   struct stat found = {};
   require(::fstat(opened.get(), &found) == 0 ? 0 : errno, path);
   return found;
-}
-
-bool isSame(const struct stat& left, const struct stat& right) {
-  return left.st_dev == right.st_dev && left.st_ino == right.st_ino;
 }
 
 /// Opens a directory only as a base for fstat and "..": this needs no right to read it.
@@ -105,14 +102,14 @@ bool isWithin(const upath& outer, const upath& inner) {
   require(top.isOpen() ? 0 : errno, outer);
   const auto end = statusOf(top, outer);
   auto here = statusOf(directory, inner);
-  while (!isSame(here, end)) {
+  while (!posix::isSameFile(here, end)) {
     Descriptor parent = openForStat(directory.get(), "..");
     if (!parent.isOpen() && errno == EACCES) {
-      return false; // A directory that may not be searched cannot be entered from above either.
+      return false; // an unsearchable directory cannot be entered from above either
     }
     require(parent.isOpen() ? 0 : errno, inner);
     const auto above = statusOf(parent, inner);
-    if (isSame(above, here)) {
+    if (posix::isSameFile(above, here)) {
       return false; // the root, which is its own parent
     }
     here = above;
@@ -145,12 +142,10 @@ MovedDirectory::MovedDirectory(const upath& source, const upath& target)
 
 void MovedDirectory::restrictTarget() {
   const Descriptor opened = openDirectory(target_);
-  const auto found = statusOf(opened, target_);
+  restricted_ = statusOf(opened, target_);
   require(isEmpty(opened, target_) ? 0 : EBUSY, target_);
-  device_ = found.st_dev;
-  inode_ = found.st_ino;
   if (::fchmod(opened.get(), S_IRWXU) != 0) {
-    const bool isOwn = found.st_uid == ::geteuid();
+    const bool isOwn = restricted_.st_uid == ::geteuid();
     require(isOwn && posix::isUnsupported(errno) ? 0 : errno, target_);
   }
   if (::fremovexattr(opened.get(), "system.posix_acl_default") != 0 && errno != ENODATA) {
@@ -164,8 +159,7 @@ void MovedDirectory::readRightsAgain() {
 
 void MovedDirectory::finishTarget() const {
   const Descriptor opened = openDirectory(target_);
-  const auto found = statusOf(opened, target_);
-  require(found.st_dev == device_ && found.st_ino == inode_ ? 0 : EBUSY, target_);
+  require(posix::isSameFile(statusOf(opened, target_), restricted_) ? 0 : EBUSY, target_);
   require(attributes_.applyTo(opened.get()), target_);
 }
 

@@ -7,6 +7,7 @@
 #include <fl/filesystem/upath.h>
 
 #include <posix/Attributes.h>
+#include <sys/stat.h>
 
 namespace connector::file::v1 {
 
@@ -46,8 +47,7 @@ private:
   const fl::filesystem::upath& source_;
   const fl::filesystem::upath& target_;
   posix::Attributes attributes_;
-  dev_t device_ = 0; // identity of the restricted directory
-  ino_t inode_ = 0;
+  struct stat restricted_ = {}; // of the new directory
 };
 
 } // namespace connector::file::v1

@@ -8,6 +8,7 @@
 #include <linux/posix_acl.h>
 #include <linux/posix_acl_xattr.h>
 #include <posix/Attributes.h>
+#include <posix/Identity.h>
 #include <sys/xattr.h>
 #include <tuple>
 #include <type_traits>
@@ -81,7 +82,7 @@ mode_t Attributes::sharedRights() const {
 int Attributes::readRightsAgain(int descriptor) {
   const struct stat before = status_;
   const int code = readFrom(descriptor);
-  const bool isSame = status_.st_dev == before.st_dev && status_.st_ino == before.st_ino;
+  const bool isSame = isSameFile(status_, before);
   status_.st_mtim = before.st_mtim;
   return code == 0 && !isSame ? EBUSY : code;
 }

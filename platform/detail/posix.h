@@ -7,6 +7,8 @@
 #include <fcntl.h>
 #include <memory>
 #include <posix/Descriptor.h>
+#include <posix/Identity.h>
+#include <string_view>
 #include <sys/stat.h>
 #include <thread>
 #include <unistd.h>
@@ -16,6 +18,7 @@ namespace fl::filesystem::detail {
 /// For short: `stat` is also a function.
 using stat_buffer = struct stat;
 
+using connector::posix::isSameFile;
 using connector::posix::uninterrupted;
 using descriptor = connector::posix::Descriptor;
 
@@ -32,6 +35,21 @@ inline directory_stream to_directory_stream(descriptor& opened) {
     static_cast<void>(opened.release());
   }
   return stream;
+}
+
+inline bool is_dot_or_dot_dot(std::string_view name) {
+  return name == "." || name == "..";
+}
+
+/// The next entry other than "." and "..". Null at the end, with errno 0, and on failure, with its
+/// errno.
+inline const dirent* next_entry(DIR* stream) {
+  const dirent* entry = nullptr;
+  do {
+    errno = 0;
+    entry = ::readdir(stream); // NOLINT(concurrency-mt-unsafe): no two threads share a stream here
+  } while (entry != nullptr && is_dot_or_dot_dot(entry->d_name));
+  return entry;
 }
 
 /// Opens without waiting for the other end of a FIFO or for a device. Waits only for another
@@ -51,7 +69,7 @@ inline int open_file(const char* name, int flags, mode_t mode = 0) {
   return opened;
 }
 
-/// Whether an errno says that nothing is at a path.
+/// Whether an errno means that a path is missing.
 inline bool means_missing(int code) {
   return code == ENOENT || code == ENOTDIR;
 }

@@ -59,8 +59,8 @@ public:
     stat_buffer now{};
     stat_buffer at_path{};
     require(::fstat(file_.get(), &now) == 0, path_);
-    const bool is_at_path = ::stat(name_.c_str(), &at_path) == 0 && at_path.st_dev == now.st_dev &&
-                            at_path.st_ino == now.st_ino;
+    const bool is_at_path =
+        ::stat(name_.c_str(), &at_path) == 0 && detail::isSameFile(at_path, now);
     if (!is_at_path || now.st_size != opened_.st_size || !is_same(now.st_mtim, opened_.st_mtim) ||
         !is_same(now.st_ctim, opened_.st_ctim)) {
       throw_errno(EBUSY, path_);
@@ -121,8 +121,7 @@ public:
 
   ~new_file() {
     stat_buffer found{};
-    if (!kept_ && ::lstat(name_.c_str(), &found) == 0 && found.st_dev == created_.st_dev &&
-        found.st_ino == created_.st_ino) {
+    if (!kept_ && ::lstat(name_.c_str(), &found) == 0 && detail::isSameFile(found, created_)) {
       ::unlink(name_.c_str());
     }
   }

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "posix.h"
+
 #include <array>
 #include <ios>
 #include <streambuf>
@@ -15,11 +17,11 @@ namespace fl::filesystem::detail {
 class file_buf : public std::streambuf {
 public:
   file_buf() = default;
-  ~file_buf() override;
+  ~file_buf() override = default;
   file_buf(const file_buf&) = delete;
   file_buf& operator=(const file_buf&) = delete;
 
-  [[nodiscard]] bool is_open() const noexcept { return descriptor_ >= 0; }
+  [[nodiscard]] bool is_open() const noexcept { return file_.isOpen(); }
 
   /// `in` reads an existing file; `out` creates a missing one, and empties an existing one only
   /// with `trunc`. Returns false with errno set if the system refuses. Writing on this process's
@@ -42,7 +44,7 @@ protected:
   pos_type seekpos(pos_type position, std::ios_base::openmode which) override;
 
 private:
-  int descriptor_ = -1;
+  descriptor file_{-1};
   off_type sought_ = -1;            // where the last seek has led, until a byte is read or written
   std::array<char, 512> lookahead_; // NOLINT(*-member-init): filled before it is read
 };

@@ -44,8 +44,8 @@ bool is_null_device(const stat_buffer& file) {
 
 bool is_standard_output(const stat_buffer& file) {
   stat_buffer output{};
-  return ::fstat(STDOUT_FILENO, &output) == 0 && output.st_dev == file.st_dev &&
-         output.st_ino == file.st_ino && !is_null_device(file);
+  return ::fstat(STDOUT_FILENO, &output) == 0 && detail::isSameFile(output, file) &&
+         !is_null_device(file);
 }
 
 /// Whether the file is a pipe that no directory holds, such as a standard stream of this process,
@@ -78,7 +78,7 @@ int origin(std::ios_base::seekdir way) {
   return way == std::ios_base::end ? SEEK_END : SEEK_CUR;
 }
 
-/// Throws when the system refuses: that is no end of the file.
+/// Throws if the read fails, because that is not the end of the file.
 std::size_t read_some(int source, char* data, std::size_t count) {
   const ssize_t done = detail::uninterrupted([&] { return ::read(source, data, count); });
   if (done < 0) {
@@ -90,12 +90,6 @@ std::size_t read_some(int source, char* data, std::size_t count) {
 } // namespace
 
 namespace detail {
-
-file_buf::~file_buf() {
-  if (is_open()) {
-    ::close(descriptor_);
-  }
-}
 
 bool file_buf::open(const std::string& name, std::ios_base::openmode mode) {
   if (name.find('\0') != std::string::npos) {
@@ -110,12 +104,12 @@ bool file_buf::open(const char* name, std::ios_base::openmode mode) {
     errno = EINVAL;
     return false;
   }
-  detail::descriptor opened(detail::open_file(name, open_flags(mode), creation_mode));
+  descriptor opened(open_file(name, open_flags(mode), creation_mode));
   const bool truncates = (mode & std::ios_base::trunc) != 0;
   if (!opened.isOpen() || (is_for_writing(mode) && !prepare_writing(opened.get(), truncates))) {
     return false;
   }
-  descriptor_ = opened.release();
+  file_ = std::move(opened);
   return true;
 }
 
@@ -126,12 +120,12 @@ bool file_buf::close() {
   }
   setg(nullptr, nullptr, nullptr);
   sought_ = -1;
-  return ::close(std::exchange(descriptor_, -1)) == 0;
+  return ::close(file_.release()) == 0;
 }
 
 file_buf::int_type file_buf::underflow() {
   sought_ = -1;
-  const std::size_t count = read_some(descriptor_, lookahead_.data(), lookahead_.size());
+  const std::size_t count = read_some(file_.get(), lookahead_.data(), lookahead_.size());
   if (count == 0) {
     return traits_type::eof();
   }
@@ -139,7 +133,7 @@ file_buf::int_type file_buf::underflow() {
   return traits_type::to_int_type(*gptr());
 }
 
-// Straight into the caller's block, and not a byte further than asked.
+// Reads into the caller's block, and not a byte more than requested.
 std::streamsize file_buf::xsgetn(char* data, std::streamsize count) {
   sought_ = -1;
   std::streamsize done = std::min<std::streamsize>(count, egptr() - gptr());
@@ -149,7 +143,7 @@ std::streamsize file_buf::xsgetn(char* data, std::streamsize count) {
   }
   while (done < count) {
     const std::size_t more =
-        read_some(descriptor_, data + done, static_cast<std::size_t>(count - done));
+        read_some(file_.get(), data + done, static_cast<std::size_t>(count - done));
     if (more == 0) {
       break;
     }
@@ -169,7 +163,7 @@ file_buf::int_type file_buf::overflow(int_type character) {
 std::streamsize file_buf::xsputn(const char* data, std::streamsize count) {
   sought_ = -1;
   return static_cast<std::streamsize>(
-      write_all(descriptor_, data, static_cast<std::size_t>(count)));
+      write_all(file_.get(), data, static_cast<std::size_t>(count)));
 }
 
 file_buf::pos_type file_buf::seekoff(off_type offset, std::ios_base::seekdir way,
@@ -178,7 +172,7 @@ file_buf::pos_type file_buf::seekoff(off_type offset, std::ios_base::seekdir way
     return sought_;
   }
   const off_type ahead = way == std::ios_base::cur ? egptr() - gptr() : 0;
-  sought_ = ::lseek(descriptor_, offset - ahead, origin(way));
+  sought_ = ::lseek(file_.get(), offset - ahead, origin(way));
   if (sought_ >= 0) {
     setg(nullptr, nullptr, nullptr);
   }

@@ -20,24 +20,21 @@ using detail::descriptor;
 using detail::stat_buffer;
 using detail::throw_errno;
 
-constexpr std::size_t most_open_folders = 32;
-// How often a folder is gone through while others keep changing it.
-constexpr int most_looks = 100;
-constexpr int open_folder = O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC;
+constexpr std::size_t max_open_directories = 32;
+constexpr int max_scans = 100; // of one directory, while others keep changing it
 
-/// A folder in the course of being emptied. Its stream is closed while too many are open.
-struct folder {
-  std::string name; // in the folder above
-  dev_t device = 0;
-  ino_t inode = 0;
+/// A directory that is being emptied. Its stream is closed while too many are open.
+struct directory {
+  std::string name; // in the directory above
+  stat_buffer status{};
   detail::directory_stream stream;
-  int looks_left = most_looks;
+  int scans_left = max_scans;
 
   [[nodiscard]] int get() const { return ::dirfd(stream.get()); }
 };
 
-/// Removes what is no folder, or is an empty one. 0, ENOTEMPTY for a folder with entries, else the
-/// system's reason; a mount point is refused as such before anything on it is lost.
+/// Removes an entry that is not a directory with entries. Returns 0, ENOTEMPTY for a directory with
+/// entries, or another errno. A mount point is refused before anything on it is lost.
 int remove_one(int parent, const std::string& name) {
   if (::unlinkat(parent, name.c_str(), 0) == 0) {
     return 0;
@@ -51,13 +48,9 @@ int remove_one(int parent, const std::string& name) {
   return errno == EEXIST ? ENOTEMPTY : errno;
 }
 
-bool is_dot_or_dot_dot(const std::string& name) {
-  return name == "." || name == "..";
-}
-
-/// Empties and removes one folder, depth first, without recursion. Every step is relative to an
-/// open folder and follows no link, so neither the length of a path nor a link that is put in
-/// place of a folder matters.
+/// Empties and removes one directory, depth first, without recursion. Every step is relative to an
+/// open directory and follows no link, so neither the length of a path nor a link that is put in
+/// place of a directory matters.
 class tree_removal {
 public:
   /// `parent` stays open meanwhile; `path` is what it and `name` are together, for errors.
@@ -70,7 +63,7 @@ public:
   }
 
   void run() {
-    while (!folders_.empty()) {
+    while (!directories_.empty()) {
       if (const dirent* entry = next_entry(); entry != nullptr) {
         discard(entry->d_name);
       } else {
@@ -80,24 +73,19 @@ public:
   }
 
 private:
-  /// Null at the end of the innermost folder.
+  /// Null at the end of the innermost directory.
   const dirent* next_entry() {
-    errno = 0;
-    // NOLINTNEXTLINE(concurrency-mt-unsafe): the stream is known to this object alone.
-    const dirent* entry = ::readdir(folders_.back().stream.get());
-    while (entry != nullptr && is_dot_or_dot_dot(entry->d_name)) {
-      entry = ::readdir(folders_.back().stream.get()); // NOLINT(concurrency-mt-unsafe): as above
-    }
+    const dirent* const entry = detail::next_entry(directories_.back().stream.get());
     if (entry == nullptr && errno != 0) {
       fail(errno);
     }
     return entry;
   }
 
-  /// Removes an entry of the innermost folder, or goes into it. What vanishes or changes its kind
-  /// meanwhile is left for another look.
+  /// Removes an entry of the innermost directory, or enters it. An entry that vanishes or changes
+  /// its kind meanwhile is left for another scan.
   void discard(const std::string& name) {
-    const int here = folders_.back().get();
+    const int here = directories_.back().get();
     int code = remove_one(here, name);
     if (code == ENOTEMPTY) {
       code = enter(here, name) ? 0 : errno;
@@ -107,69 +95,63 @@ private:
     }
   }
 
-  /// Makes `name` the innermost folder. False, with errno set, when it cannot be opened as one.
+  /// Makes `name` the innermost directory. False, with errno set, if it cannot be opened as one.
   bool enter(int parent, std::string name) {
-    folder next;
-    next.stream = open_stream(parent, name.c_str(), next.device, next.inode);
+    directory next;
+    next.stream = open_stream(parent, name.c_str(), next.status);
     if (next.stream == nullptr) {
       return false;
     }
     next.name = std::move(name);
-    folders_.push_back(std::move(next));
-    if (folders_.size() - first_open_ > most_open_folders) {
-      folders_[first_open_++].stream.reset();
+    directories_.push_back(std::move(next));
+    if (directories_.size() - first_open_ > max_open_directories) {
+      directories_[first_open_++].stream.reset();
     }
     return true;
   }
 
-  /// Removes the innermost folder, whose end is reached, or goes through it once more.
+  /// Removes the innermost directory, whose end is reached, or scans it once more.
   void leave() {
     const int parent = open_parent();
-    folder& here = folders_.back();
-    const bool gone = ::unlinkat(parent, here.name.c_str(), AT_REMOVEDIR) == 0;
-    const int code = gone ? 0 : errno;
-    if ((code == ENOTEMPTY || code == EEXIST) && --here.looks_left > 0) {
+    directory& here = directories_.back();
+    const int code = ::unlinkat(parent, here.name.c_str(), AT_REMOVEDIR) == 0 ? 0 : errno;
+    if ((code == ENOTEMPTY || code == EEXIST) && --here.scans_left > 0) {
       return ::rewinddir(here.stream.get());
     }
-    // Something else bears the name by now: a further look at the folder above takes care of it.
-    const bool swapped = code == ENOTDIR && folders_.size() > 1;
-    if (!gone && code != ENOENT && !swapped) {
+    // The entry was replaced meanwhile; the parent's next scan removes it.
+    const bool is_replaced = code == ENOTDIR && directories_.size() > 1;
+    if (code != 0 && code != ENOENT && !is_replaced) {
       fail(code);
     }
-    folders_.pop_back();
+    directories_.pop_back();
   }
 
-  /// The folder above the innermost one, opened again when it had to be closed.
+  /// The directory above the innermost one, opened again if it had to be closed.
   int open_parent() {
-    if (folders_.size() == 1) {
+    if (directories_.size() == 1) {
       return parent_;
     }
-    folder& parent = folders_[folders_.size() - 2];
+    directory& parent = directories_[directories_.size() - 2];
     if (parent.stream != nullptr) {
       return parent.get();
     }
-    dev_t device = 0;
-    ino_t inode = 0;
-    parent.stream = open_stream(folders_.back().get(), "..", device, inode);
+    stat_buffer found{};
+    parent.stream = open_stream(directories_.back().get(), "..", found);
     if (parent.stream == nullptr) {
       fail(errno);
     }
-    if (device != parent.device || inode != parent.inode) {
-      fail(ESTALE); // The innermost folder was moved: ".." is not where we came from.
+    if (!detail::isSameFile(found, parent.status)) {
+      fail(ESTALE); // the innermost directory was moved and has another parent
     }
-    first_open_ = folders_.size() - 2;
+    first_open_ = directories_.size() - 2;
     return parent.get();
   }
 
-  static detail::directory_stream open_stream(int parent, const char* name, dev_t& device,
-                                              ino_t& inode) {
-    descriptor opened(::openat(parent, name, open_folder));
-    stat_buffer found{};
-    if (!opened.isOpen() || ::fstat(opened.get(), &found) != 0) {
+  static detail::directory_stream open_stream(int parent, const char* name, stat_buffer& status) {
+    descriptor opened(::openat(parent, name, O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
+    if (!opened.isOpen() || ::fstat(opened.get(), &status) != 0) {
       return nullptr;
     }
-    device = found.st_dev;
-    inode = found.st_ino;
     return detail::to_directory_stream(opened);
   }
 
@@ -179,15 +161,15 @@ private:
 
   [[nodiscard]] std::string inner_path() const {
     std::string path = path_;
-    for (std::size_t level = 1; level < folders_.size(); ++level) {
-      path += "/" + folders_[level].name;
+    for (std::size_t level = 1; level < directories_.size(); ++level) {
+      path += "/" + directories_[level].name;
     }
     return path;
   }
 
   int parent_;
   std::string path_;
-  std::vector<folder> folders_; // outermost first; those before first_open_ have no stream
+  std::vector<directory> directories_; // outermost first; those before first_open_ have no stream
   std::size_t first_open_ = 0;
 };
 
@@ -200,7 +182,7 @@ void remove_all(const std::u16string& path) {
   }
   whole.erase(whole.find_last_not_of('/') + 1);
   const std::string name = whole.substr(whole.find_last_of('/') + 1);
-  if (name.empty() || is_dot_or_dot_dot(name)) {
+  if (name.empty() || detail::is_dot_or_dot_dot(name)) {
     throw_errno(EINVAL, path);
   }
 

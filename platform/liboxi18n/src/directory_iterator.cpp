@@ -10,7 +10,6 @@
 #include <fcntl.h>
 #include <memory>
 #include <stdexcept>
-#include <string_view>
 
 namespace fl::filesystem::detail {
 
@@ -57,27 +56,16 @@ public:
 
   /// The name of the next entry; false at the end.
   bool next(std::u16string& name) {
-    while (const dirent* const entry = read()) {
-      const std::string_view bytes = entry->d_name;
-      if (bytes != "." && bytes != "..") {
-        native_to_utf16(bytes, name);
-        return true;
-      }
+    const dirent* const entry = next_entry(directory_->entries.get());
+    if (entry != nullptr) {
+      native_to_utf16(entry->d_name, name);
+    } else if (errno != 0) {
+      throw_errno(errno, directory_->path);
     }
-    return false;
+    return entry != nullptr;
   }
 
 private:
-  const dirent* read() {
-    errno = 0; // only errno distinguishes a failure from the end
-    // NOLINTNEXTLINE(concurrency-mt-unsafe): safe on a DIR that one thread uses, as here.
-    const dirent* const entry = ::readdir(directory_->entries.get());
-    if (entry == nullptr && errno != 0) {
-      throw_errno(errno, directory_->path);
-    }
-    return entry;
-  }
-
   std::shared_ptr<streamed_directory> directory_;
 };
 
