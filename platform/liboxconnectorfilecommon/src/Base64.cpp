@@ -38,8 +38,8 @@ std::uint32_t byteAt(const char* bytes, std::size_t index) {
   return static_cast<unsigned char>(bytes[index]);
 }
 
-// Each does whole groups from `in` to `out` and tells how many. Those by SSSE3 leave the last ones,
-// and decoding stops at what is no digit.
+// Each converts whole groups from `in` to `out` and returns their number. Those by SSSE3 leave the
+// last groups, and decoding stops at a character that is not a digit.
 
 using Groups = std::size_t (*)(const char* in, std::size_t groups, char* out);
 
@@ -56,13 +56,13 @@ std::size_t encodePlainly(const char* in, std::size_t groups, char* out) {
 std::size_t decodePlainly(const char* in, std::size_t groups, char* out) {
   for (std::size_t group = 0; group < groups; ++group, in += 4, out += 3) {
     std::uint32_t bits = 0;
-    std::uint32_t flaw = 0;
+    std::uint32_t error = 0;
     for (std::size_t digit = 0; digit < 4; ++digit) {
       const std::uint32_t value = VALUES[byteAt(in, digit)];
-      flaw |= value & NO_DIGIT;
+      error |= value & NO_DIGIT;
       bits = bits << 6U | value;
     }
-    if (flaw != 0) {
+    if (error != 0) {
       return group;
     }
     for (std::size_t index = 0; index < 3; ++index) {
@@ -124,9 +124,9 @@ __attribute__((target("ssse3"))) std::size_t decodeBySsse3(const char* in, std::
   for (; group + 6 <= groups; group += 4, in += 16, out += 12) {
     const __m128i text = load(in);
     const __m128i high = _mm_and_si128(_mm_srli_epi32(text, 4), half);
-    const __m128i flaws = _mm_and_si128(_mm_shuffle_epi8(lowMasks, _mm_and_si128(text, half)),
-                                        _mm_shuffle_epi8(highMasks, high));
-    if (_mm_movemask_epi8(_mm_cmpeq_epi8(flaws, _mm_setzero_si128())) != 0xFFFF) {
+    const __m128i errors = _mm_and_si128(_mm_shuffle_epi8(lowMasks, _mm_and_si128(text, half)),
+                                         _mm_shuffle_epi8(highMasks, high));
+    if (_mm_movemask_epi8(_mm_cmpeq_epi8(errors, _mm_setzero_si128())) != 0xFFFF) {
       break;
     }
     const __m128i isSlash = _mm_cmpeq_epi8(text, _mm_set1_epi8('/'));

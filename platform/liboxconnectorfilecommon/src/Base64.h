@@ -14,8 +14,8 @@ namespace connector::file_common::v1 {
 /// Appends the text of `bytes`.
 void appendBase64(std::string& text, std::string_view bytes);
 
-/// Nullopt unless `text` is whole groups of digits, padded only at the end, with no bit set beyond
-/// the last byte: no two texts decode to the same bytes.
+/// Returns nullopt unless `text` is whole groups of digits, padded only at the end, with no bit set
+/// after the last byte: no two texts decode to the same bytes.
 std::optional<DataBuffer> fromBase64(std::string_view text);
 
 } // namespace connector::file_common::v1

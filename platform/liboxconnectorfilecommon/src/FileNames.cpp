@@ -16,7 +16,7 @@ namespace connector::file_common::v1 {
 
 namespace {
 
-/// A file system that does not count its blocks or inodes says that it has 0 of them in all.
+/// A file system that does not count its blocks or inodes reports a total of 0.
 bool isFull(const struct statvfs& system) {
   const bool root = geteuid() == 0; // May use the blocks and inodes that are kept in reserve.
   const fsblkcnt_t freeBlocks = root ? system.f_bfree : system.f_bavail;

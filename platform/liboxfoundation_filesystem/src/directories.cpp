@@ -13,23 +13,24 @@ namespace {
 
 constexpr mode_t all_permissions = 0777; // less what the process's umask takes
 
-/// 0 when the folder is there now, whoever made it; else the errno of the attempt to make it.
-int make_or_keep(const std::string& folder) {
-  if (::mkdir(folder.c_str(), all_permissions) == 0) {
+/// Returns 0 if the directory now exists, also if another process made it, else mkdir's errno.
+int make_or_keep(const std::string& directory) {
+  if (::mkdir(directory.c_str(), all_permissions) == 0) {
     return 0;
   }
   const int code = errno;
   detail::stat_buffer found{};
-  return ::stat(folder.c_str(), &found) == 0 && S_ISDIR(found.st_mode) ? 0 : code;
+  return ::stat(directory.c_str(), &found) == 0 && S_ISDIR(found.st_mode) ? 0 : code;
 }
 
-int make_with_ancestors(const std::string& folder) {
-  for (auto end = folder.find('/', 1); end != std::string::npos; end = folder.find('/', end + 1)) {
-    if (const int code = make_or_keep(folder.substr(0, end)); code != 0) {
+int make_with_ancestors(const std::string& directory) {
+  for (auto end = directory.find('/', 1); end != std::string::npos;
+       end = directory.find('/', end + 1)) {
+    if (const int code = make_or_keep(directory.substr(0, end)); code != 0) {
       return code;
     }
   }
-  return make_or_keep(folder);
+  return make_or_keep(directory);
 }
 
 } // namespace
@@ -41,10 +42,10 @@ void create_directory(const std::u16string& path) {
 }
 
 void create_directories(const std::u16string& path) {
-  const std::string folder = detail::utf16_to_native(path);
-  int code = make_or_keep(folder);
+  const std::string directory = detail::utf16_to_native(path);
+  int code = make_or_keep(directory);
   if (code == ENOENT) {
-    code = make_with_ancestors(folder);
+    code = make_with_ancestors(directory);
   }
   if (code != 0) {
     detail::throw_errno(code, path);

@@ -17,7 +17,7 @@ namespace utf = boost::locale::utf;
 
 using fl::detail::append_plain;
 
-// Byte b stands at escape_base + b, in the private use area; only 0x80 to 0xFF occur.
+// Byte b becomes escape_base + b, in the private use area; only 0x80 to 0xFF occur.
 constexpr utf::code_point escape_base = 0xEF00;
 
 bool is_escape(utf::code_point character) {

@@ -128,11 +128,11 @@ bool access(const std::u16string& path, unsigned mode) {
 }
 
 std::u16string get_current_path() {
-  const std::unique_ptr<char, decltype(&std::free)> folder(::getcwd(nullptr, 0), &std::free);
-  if (folder == nullptr) {
+  const std::unique_ptr<char, decltype(&std::free)> directory(::getcwd(nullptr, 0), &std::free);
+  if (directory == nullptr) {
     detail::throw_errno(errno, u".");
   }
-  return detail::native_to_utf16(folder.get());
+  return detail::native_to_utf16(directory.get());
 }
 
 upath absolute(upath path, const std::u16string& base) {

@@ -25,8 +25,8 @@ std::u16string extract_filename(const std::u16string& path) {
 std::u16string extract_parent_path(const std::u16string& path) {
   const std::u16string_view trimmed = without_end_separators(path);
   const std::u16string_view parent = trimmed.substr(0, trimmed.find_last_of(separator) + 1);
-  if (const std::u16string_view folder = without_end_separators(parent); !folder.empty()) {
-    return std::u16string(folder);
+  if (const std::u16string_view directory = without_end_separators(parent); !directory.empty()) {
+    return std::u16string(directory);
   }
   const bool rooted = !path.empty() && path.front() == separator;
   return rooted ? std::u16string(1, separator) : std::u16string();

@@ -58,17 +58,17 @@ bool exists(const std::u16string& path);
 /// the confinement of the process denies it.
 bool access(const std::u16string& path, unsigned mode);
 
-/// The process's current folder, absolute.
+/// The process's current directory, absolute.
 std::u16string get_current_path();
 
-/// `path` prefixed by `base` when relative; an empty `base` is the current folder, and an empty
-/// `path` gives the base itself. Nothing is cleaned up.
+/// `path` prefixed by `base` if relative. An empty `base` is the current directory, and an empty
+/// `path` gives the base itself. Does not remove "." and ".." or repeated separators.
 upath absolute(upath path, const std::u16string& base);
 
-/// Creates one folder; FileExistsError when anything is there already.
+/// Creates one directory. FileExistsError if the path exists.
 void create_directory(const std::u16string& path);
 
-/// Creates a folder and its missing ancestors; an existing folder is left as it is. A failure
+/// Creates a directory and its missing ancestors. An existing directory stays unchanged. A failure
 /// half-way leaves the ancestors made so far.
 void create_directories(const std::u16string& path);
 
@@ -93,14 +93,14 @@ enum class copy_option : unsigned {};
 /// its bytes. A copy that fails removes its partial target.
 void copy(const std::u16string& from, const std::u16string& to, copy_option option);
 
-/// Removes one file, link or empty folder; PathNotFound when nothing is there.
+/// Removes one file, link or empty directory. PathNotFound if the path is missing.
 void remove(const std::u16string& path);
 
-/// Removes a file, a link itself, or a folder with everything beneath it. No link is followed
-/// below the parent of `path`, also not one that is put in place of a folder meanwhile. At most
-/// a fixed number of descriptors is open, however deep the tree. What is missing, or vanishes
-/// meanwhile, is no failure. SystemError with EINVAL, and nothing removed, when the last component
-/// is a root, "." or "..". A failure half-way leaves what was not yet removed.
+/// Removes a file, a link itself, or a directory with everything beneath it. No link is followed
+/// below the parent of `path`, also not one that is put in place of a directory meanwhile. The
+/// number of open descriptors is bounded, however deep the tree. A path that is missing, or an
+/// entry that vanishes meanwhile, is not a failure. SystemError with EINVAL, and nothing removed,
+/// if the last component is a root, "." or "..". A failure half-way leaves the rest.
 void remove_all(const std::u16string& path);
 
 } // namespace fl::filesystem

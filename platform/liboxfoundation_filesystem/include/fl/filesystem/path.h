@@ -8,7 +8,7 @@
 
 namespace fl::filesystem::detail {
 
-// Pure text functions: none of them looks at the disk. "." and ".." are components like others.
+// Pure text functions, without system calls. "." and ".." are components like others.
 
 /// The last component; separators at the end do not count. Empty for a root and for no path.
 std::u16string extract_filename(const std::u16string& path);
