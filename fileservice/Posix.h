@@ -11,7 +11,7 @@
 
 namespace connector::file::v1 {
 
-/// True if `inner` is the directory `outer` or lies beneath it, whatever links lead to either.
+/// True if `inner` is the directory `outer` or lies beneath it, through any links.
 /// False if `inner` is not a directory.
 bool isWithin(const fl::filesystem::upath& outer, const fl::filesystem::upath& inner);
 

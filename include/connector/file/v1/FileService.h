@@ -15,53 +15,61 @@ namespace connector::file::v1 {
 
 using fl::i18n::ustring;
 
-/// The file operations, on paths in UTF-16. A relative path is taken from the process's current
-/// folder. Every operation runs to its end inside the call: the returned Future has its result. A
-/// refusal is a Future that holds a FileServiceException; what the platform throws (the
-/// fl::filesystem exceptions) leaves the call itself. Operations may be called from several threads
-/// at once and race only through the file system: nothing stands still between an operation's
-/// checks and its effect, and such a race surfaces as a platform exception, as the effect of
-/// whoever came last, or, when two make the same missing parent folder, as a refusal of what now
-/// exists.
+/// The file operations, on paths in UTF-16. A relative path starts in the process's current
+/// directory. Every operation runs to its end inside the call: the returned Future has its result.
+/// A refusal is a Future that holds a FileServiceException. The exceptions of the platform
+/// (fl::filesystem) leave the call itself.
 ///
-/// Every FileInfo that is returned has an absolute location and is a fresh look at the disk.
+/// Operations may be called from several threads at once and race only through the file system,
+/// which may change between an operation's checks and its effect. Such a race surfaces as a
+/// platform exception or as the effect of the last operation. Two operations that make the same
+/// missing parent directory may refuse it as existing.
+///
+/// Every returned FileInfo has an absolute location and describes the disk at that moment.
 class CONNECTOR_FILE_EXPORT FileService : public std::enable_shared_from_this<FileService> {
 public:
   virtual ~FileService();
 
-  /// Writes a new file, or makes a folder when the File's FileInfo is a directory's; missing parent
-  /// folders are made first, one level at a time. An existing file is written over only with
-  /// `overwrite`, an existing folder never. Returns the new file. Refuses an invalid name
-  /// (FILE_NAME_NOT_SUPPORTED), what exists (FILE_EXISTS), a file that may not be written
-  /// (FILE_ACCESS_DENIED), a folder that may not be written (FOLDER_ACCESS_DENIED) or is full
-  /// (OVER_DISK_QUOTA). Not atomic: a reader may see the file half-written, and a failed write
-  /// leaves it so, emptied first; parent folders made stay.
+  /// Writes a new file, or makes a directory if the File's FileInfo is a directory's. Makes missing
+  /// parent directories first, one level at a time. Overwrites an existing file only with
+  /// `overwrite`, an existing directory never. Returns the new file.
+  ///
+  /// Refuses an invalid name (FILE_NAME_NOT_SUPPORTED), an existing path (FILE_EXISTS), a file that
+  /// may not be written (FILE_ACCESS_DENIED), and a parent directory that may not be written
+  /// (FOLDER_ACCESS_DENIED) or is full (OVER_DISK_QUOTA).
+  ///
+  /// Not atomic: a reader may see the file empty or half-written, and a failed write leaves it so.
+  /// Parent directories that were made stay.
   virtual Future<FileInfo> create(File&& file, bool overwrite) = 0;
 
-  /// Reads the file as `read` does, after making it, empty, when nothing is there. Refuses an
-  /// invalid name (FILE_NAME_NOT_SUPPORTED), a folder (FILE_IO_GENERIC), a file that may not be
-  /// read (FILE_ACCESS_DENIED), and for a missing file a folder that may not be written
-  /// (FOLDER_ACCESS_DENIED), is missing itself (the same) or is full (OVER_DISK_QUOTA). A file that
-  /// another process makes meanwhile is read, never emptied; a file made stays when reading fails.
+  /// Reads the file as `read` does. Makes an empty file first if the path is missing.
+  ///
+  /// Refuses an invalid name (FILE_NAME_NOT_SUPPORTED), a file that may not be read
+  /// (FILE_ACCESS_DENIED), and a directory (FILE_IO_GENERIC). For a missing file, refuses a parent
+  /// directory that is missing or may not be written (FOLDER_ACCESS_DENIED) or is full
+  /// (OVER_DISK_QUOTA).
+  ///
+  /// A file that another process makes meanwhile is read, never emptied. A new file stays if
+  /// reading fails.
   virtual Future<File> openOrCreate(const ustring& path) = 0;
 
   /// Reads the file as `read` does, after checking that its name is valid
-  /// (FILE_NAME_NOT_SUPPORTED), that it exists and that it is no folder (FILE_NOT_FOUND for both).
+  /// (FILE_NAME_NOT_SUPPORTED), that it exists and is not a directory (FILE_NOT_FOUND for both).
   /// Changes nothing.
   virtual Future<File> open(const ustring& path) = 0;
 
-  /// The contents and the description of a regular file of less than 20,000,000 bytes, in one
-  /// read. Anything else that is missing or no regular file fails with a plain std::runtime_error;
-  /// refuses a file that may not be read (FILE_ACCESS_DENIED), is too big or cannot be opened
-  /// (FILE_IO_GENERIC). Throws std::runtime_error("Out of memory!"), and SystemError when the disk
-  /// fails in the middle. A file that changes while it is read may come out mixed, one that shrinks
-  /// comes out shorter. Changes nothing.
+  /// Returns the contents and the description of a regular file of less than 20,000,000 bytes, in
+  /// one read. Fails with a plain std::runtime_error for a path that is missing or not a regular
+  /// file. Refuses a file that may not be read (FILE_ACCESS_DENIED), is too big or cannot be opened
+  /// (FILE_IO_GENERIC). Throws std::runtime_error("Out of memory!"), and SystemError if the disk
+  /// fails half-way. If the file changes meanwhile, the contents may be mixed or shorter. Changes
+  /// nothing.
   virtual Future<File> read(const ustring& path) = 0;
 
-  /// Writes the File's contents over an existing file. Returns the file. Refuses an invalid name
-  /// (FILE_NAME_NOT_SUPPORTED), a missing file (FILE_NOT_FOUND), one that may not be written
-  /// (FILE_ACCESS_DENIED) and a folder (FILE_IO_GENERIC). Not atomic: the file is emptied first,
-  /// and a failed write leaves what was written so far.
+  /// Replaces the contents of an existing file by those of the File. Returns the file. Refuses an
+  /// invalid name (FILE_NAME_NOT_SUPPORTED), a missing file (FILE_NOT_FOUND), one that may not be
+  /// written (FILE_ACCESS_DENIED) and a directory (FILE_IO_GENERIC). Not atomic: the file is
+  /// emptied first, and a failed write leaves the bytes written so far.
   virtual Future<FileInfo> update(File&& file) = 0;
 
   /// As `update`.
@@ -106,24 +114,24 @@ public:
   /// lead nowhere afterwards.
   virtual Future<FileInfo> move(const ustring& from, const ustring& to) = 0;
 
-  /// Deletes a file, a link, or a folder with everything beneath it; a link's target stays. Returns
-  /// the description of the path, now missing. Refuses an invalid name (FILE_NAME_NOT_SUPPORTED)
-  /// and a missing path (FILE_NOT_FOUND), which a link that leads nowhere is, too. A deletion that
-  /// fails is tried again for about a second, blocking the caller, and then throws what the
-  /// platform threw; part of a folder may be gone.
+  /// Deletes a file, a link, or a directory with everything beneath it. A link's target stays.
+  /// Returns the description of the path, now missing. Refuses an invalid name
+  /// (FILE_NAME_NOT_SUPPORTED) and a missing path or dangling link (FILE_NOT_FOUND). Repeats a
+  /// failed deletion for about a second, blocking the caller, and then throws the platform's last
+  /// exception. Part of a directory may then be gone.
   virtual Future<FileInfo> remove(const ustring& path) = 0;
 
-  /// Describes the path; the empty path is the current folder. A missing path is described as
+  /// Describes the path; the empty path is the current directory. A missing path is described as
   /// deleted. Changes nothing.
   virtual Future<FileInfo> info(const ustring& path) = 0;
 
-  /// The entries of a folder, without those whose name begins with a dot, in the system's order;
-  /// the empty path is the current folder, and a file has no entries. Refuses an invalid name
-  /// (FILE_NAME_NOT_SUPPORTED) and a missing path (FILE_NOT_FOUND). An entry that is made or
-  /// removed meanwhile may be in the list or not. Changes nothing.
+  /// Returns the entries of a directory, without those whose name begins with a dot, in the
+  /// system's order. The empty path is the current directory, and a file has no entries. Refuses an
+  /// invalid name (FILE_NAME_NOT_SUPPORTED) and a missing path (FILE_NOT_FOUND). An entry that is
+  /// made or removed meanwhile may be in the list or not. Changes nothing.
   virtual Future<std::vector<FileInfo>> list(const ustring& path) = 0;
 
-  /// Whether anything is at the path, which is taken as it is. Changes nothing.
+  /// Whether the path, received or absolute, exists. Changes nothing.
   virtual Future<bool> exists(const fl::filesystem::upath& path) = 0;
 
   /// A further owner. Throws std::bad_weak_ptr when no std::shared_ptr owns the service.
