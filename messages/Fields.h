@@ -1,38 +1,48 @@
 #pragma once
 
-// The kinds of field that a message has on the wire. A message states its fields once, as a list of
-// these (FieldLists.h); writing and reading it are two walks over that list.
+// The kinds of field of a message's JSON form. MessageList.h lists the fields of every message
+// once; writing and reading a message are two walks over its list.
+//
+//                    constructor argument   written              read
+//   Argument         yes                    yes                  yes
+//   ArgumentOr       yes                    yes                  yes, with a default of its own
+//   ResponseValue    yes                    if not empty, or     yes
+//                                           without a fault
+//   OutputArgument   yes                    yes                  no
+//   Member           no                     yes                  yes
+//   OutputMember     no                     yes                  no
+//   FirstFault       no                     if there is a fault  no
 
 #include "JsonValues.h"
 
 #include <utility>
 
-namespace connector::file::v1 {
+namespace connector::file::v1::wire {
 
-/// What a field gives to the message's constructor when it is no argument of it.
+/// The value that a field reads if it is not an argument of the constructor.
 struct NoArgument {};
 
-/// Written and read; an argument of the constructor.
+/// Absent or null, it is the default of its type.
 template <typename M, typename T>
-struct Value {
+struct Argument {
   const char* key;
   T M::*member;
 
-  void write(Object& object, M& message) const { v1::write(object, key, message.*member); }
+  void write(Object& object, M& message) const { wire::write(object, key, message.*member); }
 
   [[nodiscard]] T read(const Object& object) const { return readOr<T>(object, key, T()); }
 
   void assign(const Object&, M&) const {}
 };
 
-/// A Value with a default of its own.
+/// Absent or null, it is `defaultValue`.
 template <typename M>
-struct TextOr {
+struct ArgumentOr {
   const char* key;
   std::string M::*member;
   const char* defaultValue;
 
-  void write(Object& object, M& message) const { v1::write(object, key, message.*member); }
+  void write(Object& object, M& message) const { wire::write(object, key, message.*member); }
 
   [[nodiscard]] std::string read(const Object& object) const {
     return readOr<std::string>(object, key, defaultValue);
@@ -41,15 +51,15 @@ struct TextOr {
   void assign(const Object&, M&) const {}
 };
 
-/// What a response answers with: as Value, but not written when it is empty and there is a fault.
+/// The result of an operation: not written if it is empty and the response has a fault.
 template <typename M, typename T>
-struct Payload {
+struct ResponseValue {
   const char* key;
   T M::*member;
 
   void write(Object& object, M& message) const {
     if (!locationOf(message.*member).empty() || message.getFaults().empty()) {
-      v1::write(object, key, message.*member);
+      wire::write(object, key, message.*member);
     }
   }
 
@@ -65,26 +75,26 @@ private:
   }
 };
 
-/// Written only: an argument of the constructor that is empty in a message that was read.
+/// Empty in a message that was read.
 template <typename M, typename T>
-struct WrittenOnly {
+struct OutputArgument {
   const char* key;
   T M::*member;
 
-  void write(Object& object, M& message) const { v1::write(object, key, message.*member); }
+  void write(Object& object, M& message) const { wire::write(object, key, message.*member); }
 
   [[nodiscard]] T read(const Object&) const { return T(); }
 
   void assign(const Object&, M&) const {}
 };
 
-/// Written and read, but set after construction; absent, it keeps what the constructor gave it.
+/// Set after construction. Absent or null, it keeps the value that the constructor gave it.
 template <typename M, typename T>
-struct SetAfterwards {
+struct Member {
   const char* key;
   T M::*member;
 
-  void write(Object& object, M& message) const { v1::write(object, key, message.*member); }
+  void write(Object& object, M& message) const { wire::write(object, key, message.*member); }
 
   [[nodiscard]] NoArgument read(const Object&) const { return {}; }
 
@@ -93,27 +103,27 @@ struct SetAfterwards {
   }
 };
 
-/// Written only, and no argument of the constructor.
+/// Keeps the value that the constructor gave it in a message that was read.
 template <typename M, typename T>
-struct NeverRead {
+struct OutputMember {
   const char* key;
   T M::*member;
 
-  void write(Object& object, M& message) const { v1::write(object, key, message.*member); }
+  void write(Object& object, M& message) const { wire::write(object, key, message.*member); }
 
   [[nodiscard]] NoArgument read(const Object&) const { return {}; }
 
   void assign(const Object&, M&) const {}
 };
 
-/// The first fault once more, under a key of its own, when there is one. Written only.
+/// Repeats the first fault under a key of its own.
 struct FirstFault {
   const char* key;
 
   template <typename M>
   void write(Object& object, const M& message) const {
     if (!message.getFaults().empty()) {
-      v1::write(object, key, message.getFaults().front());
+      wire::write(object, key, message.getFaults().front());
     }
   }
 
@@ -124,16 +134,16 @@ struct FirstFault {
 };
 
 template <typename M, typename T>
-Value(const char*, T M::*) -> Value<M, T>;
+Argument(const char*, T M::*) -> Argument<M, T>;
 template <typename M>
-TextOr(const char*, std::string M::*, const char*) -> TextOr<M>;
+ArgumentOr(const char*, std::string M::*, const char*) -> ArgumentOr<M>;
 template <typename M, typename T>
-Payload(const char*, T M::*) -> Payload<M, T>;
+ResponseValue(const char*, T M::*) -> ResponseValue<M, T>;
 template <typename M, typename T>
-WrittenOnly(const char*, T M::*) -> WrittenOnly<M, T>;
+OutputArgument(const char*, T M::*) -> OutputArgument<M, T>;
 template <typename M, typename T>
-SetAfterwards(const char*, T M::*) -> SetAfterwards<M, T>;
+Member(const char*, T M::*) -> Member<M, T>;
 template <typename M, typename T>
-NeverRead(const char*, T M::*) -> NeverRead<M, T>;
+OutputMember(const char*, T M::*) -> OutputMember<M, T>;
 
-} // namespace connector::file::v1
+} // namespace connector::file::v1::wire

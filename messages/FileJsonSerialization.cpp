@@ -1,4 +1,4 @@
-#include "FieldLists.h"
+#include "MessageList.h"
 
 #include <connector/file/v1/FileJsonSerialization.h>
 #include <connector/file/v1/Messages.h>
@@ -6,6 +6,7 @@
 #include <array>
 #include <memory>
 #include <stdexcept>
+#include <string>
 #include <tuple>
 #include <type_traits>
 #include <typeinfo>
@@ -13,17 +14,23 @@
 
 namespace connector::file::v1 {
 
+namespace wire {
 namespace {
 
 template <typename M>
 constexpr bool IS_RESPONSE = std::is_base_of_v<common::v1::Response, M>;
 
-template <typename M>
+/// The list's fields of one entry.
+template <typename E>
+constexpr const auto& FIELDS = std::get<E>(MESSAGES).fields;
+
+template <typename E>
 Object::Ptr toJson(const std::unique_ptr<connector::Message>& message) {
+  using M = typename E::Type;
   auto& typed = static_cast<M&>(*message); // the registry finds the converter by this type
   Object::Ptr object = new Object;
   write(*object, key::UUID, typed.getUuid());
-  std::apply([&](const auto&... field) { (field.write(*object, typed), ...); }, Fields<M>::list);
+  std::apply([&](const auto&... field) { (field.write(*object, typed), ...); }, FIELDS<E>);
   write(*object, key::API_VERSION, typed.getApiVersion());
   if constexpr (IS_RESPONSE<M>) {
     write(*object, key::MESSAGE_FAULTS, typed.getFaults());
@@ -40,8 +47,8 @@ std::tuple<> asArgument(NoArgument&&) {
   return {};
 }
 
-/// The constructor's arguments that the fields give, read in their order.
-template <typename M>
+/// The arguments of the constructor that the fields give, read in their order.
+template <typename E>
 auto readArguments(const Object& object) {
   return std::apply(
       [&object](const auto&... field) {
@@ -49,26 +56,34 @@ auto readArguments(const Object& object) {
         return std::apply(
             [](auto&... value) { return std::tuple_cat(asArgument(std::move(value))...); }, values);
       },
-      Fields<M>::list);
+      FIELDS<E>);
 }
 
-template <typename M>
+template <typename M, typename... Arguments>
+std::unique_ptr<M> construct(Arguments&&... arguments) {
+  static_assert(std::is_constructible_v<M, Arguments&&...>,
+                "The listed fields of this message are not the arguments of its constructor.");
+  return std::make_unique<M>(std::forward<Arguments>(arguments)...);
+}
+
+template <typename E>
 std::unique_ptr<connector::Message> fromJson(Object::Ptr held) {
+  using M = typename E::Type;
   const Object& object = *held; // throws Poco::NullPointerException if null
   const auto uuid = readOr<std::string>(object, key::UUID, NOT_GIVEN);
-  auto arguments = readArguments<M>(object);
+  auto arguments = readArguments<E>(object);
   const common::v1::Version version = readVersion(object, key::API_VERSION);
   auto message = std::apply(
       [&](auto&... argument) {
         if constexpr (IS_RESPONSE<M>) {
-          return std::make_unique<M>(uuid, std::move(argument)...,
-                                     readFaults(object, key::MESSAGE_FAULTS), version);
+          return construct<M>(uuid, std::move(argument)..., readFaults(object, key::MESSAGE_FAULTS),
+                              version);
         } else {
-          return std::make_unique<M>(uuid, std::move(argument)..., version);
+          return construct<M>(uuid, std::move(argument)..., version);
         }
       },
       arguments);
-  std::apply([&](const auto&... field) { (field.assign(object, *message), ...); }, Fields<M>::list);
+  std::apply([&](const auto&... field) { (field.assign(object, *message), ...); }, FIELDS<E>);
   return message;
 }
 
@@ -79,24 +94,15 @@ struct Registration {
   std::unique_ptr<connector::Message> (*fromJson)(Object::Ptr);
 };
 
-template <typename M>
-Registration registrationOf() {
-  return {M::TYPE_NAME, typeid(M), &toJson<M>, &fromJson<M>};
+template <typename M, typename... Fields>
+Registration registrationOf(const Entry<M, Fields...>&) {
+  using E = Entry<M, Fields...>;
+  return {M::TYPE_NAME, typeid(M), &toJson<E>, &fromJson<E>};
 }
 
-/// In the order in which they are registered and removed.
 const auto& registrations() {
-  static const std::array<Registration, 19> TABLE{
-      registrationOf<CreateFile>(),       registrationOf<CreateFileResponse>(),
-      registrationOf<OpenOrCreateFile>(), registrationOf<OpenOrCreateFileResponse>(),
-      registrationOf<OpenFile>(),         registrationOf<OpenFileResponse>(),
-      registrationOf<UpdateFile>(),       registrationOf<UpdateFileResponse>(),
-      registrationOf<CloseFile>(),        registrationOf<CloseFileResponse>(),
-      registrationOf<RenameFile>(),       registrationOf<RenameFileResponse>(),
-      registrationOf<MoveFile>(),         registrationOf<MoveFileResponse>(),
-      registrationOf<DeleteFile>(),       registrationOf<DeleteFileResponse>(),
-      registrationOf<ListFolder>(),       registrationOf<ListFolderResponse>(),
-      registrationOf<OpenWithBrowser>()};
+  static const auto TABLE = std::apply(
+      [](const auto&... entry) { return std::array{registrationOf(entry)...}; }, MESSAGES);
   return TABLE;
 }
 
@@ -117,13 +123,14 @@ void registerAll(json::JsonSerializer& serializer) {
 }
 
 } // namespace
+} // namespace wire
 
 FileJsonSerialization::FileJsonSerialization(std::shared_ptr<json::JsonSerializer> serializer)
     : serializer(std::move(serializer)) {
   if (this->serializer == nullptr) {
     throw std::invalid_argument("The serializer is null.");
   }
-  registerAll(*this->serializer);
+  wire::registerAll(*this->serializer);
 }
 
 FileJsonSerialization::FileJsonSerialization(const FileJsonSerialization&) = default;
@@ -131,7 +138,7 @@ FileJsonSerialization::FileJsonSerialization(const FileJsonSerialization&) = def
 FileJsonSerialization& FileJsonSerialization::operator=(const FileJsonSerialization&) = default;
 
 FileJsonSerialization::~FileJsonSerialization() {
-  for (const auto& registration : registrations()) {
+  for (const auto& registration : wire::registrations()) {
     serializer->removeConverters(registration.type);
   }
 }

@@ -12,7 +12,7 @@
 #include <string_view>
 #include <utility>
 
-namespace connector::file::v1 {
+namespace connector::file::v1::wire {
 
 using common::v1::Fault;
 using common::v1::FaultCondition;
@@ -170,4 +170,4 @@ std::vector<Fault> readFaults(const Object& object, const char* key) {
   return faults;
 }
 
-} // namespace connector::file::v1
+} // namespace connector::file::v1::wire

@@ -13,7 +13,7 @@
 #include <string>
 #include <vector>
 
-namespace connector::file::v1 {
+namespace connector::file::v1::wire {
 
 using Object = Poco::JSON::Object;
 
@@ -59,4 +59,4 @@ void write(Object& object, const char* key, const common::v1::Fault& fault);
 void write(Object& object, const char* key, const std::vector<common::v1::Fault>& faults);
 std::vector<common::v1::Fault> readFaults(const Object& object, const char* key);
 
-} // namespace connector::file::v1
+} // namespace connector::file::v1::wire
