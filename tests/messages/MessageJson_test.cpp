@@ -6,9 +6,10 @@
 #include <connector/json/MessageRegistry.h>
 
 #include <Poco/Exception.h>
-#include <gtest/gtest.h>
+#include <gmock/gmock.h>
 
 #include <memory>
+#include <set>
 #include <stdexcept>
 #include <string>
 #include <utility>
@@ -22,7 +23,7 @@ using connector::test::parseObject;
 using connector::test::textOf;
 using Object = Poco::JSON::Object;
 
-/// A key, a value for it, and the value that is written if it was absent or null.
+/// A key, a value for it, and the value that is written if it was absent or null: "" for none.
 struct Field {
   std::string key;
   std::string value;
@@ -32,7 +33,9 @@ struct Field {
 std::string objectOf(const std::vector<Field>& fields, std::string Field::*value) {
   std::string text;
   for (const auto& field : fields) {
-    text += (text.empty() ? "" : ",") + ('"' + field.key + "\":" + field.*value);
+    if (!(field.*value).empty()) {
+      text += (text.empty() ? "" : ",") + ('"' + field.key + "\":" + field.*value);
+    }
   }
   return textOf(parseObject('{' + text + '}'));
 }
@@ -43,11 +46,12 @@ Field file() {
           R"({"location":"","name":"","isDirectory":false,"contents":"","encoding":"utf-8"})"};
 }
 
-constexpr auto AN_INFO = R"({"location":"/w/i","name":"i","isDirectory":true})";
 constexpr auto NO_INFO = R"({"location":"","name":"","isDirectory":false})";
+constexpr auto A_FAULT = R"({"message":"é","faultCode":"code","faultConditions":[]})";
 
 Field info(const std::string& key) {
-  return {key, AN_INFO, NO_INFO};
+  return {key, R"({"location":"/)" + key + R"(","name":")" + key + R"(","isDirectory":true})",
+          NO_INFO};
 }
 
 Field text(const std::string& key, const std::string& absent = "") {
@@ -61,8 +65,8 @@ std::vector<Field> request(std::vector<Field> own) {
 }
 
 std::vector<Field> response(std::vector<Field> own) {
-  const std::string fault = R"({"message":"é","faultCode":"code","faultConditions":[]})";
-  own.push_back({"messageFaults", '[' + fault + "," + fault + ']', "[]"});
+  const std::string other = R"({"message":"","faultCode":"other","faultConditions":[]})";
+  own.push_back({"messageFaults", '[' + (A_FAULT + (',' + other)) + ']', "[]"});
   return request(std::move(own));
 }
 
@@ -111,15 +115,23 @@ TEST_F(MessageJson, KeepsEveryKeyOfItsTypeAndHasADefaultForIt) {
       {"RenameFile", request({text("originalFileInfo"), text("newFileInfo")})},
       {"RenameFileResponse", response({info("newFileInfo")})},
       {"MoveFile", request({text("srcPath"), text("destPath")})},
+      {"MoveFileResponse",
+       response({info("fileInfo"), {"srcPath", NO_INFO, NO_INFO}, {"fault", A_FAULT, ""}})},
       {"DeleteFile", request({text("path")})},
       {"DeleteFileResponse", response({info("fileInfo")})},
       {"ListFolder", request({text("path")})},
       {"ListFolderResponse",
-       response({info("folder"), {"folderContents", '[' + std::string(AN_INFO) + ']', "[]"}})},
+       response({info("folder"), {"folderContents", '[' + info("entry").value + ']', "[]"}})},
       {"OpenWithBrowser", request({text("uri", "notset")})},
   };
+  std::vector<std::string> types;
   for (const auto& [type, fields] : rows) {
     SCOPED_TRACE(type);
+    types.push_back("connector/v1/" + type);
+    std::set<std::string> values;
+    for (const auto& field : fields) {
+      EXPECT_TRUE(values.insert(field.value).second) << field.value << " hides swapped fields.";
+    }
     const std::string full = objectOf(fields, &Field::value);
     EXPECT_EQ(passed(type, parseObject(full)), full);
 
@@ -133,6 +145,8 @@ TEST_F(MessageJson, KeepsEveryKeyOfItsTypeAndHasADefaultForIt) {
 
     EXPECT_THROW(passed(type, nullptr), Poco::NullPointerException);
   }
+  EXPECT_THAT(registry->names(), ::testing::UnorderedElementsAreArray(types))
+      << "A row is missing.";
 }
 
 TEST_F(MessageJson, AMoveLosesItsSourceAndFaultsLoseTheirConditions) {
@@ -141,25 +155,22 @@ TEST_F(MessageJson, AMoveLosesItsSourceAndFaultsLoseTheirConditions) {
   conditions.emplace_back("SECOND", std::vector<std::u16string>{});
   std::vector<Fault> faults;
   faults.emplace_back("code", "text", std::move(conditions));
-  faults.emplace_back("other", "", std::vector<FaultCondition>());
-  const auto json = [](const std::string& ofFirst, const std::string& source) {
-    const std::string first =
-        R"({"message":"text","faultCode":"code","faultConditions":[)" + ofFirst + "]}";
-    const std::string both =
-        '[' + first + R"(,{"message":"","faultCode":"other","faultConditions":[]}])";
-    return objectOf(request({{"fileInfo", AN_INFO, ""},
+  const auto json = [](const std::string& ofFault, const std::string& source) {
+    const std::string fault =
+        R"({"message":"text","faultCode":"code","faultConditions":[)" + ofFault + "]}";
+    return objectOf(request({info("fileInfo"),
                              {"srcPath", source, ""},
-                             {"fault", first, ""},
-                             {"messageFaults", both, ""}}),
+                             {"fault", fault, ""},
+                             {"messageFaults", '[' + fault + ']', ""}}),
                     &Field::value);
   };
-  const Object::Ptr written = registry->toJson(
-      std::make_unique<MoveFileResponse>("a uuid", FileInfo(u"/w/i", true), FileInfo(u"/w/i", true),
-                                         std::move(faults), Version(1, 2)));
+  const Object::Ptr written = registry->toJson(std::make_unique<MoveFileResponse>(
+      "a uuid", FileInfo(u"/fileInfo", true), FileInfo(u"/source", true), std::move(faults),
+      Version(1, 2)));
 
   EXPECT_EQ(textOf(written), json(R"({"faultId":"FIRST","faultInfo":["/w/é","😀"]},)"
                                   R"({"faultId":"SECOND","faultInfo":[]})",
-                                  AN_INFO));
+                                  info("source").value));
   EXPECT_EQ(passed("MoveFileResponse", written), json("", NO_INFO));
 }
 
