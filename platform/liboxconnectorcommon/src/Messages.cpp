@@ -18,8 +18,6 @@ const std::string FaultCondition::NOT_A_FOLDER = "NOT_A_FOLDER";
 const std::string FaultCondition::OVER_DISK_QUOTA = "OVER_DISK_QUOTA";
 const std::string FaultCondition::RESOURCE_IN_USE = "RESOURCE_IN_USE";
 
-const std::string Message::NO_UUID = "notset";
-
 // NOLINTEND(cert-err58-cpp)
 
 // NOLINTBEGIN(modernize-pass-by-value): the framework's signatures.
@@ -46,7 +44,7 @@ Response::Response(const std::string& uuid, std::vector<Fault>&& faults, Version
     , faults_(std::move(faults)) {}
 
 Response::Response(std::vector<Fault>&& faults, Version apiVersion)
-    : Response(NO_UUID, std::move(faults), apiVersion) {}
+    : Response("notset", std::move(faults), apiVersion) {}
 
 Response::Response(Version apiVersion)
     : Response({}, apiVersion) {}

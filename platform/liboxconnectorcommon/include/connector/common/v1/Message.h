@@ -13,9 +13,6 @@ namespace connector::common::v1 {
 /// The fields that every message has.
 class Message {
 public:
-  /// The `uuid` of a message that was given none.
-  static const std::string NO_UUID;
-
   Message(const std::string& uuid, Version apiVersion);
   virtual ~Message();
   Message(const Message&) = delete;
@@ -35,7 +32,7 @@ class Response : public Message {
 public:
   Response(const std::string& uuid, std::vector<Fault>&& faults, Version apiVersion);
 
-  /// The short forms leave the `uuid` at NO_UUID.
+  /// The short forms set the `uuid` to "notset".
   Response(std::vector<Fault>&& faults, Version apiVersion);
   explicit Response(Version apiVersion);
 
