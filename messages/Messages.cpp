@@ -1,5 +1,6 @@
 #include <connector/file/v1/Messages.h>
 
+#include <memory>
 #include <utility>
 
 namespace connector::file::v1 {
@@ -10,68 +11,48 @@ CreateFile::CreateFile(const std::string& uuid, File&& file, bool updateIfExists
     , file(std::move(file))
     , updateIfExists(updateIfExists) {}
 
-CreateFile::~CreateFile() = default;
-
 CreateFileResponse::CreateFileResponse(const std::string& uuid, FileInfo&& fileInfo,
                                        std::vector<Fault>&& faults, Version apiVersion)
     : common::v1::Response(uuid, std::move(faults), apiVersion)
     , fileInfo(std::move(fileInfo)) {}
-
-CreateFileResponse::~CreateFileResponse() = default;
 
 OpenOrCreateFile::OpenOrCreateFile(const std::string& uuid, std::u16string&& path,
                                    Version apiVersion)
     : common::v1::Message(uuid, apiVersion)
     , path(std::move(path)) {}
 
-OpenOrCreateFile::~OpenOrCreateFile() = default;
-
 OpenOrCreateFileResponse::OpenOrCreateFileResponse(const std::string& uuid, File&& file,
                                                    std::vector<Fault>&& faults, Version apiVersion)
     : common::v1::Response(uuid, std::move(faults), apiVersion)
     , file(std::move(file)) {}
 
-OpenOrCreateFileResponse::~OpenOrCreateFileResponse() = default;
-
 OpenFile::OpenFile(const std::string& uuid, std::u16string&& path, Version apiVersion)
     : common::v1::Message(uuid, apiVersion)
     , path(std::move(path)) {}
-
-OpenFile::~OpenFile() = default;
 
 OpenFileResponse::OpenFileResponse(const std::string& uuid, File&& file,
                                    std::vector<Fault>&& faults, Version apiVersion)
     : common::v1::Response(uuid, std::move(faults), apiVersion)
     , file(std::move(file)) {}
 
-OpenFileResponse::~OpenFileResponse() = default;
-
 UpdateFile::UpdateFile(const std::string& uuid, File&& file, Version apiVersion)
     : common::v1::Message(uuid, apiVersion)
     , file(std::move(file)) {}
-
-UpdateFile::~UpdateFile() = default;
 
 UpdateFileResponse::UpdateFileResponse(const std::string& uuid, FileInfo&& fileInfo,
                                        std::vector<Fault>&& faults, Version apiVersion)
     : common::v1::Response(uuid, std::move(faults), apiVersion)
     , fileInfo(std::move(fileInfo)) {}
 
-UpdateFileResponse::~UpdateFileResponse() = default;
-
 CloseFile::CloseFile(const std::string& uuid, File&& file, bool updateFile, Version apiVersion)
     : common::v1::Message(uuid, apiVersion)
     , file(std::move(file))
     , updateFile(updateFile) {}
 
-CloseFile::~CloseFile() = default;
-
 CloseFileResponse::CloseFileResponse(const std::string& uuid, FileInfo&& fileInfo,
                                      std::vector<Fault>&& faults, Version apiVersion)
     : common::v1::Response(uuid, std::move(faults), apiVersion)
     , fileInfo(std::move(fileInfo)) {}
-
-CloseFileResponse::~CloseFileResponse() = default;
 
 RenameFile::RenameFile(const std::string& uuid, std::u16string&& originalFileInfo,
                        std::u16string&& newFileInfo, Version apiVersion)
@@ -79,14 +60,10 @@ RenameFile::RenameFile(const std::string& uuid, std::u16string&& originalFileInf
     , originalFileInfo(std::move(originalFileInfo))
     , newFileInfo(std::move(newFileInfo)) {}
 
-RenameFile::~RenameFile() = default;
-
 RenameFileResponse::RenameFileResponse(const std::string& uuid, FileInfo&& newFileInfo,
                                        std::vector<Fault>&& faults, Version apiVersion)
     : common::v1::Response(uuid, std::move(faults), apiVersion)
     , newFileInfo(std::move(newFileInfo)) {}
-
-RenameFileResponse::~RenameFileResponse() = default;
 
 MoveFile::MoveFile(const std::string& uuid, std::u16string&& srcPath, std::u16string&& destPath,
                    Version apiVersion)
@@ -94,34 +71,24 @@ MoveFile::MoveFile(const std::string& uuid, std::u16string&& srcPath, std::u16st
     , srcPath(std::move(srcPath))
     , destPath(std::move(destPath)) {}
 
-MoveFile::~MoveFile() = default;
-
 MoveFileResponse::MoveFileResponse(const std::string& uuid, FileInfo&& fileInfo, FileInfo&& srcPath,
                                    std::vector<Fault>&& faults, Version apiVersion)
     : common::v1::Response(uuid, std::move(faults), apiVersion)
     , fileInfo(std::move(fileInfo))
     , srcPath(std::move(srcPath)) {}
 
-MoveFileResponse::~MoveFileResponse() = default;
-
 DeleteFile::DeleteFile(const std::string& uuid, std::u16string&& path, Version apiVersion)
     : common::v1::Message(uuid, apiVersion)
     , path(std::move(path)) {}
-
-DeleteFile::~DeleteFile() = default;
 
 DeleteFileResponse::DeleteFileResponse(const std::string& uuid, FileInfo&& fileInfo,
                                        std::vector<Fault>&& faults, Version apiVersion)
     : common::v1::Response(uuid, std::move(faults), apiVersion)
     , fileInfo(std::move(fileInfo)) {}
 
-DeleteFileResponse::~DeleteFileResponse() = default;
-
 ListFolder::ListFolder(const std::string& uuid, std::u16string&& path, Version apiVersion)
     : common::v1::Message(uuid, apiVersion)
     , path(std::move(path)) {}
-
-ListFolder::~ListFolder() = default;
 
 ListFolderResponse::ListFolderResponse(const std::string& uuid, FileInfo&& folder,
                                        std::vector<FileInfo>&& folderContents,
@@ -130,12 +97,37 @@ ListFolderResponse::ListFolderResponse(const std::string& uuid, FileInfo&& folde
     , folder(std::move(folder))
     , folderContents(std::move(folderContents)) {}
 
-ListFolderResponse::~ListFolderResponse() = default;
-
 OpenWithBrowser::OpenWithBrowser(const std::string& uuid, std::string&& uri, Version apiVersion)
     : common::v1::Message(uuid, apiVersion)
     , uri(std::move(uri)) {}
 
+// Defined here, so that only the library has the virtual tables.
+CreateFile::~CreateFile() = default;
+CreateFileResponse::~CreateFileResponse() = default;
+OpenOrCreateFile::~OpenOrCreateFile() = default;
+OpenOrCreateFileResponse::~OpenOrCreateFileResponse() = default;
+OpenFile::~OpenFile() = default;
+OpenFileResponse::~OpenFileResponse() = default;
+UpdateFile::~UpdateFile() = default;
+UpdateFileResponse::~UpdateFileResponse() = default;
+CloseFile::~CloseFile() = default;
+CloseFileResponse::~CloseFileResponse() = default;
+RenameFile::~RenameFile() = default;
+RenameFileResponse::~RenameFileResponse() = default;
+MoveFile::~MoveFile() = default;
+MoveFileResponse::~MoveFileResponse() = default;
+DeleteFile::~DeleteFile() = default;
+DeleteFileResponse::~DeleteFileResponse() = default;
+ListFolder::~ListFolder() = default;
+ListFolderResponse::~ListFolderResponse() = default;
 OpenWithBrowser::~OpenWithBrowser() = default;
 
 } // namespace connector::file::v1
+
+namespace connector {
+
+template class detail::SharedFutureState<std::unique_ptr<Message>>;
+template class Future<std::unique_ptr<Message>>;
+template class Promise<std::unique_ptr<Message>>;
+
+} // namespace connector

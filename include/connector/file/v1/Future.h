@@ -298,4 +298,9 @@ Future<T> makeFailedFuture(std::exception_ptr exception) {
   return Future<T>(std::move(state));
 }
 
+// Instantiated once, in the library, as are the Futures of the file service and of messages.
+extern template class detail::SharedFutureState<bool>;
+extern template class Future<bool>;
+extern template class Promise<bool>;
+
 } // namespace connector

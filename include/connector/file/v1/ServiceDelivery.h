@@ -20,6 +20,11 @@
 /// for it. There is no table: adding a request takes a class and an overload.
 namespace connector {
 
+// Instantiated once, in the library.
+extern template class detail::SharedFutureState<std::unique_ptr<Message>>;
+extern template class Future<std::unique_ptr<Message>>;
+extern template class Promise<std::unique_ptr<Message>>;
+
 namespace detail {
 
 /// The demangled name of the message's run-time type, or "null".
