@@ -1,3 +1,4 @@
+#include "Delivery.h"
 #include "Faults.h"
 #include "fileservice/Utf8.h"
 
@@ -196,3 +197,19 @@ FutureResponse FileServiceProviderImpl::handle(std::unique_ptr<ListFolder>&& req
 }
 
 } // namespace connector::file::v1
+
+namespace connector {
+
+using file::v1::FileServiceProvider;
+
+template class MessageAPI<file::v1::CreateFile, FileServiceProvider>;
+template class MessageAPI<file::v1::OpenOrCreateFile, FileServiceProvider>;
+template class MessageAPI<file::v1::OpenFile, FileServiceProvider>;
+template class MessageAPI<file::v1::UpdateFile, FileServiceProvider>;
+template class MessageAPI<file::v1::CloseFile, FileServiceProvider>;
+template class MessageAPI<file::v1::RenameFile, FileServiceProvider>;
+template class MessageAPI<file::v1::MoveFile, FileServiceProvider>;
+template class MessageAPI<file::v1::DeleteFile, FileServiceProvider>;
+template class MessageAPI<file::v1::ListFolder, FileServiceProvider>;
+
+} // namespace connector

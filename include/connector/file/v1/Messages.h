@@ -269,19 +269,3 @@ public:
 // NOLINTEND(cppcoreguidelines-special-member-functions)
 
 } // namespace connector::file::v1
-
-namespace connector {
-
-// Instantiated once, in the library, where the provider is complete.
-
-extern template class MessageAPI<file::v1::CreateFile, file::v1::FileServiceProvider>;
-extern template class MessageAPI<file::v1::OpenOrCreateFile, file::v1::FileServiceProvider>;
-extern template class MessageAPI<file::v1::OpenFile, file::v1::FileServiceProvider>;
-extern template class MessageAPI<file::v1::UpdateFile, file::v1::FileServiceProvider>;
-extern template class MessageAPI<file::v1::CloseFile, file::v1::FileServiceProvider>;
-extern template class MessageAPI<file::v1::RenameFile, file::v1::FileServiceProvider>;
-extern template class MessageAPI<file::v1::MoveFile, file::v1::FileServiceProvider>;
-extern template class MessageAPI<file::v1::DeleteFile, file::v1::FileServiceProvider>;
-extern template class MessageAPI<file::v1::ListFolder, file::v1::FileServiceProvider>;
-
-} // namespace connector

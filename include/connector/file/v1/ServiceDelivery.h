@@ -11,7 +11,6 @@
 #include <memory>
 #include <stdexcept>
 #include <string>
-#include <type_traits>
 #include <typeinfo>
 #include <utility>
 
@@ -39,18 +38,6 @@ refuseMessage(const std::string& refusal, const std::type_info& expected, const 
       " but found " + typeNameOf(found))));
 }
 
-/// The type of the overload of `handle` that takes exactly `Req`; ill-formed if there is none.
-template <typename Provider, typename Req>
-using OverloadFor = decltype(static_cast<Future<std::unique_ptr<Message>> (Provider::*)(
-                                 std::unique_ptr<Req>&&, Address&&, std::shared_ptr<Context>&&)>(
-    &Provider::handle));
-
-template <typename Provider, typename Req, typename = void>
-inline constexpr bool HANDLES = false;
-
-template <typename Provider, typename Req>
-inline constexpr bool HANDLES<Provider, Req, std::void_t<OverloadFor<Provider, Req>>> = true;
-
 } // namespace detail
 
 /// A message that can be delivered to a `Provider`.
@@ -65,7 +52,8 @@ public:
                                                    std::shared_ptr<Context>&& context) = 0;
 };
 
-/// Gives the request class `Req`, which derives from it, its delivery.
+/// Gives the request class `Req`, which derives from it, its delivery. The library has `deliver`
+/// for every request of the file service.
 template <typename Req, typename Provider>
 class CONNECTOR_FILE_EXPORT MessageAPI : public ServiceMessage<Provider> {
 public:
@@ -73,25 +61,6 @@ public:
                                            std::unique_ptr<Message>&& message, Address&& address,
                                            std::shared_ptr<Context>&& context) override;
 };
-
-// Not inline: `Provider` is complete only in the library's own instantiation.
-template <typename Req, typename Provider>
-Future<std::unique_ptr<Message>>
-MessageAPI<Req, Provider>::deliver(std::shared_ptr<Provider> provider,
-                                   std::unique_ptr<Message>&& message, Address&& address,
-                                   std::shared_ptr<Context>&& context) {
-  // Otherwise the call below would choose the generic `handle`, which delivers again, endlessly.
-  static_assert(
-      detail::HANDLES<Provider, Req>,
-      "The provider lacks the overload of 'handle' for this request, or is incomplete here.");
-  if (message.get() != static_cast<Message*>(this)) {
-    return detail::refuseMessage("Unable to deliver to service. ", typeid(Req), message.get());
-  }
-  // From here on the request, and so this object, belongs to the provider.
-  static_cast<void>(message.release());
-  return provider->handle(std::unique_ptr<Req>(static_cast<Req*>(this)), std::move(address),
-                          std::move(context));
-}
 
 /// Gives the provider class `Provider`, which derives from it, the generic `handle`.
 template <typename Provider>
