@@ -10,15 +10,15 @@ namespace fl::detail {
 /// How many such characters, U+0001 to U+007F, a text begins with.
 template <typename Unit>
 std::size_t plain_length(const Unit* text, std::size_t size) {
-  using Value = std::make_unsigned_t<std::conditional_t<sizeof(Unit) == 1, char, short>>;
+  using unit_value = std::make_unsigned_t<std::conditional_t<sizeof(Unit) == 1, char, short>>;
   constexpr std::size_t block = 8; // whole blocks, so that the compiler takes a block in one go
-  constexpr Value first_other = 0x80;
+  constexpr unit_value first_other = 0x80;
   std::size_t length = 0;
   while (size - length >= block) {
-    Value bits = 0;
+    unit_value bits = 0;
     for (std::size_t index = 0; index < block; ++index) {
-      const auto value = static_cast<Value>(text[length + index]);
-      bits |= static_cast<Value>(value | (value - 1)); // 0 becomes all ones
+      const auto value = static_cast<unit_value>(text[length + index]);
+      bits |= static_cast<unit_value>(value | (value - 1)); // 0 becomes all ones
     }
     if (bits >= first_other) {
       break;

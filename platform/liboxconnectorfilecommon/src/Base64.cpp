@@ -143,24 +143,24 @@ Groups pick(Groups fast, Groups plain) noexcept {
   return static_cast<bool>(__builtin_cpu_supports("ssse3")) ? fast : plain;
 }
 
-const Groups fastEncode = pick(encodeBySsse3, encodePlainly);
-const Groups fastDecode = pick(decodeBySsse3, decodePlainly);
+const Groups FAST_ENCODE = pick(encodeBySsse3, encodePlainly);
+const Groups FAST_DECODE = pick(decodeBySsse3, decodePlainly);
 
 #else
 
-constexpr Groups fastEncode = encodePlainly;
-constexpr Groups fastDecode = decodePlainly;
+constexpr Groups FAST_ENCODE = encodePlainly;
+constexpr Groups FAST_DECODE = decodePlainly;
 
 #endif
 
 void encode(const char* in, std::size_t groups, char* out) {
-  const std::size_t done = fastEncode(in, groups, out);
+  const std::size_t done = FAST_ENCODE(in, groups, out);
   encodePlainly(in + 3 * done, groups - done, out + 4 * done);
 }
 
 /// False when there is a character that is no digit.
 bool decode(const char* in, std::size_t groups, char* out) {
-  const std::size_t done = fastDecode(in, groups, out);
+  const std::size_t done = FAST_DECODE(in, groups, out);
   return decodePlainly(in + 4 * done, groups - done, out + 3 * done) == groups - done;
 }
 

@@ -11,11 +11,11 @@ namespace fl::filesystem {
 
 namespace {
 
-constexpr mode_t all_permissions = 0777; // less what the process's umask takes
+constexpr mode_t ALL_PERMISSIONS = 0777; // less what the process's umask takes
 
 /// Returns 0 if the directory now exists, also if another process made it, else mkdir's errno.
 int make_or_keep(const std::string& directory) {
-  if (::mkdir(directory.c_str(), all_permissions) == 0) {
+  if (::mkdir(directory.c_str(), ALL_PERMISSIONS) == 0) {
     return 0;
   }
   const int code = errno;
@@ -36,7 +36,7 @@ int make_with_ancestors(const std::string& directory) {
 } // namespace
 
 void create_directory(const std::u16string& path) {
-  if (::mkdir(detail::utf16_to_native(path).c_str(), all_permissions) != 0) {
+  if (::mkdir(detail::utf16_to_native(path).c_str(), ALL_PERMISSIONS) != 0) {
     detail::throw_errno(errno, path);
   }
 }

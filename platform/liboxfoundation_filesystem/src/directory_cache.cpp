@@ -1,8 +1,8 @@
 // A cache of one entry per thread: the open directory that the thread iterates over. A path lookup
 // from the root costs more the deeper the directory is.
 //
-// Gain: listing 10,000 entries takes 1.24 times the bare system calls with it and 1.91 without, in a
-// directory of 11 components; 1.25 and 1.48 in one of 4 (bench/file_operations_bench,
+// Gain: listing 10,000 entries takes 1.24 times the bare system calls with it and 1.91 without, in
+// a directory of 11 components; 1.25 and 1.48 in one of 4 (bench/file_operations_bench,
 // list/in_open_folder, medians of 5 runs in alternation, on tmpfs).
 //
 // Assumption: a thread asks about the entries of the directory it is iterating over. It then means
@@ -17,7 +17,7 @@ namespace fl::filesystem::detail {
 
 namespace {
 
-constexpr char16_t separator = u'/';
+constexpr char16_t SEPARATOR = u'/';
 
 thread_local std::shared_ptr<const iterated_directory> current;
 
@@ -28,13 +28,13 @@ std::u16string_view name_in(std::u16string_view directory, std::u16string_view p
     return {};
   }
   path.remove_prefix(directory.size());
-  if (directory.back() != separator) {
-    if (path.front() != separator) {
+  if (directory.back() != SEPARATOR) {
+    if (path.front() != SEPARATOR) {
       return {};
     }
     path.remove_prefix(1);
   }
-  return path.find(separator) == std::u16string_view::npos ? path : std::u16string_view();
+  return path.find(SEPARATOR) == std::u16string_view::npos ? path : std::u16string_view();
 }
 
 } // namespace
@@ -44,7 +44,7 @@ void iterate_over(const std::shared_ptr<const iterated_directory>& directory) {
     return;
   }
   current.reset();
-  if (!directory->path.empty() && directory->path.front() == separator) {
+  if (!directory->path.empty() && directory->path.front() == SEPARATOR) {
     current = directory;
   }
 }

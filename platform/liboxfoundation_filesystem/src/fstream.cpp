@@ -22,7 +22,7 @@ namespace {
 
 using detail::stat_buffer;
 
-constexpr mode_t creation_mode = 0666; // less what the process's umask takes
+constexpr mode_t CREATION_MODE = 0666; // less what the process's umask takes
 
 bool is_for_writing(std::ios_base::openmode mode) {
   return (mode & (std::ios_base::out | std::ios_base::app)) != 0;
@@ -104,7 +104,7 @@ bool file_buf::open(const char* name, std::ios_base::openmode mode) {
     errno = EINVAL;
     return false;
   }
-  descriptor opened(open_file(name, open_flags(mode), creation_mode));
+  descriptor opened(open_file(name, open_flags(mode), CREATION_MODE));
   const bool truncates = (mode & std::ios_base::trunc) != 0;
   if (!opened.isOpen() || (is_for_writing(mode) && !prepare_writing(opened.get(), truncates))) {
     return false;

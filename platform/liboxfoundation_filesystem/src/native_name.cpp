@@ -17,11 +17,11 @@ namespace utf = boost::locale::utf;
 
 using fl::detail::append_plain;
 
-// Byte b becomes escape_base + b, in the private use area; only 0x80 to 0xFF occur.
-constexpr utf::code_point escape_base = 0xEF00;
+// Byte b becomes ESCAPE_BASE + b, in the private use area; only 0x80 to 0xFF occur.
+constexpr utf::code_point ESCAPE_BASE = 0xEF00;
 
 bool is_escape(utf::code_point character) {
-  return character >= escape_base + 0x80 && character <= escape_base + 0xFF;
+  return character >= ESCAPE_BASE + 0x80 && character <= ESCAPE_BASE + 0xFF;
 }
 
 bool is_malformed(utf::code_point character) {
@@ -39,7 +39,7 @@ void append_native(Bytes& bytes, std::u16string_view path, std::u16string_view w
       throw FileNameConversionFailure(EILSEQ, std::u16string(whole));
     }
     if (is_escape(character)) {
-      bytes.push_back(static_cast<char>(character - escape_base));
+      bytes.push_back(static_cast<char>(character - ESCAPE_BASE));
       escaped = true;
     } else {
       utf::utf_traits<char>::encode(character, std::back_inserter(bytes));
@@ -67,7 +67,7 @@ void native_to_utf16(std::string_view bytes, std::u16string& text) {
     const auto* next = position;
     const utf::code_point character = utf::utf_traits<char>::decode(next, bytes.end());
     if (is_malformed(character) || is_escape(character)) {
-      text += static_cast<char16_t>(escape_base + static_cast<unsigned char>(*position));
+      text += static_cast<char16_t>(ESCAPE_BASE + static_cast<unsigned char>(*position));
       next = position + 1;
     } else {
       utf::utf_traits<char16_t>::encode(character, std::back_inserter(text));

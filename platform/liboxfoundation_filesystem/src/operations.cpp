@@ -26,20 +26,20 @@ namespace posix_time = boost::posix_time;
 using detail::means_missing;
 
 // Modes of `access`.
-constexpr unsigned access_read = 2;
-constexpr unsigned access_write = 4;
+constexpr unsigned ACCESS_READ = 2;
+constexpr unsigned ACCESS_WRITE = 4;
 
 // A ptime counts microseconds, not from 1970 but from its calendar's first day, in 64 bits; within
 // this many seconds on either side of 1970 neither it nor its distance from 1970 overflows.
-constexpr std::int64_t calendar_day_of_1970 = 2'440'588;
-constexpr std::int64_t furthest_second =
-    std::numeric_limits<std::int64_t>::max() / 1'000'000 - calendar_day_of_1970 * 86'400 - 1;
+constexpr std::int64_t CALENDAR_DAY_OF_1970 = 2'440'588;
+constexpr std::int64_t FURTHEST_SECOND =
+    std::numeric_limits<std::int64_t>::max() / 1'000'000 - CALENDAR_DAY_OF_1970 * 86'400 - 1;
 
 posix_time::ptime to_ptime(const timespec& time) {
-  if (time.tv_sec > furthest_second) {
+  if (time.tv_sec > FURTHEST_SECOND) {
     return posix_time::pos_infin;
   }
-  if (time.tv_sec < -furthest_second) {
+  if (time.tv_sec < -FURTHEST_SECOND) {
     return posix_time::neg_infin;
   }
   static const posix_time::ptime epoch(boost::gregorian::date(1970, 1, 1));
@@ -116,7 +116,7 @@ bool exists(const std::u16string& path) {
 
 bool access(const std::u16string& path, unsigned mode) {
   const int wanted =
-      ((mode & access_read) != 0 ? R_OK : 0) | ((mode & access_write) != 0 ? W_OK : 0);
+      ((mode & ACCESS_READ) != 0 ? R_OK : 0) | ((mode & ACCESS_WRITE) != 0 ? W_OK : 0);
   const detail::place place(path);
   if (::faccessat(place.directory(), place.name(), wanted, AT_EACCESS) == 0) {
     return !detail::is_denied(place.directory(), place.name(), (wanted & W_OK) != 0);

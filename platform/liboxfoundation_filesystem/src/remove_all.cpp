@@ -20,15 +20,15 @@ using detail::descriptor;
 using detail::stat_buffer;
 using detail::throw_errno;
 
-constexpr std::size_t max_open_directories = 32;
-constexpr int max_scans = 100; // of one directory, while others keep changing it
+constexpr std::size_t MAX_OPEN_DIRECTORIES = 32;
+constexpr int MAX_SCANS = 100; // of one directory, while others keep changing it
 
 /// A directory that is being emptied. Its stream is closed while too many are open.
 struct directory {
   std::string name; // in the directory above
   stat_buffer status{};
   detail::directory_stream stream;
-  int scans_left = max_scans;
+  int scans_left = MAX_SCANS;
 
   [[nodiscard]] int get() const { return ::dirfd(stream.get()); }
 };
@@ -104,7 +104,7 @@ private:
     }
     next.name = std::move(name);
     directories_.push_back(std::move(next));
-    if (directories_.size() - first_open_ > max_open_directories) {
+    if (directories_.size() - first_open_ > MAX_OPEN_DIRECTORIES) {
       directories_[first_open_++].stream.reset();
     }
     return true;

@@ -13,9 +13,9 @@ namespace {
 
 namespace utf = boost::locale::utf;
 
-constexpr utf::code_point replacementCharacter = 0xFFFD;
+constexpr utf::code_point REPLACEMENT_CHARACTER = 0xFFFD;
 
-void requireUtf8(std::string_view encoding) {
+void require_utf8(std::string_view encoding) {
   if (encoding != "UTF-8") {
     throw std::invalid_argument("Unknown encoding: " + std::string(encoding));
   }
@@ -31,7 +31,7 @@ std::basic_string<To> convert(std::basic_string_view<From> text) {
     utf::code_point point = utf::utf_traits<From>::decode(next, text.end());
     if (!utf::is_valid_codepoint(point)) {
       // The decoder may have read past the start of something valid: only one unit is given up.
-      point = replacementCharacter;
+      point = REPLACEMENT_CHARACTER;
       next = at + 1;
     }
     utf::utf_traits<To>::encode(point, std::back_inserter(result));
@@ -43,11 +43,11 @@ std::basic_string<To> convert(std::basic_string_view<From> text) {
 } // namespace
 
 codecvt_ustring_to_string::codecvt_ustring_to_string(std::string_view encoding, bool /*flag*/) {
-  requireUtf8(encoding);
+  require_utf8(encoding);
 }
 
 codecvt_string_to_ustring::codecvt_string_to_ustring(std::string_view encoding) {
-  requireUtf8(encoding);
+  require_utf8(encoding);
 }
 
 std::string to_string(const ustring& text, const codecvt_ustring_to_string& /*codec*/) {
