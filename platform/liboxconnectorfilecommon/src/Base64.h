@@ -7,8 +7,9 @@
 #include <string_view>
 
 // RFC 4648 base64, padded, in blocks by SSSE3 where the processor has it. Without SSSE3 an OpenFile
-// of 20 MB that is not text takes 1.6 times as long (CPU time of connector-host), and both
-// conversions together 3.4 times (bench/conversion_bench, convertFile/bytes).
+// of 20 MB that is not text takes 1.6 times as long and a CreateFile 1.2 times (CPU time of
+// connector-host), and both conversions together 3.4 times (bench/conversion_bench,
+// convertFile/bytes).
 namespace connector::file_common::v1 {
 
 /// Appends the text of `bytes`.
