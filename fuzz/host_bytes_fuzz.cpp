@@ -18,7 +18,6 @@
 #include <simdjson.h>
 #include <string>
 #include <string_view>
-#include <utility>
 #include <variant>
 
 namespace {
@@ -63,10 +62,10 @@ private:
   connector::file::v1::FileJsonSerialization serialization_{registry_};
 };
 
-std::string textOf(Answer answer) {
+std::string textOf(const Answer& answer) {
   StringOutput out;
-  if (auto* const batch = std::get_if<Batch>(&answer)) {
-    static_cast<void>(std::move(*batch).execute(out));
+  if (const auto* const batch = std::get_if<Batch>(&answer)) {
+    static_cast<void>(batch->execute(out));
   } else if (const auto& reply = std::get<std::optional<Reply>>(answer)) {
     reply->writeTo(out);
   }

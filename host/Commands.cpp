@@ -88,12 +88,11 @@ void send(Output& output, Framing framing, const std::optional<Reply>& reply) {
   }
 }
 
-/// Keeps all replies in memory: their length is unknown before the batch is executed, which is
-/// possible only once.
-std::optional<Reply> gatherReplies(Batch&& batch) {
+/// Keeps all replies in memory: their length is unknown before the batch is executed.
+std::optional<Reply> gatherReplies(const Batch& batch) {
   try {
     StringOutput replies;
-    if (!std::move(batch).execute(replies)) {
+    if (!batch.execute(replies)) {
       return std::nullopt;
     }
     replies.flush();
@@ -105,18 +104,18 @@ std::optional<Reply> gatherReplies(Batch&& batch) {
 
 /// Returns whether there is a line to end. If memory runs out, the line ends early and is not JSON:
 /// its beginning may already be sent.
-bool writeLine(Output& output, Batch&& batch) {
+bool writeLine(Output& output, const Batch& batch) {
   try {
-    return std::move(batch).execute(output);
+    return batch.execute(output);
   } catch (const std::bad_alloc&) {
     return true;
   }
 }
 
-void send(Output& output, Framing framing, Batch&& batch) {
+void send(Output& output, Framing framing, const Batch& batch) {
   if (framing == Framing::contentLength) {
-    send(output, framing, gatherReplies(std::move(batch)));
-  } else if (writeLine(output, std::move(batch))) {
+    send(output, framing, gatherReplies(batch));
+  } else if (writeLine(output, batch)) {
     output.append(frameTail(framing));
     output.flush();
   }
@@ -134,9 +133,8 @@ ExitStatus serve(const Options& options, const Api& api, const Termination& term
     if (!incoming) {
       break;
     }
-    std::visit(
-        [&](auto&& kind) { send(output, reader.framing(), std::forward<decltype(kind)>(kind)); },
-        answer(api, *incoming));
+    std::visit([&](const auto& kind) { send(output, reader.framing(), kind); },
+               answer(api, *incoming));
   }
   return ExitStatus::success;
 }

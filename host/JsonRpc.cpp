@@ -151,7 +151,7 @@ void Reply::writeTo(Output& out) const {
   out.append(tail_);
 }
 
-bool Batch::execute(Output& out) && {
+bool Batch::execute(Output& out) const {
   char separator = '[';
   forEachElement(text_, ID, [&](const ObjectWithText& request) {
     if (const auto element = reply(*api_, request)) {

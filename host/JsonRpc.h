@@ -80,9 +80,10 @@ public:
       : api_(&api)
       , text_(text) {}
 
-  /// Executes the requests in order and writes their replies as one array. Returns false, without
-  /// writing, if no request needs a reply. Throws std::bad_alloc.
-  [[nodiscard]] bool execute(Output& out) &&;
+  /// Executes the requests in order and writes their replies as one array. A second call would
+  /// execute them again. Returns false, without writing, if no request needs a reply. Throws
+  /// std::bad_alloc.
+  [[nodiscard]] bool execute(Output& out) const;
 
 private:
   const Api* api_;

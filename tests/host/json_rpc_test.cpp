@@ -34,9 +34,9 @@ public:
 protected:
   std::string answer(const Incoming& incoming) {
     StringOutput out;
-    auto found = host::answer(*this, incoming);
-    if (auto* const batch = std::get_if<Batch>(&found)) {
-      static_cast<void>(std::move(*batch).execute(out));
+    const auto found = host::answer(*this, incoming);
+    if (const auto* const batch = std::get_if<Batch>(&found)) {
+      static_cast<void>(batch->execute(out));
     } else if (const auto& reply = std::get<std::optional<Reply>>(found)) {
       reply->writeTo(out);
     }
