@@ -9,6 +9,7 @@
 #include <stdexcept>
 #include <string>
 #include <tuple>
+#include <type_traits>
 #include <utility>
 #include <vector>
 
@@ -82,6 +83,8 @@ FutureResponse respond(std::unique_ptr<Req> request, const Describe& describe,
 }
 
 } // namespace
+
+static_assert(!std::is_abstract_v<FileServiceProviderImpl>, "A request lacks its handler.");
 
 FileServiceProviderImpl::FileServiceProviderImpl(std::shared_ptr<FileService> service)
     : fileService(std::move(service)) {
