@@ -13,6 +13,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <cstring>
 #include <filesystem>
 #include <memory>
 #include <stdexcept>
@@ -24,14 +25,14 @@
 
 namespace connector::file::v1::test {
 
-/// How a call ends, in one word: the condition of a FileServiceException, "plain" for another
-/// failure, the code of a platform exception that it threw, "ok", and "no" for a false.
+/// How a call ends, in one word: the condition of a refusal, the name of the code of a platform
+/// exception that it threw, "runtime_error" for another failure, "ok", and "false" for a false.
 template <typename Call>
 std::string outcomeOf(const Call& call) {
   try {
     auto future = call();
     if constexpr (std::is_same_v<decltype(future), Future<bool>>) {
-      return future.get() ? "ok" : "no";
+      return future.get() ? "ok" : "false";
     }
     future.get();
     return "ok";
@@ -41,9 +42,9 @@ std::string outcomeOf(const Call& call) {
     EXPECT_STREQ(refusal.what(), what.c_str());
     return refusal.getCondition();
   } catch (const fl::filesystem::FsysExceptionBase& error) {
-    return std::to_string(error.get_error_code());
+    return strerrorname_np(static_cast<int>(error.get_error_code()));
   } catch (const std::runtime_error&) {
-    return "plain";
+    return "runtime_error";
   }
 }
 
