@@ -2,6 +2,7 @@
 // tmpfs shows the service rather than the disk.
 
 #include "Compare.h"
+#include "tests/support/TemporaryDirectory.h"
 
 #include <connector/file/v1/FileServiceImpl.h>
 
@@ -31,23 +32,9 @@ void require(bool done, const char* what) {
   }
 }
 
-/// A folder that goes away with it.
-class Scratch {
+class Scratch : public connector::test::TemporaryDirectory {
 public:
-  Scratch()
-      : path_((fs::temp_directory_path() / "connector-bench-XXXXXX").string()) {
-    require(mkdtemp(path_.data()) != nullptr, "mkdtemp");
-  }
-
-  Scratch(const Scratch&) = delete;
-  Scratch& operator=(const Scratch&) = delete;
-
-  ~Scratch() { fs::remove_all(path_); }
-
-  [[nodiscard]] std::string at(const std::string& name) const { return path_ + "/" + name; }
-
-private:
-  std::string path_;
+  [[nodiscard]] std::string at(const std::string& name) const { return path() / name; }
 };
 
 std::u16string wide(const std::string& path) {

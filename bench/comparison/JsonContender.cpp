@@ -1,7 +1,7 @@
 #include "Contender.h"
+#include "tests/support/JsonText.h"
 
 #include <Poco/Base64Decoder.h>
-#include <Poco/Base64Encoder.h>
 #include <Poco/JSON/Array.h>
 #include <Poco/JSON/Object.h>
 #include <Poco/JSON/Parser.h>
@@ -17,6 +17,7 @@ namespace connector::bench {
 
 namespace {
 
+using connector::test::toBase64;
 using Poco::JSON::Object;
 
 enum class Framing { line, contentLength };
@@ -25,15 +26,6 @@ struct Request {
   std::string bytes;
   std::string answerStart;
 };
-
-std::string toBase64(const std::string& bytes) {
-  std::ostringstream text;
-  Poco::Base64Encoder encoder(text);
-  encoder.rdbuf()->setLineLength(0);
-  encoder << bytes;
-  encoder.close();
-  return text.str();
-}
 
 std::string fromBase64(const std::string& text) {
   std::istringstream stream(text);

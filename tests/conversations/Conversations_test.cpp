@@ -1,10 +1,10 @@
 // Drives a real connector-host through the *.conversation files beside this one; README.md says
 // what their lines mean.
 
+#include "support/ChildProcess.h"
 #include "support/HostClient.h"
 #include "support/Machine.h"
 #include "support/ScratchFolder.h"
-#include "support/Unprivileged.h"
 
 #include <Poco/Dynamic/Var.h>
 #include <Poco/JSON/Array.h>

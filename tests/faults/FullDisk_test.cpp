@@ -1,5 +1,5 @@
 #include "faults/FaultTest.h"
-#include "support/SmallTmpfs.h"
+#include "support/ChildProcess.h"
 
 #include <Poco/String.h>
 #include <gtest/gtest.h>
@@ -15,9 +15,9 @@ struct Row {
   const char* name;
   const char* disk; // options of its tmpfs, which holds one small file
   const char* type;
-  const char* params; // "@" stands for the folder of that disk, "$" for what is outside, "#" for
-                      // contents that are too big for it
-  bool isSeenAhead = false; // by the file service, which has a text of its own for it
+  const char*
+      params; // "@" is that disk, "$" a directory outside, "#" contents too big for the disk
+  bool isSeenAhead = false; // by the file service, which has its own text for it
 
   friend std::ostream& operator<<(std::ostream& out, const Row& row) { return out << row.name; }
 };

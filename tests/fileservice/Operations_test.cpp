@@ -1,6 +1,5 @@
 #include "FileServiceTest.h"
 #include "support/Machine.h"
-#include "support/SmallTmpfs.h"
 
 #include <sys/resource.h>
 
@@ -96,15 +95,6 @@ TEST_F(Operations, PassOnTheFailureOfACallAsItIs) {
   EXPECT_THAT(disk(),
               ElementsAre(Pair("box", "/"), Pair("box/tree", "/"), Pair("box/tree/sub", "/"),
                           Pair("tree", "/"), Pair("tree/sub", "/"), Pair("tree/sub/bad", "1")));
-}
-
-TEST_F(Operations, TakeWhatComesAndNotTheSizeThatWasPromised) {
-  const std::filesystem::path promises4096 = "/sys/class/net/lo/address";
-  if (!std::filesystem::exists(promises4096)) {
-    GTEST_SKIP() << "no file here that is shorter than its size";
-  }
-  const auto file = std::make_shared<FileServiceImpl>()->read(promises4096.u16string()).get();
-  EXPECT_EQ(connector::test::bytesOf(file.getContents()), "00:00:00:00:00:00\n");
 }
 
 TEST_F(Operations, ReadHasItsOwnTextsForNoFileAndForNoMemory) {

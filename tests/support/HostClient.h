@@ -83,12 +83,16 @@ public:
     return bytes;
   }
 
-  /// What of its memory was resident at most so far, in bytes.
-  [[nodiscard]] std::size_t peakMemory() const { return memory("status", "VmHWM:"); }
-
-  /// In bytes: without what the system may take when it is short of memory.
-  [[nodiscard]] std::size_t keptMemory() const {
-    return memory("smaps_rollup", "Rss:") - memory("smaps_rollup", "LazyFree:");
+  /// The most of its memory that was resident at a time so far, in bytes.
+  [[nodiscard]] std::size_t peakMemory() const {
+    std::ifstream lines("/proc/" + std::to_string(host_.id()) + "/status");
+    const std::string key = "VmHWM:";
+    for (std::string line; std::getline(lines, line);) {
+      if (line.rfind(key, 0) == 0) {
+        return 1024 * std::stoul(line.substr(key.size()));
+      }
+    }
+    throw std::runtime_error("the host has ended");
   }
 
   void signal(int number) const { kill(host_.id(), number); }
@@ -108,17 +112,6 @@ public:
   [[nodiscard]] int statusSoFar() const { return host_.tryWait(); }
 
 private:
-  [[nodiscard]] std::size_t memory(const char* file, const std::string& key) const {
-    std::ifstream lines("/proc/" + std::to_string(host_.id()) + "/" + file);
-    std::string line;
-    while (std::getline(lines, line)) {
-      if (line.rfind(key, 0) == 0) {
-        return 1024 * std::stoul(line.substr(key.size()));
-      }
-    }
-    throw std::runtime_error("the host has ended");
-  }
-
   static Poco::ProcessHandle launch(std::vector<std::string> command,
                                     const std::filesystem::path& currentFolder, Poco::Pipe& in,
                                     Poco::Pipe& out) {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <Poco/Base64Encoder.h>
 #include <Poco/Dynamic/Var.h>
 #include <Poco/JSON/Object.h>
 #include <Poco/JSON/Parser.h>
@@ -8,6 +9,7 @@
 #include <sstream>
 #include <stdexcept>
 #include <string>
+#include <string_view>
 
 namespace connector::test {
 
@@ -23,6 +25,16 @@ inline Poco::JSON::Object::Ptr parseObject(const std::string& json) {
 inline std::string textOf(const Poco::Dynamic::Var& json) {
   std::ostringstream text;
   Poco::JSON::Stringifier::stringify(json, text);
+  return text.str();
+}
+
+/// On one line, by another encoder than the product's.
+inline std::string toBase64(std::string_view bytes) {
+  std::ostringstream text;
+  Poco::Base64Encoder encoder(text);
+  encoder.rdbuf()->setLineLength(0);
+  encoder << bytes;
+  encoder.close();
   return text.str();
 }
 

@@ -1,8 +1,9 @@
 #pragma once
 
+#include "support/TemporaryDirectory.h"
+
 #include <gtest/gtest.h>
 
-#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <ios>
@@ -12,7 +13,6 @@
 #include <stdexcept>
 #include <string>
 #include <sys/stat.h>
-#include <system_error>
 #include <time.h>
 
 namespace connector::test {
@@ -62,35 +62,14 @@ inline Disk snapshot(const std::filesystem::path& top, const std::filesystem::pa
   return entries;
 }
 
-/// Fixture with an empty folder of its own, which any user may enter and which goes away with it.
+/// Fixture with a temporary directory of its own.
 class ScratchFolder : public ::testing::Test {
 protected:
-  ScratchFolder()
-      : folder_(make()) {}
-
-  ~ScratchFolder() override {
-    namespace fs = std::filesystem;
-    std::error_code ignored; // What a test leaves undeletable is no failure of the test.
-    for (fs::recursive_directory_iterator entry(folder_, ignored), end; entry != end;
-         entry.increment(ignored)) {
-      if (entry->symlink_status(ignored).type() == fs::file_type::directory) {
-        fs::permissions(entry->path(), fs::perms::owner_all, fs::perm_options::add, ignored);
-      }
-    }
-    fs::remove_all(folder_, ignored);
-  }
-
-public:
-  ScratchFolder(const ScratchFolder&) = delete;
-  ScratchFolder& operator=(const ScratchFolder&) = delete;
-
-protected:
-  /// Absolute, without links in it.
-  [[nodiscard]] const std::filesystem::path& folder() const { return folder_; }
+  [[nodiscard]] const std::filesystem::path& folder() const { return directory_.path(); }
 
   /// Where `name`, a relative path, is beneath the folder.
   [[nodiscard]] std::filesystem::path at(const std::filesystem::path& name) const {
-    return folder_ / name;
+    return folder() / name;
   }
 
   /// The same as the UTF-16 text that the code under test takes.
@@ -124,25 +103,14 @@ protected:
   /// The contents of everything beneath the folder.
   [[nodiscard]] Disk disk() const {
     Disk entries;
-    for (const auto& entry : std::filesystem::recursive_directory_iterator(folder_)) {
-      entries[entry.path().lexically_relative(folder_).string()] = contentsOf(entry);
+    for (const auto& entry : std::filesystem::recursive_directory_iterator(folder())) {
+      entries[entry.path().lexically_relative(folder()).string()] = contentsOf(entry);
     }
     return entries;
   }
 
 private:
-  static std::filesystem::path make() {
-    std::string name = std::filesystem::canonical(std::filesystem::temp_directory_path()) /
-                       "connector-test-XXXXXX";
-    if (mkdtemp(name.data()) == nullptr) {
-      throw std::system_error(errno, std::generic_category(), name);
-    }
-    // mkdtemp's own 0700 would keep out the unprivileged user whom a test drops to.
-    std::filesystem::permissions(name, std::filesystem::perms{0755});
-    return name;
-  }
-
-  std::filesystem::path folder_;
+  TemporaryDirectory directory_;
 };
 
 } // namespace connector::test

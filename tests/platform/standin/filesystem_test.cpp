@@ -1,9 +1,8 @@
 #include "native_name.h"
 #include "platform/Failure.h"
+#include "support/ChildProcess.h"
 #include "support/Machine.h"
 #include "support/ScratchFolder.h"
-#include "support/SmallTmpfs.h"
-#include "support/Unprivileged.h"
 #include "throw_errno.h"
 
 #include <connector/file_common/v1/FileNames.h>
@@ -69,20 +68,6 @@ TEST_F(StandIn, DeniesAccessForEveryLackOfPermission) {
     EXPECT_EQ(failureOf([=] { detail::throw_errno(code, u"/a"); }),
               failure<AccessDenied>(code, u"/a"));
   }
-}
-
-TEST_F(StandIn, CopyIsNotSetUserIdForAnotherOwner) {
-  using std::filesystem::perms;
-  std::filesystem::permissions(writeFile("source"), perms{06755});
-  std::filesystem::permissions(makeFolder("open"), perms::all);
-  copy(textAt("source"), textAt("own"), copy_option{});
-  EXPECT_EQ(std::filesystem::status(at("own")).permissions(), perms{06755});
-  const bool root = ::geteuid() == 0;
-  connector::test::asUnprivilegedUser([&] {
-    copy(textAt("source"), textAt("open/target"), copy_option{});
-    EXPECT_EQ(std::filesystem::status(at("open/target")).permissions(),
-              root ? perms{0755} : perms{06755});
-  });
 }
 
 TEST_F(StandIn, LastWriteTimesAreExactOrInfinite) {
@@ -156,9 +141,6 @@ TEST_F(StandIn, StreamsHoldOneCloseOnExecDescriptorUntilClosed) {
   writer.close();
   EXPECT_TRUE(writer.good());
   EXPECT_EQ(openDescriptors(), before);
-  const ofstream cutShort(at("a").string() + '\0' + "b", REPLACING, SHARE_READ_WRITE);
-  EXPECT_FALSE(cutShort.is_open());
-  EXPECT_FALSE(std::filesystem::exists(at("a")));
 }
 
 } // namespace

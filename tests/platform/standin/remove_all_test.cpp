@@ -2,7 +2,6 @@
 #include "support/ChildProcess.h"
 #include "support/Machine.h"
 #include "support/ScratchFolder.h"
-#include "support/SmallTmpfs.h"
 
 #include <fl/filesystem/operations.h>
 

@@ -1,17 +1,14 @@
 #include "support/FileContents.h"
 #include "support/JsonText.h"
 
-#include <connector/file_common/v1/FileNames.h>
 #include <connector/file_common/v1/Json.h>
 #include <fl/i18n/convert.h>
 
-#include <Poco/Base64Encoder.h>
 #include <Poco/Exception.h>
 #include <gmock/gmock.h>
 
 #include <cstdint>
 #include <random>
-#include <sstream>
 #include <string>
 #include <utility>
 #include <vector>
@@ -24,6 +21,7 @@ using test::bufferOf;
 using test::bytesOf;
 using test::parseObject;
 using test::textOf;
+using test::toBase64;
 using ::testing::StartsWith;
 
 TEST(Convert, ReplacesWhatIsNotPartOfACharacter) {
@@ -48,16 +46,6 @@ TEST(Convert, ReplacesWhatIsNotPartOfACharacter) {
   }
 }
 
-TEST(IsValidFileName, RefusesTheEmptyNameAndControlCharacters) {
-  for (const auto& name : {std::u16string(), std::u16string(u"a\0b", 3), std::u16string(u"\u001F"),
-                           std::u16string(u"/w/a\u007F")}) {
-    EXPECT_FALSE(isValidFileName(name)) << ::testing::PrintToString(name);
-  }
-  for (const auto* name : {u" ", u"~", u"\u0080", u"..", u"/w/\u00E4 \\:*?\"<>|.txt"}) {
-    EXPECT_TRUE(isValidFileName(name)) << ::testing::PrintToString(name);
-  }
-}
-
 Object::Ptr writtenWith(const std::string& bytes) {
   File file(FileInfo(u"/f", false), bufferOf(bytes));
   return fromFile(file);
@@ -71,15 +59,6 @@ std::string randomBytes(std::size_t size) {
     bytes += static_cast<char>(random());
   }
   return bytes;
-}
-
-std::string pocosBase64(std::string_view bytes) {
-  std::ostringstream text;
-  Poco::Base64Encoder encoder(text);
-  encoder.rdbuf()->setLineLength(0);
-  encoder << bytes;
-  encoder.close();
-  return text.str();
 }
 
 std::string fileText(const std::string& encoding, const std::string& contents) {
@@ -103,7 +82,7 @@ TEST(Base64, IsThatOfAnotherEncoderAndReadsBack) {
   for (std::size_t size = 1; size < LONG; ++size) {
     const std::string bytes = randomBytes(size);
     const auto written = writtenWith(bytes);
-    EXPECT_EQ(written->getValue<std::string>("contents"), pocosBase64(bytes));
+    EXPECT_EQ(written->getValue<std::string>("contents"), toBase64(bytes));
     EXPECT_EQ(bytesOf(toFile(written).getContents()), bytes);
   }
 }
@@ -119,7 +98,7 @@ TEST(Base64, RefusesEveryOtherCharacterAtEveryPlace) {
       text[at] = other;
       object->set("contents", text);
       if (alphabet.find(other) != std::string::npos) {
-        EXPECT_EQ(pocosBase64(bytesOf(toFile(object).getContents())), text);
+        EXPECT_EQ(toBase64(bytesOf(toFile(object).getContents())), text);
       } else {
         EXPECT_THROW(toFile(object), Poco::DataFormatException) << code << " at " << at;
       }
@@ -156,20 +135,6 @@ TEST(FileJson, IsReadableOnlyWhenTheBytesAreStrictUtf8) {
       EXPECT_EQ(written->getValue<std::string>("encoding"), encoding);
       EXPECT_EQ(bytesOf(toFile(parseObject(textOf(written))).getContents()), bytes);
     }
-  }
-}
-
-TEST(FileJson, DefaultsToNoBytesAndToUtf8) {
-  const std::vector<std::pair<std::string, std::string>> rows = {
-      {R"({"location": "/a"})", ""},
-      {R"({"location": "/a", "contents": null, "encoding": "base64"})", ""},
-      {R"({"location": "/a", "contents": "AAAA", "encoding": null})", "AAAA"},
-      {R"({"location": "/a", "contents": 12})", "12"},
-      {R"({"location": "/a", "contents": 1234, "encoding": "base64"})", "\xD7\x6D\xF8"},
-      {fileText("base64", ""), ""},
-  };
-  for (const auto& [text, bytes] : rows) {
-    EXPECT_EQ(bytesOf(toFile(parseObject(text)).getContents()), bytes) << text;
   }
 }
 
