@@ -4,12 +4,12 @@
 
 #include <Poco/RegularExpression.h>
 #include <Poco/String.h>
+#include <Poco/StringTokenizer.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <fstream>
 #include <iterator>
-#include <sstream>
 #include <string>
 #include <vector>
 
@@ -31,12 +31,8 @@ std::string comparable(const std::string& json) {
 }
 
 std::vector<std::string> linesOf(const std::string& text) {
-  std::vector<std::string> lines;
-  std::istringstream stream(text);
-  for (std::string line; std::getline(stream, line);) {
-    lines.push_back(line);
-  }
-  return lines;
+  const Poco::StringTokenizer lines(text, "\n", Poco::StringTokenizer::TOK_IGNORE_EMPTY);
+  return {lines.begin(), lines.end()};
 }
 
 class Documentation : public ScratchFolder {

@@ -24,7 +24,7 @@ namespace fs = std::filesystem;
 struct Scenario {
   const char* name;
   const char* type;
-  const char* params;                   // "@" stands for the tree that it works on
+  std::string params;                   // "@" is the tree that it works on
   std::vector<std::string> always = {}; // further options of strace
   std::string options = {};             // of the host
 
@@ -33,19 +33,18 @@ struct Scenario {
   }
 };
 
+const std::string OVERWRITE =
+    R"({"file":{"location":"@/old.txt","contents":"new contents"},"updateIfExists":true})";
+const std::string MOVE = R"({"srcPath":"@/full/first.bin","destPath":"@/empty"})";
+
 const std::vector<Scenario>& scenarios() {
   static const std::vector<Scenario> all = {
       {"CreateFile", "CreateFile",
        R"({"file":{"location":"@/new.txt","contents":"new contents"}})"},
       {"CreateFileInMissingFolders", "CreateFile",
        R"({"file":{"location":"@/a/b/new.txt","contents":"new contents"}})"},
-      {"CreateFileOverAnother", "CreateFile",
-       R"({"file":{"location":"@/old.txt","contents":"new contents"},"updateIfExists":true})"},
-      {"CreateFileOverAnotherInARoot",
-       "CreateFile",
-       R"({"file":{"location":"@/old.txt","contents":"new contents"},"updateIfExists":true})",
-       {},
-       "--root /"},
+      {"CreateFileOverAnother", "CreateFile", OVERWRITE},
+      {"CreateFileOverAnotherInARoot", "CreateFile", OVERWRITE, {}, "--root /"},
       {"CreateFolder", "CreateFile", R"({"file":{"location":"@/made","isDirectory":true}})"},
       {"OpenFileByRelativePath", "OpenFile", R"({"path":"tree/old.txt"})"},
       {"OpenOrCreateMissingFile", "OpenOrCreateFile", R"({"path":"@/new.txt"})"},
@@ -54,10 +53,10 @@ const std::vector<Scenario>& scenarios() {
       {"CloseFile", "CloseFile", R"({"file":{"location":"@/old.txt"},"updateFile":false})"},
       {"RenameFileIntoMissingFolders", "RenameFile",
        R"({"originalFileInfo":"@/full/first.bin","newFileInfo":"@/a/b/other.bin"})"},
-      {"MoveFile", "MoveFile", R"({"srcPath":"@/full/first.bin","destPath":"@/empty"})"},
+      {"MoveFile", "MoveFile", MOVE},
       {"MoveFileWithoutHelpOfTheKernel",
        "MoveFile",
-       R"({"srcPath":"@/full/first.bin","destPath":"@/empty"})",
+       MOVE,
        {"-e", "inject=copy_file_range:error=EINVAL"}},
       {"MoveFolder", "MoveFile", R"({"srcPath":"@/full","destPath":"@/empty"})"},
       {"DeleteFile", "DeleteFile", R"({"path":"@/old.txt"})"},

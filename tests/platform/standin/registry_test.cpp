@@ -23,26 +23,20 @@ void add(MessageRegistry& registry, const std::string& name) {
       [](const JsonObject&) { return std::make_unique<T>(); });
 }
 
-TEST(MessageRegistry, RefusesASecondNameOrTypeAndKeepsTheFirst) {
+TEST(MessageRegistry, KnowsOneTypePerNameUntilItIsRemoved) {
   MessageRegistry registry;
   add<Ping>(registry, "ping");
   EXPECT_THROW(add<Pong>(registry, "ping"), std::invalid_argument);
   EXPECT_THROW(add<Ping>(registry, "pong"), std::invalid_argument);
-  EXPECT_THAT(registry.names(), ElementsAre("ping"));
-  EXPECT_THROW((void)registry.toJson(std::make_unique<Pong>()), UnknownMessageType);
   EXPECT_FALSE(registry.toJson(registry.fromJson("ping", nullptr)).isNull());
-}
+  EXPECT_THROW((void)registry.toJson(nullptr), std::invalid_argument);
 
-TEST(MessageRegistry, RemovesNameAndTypeTogether) {
-  MessageRegistry registry;
-  add<Ping>(registry, "ping");
   add<Pong>(registry, "pong");
   registry.removeConverters(typeid(Message)); // not registered
   registry.removeConverters(typeid(Ping));
   EXPECT_THAT(registry.names(), ElementsAre("pong"));
   EXPECT_THROW((void)registry.toJson(std::make_unique<Ping>()), UnknownMessageType);
   EXPECT_THROW((void)registry.fromJson("ping", nullptr), UnknownMessageType);
-  EXPECT_THROW((void)registry.toJson(nullptr), std::invalid_argument);
 }
 
 } // namespace
