@@ -2,10 +2,10 @@
 
 // Writes a value of each type that a message holds to a key of a JSON object, and reads it back.
 
-#include <connector/file/v1/FileFutures.h>
-
 #include <connector/common/v1/Fault.h>
 #include <connector/common/v1/Version.h>
+#include <connector/file_common/v1/File.h>
+#include <connector/file_common/v1/FileInfo.h>
 
 #include <Poco/Dynamic/Var.h>
 #include <Poco/JSON/Object.h>
@@ -15,6 +15,8 @@
 
 namespace connector::file::v1::wire {
 
+using file_common::v1::File;
+using file_common::v1::FileInfo;
 using Object = Poco::JSON::Object;
 
 /// The value under the key in Poco's dynamic conversion; the default when absent or null.

@@ -1,7 +1,7 @@
 #pragma once
 
 #include <connector/file/v1/Export.h>
-#include <connector/file/v1/FileFutures.h>
+#include <connector/file/v1/Future.h>
 #include <connector/file/v1/Messages.h>
 #include <connector/file/v1/ServiceDelivery.h>
 

@@ -1,11 +1,12 @@
 #pragma once
 
 #include <connector/file/v1/Export.h>
-#include <connector/file/v1/FileFutures.h>
 #include <connector/file/v1/ServiceDelivery.h>
 
 #include <connector/Message.h>
 #include <connector/common/v1/Message.h>
+#include <connector/file_common/v1/File.h>
+#include <connector/file_common/v1/FileInfo.h>
 
 #include <cstdint>
 #include <string>
@@ -21,6 +22,8 @@ class CONNECTOR_FILE_EXPORT FileServiceProvider;
 
 using common::v1::Fault;
 using common::v1::Version;
+using file_common::v1::File;
+using file_common::v1::FileInfo;
 
 // NOLINTBEGIN(cppcoreguidelines-special-member-functions): the bases are not copyable; a destructor
 // is declared so that only the library has the virtual table of the class.
