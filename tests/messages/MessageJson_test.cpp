@@ -80,10 +80,8 @@ protected:
   /// The value that is written for the key after reading this JSON value, or the exception.
   std::string outcome(const std::string& type, const std::string& key, const std::string& value) {
     try {
-      return parseObject(
-                 passed(type, connector::test::parseObject("{\"" + key + "\":" + value + '}')))
-          ->get(key)
-          .toString();
+      const Object::Ptr object = parseObject("{\"" + key + "\":" + value + '}');
+      return parseObject(passed(type, object))->get(key).toString();
     } catch (const Poco::Exception& error) {
       return error.name();
     } catch (const std::invalid_argument& error) {
