@@ -83,10 +83,10 @@ public:
     return bytes;
   }
 
-  /// The most of its memory that was resident at a time so far, in bytes.
-  [[nodiscard]] std::size_t peakMemory() const {
+  /// In bytes, as /proc/PID/status has it: "VmHWM:" is the peak of the resident memory so far,
+  /// "VmRSS:" the resident memory now.
+  [[nodiscard]] std::size_t memory(const std::string& key) const {
     std::ifstream lines("/proc/" + std::to_string(host_.id()) + "/status");
-    const std::string key = "VmHWM:";
     for (std::string line; std::getline(lines, line);) {
       if (line.rfind(key, 0) == 0) {
         return 1024 * std::stoul(line.substr(key.size()));

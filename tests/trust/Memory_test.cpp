@@ -28,11 +28,24 @@ TEST_F(Memory, OpeningTheBiggestFileTakesAFewTimesItsSize) {
     writeFile("biggest", std::string(BIGGEST_FILE, byte));
     HostClient host(folder());
     host.ask("ListFolder", R"({"path":"."})");
-    const auto idle = host.peakMemory();
+    const auto idle = host.memory("VmHWM:");
     EXPECT_GT(host.askForText("OpenFile", R"({"path":"biggest"})").size(), BIGGEST_FILE);
-    const auto more = host.peakMemory() - idle;
+    const auto more = host.memory("VmHWM:") - idle;
     EXPECT_TRUE(SANITIZED || more <= 4 * BIGGEST_FILE) << more << " bytes for " << int{byte};
   }
+}
+
+TEST_F(Memory, OfALongMessageIsReturnedOnceItIsAnswered) {
+  HostClient host(folder());
+  const auto ask = [&](const std::string& blanks) {
+    host.send(R"({"jsonrpc":"2.0",)" + blanks + R"("id":7,"method":"none"})" + "\n");
+    EXPECT_THAT(host.receiveLine(), HasSubstr("-32601"));
+  };
+  ask("");
+  const auto idle = host.memory("VmRSS:");
+  ask(std::string(60 * MIB, ' '));
+  ask(""); // so that the host has waited
+  EXPECT_TRUE(SANITIZED || host.memory("VmRSS:") < idle + 4 * MIB) << host.memory("VmRSS:");
 }
 
 TEST_F(Memory, WhereItIsShortARequestIsRefusedAndTheNextOneServed) {
@@ -67,14 +80,14 @@ TEST_F(Memory, WhereItIsShortARequestIsRefusedAndTheNextOneServed) {
 TEST_F(Memory, DoesNotKeepAMessageThatIsTooLong) {
   HostClient host(folder(), HostClient::withOptions("--max-message=1048576"));
   host.ask("ListFolder", R"({"path":"."})");
-  const auto idle = host.peakMemory();
+  const auto idle = host.memory("VmHWM:");
   for (int sent = 0; sent < 1024; ++sent) {
     host.send(std::string(MIB, 'x'));
   }
   host.send("\n");
   EXPECT_THAT(host.receiveLine(), HasSubstr("-32600"));
   host.ask("ListFolder", R"({"path":"."})");
-  const auto more = host.peakMemory() - idle;
+  const auto more = host.memory("VmHWM:") - idle;
   EXPECT_TRUE(SANITIZED || more <= 16 * MIB) << more << " bytes";
 }
 
