@@ -3,9 +3,9 @@
 // Usage: comparison FOLDER [--node SCRIPT] OPTIONS, which are those of bench/compare
 
 #include "../Timing.h"
-#include "Contender.h"
 #include "Cores.h"
 #include "Disk.h"
+#include "Server.h"
 
 #include <algorithm>
 #include <array>
@@ -85,7 +85,7 @@ struct Options {
 };
 
 /// Ours, sftp-server and, if it can be had, Node.js.
-using Contenders = std::vector<Contender*>;
+using Servers = std::vector<Server*>;
 
 void require(bool right, const char* what) {
   if (!right) {
@@ -93,21 +93,21 @@ void require(bool right, const char* what) {
   }
 }
 
-/// What one contender does with a batch.
-struct Turns {
-  Turns(Contender& its, const Batch& given)
-      : contender(&its)
+/// What one server does with a batch.
+struct Rounds {
+  Rounds(Server& its, const Batch& given)
+      : server(&its)
       , batch(&given)
       , work(its.ready(given)) {}
 
-  Contender* contender;
+  Server* server;
   const Batch* batch;
   std::function<void()> work;
   std::vector<double> times; ///< seconds per file
 };
 
-void checkAnswer(const Contender& contender, const Batch& batch) {
-  const Told told = contender.told(batch);
+void checkAnswer(const Server& server, const Batch& batch) {
+  const Told told = server.told(batch);
   const bool isOpen = batch.verb == Verb::open || batch.verb == Verb::openTogether;
   require(told.contents == (isOpen ? batch.contents : ""), "answers other contents");
   require(told.sizes == batch.entries, "answers other entries");
@@ -115,31 +115,31 @@ void checkAnswer(const Contender& contender, const Batch& batch) {
           "answers another size");
 }
 
-void takeTurn(Turns& turns, const std::filesystem::path& folder) {
-  prepareDisk(*turns.batch, folder);
-  const double seconds = timeOf(turns.work);
-  require(isDone(*turns.batch), "leaves other files than it should");
-  turns.times.push_back(seconds / static_cast<double>(turns.batch->jobs.size()));
+void runRound(Rounds& rounds, const std::filesystem::path& folder) {
+  prepareDisk(*rounds.batch, folder);
+  const double seconds = timeOf(rounds.work);
+  require(isDone(*rounds.batch), "leaves other files than it should");
+  rounds.times.push_back(seconds / static_cast<double>(rounds.batch->jobs.size()));
 }
 
-/// The median of each one's times. The first turns serve to check the answers and to warm up.
-std::vector<double> measure(std::vector<Turns> all, const Options& options) {
+/// The median of each one's times. The first rounds serve to check the answers and to warm up.
+std::vector<double> measure(std::vector<Rounds> all, const Options& options) {
   for (int round = 0; round <= options.rounds; ++round) {
-    for (Turns& turns : all) {
+    for (Rounds& rounds : all) {
       try {
-        takeTurn(turns, options.folder);
+        runRound(rounds, options.folder);
         if (round == 0) {
-          checkAnswer(*turns.contender, *turns.batch);
-          turns.times.clear();
+          checkAnswer(*rounds.server, *rounds.batch);
+          rounds.times.clear();
         }
       } catch (const std::exception& error) {
-        throw std::runtime_error(std::string(turns.contender->name()) + ": " + error.what());
+        throw std::runtime_error(std::string(rounds.server->name()) + ": " + error.what());
       }
     }
   }
   std::vector<double> medians(all.size());
   std::transform(all.begin(), all.end(), medians.begin(),
-                 [](const Turns& turns) { return median(turns.times); });
+                 [](const Rounds& rounds) { return median(rounds.times); });
   return medians;
 }
 
@@ -175,17 +175,17 @@ bool isWanted(const char* name, const Options& options) {
   return std::string(name).find(options.filter) != std::string::npos;
 }
 
-void compareAll(const Contenders& contenders, const Options& options) {
-  printRow("", "ours", "sftp-server / ours", contenders.size() > 2 ? "Node.js / ours" : "");
+void compareAll(const Servers& servers, const Options& options) {
+  printRow("", "ours", "sftp-server / ours", servers.size() > 2 ? "Node.js / ours" : "");
   for (const Operation& operation : OPERATIONS) {
     if (!isWanted(operation.name, options)) {
       continue;
     }
     const Batch batch = makeBatch(operation, options);
-    std::vector<Turns> all;
-    all.reserve(contenders.size());
-    for (Contender* const contender : contenders) {
-      all.emplace_back(*contender, batch);
+    std::vector<Rounds> all;
+    all.reserve(servers.size());
+    for (Server* const server : servers) {
+      all.emplace_back(*server, batch);
     }
     const auto times = measure(std::move(all), options);
     printRow(operation.name, timeText(times[0]),
@@ -194,14 +194,14 @@ void compareAll(const Contenders& contenders, const Options& options) {
   }
 }
 
-void measureGrowth(Contender& ours, const Options& options) {
+void measureGrowth(Server& ours, const Options& options) {
   for (const Growth& growth : GROWTHS) {
     if (!isWanted(growth.name, options)) {
       continue;
     }
     const Batch little = makeBatch(growth.little, options);
     const Batch much = makeBatch(growth.much, options);
-    const auto times = measure({Turns(ours, little), Turns(ours, much)}, options);
+    const auto times = measure({Rounds(ours, little), Rounds(ours, much)}, options);
     const double ratio = times[1] / static_cast<double>(growth.much.size) /
                          (times[0] / static_cast<double>(growth.little.size));
     std::cout << "growth: " << growth.name << ": " << fixed(ratio, 2)
@@ -264,11 +264,11 @@ int main(int argc, char** argv) {
     if (!options->anyCore) {
       cores.useClients();
     }
-    Contenders contenders{ours.get(), sftp.get()};
+    Servers servers{ours.get(), sftp.get()};
     if (node) {
-      contenders.push_back(node.get());
+      servers.push_back(node.get());
     }
-    compareAll(contenders, *options);
+    compareAll(servers, *options);
     measureGrowth(*ours, *options);
     return EXIT_SUCCESS;
   } catch (const std::exception& error) {

@@ -2,7 +2,7 @@
 // the pieces of a file's contents are on their way together. Requests are put together while the
 // time runs, since most of them name a handle that an answer has just brought.
 
-#include "Contender.h"
+#include "Server.h"
 
 #include <algorithm>
 #include <string_view>
@@ -33,11 +33,21 @@ enum class Type : unsigned char {
   extended = 200,
 };
 
-enum Flags : std::uint32_t { READ = 1, WRITE = 2, CREATE = 8, TRUNCATE = 16, EXCLUSIVE = 32 };
+using Status = std::uint32_t;
 
-enum Present : std::uint32_t { SIZE = 1, OWNER = 2, PERMISSIONS = 4, TIMES = 8 };
-
-enum Status : std::uint32_t { OK = 0, END_OF_FILE = 1, NO_SUCH_FILE = 2 };
+// Flags of opening a file, flags of the attributes that are present, and status codes.
+constexpr std::uint32_t READ = 1;
+constexpr std::uint32_t WRITE = 2;
+constexpr std::uint32_t CREATE = 8;
+constexpr std::uint32_t TRUNCATE = 16;
+constexpr std::uint32_t EXCLUSIVE = 32;
+constexpr std::uint32_t SIZE = 1;
+constexpr std::uint32_t OWNER = 2;
+constexpr std::uint32_t PERMISSIONS = 4;
+constexpr std::uint32_t TIMES = 8;
+constexpr Status OK = 0;
+constexpr Status END_OF_FILE = 1;
+constexpr Status NO_SUCH_FILE = 2;
 
 constexpr std::uint32_t NO_ATTRIBUTES = 0;
 constexpr std::uint32_t PIECE = 32768;
@@ -131,10 +141,10 @@ struct Answer {
   std::string_view body;
 };
 
-class SftpContender : public Contender {
+class SftpServer : public Server {
 public:
-  explicit SftpContender(Waiting waiting)
-      : Contender("sftp-server")
+  explicit SftpServer(Waiting waiting)
+      : Server("sftp-server")
       , child_("/usr/lib/openssh/sftp-server", {}, waiting)
       , buffer_(32U << 20U) {
     constexpr std::uint32_t version = 3;
@@ -249,13 +259,13 @@ private:
   void move(const std::string& from, const std::string& to) {
     const auto source = handle(ask(Type::open, from, READ, NO_ATTRIBUTES));
     const Attributes found = attributes(ask(Type::fstat, source));
-    const auto target = handle(ask(Type::open, to, WRITE | CREATE | EXCLUSIVE,
-                                   std::uint32_t{PERMISSIONS}, found.permissions));
+    const auto target =
+        handle(ask(Type::open, to, WRITE | CREATE | EXCLUSIVE, PERMISSIONS, found.permissions));
     constexpr std::uint64_t start = 0;
     constexpr std::uint64_t toTheEnd = 0;
     done(
         ask(Type::extended, std::string_view("copy-data"), source, start, toTheEnd, target, start));
-    done(ask(Type::fsetstat, target, std::uint32_t{TIMES}, found.accessed, found.modified));
+    done(ask(Type::fsetstat, target, TIMES, found.accessed, found.modified));
     done(ask(Type::close, source));
     done(ask(Type::close, target));
     done(ask(Type::remove, from));
@@ -373,8 +383,8 @@ private:
 
 } // namespace
 
-std::unique_ptr<Contender> startSftpServer(Waiting waiting) {
-  return std::make_unique<SftpContender>(waiting);
+std::unique_ptr<Server> startSftpServer(Waiting waiting) {
+  return std::make_unique<SftpServer>(waiting);
 }
 
 } // namespace connector::bench

@@ -1,4 +1,4 @@
-#include "Contender.h"
+#include "Server.h"
 #include "tests/support/JsonText.h"
 
 #include <Poco/Base64Decoder.h>
@@ -75,11 +75,11 @@ std::pair<const char*, Object> methodAndParams(const Batch& batch, const Job& jo
 }
 
 /// Speaks to a service that answers our messages as JSON-RPC.
-class JsonContender : public Contender {
+class JsonServer : public Server {
 public:
-  JsonContender(const char* name, Framing framing, const std::string& program,
-                const Poco::Process::Args& arguments, Waiting waiting)
-      : Contender(name)
+  JsonServer(const char* name, Framing framing, const std::string& program,
+             const Poco::Process::Args& arguments, Waiting waiting)
+      : Server(name)
       , child_(program, arguments, waiting)
       , framing_(framing) {}
 
@@ -190,14 +190,14 @@ private:
 
 } // namespace
 
-std::unique_ptr<Contender> startConnectorHost(Waiting waiting) {
-  return std::make_unique<JsonContender>("connector-host", Framing::line, CONNECTOR_HOST_PROGRAM,
-                                         Poco::Process::Args{}, waiting);
+std::unique_ptr<Server> startConnectorHost(Waiting waiting) {
+  return std::make_unique<JsonServer>("connector-host", Framing::line, CONNECTOR_HOST_PROGRAM,
+                                      Poco::Process::Args{}, waiting);
 }
 
-std::unique_ptr<Contender> startNodeService(const std::string& script, Waiting waiting) {
-  return std::make_unique<JsonContender>("Node.js", Framing::contentLength, "node",
-                                         Poco::Process::Args{script}, waiting);
+std::unique_ptr<Server> startNodeService(const std::string& script, Waiting waiting) {
+  return std::make_unique<JsonServer>("Node.js", Framing::contentLength, "node",
+                                      Poco::Process::Args{script}, waiting);
 }
 
 } // namespace connector::bench

@@ -26,14 +26,14 @@ struct Told {
 /// A running service with our client of it. What is measured is the service and the least that any
 /// client must do: write the requests, read the whole answers into memory, see that they are no
 /// refusals. Nothing is decoded, and no bulk data is copied once it is read.
-class Contender {
+class Server {
 public:
-  explicit Contender(const char* name)
+  explicit Server(const char* name)
       : name_(name) {}
 
-  Contender(const Contender&) = delete;
-  Contender& operator=(const Contender&) = delete;
-  virtual ~Contender() = default;
+  Server(const Server&) = delete;
+  Server& operator=(const Server&) = delete;
+  virtual ~Server() = default;
 
   [[nodiscard]] const char* name() const { return name_; }
 
@@ -48,8 +48,8 @@ private:
   const char* name_;
 };
 
-std::unique_ptr<Contender> startConnectorHost(Waiting waiting);
-std::unique_ptr<Contender> startSftpServer(Waiting waiting);
-std::unique_ptr<Contender> startNodeService(const std::string& script, Waiting waiting);
+std::unique_ptr<Server> startConnectorHost(Waiting waiting);
+std::unique_ptr<Server> startSftpServer(Waiting waiting);
+std::unique_ptr<Server> startNodeService(const std::string& script, Waiting waiting);
 
 } // namespace connector::bench
