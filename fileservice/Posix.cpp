@@ -69,14 +69,17 @@ Descriptor openDirectory(const upath& path) {
 }
 
 bool isEmpty(const Descriptor& directory, const upath& path) {
-  Descriptor again(::openat(directory.get(), ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+  Descriptor again(posix::uninterrupted(
+      [&] { return ::openat(directory.get(), ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC); }));
   const std::unique_ptr<DIR, int (*)(DIR*)> stream(::fdopendir(again.get()), ::closedir);
   require(stream != nullptr ? 0 : errno, path);
   static_cast<void>(again.release()); // the stream owns it now
   int entries = 0;
+  errno = 0;
   while (::readdir(stream.get()) != nullptr) { // NOLINT(concurrency-mt-unsafe): our own stream
     ++entries;
   }
+  require(errno, path);
   return entries <= 2; // "." and ".."
 }
 
