@@ -55,6 +55,7 @@ void convertFile(benchmark::State& state, bool isText) {
       },
       [&] {
         require(simdjson::validate_utf8(contents) == isText, "validate_utf8");
+        // NOLINTNEXTLINE(performance-unnecessary-copy-initialization): the copy is measured
         const std::string in(contents);
         require(connector::test::bufferOf(in).size() == contents.size(), "copy");
       });

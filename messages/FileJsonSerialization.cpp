@@ -22,7 +22,7 @@ constexpr bool IS_RESPONSE = std::is_base_of_v<common::v1::Response, M>;
 
 /// The list's fields of one entry.
 template <typename E>
-constexpr const auto& FIELDS = std::get<E>(MESSAGES).fields;
+constexpr const auto& fields = std::get<E>(MESSAGES).fields;
 
 template <typename E>
 Object::Ptr toJson(const std::unique_ptr<connector::Message>& message) {
@@ -30,7 +30,7 @@ Object::Ptr toJson(const std::unique_ptr<connector::Message>& message) {
   auto& typed = static_cast<M&>(*message); // the registry finds the converter by this type
   Object::Ptr object = new Object;
   write(*object, key::UUID, typed.getUuid());
-  std::apply([&](const auto&... field) { (field.write(*object, typed), ...); }, FIELDS<E>);
+  std::apply([&](const auto&... field) { (field.write(*object, typed), ...); }, fields<E>);
   write(*object, key::API_VERSION, typed.getApiVersion());
   if constexpr (IS_RESPONSE<M>) {
     write(*object, key::MESSAGE_FAULTS, typed.getFaults());
@@ -56,7 +56,7 @@ auto readArguments(const Object& object) {
         return std::apply(
             [](auto&... value) { return std::tuple_cat(asArgument(std::move(value))...); }, values);
       },
-      FIELDS<E>);
+      fields<E>);
 }
 
 template <typename M, typename... Arguments>
@@ -83,7 +83,7 @@ std::unique_ptr<connector::Message> fromJson(Object::Ptr held) {
         }
       },
       arguments);
-  std::apply([&](const auto&... field) { (field.assign(object, *message), ...); }, FIELDS<E>);
+  std::apply([&](const auto&... field) { (field.assign(object, *message), ...); }, fields<E>);
   return message;
 }
 
@@ -101,9 +101,9 @@ Registration registrationOf(const Entry<M, Fields...>&) {
 }
 
 const auto& registrations() {
-  static const auto TABLE = std::apply(
+  static const auto table = std::apply(
       [](const auto&... entry) { return std::array{registrationOf(entry)...}; }, MESSAGES);
-  return TABLE;
+  return table;
 }
 
 /// Registers all or, if the serializer refuses one, none.
