@@ -78,6 +78,14 @@ void DescriptorOutput::drain(std::string_view bytes) {
   }
 }
 
+void widenPipe(int descriptor) {
+  constexpr int wanted = 256 * 1024; // bytes; all pipes of a user have a limit together
+  const int size = fcntl(descriptor, F_GETPIPE_SZ);
+  if (size > 0 && size < wanted) {
+    static_cast<void>(fcntl(descriptor, F_SETPIPE_SZ, wanted)); // keeps its size on failure
+  }
+}
+
 void reserveStandardDescriptors() {
   // Every open returns the lowest free number. Once that is above the standard ones, none is free.
   int descriptor = 0;

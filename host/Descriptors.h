@@ -47,6 +47,11 @@ private:
   bool open_ = true;
 };
 
+/// Raises the capacity of a pipe, so that a client that sends a long message waits less often for
+/// the host. Without this, a CreateFile of 20 MB takes 1.18 times as long if client and host run on
+/// two cores (median); on one core there is no difference.
+void widenPipe(int descriptor);
+
 /// Opens the null device for each standard stream that the process was started without. Otherwise
 /// a file that is opened later would get the number of a standard stream.
 void reserveStandardDescriptors();
