@@ -14,7 +14,8 @@ namespace connector::host {
 
 /// FIFO byte buffer. It uses mmap so that growing remaps pages instead of copying them: with
 /// realloc the host needs 132 MB instead of 72 MB at its peak for a message of 60 MB, in the same
-/// time.
+/// time. It uses huge pages for a long message and lets the kernel reclaim its memory instead of
+/// returning it: otherwise a CreateFile of 20 MB takes 1.5 times as long (bench/compare).
 class ByteQueue {
 public:
   ByteQueue() = default;
@@ -35,8 +36,8 @@ public:
       std::memmove(memory_, memory_ + begin_, end_ - begin_);
       end_ -= std::exchange(begin_, 0);
     }
-    if (capacity_ > KEPT && end_ + size + Text::PADDING <= KEPT) {
-      resize(KEPT); // returns the memory of a long text to the system
+    if (mostUsed_ > KEPT && end_ + size + Text::PADDING <= KEPT) {
+      allowReclaim();
     }
     if (end_ + size + Text::PADDING > capacity_) {
       resize(std::max(2 * capacity_, end_ + size + Text::PADDING));
@@ -44,7 +45,10 @@ public:
     return {memory_ + end_, capacity_ - Text::PADDING - end_};
   }
 
-  void add(std::size_t count) { end_ += count; }
+  void add(std::size_t count) {
+    end_ += count;
+    mostUsed_ = std::max(mostUsed_, end_);
+  }
 
   void drop(std::size_t count) { begin_ += count; }
 
@@ -52,6 +56,13 @@ public:
 
 private:
   static constexpr std::size_t KEPT = 1024UL * 1024;
+
+  /// Lets the kernel reclaim the memory of a long text. Until it does, the next long text uses it
+  /// again without page faults.
+  void allowReclaim() {
+    madvise(memory_ + KEPT, capacity_ - KEPT, MADV_FREE);
+    mostUsed_ = end_;
+  }
 
   void resize(std::size_t capacity) {
     constexpr int access = PROT_READ | PROT_WRITE;
@@ -69,12 +80,16 @@ private:
     }
     memory_ = static_cast<char*>(moved);
     capacity_ = capacity;
+    if (capacity > KEPT) {
+      madvise(memory_, capacity_, MADV_HUGEPAGE); // fewer faults on the way through a long text
+    }
   }
 
   char* memory_ = nullptr;
   std::size_t begin_ = 0;
   std::size_t end_ = 0;
   std::size_t capacity_ = 0;
+  std::size_t mostUsed_ = 0; // since memory was last offered to the kernel
 };
 
 } // namespace connector::host

@@ -126,6 +126,7 @@ void send(Output& output, Framing framing, const Batch& batch) {
 ExitStatus serve(const Options& options, const Api& api, const Termination& termination) {
   greetPerson();
   widenPipe(STDIN_FILENO);
+  widenPipe(STDOUT_FILENO);
   DescriptorInput input(STDIN_FILENO, termination);
   FrameReader reader(input, options.maxMessage);
   DescriptorOutput output(STDOUT_FILENO);

@@ -85,8 +85,8 @@ public:
 
   /// In bytes, as /proc/PID/status has it: "VmHWM:" is the peak of the resident memory so far,
   /// "VmRSS:" the resident memory now.
-  [[nodiscard]] std::size_t memory(const std::string& key) const {
-    std::ifstream lines("/proc/" + std::to_string(host_.id()) + "/status");
+  [[nodiscard]] std::size_t memory(const std::string& key, const char* file = "/status") const {
+    std::ifstream lines("/proc/" + std::to_string(host_.id()) + file);
     for (std::string line; std::getline(lines, line);) {
       if (line.rfind(key, 0) == 0) {
         return 1024 * std::stoul(line.substr(key.size()));
