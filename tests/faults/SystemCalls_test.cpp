@@ -87,7 +87,7 @@ struct Injection {
 
   [[nodiscard]] bool isShort() const { return error == FEW; }
 
-  /// Whether it is unknown if the disk has all of a file that was made anew for a copy.
+  /// True for the failed close of a new copy: its bytes may not have reached the disk.
   [[nodiscard]] bool leavesCopyInDoubt() const {
     return call.opening.find("O_EXCL") != std::string::npos;
   }
