@@ -2,13 +2,10 @@
 
 #include "Suggestion.h"
 
-#include <Poco/Exception.h>
-#include <Poco/Util/Option.h>
-#include <Poco/Util/OptionException.h>
-#include <Poco/Util/OptionProcessor.h>
-#include <Poco/Util/OptionSet.h>
-
+#include <algorithm>
+#include <array>
 #include <charconv>
+#include <cstdint>
 #include <utility>
 
 namespace connector::host {
@@ -17,63 +14,73 @@ namespace {
 
 using Command = Options::Command;
 
-Poco::Util::OptionSet optionSet() {
-  Poco::Util::OptionSet set;
-  set.addOption(Poco::Util::Option("help", "h"));
-  set.addOption(Poco::Util::Option("version", ""));
-  set.addOption(Poco::Util::Option("max-message", "").argument("BYTES"));
-  set.addOption(Poco::Util::Option("root", "").argument("DIR").repeatable(true));
-  set.addOption(Poco::Util::Option("read-only", ""));
-  return set;
-}
-
-std::size_t parseBytes(const std::string& text) {
+std::size_t parseNumber(const std::string& option, const std::string& text, std::size_t most) {
   std::size_t value = 0;
   const char* const end = text.data() + text.size();
   const auto [stop, error] = std::from_chars(text.data(), end, value);
-  if (error != std::errc() || stop != end || value == 0) {
-    throw UsageError("--max-message: not a positive number: " + text);
+  if (error != std::errc() || stop != end || value == 0 || value > most) {
+    throw UsageError(option + ": not a number from 1 to " + std::to_string(most) + ": " + text);
   }
   return value;
 }
 
-void setOption(Options& options, const std::string& name, const std::string& value) {
-  if (name == "help") {
-    options.command = Command::help;
-  } else if (name == "version") {
-    options.command = Command::version;
-  } else if (name == "max-message") {
-    options.maxMessage = parseBytes(value);
-  } else if (name == "root") {
-    options.confinement.roots.push_back(value);
-  } else if (name == "read-only") {
-    options.confinement.readOnly = true;
-  }
-}
+struct Option {
+  const char* name;
+  const char* argument; ///< null if it has none
+  void (*set)(Options& options, const std::string& value);
+};
 
-[[noreturn]] void refuseOption(const std::string& argument, const Poco::Util::OptionSet& set) {
-  std::vector<std::string> names;
-  for (const auto& option : set) {
-    names.push_back("--" + option.fullName());
-  }
-  throw UsageError("Unknown option: " + argument +
-                   suggestion(argument.substr(0, argument.find('=')), names));
-}
+constexpr std::array OPTIONS{
+    Option{"--help", nullptr, [](Options& options, auto&) { options.command = Command::help; }},
+    Option{"--version", nullptr,
+           [](Options& options, auto&) { options.command = Command::version; }},
+    Option{"--max-message", "BYTES",
+           [](Options& options, auto& value) {
+             options.maxMessage = parseNumber("--max-message", value, SIZE_MAX);
+           }},
+    Option{"--jobs", "N",
+           [](Options& options, auto& value) {
+             options.jobs = parseNumber("--jobs", value, MAX_JOBS);
+           }},
+    Option{"--root", "DIR",
+           [](Options& options, auto& value) { options.confinement.roots.push_back(value); }},
+    Option{"--read-only", nullptr,
+           [](Options& options, auto&) { options.confinement.readOnly = true; }},
+    Option{"--log", nullptr, [](Options& options, auto&) { options.log = true; }}};
 
-/// Returns false if the argument is not an option.
-bool takeOption(Poco::Util::OptionProcessor& processor, const Poco::Util::OptionSet& set,
-                const std::string& argument, Options& options) {
-  std::string name;
-  std::string value;
-  try {
-    if (!processor.process(argument, name, value)) {
-      return false;
+const Option& optionNamed(const std::string& name) {
+  const auto* const found = std::find_if(OPTIONS.begin(), OPTIONS.end(),
+                                         [&](const Option& option) { return name == option.name; });
+  if (found == OPTIONS.end()) {
+    std::vector<std::string> names;
+    for (const Option& option : OPTIONS) {
+      names.emplace_back(option.name);
     }
-  } catch (const Poco::Util::UnknownOptionException&) {
-    refuseOption(argument, set);
+    throw UsageError("Unknown option: " + name + suggestion(name, names));
   }
-  setOption(options, name, value);
-  return true;
+  return *found;
+}
+
+using Arguments = std::vector<std::string>;
+
+/// Applies the option at `next` and moves past it and its argument, which follows "=" or is the
+/// next word.
+void takeOption(Options& options, Arguments::const_iterator& next,
+                const Arguments::const_iterator& end) {
+  const std::string& text = *next++;
+  const auto equals = text.find('=');
+  const Option& option = optionNamed(text == "-h" ? "--help" : text.substr(0, equals));
+  std::string value;
+  if (equals != std::string::npos) {
+    value = text.substr(equals + 1);
+  } else if (option.argument != nullptr && next != end) {
+    value = *next++;
+  }
+  if (value.empty() != (option.argument == nullptr)) {
+    throw UsageError(std::string(option.name) + " takes " +
+                     (option.argument == nullptr ? "no argument" : option.argument));
+  }
+  option.set(options, value);
 }
 
 void setCall(Options& options, const std::vector<std::string>& words) {
@@ -106,20 +113,19 @@ void setCommand(Options& options, const std::vector<std::string>& words) {
 
 } // namespace
 
-Options parseOptions(const std::vector<std::string>& arguments) {
-  const auto set = optionSet();
-  Poco::Util::OptionProcessor processor(set);
+Options parseOptions(const Arguments& arguments) {
   Options options;
-  std::vector<std::string> words;
-  try {
-    for (const auto& argument : arguments) {
-      if (!takeOption(processor, set, argument, options)) {
-        words.push_back(argument);
-      }
+  Arguments words;
+  for (auto next = arguments.begin(); next != arguments.end();) {
+    if (*next == "--") {
+      words.insert(words.end(), next + 1, arguments.end());
+      break;
     }
-    processor.checkRequired();
-  } catch (const Poco::Exception& e) {
-    throw UsageError(e.displayText());
+    if (next->size() > 1 && next->front() == '-') {
+      takeOption(options, next, arguments.end());
+    } else {
+      words.push_back(*next++);
+    }
   }
   if (options.command == Command::serve) {
     setCommand(options, words);
@@ -141,9 +147,12 @@ Answers messages of the connector file service.
                     defaults to {}; - reads it from standard input
   types             print the message types that are answered
 
+  --root DIR           confine all requests to this directory; may be repeated
+  --read-only          refuse every change to files and directories
+  --jobs N             execute up to N requests at once (default 1, at most 64)
   --max-message BYTES  refuse messages that are longer (default 67108864)
-  --root DIR           confine all requests to this folder; may be given again
-  --read-only          refuse every change to files and folders
+  --log                write one line per request, and the cause of every fault,
+                       to standard error
   -h, --help           print this text
   --version            print the version
 

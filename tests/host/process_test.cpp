@@ -117,9 +117,11 @@ TEST(Call, TellsTheOutcomeByItsStatus) {
       {"serve more", 2, "--help"},
       {"--max-message 0", 2, "--help"},
       {"--root < /dev/null", 2, "--help"},
-      {"--max-message 1k", 2, "--help"},
+      {"--max-message=1k", 2, "--max-message: not a number"},
+      {"--jobs 65", 2, "--help"},
+      {"--read-only=yes", 2, "--read-only takes no argument"},
       {"cal", 2, "Unknown command: cal; did you mean call?\n"},
-      {"--rot=/tmp", 2, "Unknown option: --rot=/tmp; did you mean --root?\n"},
+      {"--rot=/tmp", 2, "Unknown option: --rot; did you mean --root?\n"},
       {"types", 0, "connector/v1/UpdateFile\n"},
       {"--help", 0, "Usage: connector-host "},
       {"--version", 0, "connector-host " CONNECTOR_HOST_VERSION "\n"}};
