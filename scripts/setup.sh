@@ -1,5 +1,6 @@
 # Sourced by ./run, ./test and the scripts in .ci. Installs packages on Debian 12 and 13, and builds.
 
+unset CDPATH # with which cd prints a directory, or enters another one
 project=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
 
 packages_to_build=(acl g++ cmake dpkg-dev file ninja-build libbenchmark-dev libboost-dev libgmock-dev
@@ -8,7 +9,7 @@ packages_to_lint=(clang clang-format clang-tidy doxygen mandoc)
 packages_to_compare=(openssh-sftp-server)
 packages_of_node=(nodejs npm)
 
-say() { printf '%s\n' "$*" >&2; }
+say() { printf '%s\n' "$@" >&2; }
 
 # install_packages NAME...: installs those that are missing, by sudo when not root.
 install_packages() {
@@ -18,9 +19,16 @@ install_packages() {
       missing+=("$name")
   done
   [ ${#missing[@]} -gt 0 ] || return 0
-  say "Installing ${missing[*]} ..."
   local as_root=()
-  [ "$(id -u)" = 0 ] || as_root=(sudo)
+  if [ "$(id -u)" != 0 ]; then
+    command -v sudo >/dev/null || {
+      say "Packages are missing, and there is no sudo. Run this as root, then try again:" \
+          "apt-get update && apt-get install -y --no-install-recommends ${missing[*]}"
+      return 1
+    }
+    as_root=(sudo)
+  fi
+  say "Installing ${missing[*]} ..."
   # A mirror may stumble, and a machine that has just started may still be installing.
   local apt=("${as_root[@]}" env DEBIAN_FRONTEND=noninteractive
              apt-get -o Acquire::Retries=3 -o DPkg::Lock::Timeout=300)
@@ -28,21 +36,30 @@ install_packages() {
     "${apt[@]}" install -y --no-install-recommends "${missing[@]}"; } </dev/null >&2
 }
 
-# build PRESET TARGET...: quiet unless it fails; one at a time.
+# say_if_slow TEXT: says it unless the input ends within two seconds.
+say_if_slow() {
+  local status=0
+  read -rt 2 || status=$?
+  [ $status -le 128 ] || say "$1"
+}
+
+# build PRESET TARGET...: quiet unless it fails or takes time; one at a time. Needs pipefail.
 build() {
-  local preset=$1 folder=$project/build/$1
+  local preset=$1 directory=$project/build/$1
   shift
-  mkdir -p "$folder"
-  local log=$folder/build.log
-  [ -e "$folder/build.ninja" ] || say "Building (a few minutes the first time; log: $log) ..."
+  mkdir -p "$directory"
+  local log=$directory/build.log
   (
     flock 9
     {
-      [ "$folder/build.ninja" -nt "$project/CMakePresets.json" ] ||
-        cmake --preset "$preset" -S "$project"
-    } && ninja -C "$folder" "$@"
-  ) 9>"$folder/.lock" </dev/null >"$log" 2>&1 || {
-    cat "$log" >&2
-    return 1
-  }
+      {
+        [ "$directory/build.ninja" -nt "$project/CMakePresets.json" ] ||
+          cmake --preset "$preset" -S "$project"
+      } && ninja -C "$directory" "$@"
+    } >"$log" 2>&1 || { # opened under the lock, so that it is the log of one build only
+      cat "$log" >&2
+      exit 1
+    }
+  ) 9>"$directory/.lock" </dev/null |
+    say_if_slow "Building (a few minutes the first time; log: $log) ..."
 }
