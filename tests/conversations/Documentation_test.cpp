@@ -41,15 +41,16 @@ protected:
   [[nodiscard]] std::string page(const std::string& name) const {
     std::ifstream file(SOURCE_FOLDER "/" + name);
     std::string text(std::istreambuf_iterator<char>(file), {});
-    const std::string tour = "/connector-tour";
-    Poco::replaceInPlace(text, "/tmp" + tour, folder().string() + tour);
-    Poco::replaceInPlace(text, std::string("/srv/files"), folder().string());
+    for (const std::string directory : {"/srv/files", "/tmp/tmp.Wq3vXkL0aF"}) {
+      Poco::replaceInPlace(text, directory, folder().string());
+    }
     return text;
   }
 
   std::vector<std::string> answersTo(const std::string& requests) {
-    const auto file = writeFile("requests", requests);
-    const auto host = runShell(CONNECTOR_HOST_PROGRAM " < " + file.string());
+    writeFile("requests", requests);
+    const auto host =
+        runShell("cd " + folder().string() + " && " CONNECTOR_HOST_PROGRAM " < requests");
     EXPECT_EQ(host.status, 0) << "a sanitizer reports a leak";
     std::vector<std::string> answers;
     for (const auto& answer : linesOf(host.output)) {
