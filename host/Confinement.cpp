@@ -87,6 +87,9 @@ std::vector<int> confine(const Confinement& confinement) {
   }
   require(prctl(PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0), "Landlock");
   require(syscall(SYS_landlock_restrict_self, ruleset.get(), 0), "Landlock");
+  if (!roots.empty()) {
+    require(fchdir(roots.front()), "--root " + confinement.roots.front());
+  }
   return roots;
 }
 
