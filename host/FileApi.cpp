@@ -9,9 +9,12 @@
 #include <connector/common/v1/Message.h>
 
 #include <Poco/Exception.h>
+#include <Poco/JSON/Array.h>
 
 #include <algorithm>
+#include <cstddef>
 #include <new>
+#include <typeinfo>
 #include <utility>
 
 namespace connector::host {
@@ -33,9 +36,30 @@ std::vector<std::string> requestTypes(const connector::json::MessageRegistry& re
   return types;
 }
 
+/// Throws an Error if a text other than the contents of a file is long: the converters take up to
+/// 30 times its size.
+void checkTexts(const Poco::Dynamic::Var& value,
+                const std::string& key) { // NOLINT(misc-no-recursion): MAX_DEPTH
+  constexpr std::size_t longest = 64UL * 1024;
+  if (value.type() == typeid(std::string)) {
+    if (key != "contents" && value.extract<std::string>().size() > longest) {
+      throw Error(ErrorCode::invalidParams, "Invalid params: \"" + key + "\" is too long");
+    }
+  } else if (value.type() == typeid(Poco::JSON::Array::Ptr)) {
+    for (const auto& element : *value.extract<Poco::JSON::Array::Ptr>()) {
+      checkTexts(element, key);
+    }
+  } else if (value.type() == typeid(Poco::JSON::Object::Ptr)) {
+    for (const auto& [name, member] : *value.extract<Poco::JSON::Object::Ptr>()) {
+      checkTexts(member, name);
+    }
+  }
+}
+
 std::unique_ptr<Message> requestFrom(const connector::json::MessageRegistry& registry,
                                      const std::string& type,
                                      const Poco::JSON::Object::Ptr& params) {
+  checkTexts(params, "params");
   try {
     return registry.fromJson(type, params);
   } catch (const connector::json::UnknownMessageType& e) {
