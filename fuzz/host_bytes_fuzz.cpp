@@ -62,11 +62,9 @@ private:
   connector::file::v1::FileJsonSerialization serialization_{registry_};
 };
 
-std::string textOf(const Answer& answer) {
+std::string textOf(const std::optional<Reply>& reply) {
   StringOutput out;
-  if (const auto* const batch = std::get_if<Batch>(&answer)) {
-    static_cast<void>(batch->execute(out));
-  } else if (const auto& reply = std::get<std::optional<Reply>>(answer)) {
+  if (reply) {
     reply->writeTo(out);
   }
   out.flush();
@@ -99,6 +97,7 @@ void compareParsers(const std::string& text) {
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   static const Conversion api;
+  static const Limits limits{10'000, [] { return false; }};
   constexpr std::size_t limit = 1000;
   Bytes input(data, size, size % 2 == 0 ? size : 7);
   FrameReader reader(input, limit);
@@ -107,7 +106,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
       require(text->bytes.size() <= limit, "no text is longer than the limit");
       compareParsers(std::string(text->bytes));
     }
-    const auto text = textOf(answer(api, *incoming));
+    const auto text = textOf(execute(api, parse(*incoming), limits));
     require(text.find('\n') == std::string::npos, "an answer is one line");
     if (!text.empty()) {
       parseObject(Text(text));

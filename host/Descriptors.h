@@ -3,6 +3,7 @@
 #include "Input.h"
 #include "Output.h"
 
+#include <atomic>
 #include <cstddef>
 #include <string_view>
 
@@ -11,12 +12,13 @@ namespace connector::host {
 
 class Termination;
 
-/// Reads a descriptor until its end or until `termination`, which must end this descriptor, is
-/// requested.
+/// Reads a descriptor until its end, until `termination`, which must end this descriptor, is
+/// requested, or until nobody reads from the descriptor `output`, unless that is negative.
 class DescriptorInput : public Input {
 public:
-  DescriptorInput(int descriptor, const Termination& termination)
+  DescriptorInput(int descriptor, const Termination& termination, int output = -1)
       : descriptor_(descriptor)
+      , output_(output)
       , termination_(termination) {}
 
   std::size_t read(char* buffer, std::size_t size) override;
@@ -24,7 +26,10 @@ public:
   [[nodiscard]] bool stopped() const override;
 
 private:
+  bool awaitInput();
+
   int descriptor_;
+  int output_;
   const Termination& termination_;
 };
 
@@ -36,7 +41,7 @@ public:
       : Output(64UL * 1024)
       , descriptor_(descriptor) {}
 
-  /// Whether the reader was still there at the last write.
+  /// Whether the reader was still there at the last write. May be called from any thread.
   [[nodiscard]] bool isOpen() const { return open_; }
 
 protected:
@@ -44,8 +49,11 @@ protected:
 
 private:
   int descriptor_;
-  bool open_ = true;
+  std::atomic<bool> open_ = true;
 };
+
+/// Whether anybody can still read from the other end of a descriptor that is written to.
+bool hasReader(int descriptor);
 
 /// Raises the capacity of a pipe, so that its two ends wait less often for each other. Without
 /// this, an OpenFile of 20 MB of base64 takes 1.7 times as long if client and host run on two cores

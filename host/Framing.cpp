@@ -58,8 +58,7 @@ std::optional<Incoming> FrameReader::next() {
   if (!framing_) {
     return std::nullopt;
   }
-  const auto incoming = *framing_ == Framing::lines ? nextLine() : nextBody();
-  return input_.stopped() ? std::nullopt : incoming;
+  return *framing_ == Framing::lines ? nextLine() : nextBody();
 }
 
 std::optional<Framing> FrameReader::findFraming() {
@@ -90,15 +89,15 @@ std::optional<Incoming> FrameReader::nextLine() {
 std::optional<FrameReader::Line> FrameReader::readLine(std::size_t limit) {
   try {
     const auto size = findLineEnd(limit);
-    if (!size) {
-      return skipLine(Unreadable::tooLong);
+    if (!size || *size > limit) {
+      return skipLine(Reason::tooLong);
     }
     if (pending_.empty()) {
       return std::nullopt;
     }
-    return takeLine(*size, *size > limit ? std::optional(Unreadable::tooLong) : std::nullopt);
+    return takeLine(*size);
   } catch (const std::bad_alloc&) {
-    return skipLine(Unreadable::noMemory);
+    return skipLine(Reason::noMemory);
   }
 }
 
@@ -116,21 +115,28 @@ std::optional<std::size_t> FrameReader::findLineEnd(std::size_t limit) {
       return std::nullopt;
     }
   } while (fill());
-  return searched;
-}
-
-/// Skips a line whose end is not yet read. Keeps its last bytes, which may be a header.
-FrameReader::Line FrameReader::skipLine(Unreadable error) {
-  std::optional<std::size_t> rest;
-  while (!rest) {
+  if (input_.stopped()) {
     pending_.clear();
-    rest = findLineEnd(HEADER_LIMIT);
   }
-  return takeLine(*rest, error);
+  return pending_.view().size();
 }
 
-FrameReader::Line FrameReader::takeLine(std::size_t size, std::optional<Unreadable> error) {
-  const Line line{take(size), error};
+/// Skips a line whose end may not yet be read. Keeps its last bytes, which may be a header.
+FrameReader::Line FrameReader::skipLine(Reason reason) {
+  MessageScanner scanner;
+  std::optional<std::size_t> rest;
+  while (!(rest = findLineEnd(HEADER_LIMIT))) {
+    scanner.scan(pending_.view());
+    pending_.clear();
+  }
+  auto line = takeLine(*rest);
+  scanner.scan(line.text);
+  line.error = Unreadable{reason, scanner.id()};
+  return line;
+}
+
+FrameReader::Line FrameReader::takeLine(std::size_t size) {
+  const Line line{take(size), std::nullopt};
   if (!pending_.empty()) {
     pending_.drop(1); // the line break, which the last line may lack
   }
@@ -152,13 +158,13 @@ std::optional<Incoming> FrameReader::nextBody() {
       return readBody(*length);
     }
     if (begun && !std::exchange(lost_, true)) {
-      return Unreadable::noLength;
+      return Unreadable{Reason::noLength, {}};
     }
   }
-  if (!begun || lost_) {
+  if (!begun || lost_ || input_.stopped()) {
     return std::nullopt;
   }
-  return Unreadable::cutShort;
+  return Unreadable{Reason::cutShort, {}};
 }
 
 std::optional<std::size_t> FrameReader::lengthIn(std::string_view header) const {
@@ -172,32 +178,33 @@ std::optional<std::size_t> FrameReader::lengthIn(std::string_view header) const 
   return named ? parseLength(trimmed(header.substr(colon + 1))) : std::nullopt;
 }
 
-Incoming FrameReader::readBody(std::size_t length) {
+std::optional<Incoming> FrameReader::readBody(std::size_t length) {
   lost_ = false;
   if (length > limit_) {
-    return skipBody(length, Unreadable::tooLong);
+    return skipBody(length, Reason::tooLong);
   }
   try {
-    if (!fill(length)) {
-      pending_.clear();
-      return Unreadable::cutShort;
+    if (fill(length)) {
+      return Text(take(length), true);
     }
   } catch (const std::bad_alloc&) {
-    return skipBody(length, Unreadable::noMemory);
+    return skipBody(length, Reason::noMemory);
   }
-  return Text(take(length), true);
+  if (input_.stopped()) {
+    return std::nullopt;
+  }
+  return skipBody(length, Reason::cutShort);
 }
 
-Unreadable FrameReader::skipBody(std::size_t length, Unreadable error) {
-  while (length > pending_.view().size()) {
-    length -= pending_.view().size();
-    pending_.clear();
-    if (!fill()) {
-      return error;
-    }
-  }
-  pending_.drop(length);
-  return error;
+Unreadable FrameReader::skipBody(std::size_t length, Reason reason) {
+  MessageScanner scanner;
+  do {
+    const auto skipped = pending_.view().substr(0, length);
+    scanner.scan(skipped);
+    pending_.drop(skipped.size());
+    length -= skipped.size();
+  } while (length > 0 && fill());
+  return {reason, scanner.id()};
 }
 
 /// Reads until `size` bytes are pending; false if the input ends before.

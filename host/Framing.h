@@ -2,6 +2,7 @@
 
 #include "ByteQueue.h"
 #include "Input.h"
+#include "MessageScanner.h"
 #include "Text.h"
 
 #include <cstddef>
@@ -10,7 +11,7 @@
 #include <string_view>
 #include <variant>
 
-/// Splits a stream of bytes into texts, without looking inside them.
+/// Splits a stream of bytes into texts.
 namespace connector::host {
 
 enum class Framing {
@@ -18,12 +19,17 @@ enum class Framing {
   contentLength ///< header lines of which only Content-Length matters, an empty line, the text
 };
 
-/// The reason why a text could not be read. The stream continues after it.
-enum class Unreadable {
-  tooLong,
-  noMemory, ///< for the whole text
-  noLength, ///< headers without a valid Content-Length
-  cutShort  ///< by the end of the input
+/// A text that could not be read. The stream continues after it.
+struct Unreadable {
+  enum class Reason {
+    tooLong,
+    noMemory, ///< for the whole text
+    noLength, ///< headers without a valid Content-Length
+    cutShort  ///< by the end of the input
+  };
+
+  Reason reason = Reason::tooLong;
+  std::string id; ///< as MessageScanner finds it in the text
 };
 
 using Incoming = std::variant<Text, Unreadable>;
@@ -41,7 +47,7 @@ public:
       : input_(input)
       , limit_(limit) {}
 
-  /// Returns nullopt at the end of the input or once it is stopped; a partial text is dropped then.
+  /// Returns nullopt at the end of the input. If it was stopped, a partial text is dropped.
   /// A text is valid until the next call. Blank lines are skipped; the last line needs no line
   /// break. After headers without a length the size of the text is unknown: all bytes are skipped
   /// up to the next Content-Length, and only the first such headers are reported. Throws
@@ -52,6 +58,8 @@ public:
   [[nodiscard]] Framing framing() const { return framing_.value_or(Framing::lines); }
 
 private:
+  using Reason = Unreadable::Reason;
+
   struct Line {
     std::string_view text; ///< only its end if the line was skipped
     std::optional<Unreadable> error;
@@ -62,13 +70,13 @@ private:
   std::optional<Incoming> nextLine();
   std::optional<Line> readLine(std::size_t limit);
   std::optional<std::size_t> findLineEnd(std::size_t limit);
-  Line skipLine(Unreadable error);
-  Line takeLine(std::size_t size, std::optional<Unreadable> error);
+  Line skipLine(Reason reason);
+  Line takeLine(std::size_t size);
 
   std::optional<Incoming> nextBody();
   [[nodiscard]] std::optional<std::size_t> lengthIn(std::string_view header) const;
-  Incoming readBody(std::size_t length);
-  Unreadable skipBody(std::size_t length, Unreadable error);
+  std::optional<Incoming> readBody(std::size_t length);
+  Unreadable skipBody(std::size_t length, Reason reason);
 
   bool fill(std::size_t size);
   bool fill();

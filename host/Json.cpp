@@ -1,5 +1,7 @@
 #include "Json.h"
 
+#include "MessageScanner.h"
+
 #include <Poco/JSON/Array.h>
 
 #include <algorithm>
@@ -53,6 +55,15 @@ std::string_view tokenOf(value& json) {
   return token.substr(0, token.find_last_not_of(" \t\r\n") + 1);
 }
 
+std::string nameOf(simdjson::simdjson_result<simdjson::ondemand::field>& member) {
+  constexpr std::size_t longest = 64UL * 1024; // an object keeps several copies
+  const std::string_view name = member.unescaped_key();
+  if (name.size() > longest) {
+    throw JsonError("too long a name");
+  }
+  return std::string(name);
+}
+
 void readString(Var& slot, value& string) {
   slot = std::string();
   // NOLINTNEXTLINE(cppcoreguidelines-pro-type-const-cast): the Var itself is not constant.
@@ -99,7 +110,7 @@ void readArray(Var& slot, simdjson::ondemand::array elements, Allowance& left) {
 void readObject(Var& slot, simdjson::ondemand::object members, Allowance& left) {
   Object::Ptr object = new Object;
   for (auto member : members) {
-    const std::string name(std::string_view(member.unescaped_key()));
+    const std::string name = nameOf(member);
     value content = member.value();
     addMember(*object, name, [&](Var& into) { read(into, content, left); });
   }
@@ -139,6 +150,19 @@ void read(Var& slot, value json, Allowance& left) {
     if (!json.is_null()) {
       throw JsonError("not a value");
     }
+  }
+}
+
+/// The parser takes 4 bytes for each token before it notices an error or any other limit.
+void checkTokens(std::string_view text) {
+  constexpr std::size_t most = 32UL * 1024 * 1024;
+  if (text.size() <= most) {
+    return;
+  }
+  MessageScanner scanner;
+  scanner.scan(text);
+  if (scanner.tokens() > most) {
+    throw JsonError("too many values");
   }
 }
 
@@ -195,7 +219,7 @@ ObjectWithText readObjectWithText(simdjson::ondemand::object members, std::strin
                                   Allowance left) {
   ObjectWithText result{new Object, std::nullopt};
   for (auto member : members) {
-    const std::string key(std::string_view(member.unescaped_key()));
+    const std::string key = nameOf(member);
     value content = member.value();
     if (key == name) {
       result.memberText = std::string(tokenOf(content));
@@ -218,6 +242,7 @@ ObjectWithText readElement(value element, std::string_view name) {
 } // namespace
 
 ObjectWithText parseObject(const Text& text, std::string_view name) {
+  checkTokens(text.bytes);
   ObjectWithText result;
   reportingErrors([&] {
     switch (firstOf(text.bytes)) {
@@ -237,6 +262,7 @@ ObjectWithText parseObject(const Text& text, std::string_view name) {
 }
 
 std::size_t countElements(const Text& text) {
+  checkTokens(text.bytes);
   std::size_t count = 0;
   forEachElement(text, {}, [&count](const auto&) { ++count; });
   return count;

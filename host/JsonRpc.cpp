@@ -2,11 +2,14 @@
 
 #include "Json.h"
 #include "JsonWriter.h"
+#include "MessageScanner.h"
 
 #include <Poco/Exception.h>
 #include <Poco/JSON/Array.h>
 
+#include <algorithm>
 #include <new>
+#include <stdexcept>
 #include <string_view>
 #include <typeinfo>
 #include <utility>
@@ -21,35 +24,32 @@ using Poco::JSON::Object;
 
 constexpr std::string_view ID = "id";
 
-/// The `id` of a reply: the JSON text of the request's `id`, unchanged.
-class Id {
-public:
-  /// For a notification, or a request whose `id` is unknown.
-  Id() = default;
+constexpr std::size_t LONGEST_ID = 1024;
+constexpr std::size_t LONGEST_METHOD = 1024;
+constexpr std::size_t MOST_ELEMENTS = 10'000;
 
-  explicit Id(std::string_view json)
-      : json_(json) {
-    if (json != "null" && json.find_first_of("\"-0123456789") != 0) {
-      throw Error(ErrorCode::invalidRequest,
-                  R"(Invalid request: "id" must be a string, a number or null)");
-    }
-  }
-
-  [[nodiscard]] const std::string& json() const { return json_; }
-
-private:
-  std::string json_ = "null";
-};
-
-std::string replyHead(const Id& id) {
-  return R"({"jsonrpc":"2.0","id":)" + id.json() + ",";
+Error invalidRequest(const std::string& cause) {
+  return {ErrorCode::invalidRequest, "Invalid request: " + cause};
 }
 
-Reply resultReply(const Id& id, const Object::Ptr& response) {
+Error internalError(const std::string& cause) {
+  return {ErrorCode::internalError, "Internal error" + cause};
+}
+
+/// The members of every reply up to the result or error. The reply to a text whose `id` is unknown
+/// has null.
+std::string replyHead(const std::optional<std::string>& id) {
+  return R"({"jsonrpc":"2.0","id":)" + id.value_or("null") + ",";
+}
+
+Reply resultReply(const std::optional<std::string>& id, const Object::Ptr& response) {
+  if (response.isNull()) {
+    return Reply(replyHead(id) + R"("result":null})");
+  }
   return {replyHead(id) + R"("result":)", response, "}"};
 }
 
-Reply errorReply(const Id& id, const Error& error) {
+Reply errorReply(const std::optional<std::string>& id, const Error& error) {
   StringOutput message;
   appendJson(message, std::string(error.what()));
   message.flush();
@@ -58,18 +58,52 @@ Reply errorReply(const Id& id, const Error& error) {
                "}}");
 }
 
-Reply unreadableReply(Unreadable reason) {
-  switch (reason) {
-  case Unreadable::tooLong:
-    return errorReply({}, {ErrorCode::invalidRequest, "Invalid request: message too long"});
-  case Unreadable::noMemory:
-    return internalError(std::bad_alloc());
-  case Unreadable::noLength:
-    return errorReply({}, {ErrorCode::parseError, "Parse error: no valid Content-Length"});
-  case Unreadable::cutShort:
+/// Throws an Error unless the JSON text of an `id` can be returned in a reply.
+void checkId(std::string_view json) {
+  if (json != "null" && json.find_first_of("\"-0123456789") != 0) {
+    throw invalidRequest(R"("id" must be a string, a number or null)");
+  }
+  if (json.size() > LONGEST_ID) {
+    throw invalidRequest(R"("id" is too long)");
+  }
+}
+
+/// Returns nullopt unless a MessageScanner has found a valid `id`.
+std::optional<std::string> validId(const std::string& scanned) {
+  try {
+    const auto id = parseObject(Text(R"({"id":)" + scanned + "}"), ID).memberText;
+    checkId(id.value());
+    return id;
+  } catch (const std::runtime_error&) {
+    return std::nullopt;
+  }
+}
+
+/// The reply to a text that is not JSON. A line with only an opening bracket begins a text that is
+/// written over several lines.
+Reply parseErrorReply(std::string_view text, const std::string& cause) {
+  const bool isPretty = text == "{" || text == "[";
+  MessageScanner scanner;
+  scanner.scan(text);
+  return errorReply(
+      validId(scanner.id()),
+      {ErrorCode::parseError,
+       "Parse error: " + cause + (isPretty ? "; one JSON text per line; use `jq -c`" : "")});
+}
+
+Reply unreadableReply(const Unreadable& text) {
+  const auto id = validId(text.id);
+  switch (text.reason) {
+  case Unreadable::Reason::tooLong:
+    return errorReply(id, invalidRequest("message too long"));
+  case Unreadable::Reason::noMemory:
+    return errorReply(id, internalError(std::string(": ") + std::bad_alloc().what()));
+  case Unreadable::Reason::noLength:
+    return errorReply(id, {ErrorCode::parseError, "Parse error: no valid Content-Length"});
+  case Unreadable::Reason::cutShort:
     break;
   }
-  return errorReply({}, {ErrorCode::parseError, "Parse error: message cut short"});
+  return errorReply(id, {ErrorCode::parseError, "Parse error: message cut short"});
 }
 
 template <typename T>
@@ -81,66 +115,125 @@ bool isA(const Var& value) {
 void checkRequest(const Object::Ptr& request) {
   const auto require = [](bool holds, const char* message) {
     if (!holds) {
-      throw Error(ErrorCode::invalidRequest, std::string("Invalid request: ") + message);
+      throw invalidRequest(message);
     }
   };
   require(!request.isNull(), "not an object");
   const auto version = request->get("jsonrpc");
   require(isA<std::string>(version) && version.extract<std::string>() == "2.0",
           R"("jsonrpc" must be "2.0")");
-  require(isA<std::string>(request->get("method")), R"("method" must be a string)");
+  const auto method = request->get("method");
+  require(isA<std::string>(method), R"("method" must be a string)");
+  require(method.extract<std::string>().size() <= LONGEST_METHOD, R"("method" is too long)");
   const auto params = request->get("params");
-  require(!request->has("params") || isA<Object::Ptr>(params) || isA<Array::Ptr>(params),
+  require(params.isEmpty() || isA<Object::Ptr>(params) || isA<Array::Ptr>(params),
           R"("params" must be an object)");
 }
 
-/// The params of a request that checkRequest accepted. Fields have names, so an array is rejected.
-Object::Ptr paramsOf(const Object& request) {
-  const auto params = request.get("params");
-  if (isA<Array::Ptr>(params)) {
-    throw Error(ErrorCode::invalidParams, "Invalid params: not an object");
-  }
-  return params.isEmpty() ? Poco::makeShared<Object>() : params.extract<Object::Ptr>();
-}
-
-/// Executes a request that checkRequest accepted. Every failure becomes the reply.
-Reply execute(const Api& api, const Id& id, const Object& request) {
-  const auto failed = [&](const std::string& cause) {
-    return errorReply(id, {ErrorCode::internalError, "Internal error" + cause});
-  };
-  try {
-    return resultReply(id, api.execute(request.getValue<std::string>("method"), paramsOf(request)));
-  } catch (const Error& e) {
-    return errorReply(id, e);
-  } catch (const Poco::Exception& e) {
-    return failed(": " + e.displayText());
-  } catch (const std::exception& e) {
-    return failed(std::string(": ") + e.what());
-  } catch (...) {
-    return failed("");
-  }
-}
-
-/// Executes one request of a text. Returns nullopt for a notification.
-std::optional<Reply> reply(const Api& api, const ObjectWithText& request) {
-  Id id;
+Task parseRequest(const ObjectWithText& request) {
+  std::optional<std::string> id;
   try {
     if (request.memberText) {
-      id = Id(*request.memberText);
+      checkId(*request.memberText);
+      id = request.memberText;
     }
     checkRequest(request.object);
   } catch (const Error& e) {
     return errorReply(id, e);
   }
-  auto result = execute(api, id, *request.object);
-  return request.memberText ? std::optional(std::move(result)) : std::nullopt;
+  return Request(id, request.object);
+}
+
+Task parseText(const Text& text) {
+  if (!isArray(text.bytes)) {
+    return parseRequest(parseObject(text, ID));
+  }
+  const auto count = countElements(text);
+  if (count == 0 || count > MOST_ELEMENTS) {
+    return errorReply({}, invalidRequest(count == 0 ? "empty batch" : "too long a batch"));
+  }
+  return Batch(text);
+}
+
+/// Throws std::length_error if the text is longer than `limit` bytes.
+std::string textOf(const Reply& reply, std::size_t limit = std::string::npos) {
+  StringOutput text(limit);
+  reply.writeTo(text);
+  text.flush();
+  return std::move(text.text());
+}
+
+/// Executes the requests of a batch and collects their replies.
+class BatchExecution {
+public:
+  BatchExecution(const Api& api, const Limits& limits)
+      : api_(api)
+      , limits_(limits) {}
+
+  void execute(const Task& element) {
+    const auto* request = std::get_if<Request>(&element);
+    if (request == nullptr) {
+      add(std::get<Reply>(element));
+    } else if (isFull_) {
+      add(request->refuse(internalError(": not executed, the batch's reply is too long")));
+    } else {
+      execute(*request, element);
+    }
+  }
+
+  std::optional<Reply> reply() && {
+    if (replies_.empty()) {
+      return std::nullopt;
+    }
+    return Reply(std::move(replies_), nullptr, "]");
+  }
+
+private:
+  void execute(const Request& request, const Task& element) {
+    try {
+      const auto left = limits_.batchReply - std::min(limits_.batchReply, replies_.size());
+      add(host::execute(api_, element, limits_), left);
+    } catch (const std::length_error&) {
+      isFull_ = true;
+      add(request.refuse(internalError(": executed, but the batch's reply would be too long")));
+    }
+  }
+
+  void add(const std::optional<Reply>& reply, std::size_t limit = std::string::npos) {
+    if (reply) {
+      const auto text = textOf(*reply, limit);
+      replies_ += replies_.empty() ? '[' : ',';
+      replies_ += text;
+    }
+  }
+
+  const Api& api_;
+  const Limits& limits_;
+  std::string replies_;
+  bool isFull_ = false;
+};
+
+std::optional<Reply> executeBatch(const Api& api, const Batch& batch, const Limits& limits) {
+  try {
+    BatchExecution execution(api, limits);
+    forEachElement(batch.text(), ID, [&](const ObjectWithText& element) {
+      execution.execute(parseRequest(element));
+    });
+    return std::move(execution).reply();
+  } catch (const std::bad_alloc& e) {
+    return errorReply({}, internalError(std::string(": ") + e.what()));
+  }
+}
+
+/// The methods of the connection itself, as in the Language Server Protocol.
+bool isControl(const std::string& method) {
+  return method == SHUTDOWN || method == EXIT || method == CANCEL_REQUEST;
 }
 
 } // namespace
 
-Reply internalError(const std::exception& failure) {
-  return errorReply({},
-                    {ErrorCode::internalError, std::string("Internal error: ") + failure.what()});
+Error cancelled() {
+  return {ErrorCode::cancelled, "Cancelled"};
 }
 
 void Reply::writeTo(Output& out) const {
@@ -151,39 +244,79 @@ void Reply::writeTo(Output& out) const {
   out.append(tail_);
 }
 
-bool Batch::execute(Output& out) const {
-  char separator = '[';
-  forEachElement(text_, ID, [&](const ObjectWithText& request) {
-    if (const auto element = reply(*api_, request)) {
-      out.append(std::exchange(separator, ','));
-      element->writeTo(out);
-    }
-  });
-  if (separator == '[') {
-    return false;
+/// Fields have names, so an array is only accepted if it is empty.
+Object::Ptr Request::params() const {
+  const auto params = members_->get("params");
+  if (isA<Object::Ptr>(params)) {
+    return params.extract<Object::Ptr>();
   }
-  out.append(']');
-  return true;
+  if (isA<Array::Ptr>(params) && !params.extract<Array::Ptr>()->empty()) {
+    throw Error(ErrorCode::invalidParams, "Invalid params: not an object");
+  }
+  return Poco::makeShared<Object>();
 }
 
-Answer answer(const Api& api, const Incoming& incoming) {
-  if (const auto* reason = std::get_if<Unreadable>(&incoming)) {
-    return unreadableReply(*reason);
+std::optional<Reply> Request::execute(const Api& api) const {
+  const auto failed = [this](const std::string& cause) { return refuse(internalError(cause)); };
+  try {
+    const auto type = method();
+    const auto response = isControl(type) ? Object::Ptr() : api.execute(type, params());
+    return id_ ? std::optional(resultReply(id_, response)) : std::nullopt;
+  } catch (const Error& e) {
+    return refuse(e);
+  } catch (const Poco::Exception& e) {
+    return failed(": " + e.displayText());
+  } catch (const std::exception& e) {
+    return failed(std::string(": ") + e.what());
+  } catch (...) {
+    return failed("");
+  }
+}
+
+std::optional<Reply> Request::refuse(const Error& reason) const {
+  return id_ ? std::optional(errorReply(id_, reason)) : std::nullopt;
+}
+
+bool Request::isNamedBy(const Request& cancellation) const {
+  const auto textOf = [](const Var& id) {
+    StringOutput text;
+    appendJson(text, id);
+    text.flush();
+    return text.text();
+  };
+  const auto params = cancellation.members_->get("params");
+  return id_ && isA<Object::Ptr>(params) &&
+         textOf(params.extract<Object::Ptr>()->get(ID.data())) == textOf(members_->get(ID.data()));
+}
+
+void Batch::keep() {
+  kept_.reserve(text_.bytes.size() + Text::PADDING);
+  kept_.assign(text_.bytes.begin(), text_.bytes.end());
+  text_ = Text({kept_.data(), kept_.size()}, true);
+}
+
+Task parse(const Incoming& incoming) {
+  if (const auto* unreadable = std::get_if<Unreadable>(&incoming)) {
+    return unreadableReply(*unreadable);
   }
   const auto& text = std::get<Text>(incoming);
   try {
-    if (!isArray(text.bytes)) {
-      return reply(api, parseObject(text, ID));
-    }
-    if (countElements(text) > 0) {
-      return Batch(api, text);
-    }
-    return errorReply({}, {ErrorCode::invalidRequest, "Invalid request: empty batch"});
+    return parseText(text);
   } catch (const JsonError& e) {
-    return errorReply({}, {ErrorCode::parseError, std::string("Parse error: ") + e.what()});
+    return parseErrorReply(text.bytes, e.what());
   } catch (const std::exception& e) {
-    return internalError(e);
+    return errorReply({}, internalError(std::string(": ") + e.what()));
   }
+}
+
+std::optional<Reply> execute(const Api& api, const Task& task, const Limits& limits) {
+  if (const auto* request = std::get_if<Request>(&task)) {
+    return limits.stopped() ? request->refuse(cancelled()) : request->execute(api);
+  }
+  if (const auto* batch = std::get_if<Batch>(&task)) {
+    return executeBatch(api, *batch, limits);
+  }
+  return std::get<Reply>(task);
 }
 
 } // namespace connector::host

@@ -6,12 +6,14 @@
 
 #include <Poco/JSON/Object.h>
 
-#include <exception>
+#include <cstddef>
+#include <functional>
 #include <optional>
 #include <stdexcept>
 #include <string>
 #include <utility>
 #include <variant>
+#include <vector>
 
 /// JSON-RPC 2.0: from texts to replies, for any methods.
 namespace connector::host {
@@ -22,7 +24,8 @@ enum class ErrorCode {
   methodNotFound = -32601,
   invalidParams = -32602,
   internalError = -32603,
-  refusedDelivery = -32000
+  refusedDelivery = -32000,
+  cancelled = -32800
 };
 
 /// The reason why a request has no response.
@@ -38,7 +41,15 @@ private:
   ErrorCode code_;
 };
 
-/// The methods.
+/// The error of a request that was not begun.
+Error cancelled();
+
+// Methods that are answered here: the first two return null, for clients of language servers.
+constexpr const char* SHUTDOWN = "shutdown";
+constexpr const char* EXIT = "exit";
+constexpr const char* CANCEL_REQUEST = "$/cancelRequest";
+
+/// All other methods.
 class Api {
 public:
   virtual ~Api() = default;
@@ -69,32 +80,63 @@ private:
   std::string tail_;
 };
 
-/// The reply to a text that could not be processed, for example because memory ran out.
-Reply internalError(const std::exception& failure);
-
-/// The requests of a batch, valid as long as its text and the Api.
-class Batch {
+/// A request that has the members of one. Its `params` may still be rejected.
+class Request {
 public:
-  /// `text` is an array that countElements has checked.
-  Batch(const Api& api, Text text)
-      : api_(&api)
-      , text_(text) {}
+  /// `id` is the JSON text of the reply's `id`, or nullopt for a notification.
+  Request(std::optional<std::string> id, Poco::JSON::Object::Ptr members)
+      : id_(std::move(id))
+      , members_(std::move(members)) {}
 
-  /// Executes the requests in order and writes their replies as one array. A second call would
-  /// execute them again. Returns false, without writing, if no request needs a reply. Throws
-  /// std::bad_alloc.
-  [[nodiscard]] bool execute(Output& out) const;
+  /// Executes the request. Every failure becomes the reply. Returns nullopt for a notification.
+  [[nodiscard]] std::optional<Reply> execute(const Api& api) const;
+
+  /// The reply if it is not executed. Returns nullopt for a notification.
+  [[nodiscard]] std::optional<Reply> refuse(const Error& reason) const;
+
+  [[nodiscard]] std::string method() const { return members_->getValue<std::string>("method"); }
+
+  /// Whether the `params` of a `$/cancelRequest` name this request.
+  [[nodiscard]] bool isNamedBy(const Request& cancellation) const;
 
 private:
-  const Api* api_;
-  Text text_;
+  [[nodiscard]] Poco::JSON::Object::Ptr params() const;
+
+  std::optional<std::string> id_;
+  Poco::JSON::Object::Ptr members_;
 };
 
-/// The answer to one text: a reply, no reply to a notification, or the replies of a batch.
-using Answer = std::variant<std::optional<Reply>, Batch>;
+/// The text of a batch: an array that countElements has checked. It belongs to the FrameReader
+/// until `keep` copies it.
+class Batch {
+public:
+  explicit Batch(Text text)
+      : text_(text) {}
 
-/// Executes the request in a text, but not yet those of a batch. If anything in the text is not
-/// JSON, no request is executed. Throws std::bad_alloc if there is no memory even for a reply.
-[[nodiscard]] Answer answer(const Api& api, const Incoming& incoming);
+  [[nodiscard]] Text text() const { return text_; }
+
+  void keep();
+
+private:
+  Text text_;
+  std::vector<char> kept_;
+};
+
+/// One text of a client: a request, a batch, or the reply to a text that cannot be executed.
+using Task = std::variant<Request, Batch, Reply>;
+
+/// Reads a text. If anything in it is not JSON, none of its requests is executed. Throws
+/// std::bad_alloc if there is no memory even for a reply.
+[[nodiscard]] Task parse(const Incoming& incoming);
+
+/// The limits of an execution.
+struct Limits {
+  std::size_t batchReply;        ///< bytes; the requests after it are not executed
+  std::function<bool()> stopped; ///< whether no further request may be begun
+};
+
+/// Executes a task, the requests of a batch in order, and returns the reply if there is one. Throws
+/// std::bad_alloc if there is no memory even for a reply.
+[[nodiscard]] std::optional<Reply> execute(const Api& api, const Task& task, const Limits& limits);
 
 } // namespace connector::host

@@ -2,6 +2,7 @@
 
 #include <cstddef>
 #include <cstring>
+#include <stdexcept>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -47,19 +48,26 @@ private:
   std::size_t size_ = 0;
 };
 
-/// Collects the bytes. Call flush() before text().
+/// Collects the bytes. Call flush() before text(). Throws std::length_error beyond `limit` bytes.
 class StringOutput : public Output {
 public:
-  StringOutput()
-      : Output(1024) {}
+  explicit StringOutput(std::size_t limit = std::string::npos)
+      : Output(1024)
+      , limit_(limit) {}
 
   [[nodiscard]] std::string& text() { return text_; }
 
 protected:
-  void drain(std::string_view bytes) override { text_.append(bytes); }
+  void drain(std::string_view bytes) override {
+    if (bytes.size() > limit_ - text_.size()) {
+      throw std::length_error("too long a text");
+    }
+    text_.append(bytes);
+  }
 
 private:
   std::string text_;
+  std::size_t limit_;
 };
 
 /// Only counts the bytes. Call flush() before count().

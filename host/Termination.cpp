@@ -1,6 +1,7 @@
 #include "Termination.h"
 
 #include <array>
+#include <atomic>
 #include <cerrno>
 #include <csignal>
 #include <fcntl.h>
@@ -14,13 +15,14 @@ namespace {
 // Read by the signal handler.
 int endedInput = -1;
 int nullDevice = -1;
-volatile std::sig_atomic_t requested = 0;
+std::atomic<bool> requested = false;
+static_assert(std::atomic<bool>::is_always_lock_free, "a signal handler may write it");
 
 constexpr std::array TERMINATING{SIGTERM, SIGINT};
 
 extern "C" void requestTermination(int) {
   const auto before = errno;
-  requested = 1;
+  requested = true;
   for (const int next : TERMINATING) {
     static_cast<void>(std::signal(next, SIG_DFL));
   }
@@ -45,7 +47,7 @@ Termination::Termination(int input) {
   if (nullDevice < 0) {
     throw std::system_error(errno, std::generic_category(), "/dev/null");
   }
-  // The kernel restarts an interrupted call: a file operation goes on, and a read finds the end.
+  // The kernel restarts an interrupted call, so that a file operation goes on.
   for (const int signal : TERMINATING) {
     setAction(signal, requestTermination, SA_RESTART);
   }
@@ -56,7 +58,7 @@ Termination::Termination(int input) {
 
 // Not static: without an object the handlers are not set.
 bool Termination::isRequested() const { // NOLINT(readability-convert-member-functions-to-static)
-  return requested != 0;
+  return requested;
 }
 
 } // namespace connector::host

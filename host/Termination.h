@@ -10,6 +10,7 @@ class Termination {
 public:
   explicit Termination(int input);
 
+  /// May be called from any thread.
   [[nodiscard]] bool isRequested() const;
 };
 

@@ -35,14 +35,15 @@ private:
   std::size_t at_ = 0;
 };
 
-using Found = std::variant<std::string, Unreadable>;
+using Reason = Unreadable::Reason;
+using Found = std::variant<std::string, Reason>;
 
 /// Bytes and the texts in them.
 using Stream = std::pair<std::string, std::vector<Found>>;
 
 Found copyOf(const Incoming& incoming) {
-  if (const auto* reason = std::get_if<Unreadable>(&incoming)) {
-    return *reason;
+  if (const auto* text = std::get_if<Unreadable>(&incoming)) {
+    return text->reason;
   }
   return std::string(std::get<Text>(incoming).bytes);
 }
@@ -74,7 +75,7 @@ TEST(Framing, SkipsBlankLines) {
 }
 
 TEST(Framing, ContinuesAfterOverlongText) {
-  const auto tooLong = Unreadable::tooLong;
+  const auto tooLong = Reason::tooLong;
   expectTexts({{"12345678\n123456789\n{3}\n", {"12345678", tooLong, "{3}"}},
                {"{" + OVERLONG + "\n{2}\n" + OVERLONG, {tooLong, "{2}", tooLong}},
                {"Content-Length: 9\r\n\r\n123456789Content-Length: 8\r\n\r\n12345678",
@@ -84,18 +85,34 @@ TEST(Framing, ContinuesAfterOverlongText) {
                {"Content-Length: 18446744073709551615\r\n\r\n{}", {tooLong}}});
 }
 
+TEST(Framing, FindsTheIdOfASkippedText) {
+  const std::string texts[] = {R"({"id":"a\"","x":")" + OVERLONG + "\\\"\"}",
+                               R"({"x":{"id":1,"y":")" + OVERLONG + R"("},"id":"a\""})"};
+  for (const std::string& text : texts) {
+    for (const auto& bytes :
+         {text + "\n", "Content-Length: " + std::to_string(text.size()) + "\r\n\r\n" + text}) {
+      for (const std::size_t piece : {1U, 7U, 65536U}) {
+        MemoryInput input(bytes, piece);
+        FrameReader reader(input, LIMIT);
+        const auto incoming = reader.next().value();
+        EXPECT_EQ(std::get<Unreadable>(incoming).id, R"("a\"")") << bytes.substr(0, 100);
+      }
+    }
+  }
+}
+
 TEST(Framing, ReadsContentLength) {
   expectTexts(
       {{"Content-Length: 2\r\n\r\n{}Content-Length: 3\r\n\r\n{\n}", {"{}", "{\n}"}},
        {"content-length:2\n\n{}\n\nCONTENT-LENGTH : 2 \n\n[]", {"{}", "[]"}},
        {"Content-Type: a; b=\"c:d\"\r\nContent-Length: 2\r\nX: " + OVERLONG + "\r\n\r\n{}", {"{}"}},
        {"Content-Length: 0\r\n\r\nContent-Length: 2\r\n\r\n{}", {"", "{}"}},
-       {"Content-Length: 3\r\n\r\n{}", {Unreadable::cutShort}},
-       {"Content-Le", {Unreadable::cutShort}}});
+       {"Content-Length: 3\r\n\r\n{}", {Reason::cutShort}},
+       {"Content-Le", {Reason::cutShort}}});
 }
 
 TEST(Framing, ReportsMissingLengthOnceAndFindsTheNext) {
-  const auto noLength = Unreadable::noLength;
+  const auto noLength = Reason::noLength;
   const std::string good = "Content-Length: 2\r\n\r\n{}";
   for (const std::string bad : {"Content-Length: -1", "Content-Length: 2x",
                                 "Content-Length:", "Content-Length 2", "Content-Length-X: 2"}) {

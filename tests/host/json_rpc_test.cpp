@@ -33,20 +33,20 @@ public:
 
 protected:
   std::string answer(const Incoming& incoming) {
-    StringOutput out;
-    const auto found = host::answer(*this, incoming);
-    if (const auto* const batch = std::get_if<Batch>(&found)) {
-      static_cast<void>(batch->execute(out));
-    } else if (const auto& reply = std::get<std::optional<Reply>>(found)) {
-      reply->writeTo(out);
+    const auto reply = host::execute(*this, parse(incoming), limits);
+    if (!reply) {
+      return "(none)";
     }
+    StringOutput out;
+    reply->writeTo(out);
     out.flush();
-    return out.text().empty() ? "(none)" : out.text();
+    return out.text();
   }
 
   std::string answer(const std::string& text) { return answer(Incoming(Text(text))); }
 
   mutable std::string executed;
+  Limits limits{10'000'000, [] { return false; }};
 };
 
 std::string error(const std::string& id, const std::string& code, const std::string& text) {
@@ -123,6 +123,25 @@ TEST_F(JsonRpcTest, RejectsTextThatIsNotJson) {
   EXPECT_EQ(executed, "");
 }
 
+TEST_F(JsonRpcTest, FindsTheIdInTextThatIsNotJson) {
+  const std::vector<std::pair<std::string, std::string>> rows{
+      {R"({"id":1,"params":"\ud800"})", "1"},
+      {R"({"params":[{"id":1},"\\",{"\"id\":3":"\ud800"}], "id" : "a\"b" })", R"("a\"b")"},
+      {R"({"id":-1.50,"params":)" + nested(129) + "}", "-1.50"},
+      {R"({"params":{"id":1},"a":"id","b":"\ud800"})", "null"},
+      {R"([{"id":1,"params":"\ud800"}])", "null"},
+      {R"({"id":1 2,"a":"\ud800"})", "null"},
+      {R"({"id":{"a":1},"a":"\ud800"})", "null"},
+      {R"({"id":"\ud800"})", "null"},
+      {R"({"id":1)", "null"},
+      {R"({"id":")" + std::string(1022, 'x') + R"(","a"})", '"' + std::string(1022, 'x') + '"'},
+      {R"({"id":")" + std::string(1023, 'x') + R"(","a"})", "null"}};
+  for (const auto& [text, id] : rows) {
+    const auto prefix = R"({"jsonrpc":"2.0","id":)" + id + R"(,"error":{"code":-32700)";
+    EXPECT_EQ(answer(text).substr(0, prefix.size()), prefix) << text;
+  }
+}
+
 TEST_F(JsonRpcTest, LimitsValuesTo100000) {
   std::string members;
   for (int member = 100'000; member < 199'996; ++member) { // echo adds four
@@ -161,11 +180,13 @@ TEST_F(JsonRpcTest, ReportsEachFailureWithCodeAndText) {
   const std::string badVersion = R"(\"jsonrpc\" must be \"2.0\")";
   const std::string badParams = R"(\"params\" must be an object)";
   const std::string badId = R"(\"id\" must be a string, a number or null)";
-  EXPECT_EQ(answer(Unreadable::tooLong), refused("null", "message too long"));
-  EXPECT_EQ(answer(Unreadable::noLength),
+  using Reason = Unreadable::Reason;
+  EXPECT_EQ(answer(Unreadable{Reason::tooLong, "\"a\""}), refused("\"a\"", "message too long"));
+  EXPECT_EQ(answer(Unreadable{Reason::tooLong, "\"\xFF\""}), refused("null", "message too long"));
+  EXPECT_EQ(answer(Unreadable{Reason::noLength, ""}),
             error("null", "-32700", "Parse error: no valid Content-Length"));
-  EXPECT_EQ(answer(Unreadable::cutShort),
-            error("null", "-32700", "Parse error: message cut short"));
+  EXPECT_EQ(answer(Unreadable{Reason::cutShort, "7"}),
+            error("7", "-32700", "Parse error: message cut short"));
   const std::vector<std::pair<std::string, std::string>> rows{
       {"1", refused("null", "not an object")},
       {"[]", refused("null", "empty batch")},
@@ -173,21 +194,24 @@ TEST_F(JsonRpcTest, ReportsEachFailureWithCodeAndText) {
       {R"({"jsonrpc":"2.0","method":1})", refused("null", R"(\"method\" must be a string)")},
       {R"({"jsonrpc":"2.0","id":3,"method":"echo","params":"a"})", refused("3", badParams)},
       {R"({"jsonrpc":"2.0","id":true,"method":"echo"})", refused("null", badId)},
-      {echo("7", "[]"), error("7", "-32602", "Invalid params: not an object")},
+      {echo("7", "[0]"), error("7", "-32602", "Invalid params: not an object")},
+      {echo("7", "[]"), result("7", "{}")},
+      {echo("7", "null"), result("7", "{}")},
+      {request("shutdown"), result("7", "null")},
       {request("poco"), error("7", "-32603", "Internal error: Not found: this")},
       {request("std"), error("7", "-32603", "Internal error: that")},
       {request("int"), error("7", "-32603", "Internal error")}};
   for (const auto& [text, reply] : rows) {
     EXPECT_EQ(answer(text), reply);
   }
-  EXPECT_EQ(executed, "poco std int ");
+  EXPECT_EQ(executed, "echo echo poco std int ");
 }
 
 TEST_F(JsonRpcTest, ExecutesNotificationsWithoutReply) {
   for (const std::string method : {"echo", "std", "int"}) {
     EXPECT_EQ(answer(R"({"jsonrpc":"2.0","method":")" + method + "\"}"), "(none)");
   }
-  EXPECT_EQ(answer(R"({"jsonrpc":"2.0","method":"echo","params":[]})"), "(none)");
+  EXPECT_EQ(answer(R"({"jsonrpc":"2.0","method":"echo","params":[0]})"), "(none)");
   EXPECT_EQ(executed, "echo std int ");
 }
 
@@ -197,6 +221,45 @@ TEST_F(JsonRpcTest, AnswersBatchInOrderAsOneArray) {
             "[" + result("2", "{}") + "," + error("7", "-32603", "Internal error: that") + "," +
                 result("1", R"({"a":"],["})") + "]");
   EXPECT_EQ(executed, "echo int std echo ");
+}
+
+TEST_F(JsonRpcTest, LimitsTheReplyToABatch) {
+  const auto ask = [this](std::size_t limit) {
+    limits.batchReply = limit;
+    executed.clear();
+    return answer("[" + echo("1", "{}") + "," + echo("2", R"({"a":1})") + "," + echo("3", "{}") +
+                  "]");
+  };
+  const auto all = result("1", "{}") + "," + result("2", R"({"a":1})") + "," + result("3", "{}");
+  EXPECT_EQ(ask(all.size()), "[" + all + "]");
+  EXPECT_EQ(
+      ask(result("1", "{}").size() + result("2", "{}").size()),
+      "[" + result("1", "{}") + "," +
+          error("2", "-32603",
+                "Internal error: executed, but the batch's reply would be too long") +
+          "," +
+          error("3", "-32603", "Internal error: not executed, the batch's reply is too long") +
+          "]");
+  EXPECT_EQ(executed, "echo echo ");
+}
+
+TEST_F(JsonRpcTest, ExecutesNothingOnceStopped) {
+  limits.stopped = [this] { return !executed.empty(); };
+  EXPECT_EQ(answer("[" + echo("1", "{}") + "," + echo("2", "{}") + ",0]"),
+            "[" + result("1", "{}") + "," + error("2", "-32800", "Cancelled") + "," +
+                error("null", "-32600", "Invalid request: not an object") + "]");
+  EXPECT_EQ(answer(request("echo")), error("7", "-32800", "Cancelled"));
+  EXPECT_EQ(executed, "echo ");
+}
+
+TEST_F(JsonRpcTest, LimitsElementsOfABatchTo10000) {
+  std::string elements = "1";
+  for (int count = 1; count < 10'000; ++count) {
+    elements += ",1";
+  }
+  EXPECT_THAT(answer("[" + elements + "]"), testing::HasSubstr("not an object"));
+  EXPECT_EQ(answer("[" + elements + ",1]"),
+            error("null", "-32600", "Invalid request: too long a batch"));
 }
 
 } // namespace connector::host

@@ -7,6 +7,7 @@
 
 #include <chrono>
 #include <csignal>
+#include <set>
 #include <sstream>
 #include <string>
 #include <thread>
@@ -16,19 +17,24 @@ namespace connector::test {
 
 namespace {
 
+using testing::AllOf;
 using testing::HasSubstr;
+using testing::Not;
 
 const std::string REQUEST = R"({"jsonrpc":"2.0","id":1,"method":"x"})"
                             "\n";
 const std::string ANSWER =
     R"({"jsonrpc":"2.0","id":1,"error":{"code":-32601,"message":"Unknown message type: x"}})"
     "\n";
-// The answer is more than a pipe holds, so it waits for its reader.
+/// Its response is more than a pipe holds, so the host waits for its reader.
 const std::string LARGE_REQUEST =
-    R"({"jsonrpc":"2.0","id":1,"method":")" + std::string(1000000, 'm') + "\"}\n";
+    R"({"jsonrpc":"2.0","id":1,"method":"connector/v1/OpenFile","params":{"path":"large"}})"
+    "\n";
 
 class ConnectorHost : public ScratchFolder {
 protected:
+  ConnectorHost() { writeFile("large", std::string(1'000'000, 'm')); }
+
   /// It begins to answer, and so is set up, when this returns.
   void begin(const std::string& requests) {
     host.send(requests);
@@ -37,6 +43,14 @@ protected:
 
   HostClient host{folder()};
 };
+
+const std::string CANCELLED_REPLY =
+    R"({"jsonrpc":"2.0","id":1,"error":{"code":-32800,"message":"Cancelled"}})";
+
+std::string request(int id, const std::string& type, const std::string& path) {
+  return R"({"jsonrpc":"2.0","id":)" + std::to_string(id) + R"(,"method":"connector/v1/)" + type +
+         R"(","params":{"path":")" + path + "\"}}\n";
+}
 
 /// The host with these options and whatever a shell takes there; both its outputs.
 Finished run(const std::string& options) {
@@ -60,10 +74,66 @@ TEST_F(ConnectorHost, SignalEndsItBetweenRequests) {
 }
 
 TEST_F(ConnectorHost, SignalLetsTheRequestInHandBeAnswered) {
-  begin(LARGE_REQUEST + REQUEST);
+  begin(LARGE_REQUEST + REQUEST + "[" + REQUEST.substr(0, REQUEST.size() - 1) +
+        R"(,{"jsonrpc":"2.0","method":"x"}])" + "\n");
   host.signal(SIGTERM);
-  EXPECT_THAT(host.rest(), testing::EndsWith("mmm\"}}\n"));
+  EXPECT_THAT(host.rest(), testing::EndsWith("\"notset\"}}\n" + CANCELLED_REPLY + "\n[" +
+                                             CANCELLED_REPLY + "]\n"));
   EXPECT_EQ(host.finish(), 0);
+}
+
+// A confined host executes each DeleteFile for a second.
+TEST_F(ConnectorHost, JobsLetNoRequestWaitForASlowOne) {
+  HostClient host(folder(), HostClient::withOptions("--jobs 3 --read-only"));
+  const auto slow = [](int id) { return request(id, "DeleteFile", "large"); };
+  host.send(slow(1) + slow(2) + request(3, "ListFolder", "."));
+  EXPECT_THAT(host.receiveLine(), HasSubstr(R"("id":3,"result")"));
+  host.send(slow(4) + slow(5) + slow(6) +
+            R"({"jsonrpc":"2.0","method":"$/cancelRequest","params":{"id":5}})" + "\n");
+  EXPECT_EQ(host.receiveLine(),
+            R"({"jsonrpc":"2.0","id":5,"error":{"code":-32800,"message":"Cancelled"}})");
+  host.signal(SIGTERM);
+  const auto rest = host.rest();
+  EXPECT_THAT(rest, AllOf(HasSubstr(R"("id":1,"result")"), HasSubstr(R"("id":2,"result")"),
+                          HasSubstr(R"("id":6,"error":{"code":-32800)")));
+  EXPECT_EQ(host.finish(), 0);
+}
+
+TEST_F(ConnectorHost, JobsAnswerEveryRequestOnce) {
+  std::string requests;
+  for (int id = 0; id < 300; ++id) {
+    requests += request(id, "OpenFile", id % 10 == 0 ? "large" : "none");
+  }
+  writeFile("requests", requests);
+  const auto finished =
+      runShell("cd " + folder().string() +
+               "; " CONNECTOR_HOST_PROGRAM " --jobs 4 --max-message 1000 < requests");
+  EXPECT_EQ(finished.status, 0);
+  std::istringstream lines(finished.output);
+  std::set<int> ids;
+  for (std::string line; std::getline(lines, line);) {
+    ids.insert(parseObject(line)->getValue<int>("id"));
+  }
+  EXPECT_EQ(ids.size(), 300);
+}
+
+TEST_F(ConnectorHost, ExitEndsIt) {
+  const std::string ending = R"({"jsonrpc":"2.0","method":"exit"})"
+                             "\n" +
+                             REQUEST;
+  for (const std::string options : {"", "--jobs 2"}) {
+    HostClient early(folder(), HostClient::withOptions(options));
+    early.send(request(1, "ListFolder", ".") + ending);
+    EXPECT_THAT(early.rest(), AllOf(HasSubstr(R"("id":1)"), Not(HasSubstr("-32601"))));
+    EXPECT_EQ(early.finish(), 1);
+    HostClient late(folder(), HostClient::withOptions(options));
+    late.send(R"({"jsonrpc":"2.0","id":9,"method":"shutdown"})"
+              "\n" +
+              ending);
+    EXPECT_EQ(late.rest(), R"({"jsonrpc":"2.0","id":9,"result":null})"
+                           "\n");
+    EXPECT_EQ(late.finish(), 0);
+  }
 }
 
 TEST_F(ConnectorHost, SecondSignalEndsItAtOnce) {
@@ -83,15 +153,24 @@ TEST_F(ConnectorHost, WaitsOnStreamsThatDoNotBlock) {
   HostClient host(folder(), {"perl", "-MFcntl", "-e", script});
   for (const std::string& request : {REQUEST, LARGE_REQUEST}) {
     host.send(request);
-    EXPECT_THAT(host.receiveLine(), HasSubstr("-32601"));
+    EXPECT_EQ(host.receiveLine().substr(0, 23), ANSWER.substr(0, 23));
   }
   EXPECT_EQ(host.finish(), 0);
 }
 
 TEST_F(ConnectorHost, ReaderThatWentAwayEndsItQuietly) {
-  host.endOutput();
-  host.send(REQUEST);
-  EXPECT_EQ(host.finish(), 0);
+  for (const std::string options : {"", "--jobs 2"}) {
+    HostClient host(folder(), HostClient::withOptions(options));
+    host.send(REQUEST);
+    host.receiveLine();
+    host.endOutput();
+    int status = -1;
+    for (int tries = 0; status == -1 && tries < 1000; ++tries) {
+      std::this_thread::sleep_for(std::chrono::milliseconds(10));
+      status = host.statusSoFar();
+    }
+    EXPECT_EQ(status, 0);
+  }
 }
 
 TEST(Call, TellsTheOutcomeByItsStatus) {

@@ -1,0 +1,124 @@
+#include "Commands.h"
+#include "Descriptors.h"
+#include "Framing.h"
+#include "Jobs.h"
+#include "Termination.h"
+
+#include <iostream>
+#include <mutex>
+#include <optional>
+#include <unistd.h>
+#include <utility>
+#include <variant>
+
+namespace connector::host {
+
+namespace {
+
+void greetPerson() {
+  if (isatty(STDIN_FILENO) == 0) {
+    return;
+  }
+  std::cerr
+      << "connector-host answers JSON-RPC 2.0 requests, one a line; Ctrl-D ends it. Try:\n"
+      << R"({"jsonrpc":"2.0","id":1,"method":"connector/v1/ListFolder","params":{"path":"/"}})"
+      << '\n';
+}
+
+std::size_t sizeOf(const Reply& reply) {
+  CountingOutput size;
+  reply.writeTo(size);
+  size.flush();
+  return size.count();
+}
+
+std::size_t sizeOf(const Incoming& incoming) {
+  const auto* text = std::get_if<Text>(&incoming);
+  return text == nullptr ? 0 : text->bytes.size();
+}
+
+/// Executes the requests of a client until the input ends.
+class Connection {
+public:
+  Connection(const Options& options, const Api& api, const Termination& termination)
+      : api_(api)
+      , termination_(termination)
+      , output_(STDOUT_FILENO)
+      , input_(STDIN_FILENO, termination, STDOUT_FILENO)
+      , reader_(input_, options.maxMessage)
+      , limits_{options.maxMessage, [this] { return isStopped(); }}
+      , jobs_(options.jobs, options.maxMessage, [this](const Task& task) { execute(task); }) {}
+
+  ExitStatus serve() {
+    while (output_.isOpen() && !isExiting_) {
+      const auto incoming = reader_.next();
+      if (!incoming) {
+        break;
+      }
+      take(parse(*incoming), sizeOf(*incoming));
+    }
+    jobs_.finish();
+    return isExiting_ && !isShutDown_ ? ExitStatus::fault : ExitStatus::success;
+  }
+
+private:
+  void take(Task task, std::size_t size) {
+    if (const auto* request = std::get_if<Request>(&task)) {
+      const auto method = request->method();
+      isShutDown_ = isShutDown_ || method == SHUTDOWN;
+      isExiting_ = method == EXIT;
+      if (method == CANCEL_REQUEST) {
+        cancel(*request);
+      }
+    }
+    jobs_.add(std::move(task), size);
+  }
+
+  void cancel(const Request& cancellation) {
+    if (const auto request = jobs_.remove(cancellation)) {
+      send(std::get<Request>(*request).refuse(cancelled()));
+    }
+  }
+
+  /// Called from all threads, as are the functions below.
+  void execute(const Task& task) { send(host::execute(api_, task, limits_)); }
+
+  [[nodiscard]] bool isStopped() const {
+    return termination_.isRequested() || !output_.isOpen() || !hasReader(STDOUT_FILENO);
+  }
+
+  void send(const std::optional<Reply>& reply) {
+    if (!reply) {
+      return;
+    }
+    const auto framing = reader_.framing();
+    const auto head = framing == Framing::lines ? "" : frameHead(framing, sizeOf(*reply));
+    const std::lock_guard lock(outputMutex_);
+    output_.append(head);
+    reply->writeTo(output_);
+    output_.append(frameTail(framing));
+    output_.flush();
+  }
+
+  const Api& api_;
+  const Termination& termination_;
+  std::mutex outputMutex_;
+  DescriptorOutput output_;
+  DescriptorInput input_;
+  FrameReader reader_;
+  Limits limits_;
+  bool isShutDown_ = false;
+  bool isExiting_ = false;
+  Jobs jobs_; // the last member, so that its threads end first
+};
+
+} // namespace
+
+ExitStatus serve(const Options& options, const Api& api, const Termination& termination) {
+  greetPerson();
+  widenPipe(STDIN_FILENO);
+  widenPipe(STDOUT_FILENO);
+  return Connection(options, api, termination).serve();
+}
+
+} // namespace connector::host
