@@ -1,11 +1,14 @@
 #include "Commands.h"
 #include "Descriptors.h"
 #include "Json.h"
+#include "Schema.h"
 #include "Terminal.h"
 
 #include <Poco/JSON/Array.h>
 #include <Poco/JSON/Object.h>
 
+#include <iomanip>
+#include <sstream>
 #include <string>
 #include <unistd.h>
 #include <utility>
@@ -58,6 +61,20 @@ Object::Ptr parseMessage(const std::string& text) {
 }
 
 } // namespace
+
+std::string callHelp(const std::string& type) {
+  std::ostringstream text;
+  text << "Usage: connector-host [OPTION...] call " << type << " [JSON]\n\n"
+       << requestSchema(fullType(type))->getValue<std::string>("description") << "\n\n"
+       << std::left;
+  for (const auto& key : keysOf(fullType(type))) {
+    if (key.type != "object" && !key.isIgnored) {
+      text << "  " << std::setw(18) << key.name << std::setw(9) << key.type << key.description
+           << (key.isRequired ? " Required.\n" : "\n");
+    }
+  }
+  return text.str();
+}
 
 ExitStatus call(const Options& options, const Api& api, const Termination& termination) {
   DescriptorInput input(STDIN_FILENO, termination);

@@ -16,4 +16,8 @@ ExitStatus serve(const Options& options, const Api& api, const Termination& term
 /// exception if there is no response.
 ExitStatus call(const Options& options, const Api& api, const Termination& termination);
 
+/// The keys of a request, for people. `type` may be its short name. Throws an Error if there is no
+/// such request.
+std::string callHelp(const std::string& type);
+
 } // namespace connector::host

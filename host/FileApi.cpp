@@ -1,17 +1,16 @@
 #include "FileApi.h"
 
+#include "Schema.h"
 #include "Suggestion.h"
 
 #include <connector/file/v1/FileServiceImpl.h>
 #include <connector/file/v1/Future.h>
-#include <connector/file/v1/ServiceDelivery.h>
 
 #include <connector/common/v1/Message.h>
 
 #include <Poco/Exception.h>
 #include <Poco/JSON/Array.h>
 
-#include <algorithm>
 #include <cstddef>
 #include <new>
 #include <typeinfo>
@@ -20,21 +19,6 @@
 namespace connector::host {
 
 namespace {
-
-/// Every message can be built without any field. If the provider takes it, the type is a request.
-bool isRequest(const connector::json::MessageRegistry& registry, const std::string& type) {
-  const auto message = registry.fromJson(type, new Poco::JSON::Object);
-  return dynamic_cast<const ServiceMessage<file::v1::FileServiceProvider>*>(message.get()) !=
-         nullptr;
-}
-
-std::vector<std::string> requestTypes(const connector::json::MessageRegistry& registry) {
-  auto types = registry.names();
-  types.erase(std::remove_if(types.begin(), types.end(),
-                             [&](const auto& type) { return !isRequest(registry, type); }),
-              types.end());
-  return types;
-}
 
 /// Throws an Error if a text other than the contents of a file is long: the converters take up to
 /// 30 times its size.
@@ -63,7 +47,7 @@ std::unique_ptr<Message> requestFrom(const connector::json::MessageRegistry& reg
   try {
     return registry.fromJson(type, params);
   } catch (const connector::json::UnknownMessageType& e) {
-    throw Error(ErrorCode::methodNotFound, e.what() + suggestion(type, requestTypes(registry)));
+    throw Error(ErrorCode::methodNotFound, e.what() + suggestion(type, requestTypes()));
   } catch (const std::bad_alloc&) {
     throw; // not an error in the params
   } catch (const Poco::Exception& e) {
@@ -102,10 +86,6 @@ Poco::JSON::Object::Ptr FileApi::execute(const std::string& type,
                                          const Poco::JSON::Object::Ptr& params) const {
   auto future = provider_->handle(requestFrom(*registry_, type, params), Address{}, nullptr);
   return registry_->toJson(responseFrom(std::move(future)));
-}
-
-std::vector<std::string> FileApi::types() const {
-  return requestTypes(*registry_);
 }
 
 } // namespace connector::host

@@ -9,7 +9,6 @@
 
 #include <memory>
 #include <string>
-#include <vector>
 
 namespace connector::host {
 
@@ -24,9 +23,6 @@ public:
 
   [[nodiscard]] Poco::JSON::Object::Ptr
   execute(const std::string& type, const Poco::JSON::Object::Ptr& params) const override;
-
-  /// The names of all requests, sorted.
-  [[nodiscard]] std::vector<std::string> types() const;
 
 private:
   std::shared_ptr<json::MessageRegistry> registry_;

@@ -2,11 +2,9 @@
 
 #include "Suggestion.h"
 
-#include <algorithm>
 #include <array>
 #include <charconv>
 #include <cstdint>
-#include <utility>
 
 namespace connector::host {
 
@@ -48,17 +46,26 @@ constexpr std::array OPTIONS{
            [](Options& options, auto&) { options.confinement.readOnly = true; }},
     Option{"--log", nullptr, [](Options& options, auto&) { options.log = true; }}};
 
-const Option& optionNamed(const std::string& name) {
-  const auto* const found = std::find_if(OPTIONS.begin(), OPTIONS.end(),
-                                         [&](const Option& option) { return name == option.name; });
-  if (found == OPTIONS.end()) {
-    std::vector<std::string> names;
-    for (const Option& option : OPTIONS) {
-      names.emplace_back(option.name);
+struct CommandName {
+  const char* name;
+  Command command;
+};
+
+constexpr std::array COMMANDS{
+    CommandName{"serve", Command::serve}, CommandName{"call", Command::call},
+    CommandName{"types", Command::types}, CommandName{"schema", Command::schema}};
+
+/// The row of a table that has this name. `kind` is the kind of name in a refusal.
+template <typename Table>
+const auto& rowOf(const Table& table, const std::string& kind, const std::string& name) {
+  std::vector<std::string> names;
+  for (const auto& row : table) {
+    if (name == row.name) {
+      return row;
     }
-    throw UsageError("Unknown option: " + name + suggestion(name, names));
+    names.emplace_back(row.name);
   }
-  return *found;
+  throw UsageError("Unknown " + kind + ": " + name + suggestion(name, names));
 }
 
 using Arguments = std::vector<std::string>;
@@ -69,7 +76,7 @@ void takeOption(Options& options, Arguments::const_iterator& next,
                 const Arguments::const_iterator& end) {
   const std::string& text = *next++;
   const auto equals = text.find('=');
-  const Option& option = optionNamed(text == "-h" ? "--help" : text.substr(0, equals));
+  const Option& option = rowOf(OPTIONS, "option", text == "-h" ? "--help" : text.substr(0, equals));
   std::string value;
   if (equals != std::string::npos) {
     value = text.substr(equals + 1);
@@ -88,27 +95,20 @@ void setCall(Options& options, const std::vector<std::string>& words) {
     throw UsageError("call takes a message type, as connector-host types lists them, and at most "
                      "one JSON object");
   }
-  options.command = Command::call;
   options.type = words[1];
   if (words.size() == 3) {
     options.json = words[2];
   }
 }
 
-void setCommand(Options& options, const std::vector<std::string>& words) {
-  const std::string command = words.empty() ? "serve" : words.front();
-  if (command == "call") {
+void setCommand(Options& options, const Arguments& words) {
+  const std::string name = words.empty() ? "serve" : words.front();
+  options.command = rowOf(COMMANDS, "command", name).command;
+  if (options.command == Command::call) {
     setCall(options, words);
-    return;
+  } else if (words.size() > 1) {
+    throw UsageError(name + " takes no argument: " + words[1]);
   }
-  if (command != "serve" && command != "types") {
-    throw UsageError("Unknown command: " + command +
-                     suggestion(command, {"serve", "call", "types"}));
-  }
-  if (words.size() > 1) {
-    throw UsageError(command + " takes no argument: " + words[1]);
-  }
-  options.command = command == "serve" ? Command::serve : Command::types;
 }
 
 } // namespace
@@ -129,6 +129,8 @@ Options parseOptions(const Arguments& arguments) {
   }
   if (options.command == Command::serve) {
     setCommand(options, words);
+  } else if (options.command == Command::help && words.size() > 1 && words.front() == "call") {
+    options.type = words[1];
   }
   return options;
 }
@@ -136,7 +138,8 @@ Options parseOptions(const Arguments& arguments) {
 std::string usage() {
   return R"(Usage: connector-host [OPTION...] [serve]
        connector-host [OPTION...] call TYPE [JSON]
-       connector-host types
+       connector-host call --help TYPE
+       connector-host types | schema
 
 Answers messages of the connector file service.
 
@@ -145,7 +148,9 @@ Answers messages of the connector file service.
   call TYPE [JSON]  answer one message and print the response. A TYPE without a
                     slash is short: ListFolder is connector/v1/ListFolder. JSON
                     defaults to {}; - reads it from standard input
+  call --help TYPE  print the keys of a message
   types             print the message types that are answered
+  schema            print their OpenRPC document, with JSON Schema for all keys
 
   --root DIR           confine all requests to this directory; may be repeated
   --read-only          refuse every change to files and directories

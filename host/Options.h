@@ -14,14 +14,14 @@ constexpr std::size_t MAX_JOBS = 64;
 
 /// The parsed command line.
 struct Options {
-  enum class Command { serve, call, types, help, version };
+  enum class Command { serve, call, types, schema, help, version };
 
   Command command = Command::serve;
   std::size_t maxMessage = 64ULL * 1024 * 1024; ///< bytes
   std::size_t jobs = 1;                         ///< requests executed at once
   bool log = false;
   Confinement confinement;
-  std::string type;        ///< of `call`: as given, which may be its short name
+  std::string type;        ///< of `call` and its help: as given, which may be its short name
   std::string json = "{}"; ///< of `call`: the message, or "-" for standard input
 };
 

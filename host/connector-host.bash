@@ -21,7 +21,7 @@ _connector_host() {
   elif [[ $word == -* ]]; then
     choices=$("$program" --help | grep -oE -- '--[a-z-]+' | sort -u)
   elif [[ ! ${words[*]} ]]; then
-    choices='serve call types'
+    choices='serve call types schema'
   elif [[ ${words[*]} == call ]]; then
     choices=$("$program" types)
     [[ $word == */* ]] || choices=${choices//connector\/v1\//}

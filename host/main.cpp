@@ -2,7 +2,9 @@
 #include "Confinement.h"
 #include "Descriptors.h"
 #include "FileApi.h"
+#include "Json.h"
 #include "Options.h"
+#include "Schema.h"
 #include "Termination.h"
 
 #include <fl/filesystem/confinement.h>
@@ -29,7 +31,7 @@ ExitStatus executeRequests(const Options& options) {
 }
 
 ExitStatus printTypes() {
-  for (const auto& type : FileApi().types()) {
+  for (const auto& type : requestTypes()) {
     std::cout << type << '\n';
   }
   return ExitStatus::success;
@@ -38,13 +40,16 @@ ExitStatus printTypes() {
 ExitStatus run(const Options& options) {
   switch (options.command) {
   case Options::Command::help:
-    std::cout << usage();
+    std::cout << (options.type.empty() ? usage() : callHelp(options.type));
     return ExitStatus::success;
   case Options::Command::version:
     std::cout << "connector-host " CONNECTOR_HOST_VERSION "\n";
     return ExitStatus::success;
   case Options::Command::types:
     return printTypes();
+  case Options::Command::schema:
+    std::cout << writePrettyJson(*openRpcDocument()) << '\n';
+    return ExitStatus::success;
   case Options::Command::call:
   case Options::Command::serve:
     break;

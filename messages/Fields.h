@@ -1,7 +1,8 @@
 #pragma once
 
 // The kinds of field of a message's JSON form. MessageList.h lists the fields of every message
-// once; writing and reading a message are two walks over its list.
+// once; writing and reading a message are two walks over its list. The description of a field is
+// one line, for JSON Schema.
 //
 //                    constructor argument   written              read
 //   Argument         yes                    yes                  yes
@@ -27,6 +28,7 @@ template <typename M, typename T>
 struct Argument {
   const char* key;
   T M::*member;
+  const char* description;
 
   void write(Object& object, M& message) const { wire::write(object, key, message.*member); }
 
@@ -40,6 +42,7 @@ template <typename M>
 struct ArgumentOr {
   const char* key;
   std::string M::*member;
+  const char* description;
   const char* defaultValue;
 
   void write(Object& object, M& message) const { wire::write(object, key, message.*member); }
@@ -56,6 +59,7 @@ template <typename M, typename T>
 struct ResponseValue {
   const char* key;
   T M::*member;
+  const char* description;
 
   void write(Object& object, M& message) const {
     if (!locationOf(message.*member).empty() || message.getFaults().empty()) {
@@ -80,6 +84,7 @@ template <typename M, typename T>
 struct OutputArgument {
   const char* key;
   T M::*member;
+  const char* description;
 
   void write(Object& object, M& message) const { wire::write(object, key, message.*member); }
 
@@ -93,6 +98,7 @@ template <typename M, typename T>
 struct Member {
   const char* key;
   T M::*member;
+  const char* description;
 
   void write(Object& object, M& message) const { wire::write(object, key, message.*member); }
 
@@ -108,6 +114,7 @@ template <typename M, typename T>
 struct OutputMember {
   const char* key;
   T M::*member;
+  const char* description;
 
   void write(Object& object, M& message) const { wire::write(object, key, message.*member); }
 
@@ -119,6 +126,7 @@ struct OutputMember {
 /// Repeats the first fault under a key of its own.
 struct FirstFault {
   const char* key;
+  const char* description;
 
   template <typename M>
   void write(Object& object, const M& message) const {
@@ -134,16 +142,16 @@ struct FirstFault {
 };
 
 template <typename M, typename T>
-Argument(const char*, T M::*) -> Argument<M, T>;
+Argument(const char*, T M::*, const char*) -> Argument<M, T>;
 template <typename M>
-ArgumentOr(const char*, std::string M::*, const char*) -> ArgumentOr<M>;
+ArgumentOr(const char*, std::string M::*, const char*, const char*) -> ArgumentOr<M>;
 template <typename M, typename T>
-ResponseValue(const char*, T M::*) -> ResponseValue<M, T>;
+ResponseValue(const char*, T M::*, const char*) -> ResponseValue<M, T>;
 template <typename M, typename T>
-OutputArgument(const char*, T M::*) -> OutputArgument<M, T>;
+OutputArgument(const char*, T M::*, const char*) -> OutputArgument<M, T>;
 template <typename M, typename T>
-Member(const char*, T M::*) -> Member<M, T>;
+Member(const char*, T M::*, const char*) -> Member<M, T>;
 template <typename M, typename T>
-OutputMember(const char*, T M::*) -> OutputMember<M, T>;
+OutputMember(const char*, T M::*, const char*) -> OutputMember<M, T>;
 
 } // namespace connector::file::v1::wire

@@ -25,51 +25,88 @@ constexpr auto SRC_PATH = "srcPath";
 /// The text of an identifier that is absent.
 constexpr auto NOT_GIVEN = "notset";
 
-/// A message type and its own fields.
+/// A message type and its own fields. `summary`, of a request, says in one line what it is for.
 template <typename M, typename... Fields>
 struct Entry {
   using Type = M;
+  const char* summary;
   std::tuple<Fields...> fields;
 };
 
 template <typename M, typename... Fields>
-constexpr Entry<M, Fields...> message(Fields... fields) {
-  return {{fields...}};
+constexpr Entry<M, Fields...> request(const char* summary, Fields... fields) {
+  return {summary, {fields...}};
 }
+
+template <typename M, typename... Fields>
+constexpr Entry<M, Fields...> response(Fields... fields) {
+  return {"", {fields...}};
+}
+
+// Descriptions of fields of more than one message.
+constexpr auto FILE_PATH = "Path of the file.";
+constexpr auto ANY_PATH = "Path of the file or directory.";
+constexpr auto OPENED = "The file with its contents.";
+constexpr auto OUTCOME = "The path after the operation.";
 
 /// Every message, in the order in which they are registered and removed. The fields that are
 /// arguments of a constructor are in its order. "uuid", "apiVersion" and, in a response,
 /// "messageFaults" are not listed: every message has them.
 inline constexpr std::tuple MESSAGES{
-    message<CreateFile>(Argument{key::FILE, &CreateFile::file},
-                        Argument{"updateIfExists", &CreateFile::updateIfExists}),
-    message<CreateFileResponse>(ResponseValue{key::FILE_INFO, &CreateFileResponse::fileInfo}),
-    message<OpenOrCreateFile>(Argument{key::PATH, &OpenOrCreateFile::path}),
-    message<OpenOrCreateFileResponse>(ResponseValue{key::FILE, &OpenOrCreateFileResponse::file}),
-    message<OpenFile>(Argument{key::PATH, &OpenFile::path}),
-    message<OpenFileResponse>(ResponseValue{key::FILE, &OpenFileResponse::file},
-                              Member{"lineNumber", &OpenFileResponse::lineNumber},
-                              Member{"column", &OpenFileResponse::column},
-                              OutputMember{"isDebugEvent", &OpenFileResponse::isDebugEvent}),
-    message<UpdateFile>(Argument{key::FILE, &UpdateFile::file}),
-    message<UpdateFileResponse>(ResponseValue{key::FILE_INFO, &UpdateFileResponse::fileInfo}),
-    message<CloseFile>(Argument{key::FILE, &CloseFile::file},
-                       Argument{"updateFile", &CloseFile::updateFile}),
-    message<CloseFileResponse>(ResponseValue{key::FILE_INFO, &CloseFileResponse::fileInfo}),
-    message<RenameFile>(Argument{"originalFileInfo", &RenameFile::originalFileInfo},
-                        Argument{key::NEW_FILE_INFO, &RenameFile::newFileInfo}),
+    request<CreateFile>(
+        "Create a file with its contents, or a directory. Missing parents are created.",
+        Argument{key::FILE, &CreateFile::file, "The path and the contents."},
+        Argument{"updateIfExists", &CreateFile::updateIfExists,
+                 "Whether an existing file is overwritten."}),
+    response<CreateFileResponse>(
+        ResponseValue{key::FILE_INFO, &CreateFileResponse::fileInfo, OUTCOME}),
+    request<OpenOrCreateFile>("Read a file. A missing file is created, without contents.",
+                              Argument{key::PATH, &OpenOrCreateFile::path, FILE_PATH}),
+    response<OpenOrCreateFileResponse>(
+        ResponseValue{key::FILE, &OpenOrCreateFileResponse::file, OPENED}),
+    request<OpenFile>("Read a file of at most 20 MB.",
+                      Argument{key::PATH, &OpenFile::path, FILE_PATH}),
+    response<OpenFileResponse>(
+        ResponseValue{key::FILE, &OpenFileResponse::file, OPENED},
+        Member{"lineNumber", &OpenFileResponse::lineNumber, "The line to show; -1 if unknown."},
+        Member{"column", &OpenFileResponse::column, "The column to show; -1 if unknown."},
+        OutputMember{"isDebugEvent", &OpenFileResponse::isDebugEvent,
+                     "Whether a debugger opened the file."}),
+    request<UpdateFile>("Replace the contents of an existing file.",
+                        Argument{key::FILE, &UpdateFile::file, "The path and the new contents."}),
+    response<UpdateFileResponse>(
+        ResponseValue{key::FILE_INFO, &UpdateFileResponse::fileInfo, OUTCOME}),
+    request<CloseFile>(
+        "Describe a path, which may be missing. With updateFile, update the file first.",
+        Argument{key::FILE, &CloseFile::file, "The path and, with updateFile, the new contents."},
+        Argument{"updateFile", &CloseFile::updateFile, "Whether the contents are written."}),
+    response<CloseFileResponse>(
+        ResponseValue{key::FILE_INFO, &CloseFileResponse::fileInfo, OUTCOME}),
+    request<RenameFile>("Rename a file or directory. An existing file is never replaced.",
+                        Argument{"originalFileInfo", &RenameFile::originalFileInfo, ANY_PATH},
+                        Argument{key::NEW_FILE_INFO, &RenameFile::newFileInfo, "Its new path."}),
     // Not a ResponseValue: the key is written even if the operation failed.
-    message<RenameFileResponse>(Argument{key::NEW_FILE_INFO, &RenameFileResponse::newFileInfo}),
-    message<MoveFile>(Argument{key::SRC_PATH, &MoveFile::srcPath},
-                      Argument{"destPath", &MoveFile::destPath}),
-    message<MoveFileResponse>(ResponseValue{key::FILE_INFO, &MoveFileResponse::fileInfo},
-                              OutputArgument{key::SRC_PATH, &MoveFileResponse::srcPath},
-                              FirstFault{"fault"}),
-    message<DeleteFile>(Argument{key::PATH, &DeleteFile::path}),
-    message<DeleteFileResponse>(ResponseValue{key::FILE_INFO, &DeleteFileResponse::fileInfo}),
-    message<ListFolder>(Argument{key::PATH, &ListFolder::path}),
-    message<ListFolderResponse>(ResponseValue{"folder", &ListFolderResponse::folder},
-                                Argument{"folderContents", &ListFolderResponse::folderContents}),
-    message<OpenWithBrowser>(ArgumentOr{"uri", &OpenWithBrowser::uri, NOT_GIVEN})};
+    response<RenameFileResponse>(
+        Argument{key::NEW_FILE_INFO, &RenameFileResponse::newFileInfo, OUTCOME}),
+    request<MoveFile>(
+        "Move a file or directory into another directory.",
+        Argument{key::SRC_PATH, &MoveFile::srcPath, ANY_PATH},
+        Argument{"destPath", &MoveFile::destPath, "Path of the directory to move it into."}),
+    response<MoveFileResponse>(
+        ResponseValue{key::FILE_INFO, &MoveFileResponse::fileInfo, OUTCOME},
+        OutputArgument{key::SRC_PATH, &MoveFileResponse::srcPath, "The path that was received."},
+        FirstFault{"fault", "The first fault."}),
+    request<DeleteFile>("Delete a file, or a directory with everything in it.",
+                        Argument{key::PATH, &DeleteFile::path, ANY_PATH}),
+    response<DeleteFileResponse>(
+        ResponseValue{key::FILE_INFO, &DeleteFileResponse::fileInfo, OUTCOME}),
+    request<ListFolder>("List a directory, without the entries whose name begins with a dot.",
+                        Argument{key::PATH, &ListFolder::path, "Path of the directory."}),
+    response<ListFolderResponse>(
+        ResponseValue{"folder", &ListFolderResponse::folder, "The directory."},
+        Argument{"folderContents", &ListFolderResponse::folderContents,
+                 "The entries, in no order."}),
+    request<OpenWithBrowser>("Show a location in a browser.",
+                             ArgumentOr{"uri", &OpenWithBrowser::uri, "The location.", NOT_GIVEN})};
 
 } // namespace connector::file::v1::wire

@@ -4,7 +4,8 @@ unset CDPATH # with which cd prints a directory, or enters another one
 project=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
 
 packages_to_build=(acl g++ cmake dpkg-dev file ninja-build libbenchmark-dev libboost-dev libgmock-dev
-                   libgoogle-perftools-dev libgtest-dev libpoco-dev libsimdjson-dev pkgconf strace)
+                   libgoogle-perftools-dev libgtest-dev libpoco-dev libsimdjson-dev pkgconf
+                   python3-jsonschema strace)
 packages_to_lint=(clang clang-format clang-tidy doxygen mandoc)
 packages_to_compare=(openssh-sftp-server)
 packages_of_node=(nodejs npm)

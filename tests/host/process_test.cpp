@@ -201,6 +201,8 @@ TEST(Call, TellsTheOutcomeByItsStatus) {
       {"--read-only=yes", 2, "--read-only takes no argument"},
       {"cal", 2, "Unknown command: cal; did you mean call?\n"},
       {"--rot=/tmp", 2, "Unknown option: --rot; did you mean --root?\n"},
+      {"call --help UpdateFile", 0, "\n  file.location     string   "},
+      {"call --help Nonsense", 2, "Unknown message type: connector/v1/Nonsense\n"},
       {"types", 0, "connector/v1/UpdateFile\n"},
       {"--help", 0, "Usage: connector-host "},
       {"--version", 0, "connector-host " CONNECTOR_HOST_VERSION "\n"}};

@@ -1,0 +1,285 @@
+#include "Schema.h"
+
+#include "JsonRpc.h"
+#include "Suggestion.h"
+#include "messages/MessageList.h"
+
+#include <Poco/JSON/Array.h>
+
+#include <algorithm>
+#include <array>
+#include <cstddef>
+#include <map>
+#include <string_view>
+#include <tuple>
+#include <type_traits>
+#include <utility>
+
+namespace connector::host {
+
+namespace {
+
+using namespace connector::file::v1;
+using Poco::JSON::Array;
+using Poco::JSON::Object;
+
+constexpr std::string_view PREFIX = "connector/v1/";
+
+template <typename M>
+constexpr bool IS_REQUEST = std::is_base_of_v<ServiceMessage<FileServiceProvider>, M>;
+template <typename M>
+constexpr bool IS_RESPONSE = std::is_base_of_v<common::v1::Response, M>;
+
+/// A key of a file. All but the last two are also the keys of a description.
+struct FileKey {
+  const char* key;
+  const char* type;
+  bool isRead;    ///< by requests
+  bool isWritten; ///< in every response
+  const char* description;
+};
+
+constexpr std::array FILE_KEYS{
+    FileKey{"location", "string", true, true, "Path; always absolute in responses."},
+    FileKey{"isDirectory", "boolean", true, true, "Whether it is a directory."},
+    FileKey{"name", "string", false, true, "Last component of the path."},
+    FileKey{"size", "integer", false, false, "Bytes."},
+    FileKey{"modified", "integer", false, false, "Seconds since 1970-01-01 UTC."},
+    FileKey{"canWrite", "boolean", false, false, "Whether the service may write it."},
+    FileKey{"deleted", "boolean", false, false, "Whether the path is missing."},
+    FileKey{"isShared", "boolean", false, false, "Always false."},
+    FileKey{"contents", "string", true, true, "The bytes, in this encoding."},
+    FileKey{"encoding", "string", true, true, "\"utf-8\" or, for bytes that are not, \"base64\"."}};
+constexpr std::size_t DESCRIPTION_KEYS = FILE_KEYS.size() - 2;
+
+Object::Ptr newObject() {
+  return Poco::makeShared<Object>(Poco::JSON_PRESERVE_KEY_ORDER);
+}
+
+Object::Ptr schemaOfType(const char* type) {
+  auto schema = newObject();
+  schema->set("type", type);
+  return schema;
+}
+
+Object::Ptr objectSchema(const char* title) {
+  auto schema = schemaOfType("object");
+  schema->set("title", title);
+  schema->set("properties", newObject());
+  schema->set("required", Poco::makeShared<Array>());
+  return schema;
+}
+
+Object::Ptr arraySchema(const Object::Ptr& items) {
+  auto schema = schemaOfType("array");
+  schema->set("items", items);
+  return schema;
+}
+
+void addKey(Object& object, const char* key, Object::Ptr schema, bool isRequired,
+            const char* description) {
+  schema->set("description", description);
+  object.getObject("properties")->set(key, schema);
+  if (isRequired) {
+    object.getArray("required")->add(key);
+  }
+}
+
+Object::Ptr fileSchema(bool isRequest, const char* title, std::size_t keys) {
+  auto schema = objectSchema(title);
+  auto encodings = Poco::makeShared<Array>();
+  encodings->add("utf-8");
+  encodings->add("base64");
+  std::for_each(FILE_KEYS.begin(), FILE_KEYS.begin() + keys, [&](const FileKey& file) {
+    auto value = schemaOfType(file.type);
+    if (isRequest && !file.isRead) {
+      value->set("readOnly", true);
+    }
+    if (&file == &FILE_KEYS.back()) {
+      value->set("enum", encodings);
+    }
+    const bool isRequired = isRequest ? &file == &FILE_KEYS.front() : file.isWritten;
+    addKey(*schema, file.key, value, isRequired, file.description);
+  });
+  return schema;
+}
+
+Object::Ptr faultSchema() {
+  auto condition = objectSchema("FaultCondition");
+  addKey(*condition, "faultId", schemaOfType("string"), true, "The cause: FILE_NOT_FOUND, ...");
+  addKey(*condition, "faultInfo", arraySchema(schemaOfType("string")), true, "The paths.");
+  auto fault = objectSchema("Fault");
+  addKey(*fault, "faultCode", schemaOfType("string"), true, "The kind of fault.");
+  addKey(*fault, "message", schemaOfType("string"), true, "A text for people.");
+  addKey(*fault, "faultConditions", arraySchema(condition), true, "One condition.");
+  return fault;
+}
+
+template <typename T>
+Object::Ptr schemaOfValue(bool isRequest) {
+  if constexpr (std::is_same_v<T, File>) {
+    return fileSchema(isRequest, "File", FILE_KEYS.size());
+  } else if constexpr (std::is_same_v<T, FileInfo>) {
+    return fileSchema(isRequest, "FileInfo", DESCRIPTION_KEYS);
+  } else if constexpr (std::is_same_v<T, std::vector<FileInfo>>) {
+    return arraySchema(schemaOfValue<FileInfo>(isRequest));
+  } else if constexpr (std::is_same_v<T, bool>) {
+    return schemaOfType("boolean");
+  } else if constexpr (std::is_integral_v<T>) {
+    return schemaOfType("integer");
+  } else {
+    static_assert(std::is_same_v<T, std::string> || std::is_same_v<T, std::u16string>);
+    return schemaOfType("string");
+  }
+}
+
+/// In a request a flag may be absent, in a response the value that a fault replaces.
+template <typename M, typename F>
+void addField(Object& schema, const F& field) {
+  using Value = std::decay_t<decltype(std::declval<M&>().*field.member)>;
+  const bool isRequired = IS_REQUEST<M> ? !std::is_same_v<Value, bool>
+                                        : !std::is_same_v<F, wire::ResponseValue<M, Value>>;
+  auto value = schemaOfValue<Value>(IS_REQUEST<M>);
+  if (!isRequired && IS_REQUEST<M>) {
+    value->set("default", false);
+  }
+  addKey(schema, field.key, value, isRequired, field.description);
+}
+
+template <typename M>
+void addField(Object& schema, const wire::FirstFault& field) {
+  addKey(schema, field.key, faultSchema(), false, field.description);
+}
+
+template <typename M, typename... Fields>
+Object::Ptr messageSchema(const wire::Entry<M, Fields...>& entry) {
+  auto schema = objectSchema(M::TYPE_NAME + PREFIX.size());
+  std::apply([&](const auto&... field) { (addField<M>(*schema, field), ...); }, entry.fields);
+  const auto addText = [&](const char* key, const char* defaultValue, const char* description) {
+    auto value = schemaOfType("string");
+    value->set("default", defaultValue);
+    addKey(*schema, key, value, IS_RESPONSE<M>, description);
+  };
+  addText(wire::key::UUID, wire::NOT_GIVEN, "Chosen by the client; the response repeats it.");
+  addText(wire::key::API_VERSION, "0.0", "Version of the messages, MAJOR.MINOR.");
+  if constexpr (IS_RESPONSE<M>) {
+    addKey(*schema, wire::key::MESSAGE_FAULTS, arraySchema(faultSchema()), true,
+           "Empty on success, one fault otherwise.");
+  } else {
+    schema->set("description", entry.summary);
+  }
+  return schema;
+}
+
+using Schemas = std::map<std::string, Object::Ptr>;
+
+template <typename M, typename... Fields>
+void addMessage(Schemas& schemas, const wire::Entry<M, Fields...>& entry) {
+  if constexpr (IS_REQUEST<M> || IS_RESPONSE<M>) {
+    schemas.emplace(M::TYPE_NAME, messageSchema(entry));
+  }
+}
+
+/// Those of all requests and responses.
+const Schemas& schemas() {
+  static const auto all = [] {
+    Schemas result;
+    std::apply([&](const auto&... entry) { (addMessage(result, entry), ...); }, wire::MESSAGES);
+    return result;
+  }();
+  return all;
+}
+
+/// Null if `type` is not a request.
+Object::Ptr responseSchema(const std::string& type) {
+  const auto found = schemas().find(type + "Response");
+  return found == schemas().end() ? nullptr : found->second;
+}
+
+bool isRequired(const Object& schema, const std::string& key) {
+  const auto required = schema.getArray("required");
+  return std::find(required->begin(), required->end(), key) != required->end();
+}
+
+/// One parameter for each property of a request: OpenRPC has no schema for all of them.
+Array::Ptr openRpcParams(const Object& schema) {
+  auto params = Poco::makeShared<Array>();
+  const auto properties = schema.getObject("properties");
+  for (const auto& key : properties->getNames()) {
+    auto param = newObject();
+    param->set("name", key);
+    param->set("required", isRequired(schema, key));
+    param->set("schema", properties->get(key));
+    params->add(param);
+  }
+  return params;
+}
+
+void appendKeys(std::vector<RequestKey>& keys, const std::string& prefix, const Object& schema,
+                bool isParentRequired) {
+  const auto properties = schema.getObject("properties");
+  for (const auto& key : properties->getNames()) {
+    const auto property = properties->getObject(key);
+    const bool required = isParentRequired && isRequired(schema, key);
+    keys.push_back({prefix + key, property->getValue<std::string>("type"),
+                    property->getValue<std::string>("description"), required,
+                    property->has("readOnly")});
+    if (property->has("properties")) {
+      appendKeys(keys, prefix + key + ".", *property, required);
+    }
+  }
+}
+
+} // namespace
+
+std::vector<std::string> requestTypes() {
+  std::vector<std::string> types;
+  for (const auto& [type, schema] : schemas()) {
+    if (!responseSchema(type).isNull()) {
+      types.push_back(type);
+    }
+  }
+  return types;
+}
+
+Object::Ptr requestSchema(const std::string& type) {
+  if (responseSchema(type).isNull()) {
+    throw Error(ErrorCode::methodNotFound,
+                "Unknown message type: " + type + suggestion(type, requestTypes()));
+  }
+  return schemas().at(type);
+}
+
+std::vector<RequestKey> keysOf(const std::string& type) {
+  std::vector<RequestKey> keys;
+  appendKeys(keys, "", *requestSchema(type), true);
+  return keys;
+}
+
+Object::Ptr openRpcDocument() {
+  auto methods = Poco::makeShared<Array>();
+  for (const auto& type : requestTypes()) {
+    const auto request = requestSchema(type);
+    const auto response = responseSchema(type);
+    auto result = newObject();
+    result->set("name", response->get("title"));
+    result->set("schema", response);
+    auto method = newObject();
+    method->set("name", type);
+    method->set("summary", request->get("description"));
+    method->set("paramStructure", "by-name");
+    method->set("params", openRpcParams(*request));
+    method->set("result", result);
+    methods->add(method);
+  }
+  auto info = newObject();
+  info->set("title", "connector-host");
+  info->set("version", CONNECTOR_HOST_VERSION);
+  auto document = newObject();
+  document->set("openrpc", "1.3.2");
+  document->set("info", info);
+  document->set("methods", methods);
+  return document;
+}
+
+} // namespace connector::host

@@ -1,0 +1,34 @@
+#pragma once
+
+#include <Poco/JSON/Object.h>
+
+#include <string>
+#include <vector>
+
+/// The keys of all messages that are offered, as JSON Schema. Derived from the list of messages.
+namespace connector::host {
+
+/// The names of all requests, sorted.
+std::vector<std::string> requestTypes();
+
+// Both throw an Error (methodNotFound) if there is no request of this name.
+
+/// The JSON Schema of a request. Shared, so do not change it.
+Poco::JSON::Object::Ptr requestSchema(const std::string& type);
+
+/// A key of a request.
+struct RequestKey {
+  std::string name; ///< of a key inside an object: "file.location"
+  std::string type; ///< as JSON Schema names it
+  std::string description;
+  bool isRequired;
+  bool isIgnored; ///< by the service; responses have it
+};
+
+/// The keys of a request, at all levels; a key precedes those inside its object.
+std::vector<RequestKey> keysOf(const std::string& type);
+
+/// The OpenRPC document of all requests and their responses.
+Poco::JSON::Object::Ptr openRpcDocument();
+
+} // namespace connector::host
