@@ -45,8 +45,6 @@ bool arrivesSoon(pollfd& input) {
   return ready > 0;
 }
 
-constexpr short GONE = POLLERR | POLLHUP;
-
 } // namespace
 
 /// Returns false if nobody reads from the output.
@@ -61,7 +59,7 @@ bool DescriptorInput::awaitInput() {
       fail("poll");
     }
   }
-  return (waited[1].revents & GONE) == 0;
+  return (waited[1].revents & (POLLERR | POLLHUP)) == 0;
 }
 
 std::size_t DescriptorInput::read(char* buffer, std::size_t size) {
@@ -94,11 +92,6 @@ void DescriptorOutput::drain(std::string_view bytes) {
       fail("write");
     }
   }
-}
-
-bool hasReader(int descriptor) {
-  pollfd output{descriptor, 0, 0};
-  return poll(&output, 1, 0) <= 0 || (output.revents & GONE) == 0;
 }
 
 void widenPipe(int descriptor) {

@@ -62,15 +62,20 @@ void Jobs::add(Task task, std::size_t size) {
     batch->keep();
   }
   std::unique_lock lock(mutex_);
-  change_.wait(lock, [&] {
-    const bool fits = waiting_.size() < most_ && bytes_ + size <= mostBytes_;
-    return waiting_.empty() || fits || failure_ != nullptr;
-  });
+  if (!fits(size, most_)) {
+    // Until half of the tasks have begun: to wake for each of them takes longer than a small
+    // request.
+    hasRoom_.wait(lock, [&] { return fits(size, most_ / 2) || failure_ != nullptr; });
+  }
   if (failure_ == nullptr) {
     waiting_.push_back({std::move(task), size});
     bytes_ += size;
-    change_.notify_all();
+    hasTask_.notify_one();
   }
+}
+
+bool Jobs::fits(std::size_t size, std::size_t most) const {
+  return waiting_.empty() || (waiting_.size() < most && bytes_ + size <= mostBytes_);
 }
 
 std::optional<Task> Jobs::remove(const Request& cancellation) {
@@ -107,21 +112,24 @@ void Jobs::execute(const Task& task) {
   } catch (...) {
     const std::lock_guard lock(mutex_);
     failure_ = std::current_exception();
-    change_.notify_all();
+    hasTask_.notify_all();
+    hasRoom_.notify_one();
   }
 }
 
 /// Returns nullopt once no further task will come.
 std::optional<Task> Jobs::next() {
   std::unique_lock lock(mutex_);
-  change_.wait(lock, [this] { return isEnded_ || !waiting_.empty() || failure_ != nullptr; });
+  hasTask_.wait(lock, [this] { return isEnded_ || !waiting_.empty() || failure_ != nullptr; });
   if (waiting_.empty() || failure_ != nullptr) {
     return std::nullopt;
   }
   auto task = std::move(waiting_.front().task);
   bytes_ -= waiting_.front().size;
   waiting_.pop_front();
-  change_.notify_all();
+  if (waiting_.size() <= most_ / 2) {
+    hasRoom_.notify_one();
+  }
   return task;
 }
 
@@ -129,7 +137,7 @@ void Jobs::end() {
   {
     const std::lock_guard lock(mutex_);
     isEnded_ = true;
-    change_.notify_all();
+    hasTask_.notify_all();
   }
   for (auto& thread : threads_) {
     thread.join();

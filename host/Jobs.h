@@ -39,6 +39,7 @@ private:
     std::size_t size;
   };
 
+  [[nodiscard]] bool fits(std::size_t size, std::size_t most) const;
   void run();
   void execute(const Task& task);
   std::optional<Task> next();
@@ -48,8 +49,9 @@ private:
   const std::size_t most_;
   const std::size_t mostBytes_;
 
-  std::mutex mutex_; // guards the members below
-  std::condition_variable change_;
+  std::mutex mutex_;                // guards the members below
+  std::condition_variable hasTask_; // or the end, or a failure
+  std::condition_variable hasRoom_; // or a failure
   std::deque<Waiting> waiting_;
   std::size_t bytes_ = 0; // of the tasks that wait
   bool isEnded_ = false;

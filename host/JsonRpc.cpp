@@ -155,61 +155,55 @@ Task parseText(const Text& text) {
   return Batch(text);
 }
 
-/// Throws std::length_error if the text is longer than `limit` bytes.
-std::string textOf(const Reply& reply, std::size_t limit = std::string::npos) {
-  StringOutput text(limit);
-  reply.writeTo(text);
-  text.flush();
-  return std::move(text.text());
-}
-
 /// Executes the requests of a batch and collects their replies.
 class BatchExecution {
 public:
   BatchExecution(const Api& api, const Limits& limits)
       : api_(api)
-      , limits_(limits) {}
+      , limits_(limits)
+      , replies_(limits.batchReply) {}
 
   void execute(const Task& element) {
     const auto* request = std::get_if<Request>(&element);
-    if (request == nullptr) {
-      add(std::get<Reply>(element));
-    } else if (isFull_) {
+    if (request != nullptr && isFull_) {
       add(request->refuse(internalError(": not executed, the batch's reply is too long")));
-    } else {
-      execute(*request, element);
+    } else if (!add(host::execute(api_, element, limits_))) {
+      isFull_ = true;
+      add(request == nullptr ? std::get<Reply>(element)
+                             : request->refuse(internalError(
+                                   ": executed, but the batch's reply would be too long")));
     }
   }
 
   std::optional<Reply> reply() && {
-    if (replies_.empty()) {
+    if (replies_.text().empty()) {
       return std::nullopt;
     }
-    return Reply(std::move(replies_), nullptr, "]");
+    return Reply(std::move(replies_.text()), nullptr, "]");
   }
 
 private:
-  void execute(const Request& request, const Task& element) {
-    try {
-      const auto left = limits_.batchReply - std::min(limits_.batchReply, replies_.size());
-      add(host::execute(api_, element, limits_), left);
-    } catch (const std::length_error&) {
-      isFull_ = true;
-      add(request.refuse(internalError(": executed, but the batch's reply would be too long")));
+  /// Returns false if the reply would be too long. Once it was, further replies are errors, which
+  /// are always added.
+  bool add(const std::optional<Reply>& reply) {
+    if (!reply) {
+      return true;
     }
-  }
-
-  void add(const std::optional<Reply>& reply, std::size_t limit = std::string::npos) {
-    if (reply) {
-      const auto text = textOf(*reply, limit);
-      replies_ += replies_.empty() ? '[' : ',';
-      replies_ += text;
+    const auto before = replies_.text().size();
+    try {
+      replies_.append(before == 0 ? '[' : ',');
+      reply->writeTo(replies_);
+      replies_.flush();
+      return true;
+    } catch (const std::length_error&) {
+      replies_.cutBack(before);
+      return false;
     }
   }
 
   const Api& api_;
   const Limits& limits_;
-  std::string replies_;
+  StringOutput replies_;
   bool isFull_ = false;
 };
 

@@ -40,6 +40,8 @@ protected:
   explicit Output(std::size_t bufferSize)
       : buffer_(bufferSize) {}
 
+  void dropBuffer() { size_ = 0; }
+
   /// Writes `bytes`, which are not kept.
   virtual void drain(std::string_view bytes) = 0;
 
@@ -56,6 +58,13 @@ public:
       , limit_(limit) {}
 
   [[nodiscard]] std::string& text() { return text_; }
+
+  /// Keeps only the first `size` bytes of text(), and has no limit any more.
+  void cutBack(std::size_t size) {
+    dropBuffer();
+    text_.resize(size);
+    limit_ = std::string::npos;
+  }
 
 protected:
   void drain(std::string_view bytes) override {

@@ -83,9 +83,7 @@ private:
   /// Called from all threads, as are the functions below.
   void execute(const Task& task) { send(host::execute(api_, task, limits_)); }
 
-  [[nodiscard]] bool isStopped() const {
-    return termination_.isRequested() || !output_.isOpen() || !hasReader(STDOUT_FILENO);
-  }
+  [[nodiscard]] bool isStopped() const { return termination_.isRequested() || !output_.isOpen(); }
 
   void send(const std::optional<Reply>& reply) {
     if (!reply) {
