@@ -8,6 +8,7 @@
 
 #include <cstddef>
 #include <string>
+#include <vector>
 
 namespace connector::test {
 
@@ -32,6 +33,44 @@ TEST_F(Memory, OpeningTheBiggestFileTakesAFewTimesItsSize) {
     EXPECT_GT(host.askForText("OpenFile", R"({"path":"biggest"})").size(), BIGGEST_FILE);
     const auto more = host.memory("VmHWM:") - idle;
     EXPECT_TRUE(SANITIZED || more <= 4 * BIGGEST_FILE) << more << " bytes for " << int{byte};
+  }
+}
+
+TEST_F(Memory, IsBoundedForEveryRequest) {
+  writeFile("biggest", std::string(BIGGEST_FILE, 'x'));
+  const std::string open =
+      R"({"jsonrpc":"2.0","id":1,"method":"connector/v1/OpenFile","params":{"path":"biggest"}})";
+  std::string batch = "[" + open;
+  for (int more = 1; more < 10; ++more) {
+    batch += "," + open;
+  }
+  const auto repeated = [](const std::string& text, std::size_t size) {
+    std::string all;
+    while (all.size() < size) {
+      all += text;
+    }
+    return all;
+  };
+  const std::vector<std::string> requests{
+      batch + "]", "[" + repeated("1,", 4 * MIB) + "1]", repeated("[", 60 * MIB),
+      R"({"jsonrpc":"2.0","id":1,"method":"connector/v1/OpenFile","params":{"path":")" +
+          std::string(60 * MIB, 'x') + "\"}}",
+      R"({"jsonrpc":"2.0","id":1,"method":"connector/v1/CreateFile","params":{"file":)"
+      R"({"location":"new","contents":")" +
+          repeated("\\n", 60 * MIB) + "\"}}}"};
+  for (const std::size_t jobs : {1U, 2U}) {
+    for (const std::string& request : requests) {
+      HostClient host(folder(), HostClient::withOptions("--jobs " + std::to_string(jobs)));
+      for (std::size_t sent = 0; sent < jobs; ++sent) {
+        host.send(request + "\n");
+      }
+      for (std::size_t received = 0; received < jobs; ++received) {
+        host.receiveLine();
+      }
+      const auto peak = host.memory("VmHWM:");
+      EXPECT_TRUE(SANITIZED || peak <= jobs * 256 * MIB)
+          << peak / MIB << " MiB for " << request.substr(0, 100);
+    }
   }
 }
 
