@@ -2,51 +2,68 @@
 #include "Descriptors.h"
 #include "Json.h"
 #include "Schema.h"
+#include "Suggestion.h"
 #include "Terminal.h"
 
+#include <Poco/Ascii.h>
+#include <Poco/Base64Decoder.h>
+#include <Poco/Dynamic/Var.h>
 #include <Poco/JSON/Array.h>
 #include <Poco/JSON/Object.h>
+#include <Poco/String.h>
 
+#include <algorithm>
+#include <fstream>
 #include <iomanip>
+#include <iostream>
+#include <iterator>
 #include <sstream>
 #include <string>
 #include <unistd.h>
 #include <utility>
+#include <vector>
 
 namespace connector::host {
 
 namespace {
 
+using Poco::Dynamic::Var;
 using Poco::JSON::Object;
-
-constexpr const char* TYPE_PREFIX = "connector/v1/";
+using Keys = std::vector<RequestKey>;
 
 std::string fullType(const std::string& type) {
-  return type.find('/') == std::string::npos ? TYPE_PREFIX + type : type;
+  return type.find('/') == std::string::npos ? "connector/v1/" + type : type;
 }
 
-Object::Ptr executeWithProgress(const Api& api, const std::string& type,
-                                const Object::Ptr& request) {
-  const Progress progress(STDERR_FILENO, type);
-  return api.execute(fullType(type), request);
-}
-
-bool hasFault(const Object& response) {
-  const auto faults = response.getArray("messageFaults");
-  return !faults.isNull() && faults->size() > 0;
-}
-
-/// Reads up to the end of the input, but stops once the text is longer than `limit`.
-std::string readAll(Input& input, std::size_t limit) {
+/// Reads by `read(buffer, size)` until it returns 0.
+template <typename Read>
+std::string readAll(const Read& read, std::size_t limit) {
   constexpr std::size_t chunk = 64UL * 1024;
   std::string text;
   for (std::size_t count = 1; count > 0 && text.size() <= limit;) {
     const auto kept = text.size();
     text.resize(kept + chunk);
-    count = input.read(&text[kept], chunk);
+    count = read(&text[kept], chunk);
     text.resize(kept + count);
   }
+  if (text.size() > limit) {
+    throw UsageError("The message is too long");
+  }
   return text;
+}
+
+std::string readFile(const std::string& path, std::size_t limit) {
+  std::ifstream file(path, std::ios::binary);
+  auto bytes = readAll(
+      [&](char* buffer, std::size_t size) {
+        file.read(buffer, static_cast<std::streamsize>(size));
+        return static_cast<std::size_t>(file.gcount());
+      },
+      limit);
+  if (!file.is_open() || file.bad()) {
+    throw UsageError("Cannot read " + path);
+  }
+  return bytes;
 }
 
 Object::Ptr parseMessage(const std::string& text) {
@@ -60,11 +77,136 @@ Object::Ptr parseMessage(const std::string& text) {
   throw UsageError("The message is not a JSON object");
 }
 
+bool isAssignment(const std::string& argument) {
+  return argument.find('=') != std::string::npos && Poco::Ascii::isAlpha(argument.front());
+}
+
+/// The key with this name or last part of a name; null if there is none.
+const RequestKey* findKey(const Keys& keys, const std::string& name) {
+  const auto found = std::find_if(keys.begin(), keys.end(), [&](const RequestKey& key) {
+    return key.name == name || Poco::endsWith(key.name, "." + name);
+  });
+  return found == keys.end() ? nullptr : &*found;
+}
+
+/// Each dot in the name leads into an object, which is created if it is missing.
+void setMember(Object& object, const std::string& name, const Var& value) {
+  const auto dot = name.find('.');
+  const auto first = name.substr(0, dot);
+  if (dot == std::string::npos) {
+    object.set(first, value);
+    return;
+  }
+  if (object.getObject(first).isNull()) {
+    object.set(first, Poco::makeShared<Object>());
+  }
+  setMember(*object.getObject(first), name.substr(dot + 1), value);
+}
+
+Var parseValue(const RequestKey& key, const std::string& text, std::size_t limit) {
+  if (key.type == "object") {
+    throw UsageError(key.name + " is an object; give its keys, such as " + key.name + ".location");
+  }
+  if (key.type == "boolean") {
+    if (text != "true" && text != "false") {
+      throw UsageError(key.name + " must be true or false");
+    }
+    return text == "true";
+  }
+  // Not base64 even if they are not UTF-8: the message is not written as JSON on its way.
+  const bool isFile = key.name == "file.contents" && text[0] == '@';
+  return isFile ? readFile(text.substr(1), limit) : text;
+}
+
+Object::Ptr assembleMessage(const Options& options, const Keys& keys) {
+  auto message = Poco::makeShared<Object>();
+  for (const auto& argument : options.arguments) {
+    if (!isAssignment(argument)) {
+      throw UsageError("Not KEY=VALUE: " + argument);
+    }
+    const auto equals = argument.find('=');
+    const auto name = argument.substr(0, equals);
+    const auto value = argument.substr(equals + 1);
+    if (const auto* key = findKey(keys, name)) {
+      setMember(*message, key->name, parseValue(*key, value, options.maxMessage));
+    } else {
+      setMember(*message, name, value);
+    }
+  }
+  return message;
+}
+
+Object::Ptr readMessage(const Options& options, const Keys& keys, Input& input) {
+  const auto& arguments = options.arguments;
+  if (arguments.size() != 1 || isAssignment(arguments.front())) {
+    return assembleMessage(options, keys);
+  }
+  const auto fromInput = [&](char* buffer, std::size_t size) { return input.read(buffer, size); };
+  const auto& argument = arguments.front();
+  const auto text = argument == "-" ? readAll(fromInput, options.maxMessage) : argument;
+  if (text.size() > options.maxMessage) {
+    throw UsageError("The message is too long");
+  }
+  return input.stopped() ? nullptr : parseMessage(text); // the text may be incomplete
+}
+
+/// The service ignores keys that it does not know.
+void warnOfUnknownKeys(const std::string& type, const Object& message, const Keys& keys,
+                       const std::string& prefix = "") {
+  std::vector<std::string> names;
+  for (const auto& key : keys) {
+    names.push_back(key.name);
+  }
+  for (const auto& member : message) {
+    const auto name = prefix + member.first;
+    if (std::find(names.begin(), names.end(), name) == names.end()) {
+      std::cerr << "connector-host: " << type << " has no key " << name << suggestion(name, names)
+                << '\n';
+    } else if (const auto object = message.getObject(member.first)) {
+      warnOfUnknownKeys(type, *object, keys, name + ".");
+    }
+  }
+}
+
+Object::Ptr executeWithProgress(const Api& api, const std::string& type,
+                                const Object::Ptr& request) {
+  const Progress progress(STDERR_FILENO, type);
+  return api.execute(fullType(type), request);
+}
+
+/// The first fault, or null.
+Object::Ptr faultOf(const Object& response) {
+  const auto faults = response.getArray("messageFaults");
+  return faults.isNull() || faults->size() == 0 ? nullptr : faults->getObject(0);
+}
+
+std::string contentsOf(const Object& response) {
+  const auto file = response.getObject("file");
+  const auto text = file->getValue<std::string>("contents");
+  if (file->getValue<std::string>("encoding") != "base64") {
+    return text;
+  }
+  std::istringstream encoded(text);
+  Poco::Base64Decoder decoder(encoded);
+  return {std::istreambuf_iterator<char>(decoder), {}};
+}
+
+/// The exit status does not depend on whether anybody reads the output.
+void print(const std::string& text) {
+  DescriptorOutput output(STDOUT_FILENO);
+  output.append(text);
+  output.flush();
+}
+
+std::string forTerminal(int descriptor, std::string text) {
+  return isatty(descriptor) == 0 ? text : withEscapedControls(text, "\n\t");
+}
+
 } // namespace
 
 std::string callHelp(const std::string& type) {
   std::ostringstream text;
-  text << "Usage: connector-host [OPTION...] call " << type << " [JSON]\n\n"
+  text << "Usage: connector-host [OPTION...] call " << type << " [JSON | KEY=VALUE...]\n\n"
        << requestSchema(fullType(type))->getValue<std::string>("description") << "\n\n"
        << std::left;
   for (const auto& key : keysOf(fullType(type))) {
@@ -76,25 +218,36 @@ std::string callHelp(const std::string& type) {
   return text.str();
 }
 
-ExitStatus call(const Options& options, const Api& api, const Termination& termination) {
+Object::Ptr callRequest(const Options& options, const Termination& termination) {
+  const auto type = fullType(options.type);
+  const auto keys = keysOf(type);
+  if (options.contents && !returnsFile(type)) {
+    throw UsageError("The response to " + options.type + " has no contents");
+  }
   DescriptorInput input(STDIN_FILENO, termination);
-  const auto text = options.json == "-" ? readAll(input, options.maxMessage) : options.json;
-  if (input.stopped()) {
-    return ExitStatus::failure; // the message may be incomplete
+  auto message = readMessage(options, keys, input);
+  if (message) {
+    warnOfUnknownKeys(options.type, *message, keys);
   }
-  if (text.size() > options.maxMessage) {
-    throw UsageError("The message is too long");
+  return message;
+}
+
+ExitStatus call(const Options& options, const Api& api, const Object::Ptr& request) {
+  const auto response = executeWithProgress(api, options.type, request);
+  const auto fault = faultOf(*response);
+  if (!options.contents) {
+    auto json = forTerminal(STDOUT_FILENO, writePrettyJson(*response));
+    if (fault && showsColor(STDOUT_FILENO)) {
+      json = withColoredFaults(std::move(json));
+    }
+    print(json + '\n');
+  } else if (fault) {
+    const auto text = "connector-host: " + fault->getValue<std::string>("message") + '\n';
+    std::cerr << forTerminal(STDERR_FILENO, text);
+  } else {
+    print(forTerminal(STDOUT_FILENO, contentsOf(*response)));
   }
-  const auto response = executeWithProgress(api, options.type, parseMessage(text));
-  const bool failed = hasFault(*response);
-  auto json = writePrettyJson(*response);
-  if (failed && showsColor(STDOUT_FILENO)) {
-    json = withColoredFaults(std::move(json));
-  }
-  DescriptorOutput output(STDOUT_FILENO);
-  output.append(json + "\n");
-  output.flush(); // the exit status does not depend on whether anybody reads the output
-  return failed ? ExitStatus::fault : ExitStatus::success;
+  return fault ? ExitStatus::fault : ExitStatus::success;
 }
 
 } // namespace connector::host

@@ -44,6 +44,7 @@ constexpr std::array OPTIONS{
            [](Options& options, auto& value) { options.confinement.roots.push_back(value); }},
     Option{"--read-only", nullptr,
            [](Options& options, auto&) { options.confinement.readOnly = true; }},
+    Option{"--contents", nullptr, [](Options& options, auto&) { options.contents = true; }},
     Option{"--log", nullptr, [](Options& options, auto&) { options.log = true; }}};
 
 struct CommandName {
@@ -90,24 +91,16 @@ void takeOption(Options& options, Arguments::const_iterator& next,
   option.set(options, value);
 }
 
-void setCall(Options& options, const std::vector<std::string>& words) {
-  if (words.size() < 2 || words.size() > 3) {
-    throw UsageError("call takes a message type, as connector-host types lists them, and at most "
-                     "one JSON object");
-  }
-  options.type = words[1];
-  if (words.size() == 3) {
-    options.json = words[2];
-  }
-}
-
 void setCommand(Options& options, const Arguments& words) {
   const std::string name = words.empty() ? "serve" : words.front();
   options.command = rowOf(COMMANDS, "command", name).command;
-  if (options.command == Command::call) {
-    setCall(options, words);
-  } else if (words.size() > 1) {
-    throw UsageError(name + " takes no argument: " + words[1]);
+  const bool isCall = options.command == Command::call;
+  if (isCall != (words.size() > 1)) {
+    throw UsageError(name + (isCall ? " takes a message type" : " takes no argument"));
+  }
+  if (isCall) {
+    options.type = words[1];
+    options.arguments.assign(words.begin() + 2, words.end());
   }
 }
 
@@ -137,7 +130,7 @@ Options parseOptions(const Arguments& arguments) {
 
 std::string usage() {
   return R"(Usage: connector-host [OPTION...] [serve]
-       connector-host [OPTION...] call TYPE [JSON]
+       connector-host [OPTION...] call TYPE [JSON | KEY=VALUE...]
        connector-host call --help TYPE
        connector-host types | schema
 
@@ -145,9 +138,11 @@ Answers messages of the connector file service.
 
   serve             answer JSON-RPC 2.0 requests on standard input, on standard
                     output, until the input ends; this is the default
-  call TYPE [JSON]  answer one message and print the response. A TYPE without a
-                    slash is short: ListFolder is connector/v1/ListFolder. JSON
-                    defaults to {}; - reads it from standard input
+  call TYPE ...     answer one message and print the response. A TYPE without a
+                    slash is short: ListFolder is connector/v1/ListFolder. The
+                    message is a JSON object, - for one on standard input, or
+                    KEY=VALUE...: path=a.txt, or file.location=a.txt, which may
+                    be location=a.txt; contents=@FILE sends the bytes of FILE
   call --help TYPE  print the keys of a message
   types             print the message types that are answered
   schema            print their OpenRPC document, with JSON Schema for all keys
@@ -156,6 +151,7 @@ Answers messages of the connector file service.
   --read-only          refuse every change to files and directories
   --jobs N             execute up to N requests at once (default 1, at most 64)
   --max-message BYTES  refuse messages that are longer (default 67108864)
+  --contents           of call: print only the contents of the file
   --log                write one line per request, and the cause of every fault,
                        to standard error
   -h, --help           print this text

@@ -21,8 +21,9 @@ struct Options {
   std::size_t jobs = 1;                         ///< requests executed at once
   bool log = false;
   Confinement confinement;
-  std::string type;        ///< of `call` and its help: as given, which may be its short name
-  std::string json = "{}"; ///< of `call`: the message, or "-" for standard input
+  bool contents = false;
+  std::string type; ///< of `call` and its help: as given, which may be its short name
+  std::vector<std::string> arguments; ///< of `call`: one JSON object, "-", or KEY=VALUE...
 };
 
 /// The reason why a command line is invalid.

@@ -256,6 +256,10 @@ std::vector<RequestKey> keysOf(const std::string& type) {
   return keys;
 }
 
+bool returnsFile(const std::string& type) {
+  return responseSchema(type)->getObject("properties")->has("file");
+}
+
 Object::Ptr openRpcDocument() {
   auto methods = Poco::makeShared<Array>();
   for (const auto& type : requestTypes()) {

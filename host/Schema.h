@@ -28,6 +28,9 @@ struct RequestKey {
 /// The keys of a request, at all levels; a key precedes those inside its object.
 std::vector<RequestKey> keysOf(const std::string& type);
 
+/// Whether the response to a request has the contents of a file.
+bool returnsFile(const std::string& type);
+
 /// The OpenRPC document of all requests and their responses.
 Poco::JSON::Object::Ptr openRpcDocument();
 

@@ -1,6 +1,7 @@
 #include "Terminal.h"
 
 #include <Poco/Environment.h>
+#include <Poco/Format.h>
 
 #include <chrono>
 #include <system_error>
@@ -23,6 +24,23 @@ std::string withColoredFaults(std::string response) {
     response.insert(begin + 1, "\x1B[31m");
   }
   return response;
+}
+
+std::string withEscapedControls(std::string_view text, std::string_view kept) {
+  constexpr char c1 = '\xC2'; // the first byte of U+0080 to U+00BF in UTF-8
+  std::string result;
+  for (std::size_t i = 0; i < text.size(); ++i) {
+    const bool isPair = text[i] == c1 && i + 1 < text.size();
+    const auto code = static_cast<unsigned char>(isPair ? text[i + 1] : text[i]);
+    const bool isControl = isPair ? code >= 0x80 && code < 0xA0 : code < 0x20 || code == 0x7F;
+    if (!isControl || kept.find(text[i]) != std::string_view::npos) {
+      result += text[i];
+      continue;
+    }
+    result += Poco::format("\\u%04x", static_cast<unsigned>(code));
+    i += isPair ? 1 : 0;
+  }
+  return result;
 }
 
 Progress::Progress(int descriptor, std::string type)

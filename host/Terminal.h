@@ -3,6 +3,7 @@
 #include <condition_variable>
 #include <mutex>
 #include <string>
+#include <string_view>
 #include <thread>
 
 /// Output for a person at a terminal, in addition to that for programs.
@@ -13,6 +14,10 @@ bool showsColor(int descriptor);
 
 /// Colours the faults in a response that `writePrettyJson` has written.
 std::string withColoredFaults(std::string response);
+
+/// Writes each control character, unless it is among `kept`, as JSON escapes it: "\\u001b". Text
+/// that is not from this program could otherwise command a terminal or forge a line.
+std::string withEscapedControls(std::string_view text, std::string_view kept);
 
 /// Shows "connector-host: TYPE ... N s" on a terminal once a request takes longer than a second.
 /// The destructor erases it. Does nothing if the descriptor is not a terminal.

@@ -25,6 +25,9 @@ _connector_host() {
   elif [[ ${words[*]} == call ]]; then
     choices=$("$program" types)
     [[ $word == */* ]] || choices=${choices//connector\/v1\//}
+  elif [[ ${words[0]} == call && ${COMP_WORDS[COMP_CWORD - 1]} != = && $word != = ]]; then
+    compopt -o nospace
+    choices=$("$program" call --help "${words[1]}" 2>/dev/null | sed -nE 's/^  ([A-Za-z.]+) .*/\1=/p')
   fi
   mapfile -t COMPREPLY < <(compgen -W "$choices" -- "$word")
 }

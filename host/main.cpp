@@ -22,12 +22,19 @@ using namespace connector::host;
 ExitStatus executeRequests(const Options& options) {
   reserveStandardDescriptors();
   const Termination termination(STDIN_FILENO);
+  Poco::JSON::Object::Ptr request;
+  if (options.command == Options::Command::call) {
+    request = callRequest(options, termination); // files outside the roots, too
+    if (!request) {
+      return ExitStatus::failure;
+    }
+  }
   if (options.confinement.isNeeded()) {
     fl::filesystem::set_confinement(confine(options.confinement), options.confinement.readOnly);
   }
 
-  const auto command = options.command == Options::Command::call ? call : serve;
-  return command(options, FileApi(), termination);
+  const FileApi api;
+  return request ? call(options, api, request) : serve(options, api, termination);
 }
 
 ExitStatus printTypes() {

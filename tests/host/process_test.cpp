@@ -189,13 +189,22 @@ TEST(Call, TellsTheOutcomeByItsStatus) {
       {R"(call OpenFile '{"path":"/"}')", 1, "FILE_NOT_FOUND"},
       {"call Nonsense", 2, "Unknown message type: connector/v1/Nonsense\n"},
       {"call OpenFlie", 2, "connector/v1/OpenFlie; did you mean connector/v1/OpenFile?\n"},
+      {"call OpenFile path=/", 1, "FILE_NOT_FOUND"},
+      {"call ListFolder pth=/", 0, "ListFolder has no key pth; did you mean path?\n{\n"},
+      {R"(call CloseFile '{"file":{"location":"/","locaton":1}}')", 0, "file.locaton; did"},
+      {"call CreateFile file=/", 2, "file is an object"},
+      {"call CreateFile updateIfExists=1", 2, "must be true or false"},
+      {"call CreateFile location=/ contents=@/", 2, "Cannot read /"},
+      {"call CreateFile contents=@/dev/zero --max-message=1", 2, "too long"},
+      {"call OpenFile --contents path=/no/such", 1, "connector-host: /no/such does not exist.\n"},
+      {"call DeleteFile --contents path=/no/such", 2, "no contents"},
       {"call OpenFile nonsense", 2, "The message is not JSON: "},
       {"call OpenFile []", 2, "not a JSON object"},
       {"call OpenFile - --max-message=1 < /dev/zero", 2, "too long"},
       {"call OpenFile {} --max-message=1", 2, "too long"},
       {"types > /dev/full", 2, "cannot write"},
       {"call", 2, "--help"},
-      {"call OpenFile {} more", 2, "--help"},
+      {"call OpenFile {} more", 2, "Not KEY=VALUE: {}"},
       {"serve more", 2, "--help"},
       {"--max-message 0", 2, "--help"},
       {"--root < /dev/null", 2, "--help"},
@@ -213,6 +222,19 @@ TEST(Call, TellsTheOutcomeByItsStatus) {
     const auto finished = run(row.options);
     EXPECT_EQ(finished.status, row.status) << finished.output;
     EXPECT_THAT(finished.output, HasSubstr(row.part));
+  }
+}
+
+TEST_F(ConnectorHost, CallSendsAndPrintsTheBytesOfFiles) {
+  for (const auto& bytes : {std::string("a\0\xFF\n", 4), std::string("@text")}) {
+    const auto sent = writeFile("sent", bytes).string();
+    makeFolder("root");
+    EXPECT_EQ(run("--root " + at("root").string() + " call CreateFile updateIfExists=true " +
+                  "file.location=kept contents=@" + sent)
+                  .status,
+              0);
+    EXPECT_EQ(readFile("root/kept"), bytes);
+    EXPECT_EQ(run("call OpenFile --contents path=" + at("root/kept").string()).output, bytes);
   }
 }
 

@@ -58,6 +58,14 @@ TEST_F(Terminal, FaultsAreInColourWhereColoursAreWanted) {
   }
 }
 
+TEST_F(Terminal, ControlCharactersOfNamesAndContentsAreEscaped) {
+  const std::string call = HOST + " call CloseFile location=/no/\xC2\x9B\xC2\xA0\x7F";
+  EXPECT_THAT(outputAtTerminal(call), HasSubstr("/no/\\u009b\xC2\xA0\\u007f\""));
+  EXPECT_THAT(outputAtTerminal(call + " | cat"), HasSubstr("/no/\xC2\x9B\xC2\xA0\x7F\""));
+  EXPECT_THAT(outputAtTerminal(HOST + " call OpenFile --contents path=/bin/true"),
+              HasSubstr("\\u007fELF"));
+}
+
 TEST_F(Terminal, LongCallTellsHowLongItTakes) {
   if (!canInject()) {
     GTEST_SKIP() << "strace is not installed, too old or not allowed to trace";
