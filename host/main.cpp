@@ -3,6 +3,7 @@
 #include "Descriptors.h"
 #include "FileApi.h"
 #include "Json.h"
+#include "Log.h"
 #include "Options.h"
 #include "Schema.h"
 #include "Termination.h"
@@ -13,6 +14,7 @@
 
 #include <exception>
 #include <iostream>
+#include <optional>
 #include <unistd.h>
 
 namespace {
@@ -33,7 +35,9 @@ ExitStatus executeRequests(const Options& options) {
     fl::filesystem::set_confinement(confine(options.confinement), options.confinement.readOnly);
   }
 
-  const FileApi api;
+  const FileApi service;
+  std::optional<LoggingApi> log;
+  const Api& api = options.log ? static_cast<const Api&>(log.emplace(service)) : service;
   return request ? call(options, api, request) : serve(options, api, termination);
 }
 

@@ -20,6 +20,7 @@ namespace {
 using testing::AllOf;
 using testing::EndsWith;
 using testing::HasSubstr;
+using testing::MatchesRegex;
 using testing::Not;
 
 const std::string REQUEST = R"({"jsonrpc":"2.0","id":1,"method":"x"})"
@@ -236,6 +237,25 @@ TEST_F(ConnectorHost, CallSendsAndPrintsTheBytesOfFiles) {
     EXPECT_EQ(readFile("root/kept"), bytes);
     EXPECT_EQ(run("call OpenFile --contents path=" + at("root/kept").string()).output, bytes);
   }
+}
+
+TEST_F(ConnectorHost, LogHasALinePerRequestAndTheCauseOfAFault) {
+  const std::string log = "--log 2>&1 >/dev/null ";
+  const auto file = writeFile("file", "").string();
+  EXPECT_THAT(
+      run(log + "call RenameFile originalFileInfo=" + file + " newFileInfo=" + file + "/new")
+          .output,
+      MatchesRegex("connector-host: [^\n]*/new': Not a directory[^\n]*\n"
+                   "connector-host: connector/v1/RenameFile [0-9.]+ ms NOT_A_FOLDER: "
+                   "[^\n]*/new'\n"));
+  EXPECT_THAT(run(log + R"(<< END
+{"jsonrpc":"2.0","method":"connector/v1/CloseFile","params":{"file":{"location":"/"}}}
+{"jsonrpc":"2.0","method":"x\\nforged"}
+END
+)")
+                  .output,
+              MatchesRegex("connector-host: connector/v1/CloseFile [0-9.]+ ms ok\n"
+                           "connector-host: x.u000aforged [0-9.]+ ms error -32601: [^\n]*\n"));
 }
 
 TEST_F(ConnectorHost, CallIsNotMadeWhenItsMessageIsInterrupted) {

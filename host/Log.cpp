@@ -1,0 +1,80 @@
+#include "Log.h"
+
+#include "Terminal.h"
+
+#include <Poco/Channel.h>
+#include <Poco/Format.h>
+#include <Poco/JSON/Array.h>
+#include <Poco/Logger.h>
+#include <Poco/Message.h>
+
+#include <chrono>
+#include <exception>
+#include <iostream>
+
+namespace connector::host {
+
+namespace {
+
+/// Types and paths come from clients: they cannot end a line, and do not make it longer than this.
+constexpr std::size_t MAX_LINE = 8192;
+
+class StandardErrorChannel : public Poco::Channel {
+public:
+  void log(const Poco::Message& message) override {
+    const auto text = message.getText().substr(0, MAX_LINE);
+    // One write per line, so that the lines of several threads do not mix.
+    std::cerr << "connector-host: " + withEscapedControls(text, "") + '\n';
+  }
+};
+
+/// The condition and text of the fault, if there is one.
+std::string outcomeOf(const Poco::JSON::Object& response) {
+  const auto faults = response.getArray("messageFaults");
+  if (faults.isNull() || faults->size() == 0) {
+    return "ok";
+  }
+  const auto fault = faults->getObject(0);
+  const auto condition = fault->getArray("faultConditions")->getObject(0);
+  return condition->getValue<std::string>("faultId") + ": " +
+         fault->getValue<std::string>("message");
+}
+
+std::string outcomeOf(ErrorCode code, const char* text) {
+  return "error " + std::to_string(static_cast<int>(code)) + ": " + text;
+}
+
+} // namespace
+
+LoggingApi::LoggingApi(const Api& api)
+    : api_(api) {
+  Poco::Logger::root().setChannel(Poco::makeAuto<StandardErrorChannel>());
+}
+
+Poco::JSON::Object::Ptr LoggingApi::execute(const std::string& type,
+                                            const Poco::JSON::Object::Ptr& params) const {
+  const auto begin = std::chrono::steady_clock::now();
+  const auto log = [&](const auto&... outcome) {
+    const std::chrono::duration<double, std::milli> duration =
+        std::chrono::steady_clock::now() - begin;
+    try {
+      const auto line = Poco::format("%s %.3f ms ", type, duration.count()) + outcomeOf(outcome...);
+      Poco::Logger::get("connector::host").information(line);
+    } catch (...) {
+      return; // the client gets its response even if the log cannot be written
+    }
+  };
+  try {
+    auto response = api_.execute(type, params);
+    log(*response);
+    return response;
+  } catch (const Error& e) {
+    log(e.code(), e.what());
+    throw;
+  } catch (const std::exception& e) {
+    log(ErrorCode::internalError, e.what());
+    throw;
+  }
+}
+
+} // namespace connector::host
