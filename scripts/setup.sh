@@ -9,7 +9,7 @@ packages_to_build=(acl g++ cmake dpkg-dev file ninja-build libbenchmark-dev libb
 packages_to_lint=(clang clang-format clang-tidy doxygen mandoc)
 packages_to_compare=(openssh-sftp-server)
 packages_of_node=(nodejs npm)
-packages_of_clients=(python3-pylsp-jsonrpc) # with Node.js, those that tests/interop uses
+packages_of_clients=(python3-pylsp-jsonrpc socat systemd) # with Node.js, those that tests/interop uses
 
 say() { printf '%s\n' "$@" >&2; }
 
