@@ -4,11 +4,10 @@
 #include <fl/filesystem/path.h>
 
 #include <cerrno>
-#include <dirent.h>
 #include <fcntl.h>
 #include <filesystem>
-#include <memory>
 #include <posix/Descriptor.h>
+#include <posix/Directory.h>
 #include <posix/Identity.h>
 #include <string>
 #include <sys/stat.h>
@@ -71,16 +70,11 @@ Descriptor openDirectory(const upath& path) {
 bool isEmpty(const Descriptor& directory, const upath& path) {
   Descriptor again(posix::uninterrupted(
       [&] { return ::openat(directory.get(), ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC); }));
-  const std::unique_ptr<DIR, int (*)(DIR*)> stream(::fdopendir(again.get()), ::closedir);
+  const auto stream = posix::toDirectoryStream(again);
   require(stream != nullptr ? 0 : errno, path);
-  static_cast<void>(again.release()); // the stream owns it now
-  int entries = 0;
-  errno = 0;
-  while (::readdir(stream.get()) != nullptr) { // NOLINT(concurrency-mt-unsafe): our own stream
-    ++entries;
-  }
-  require(errno, path);
-  return entries <= 2; // "." and ".."
+  const bool empty = posix::nextEntry(stream.get()) == nullptr;
+  require(empty ? errno : 0, path);
+  return empty;
 }
 
 std::filesystem::path textOfLink(const upath& link) {

@@ -3,12 +3,10 @@
 #include <cerrno>
 #include <chrono>
 #include <cstddef>
-#include <dirent.h>
 #include <fcntl.h>
-#include <memory>
 #include <posix/Descriptor.h>
+#include <posix/Directory.h>
 #include <posix/Identity.h>
-#include <string_view>
 #include <sys/stat.h>
 #include <thread>
 #include <unistd.h>
@@ -18,39 +16,13 @@ namespace fl::filesystem::detail {
 /// For short: `stat` is also a function.
 using stat_buffer = struct stat;
 
+using connector::posix::isDotOrDotDot;
 using connector::posix::isSameFile;
+using connector::posix::nextEntry;
+using connector::posix::toDirectoryStream;
 using connector::posix::uninterrupted;
 using descriptor = connector::posix::Descriptor;
-
-struct directory_closer {
-  void operator()(DIR* stream) const noexcept { ::closedir(stream); }
-};
-
-using directory_stream = std::unique_ptr<DIR, directory_closer>;
-
-/// Takes over the descriptor on success; null, with errno set, otherwise.
-inline directory_stream to_directory_stream(descriptor& opened) {
-  directory_stream stream(opened.isOpen() ? ::fdopendir(opened.get()) : nullptr);
-  if (stream != nullptr) {
-    static_cast<void>(opened.release());
-  }
-  return stream;
-}
-
-inline bool is_dot_or_dot_dot(std::string_view name) {
-  return name == "." || name == "..";
-}
-
-/// The next entry other than "." and "..". Null at the end, with errno 0, and on failure, with its
-/// errno.
-inline const dirent* next_entry(DIR* stream) {
-  const dirent* entry = nullptr;
-  do {
-    errno = 0;
-    entry = ::readdir(stream); // NOLINT(concurrency-mt-unsafe): no two threads share a stream here
-  } while (entry != nullptr && is_dot_or_dot_dot(entry->d_name));
-  return entry;
-}
+using directory_stream = connector::posix::DirectoryStream;
 
 /// Opens without waiting for the other end of a FIFO or for a device. Waits only for another
 /// process to give up its lease on a regular file, for up to a second: the first attempt makes the

@@ -75,7 +75,7 @@ public:
 private:
   /// Null at the end of the innermost directory.
   const dirent* next_entry() {
-    const dirent* const entry = detail::next_entry(directories_.back().stream.get());
+    const dirent* const entry = detail::nextEntry(directories_.back().stream.get());
     if (entry == nullptr && errno != 0) {
       fail(errno);
     }
@@ -152,7 +152,7 @@ private:
     if (!opened.isOpen() || ::fstat(opened.get(), &status) != 0) {
       return nullptr;
     }
-    return detail::to_directory_stream(opened);
+    return detail::toDirectoryStream(opened);
   }
 
   [[noreturn]] void fail(int code) const {
@@ -182,7 +182,7 @@ void remove_all(const std::u16string& path) {
   }
   whole.erase(whole.find_last_not_of('/') + 1);
   const std::string name = whole.substr(whole.find_last_of('/') + 1);
-  if (name.empty() || detail::is_dot_or_dot_dot(name)) {
+  if (name.empty() || detail::isDotOrDotDot(name)) {
     throw_errno(EINVAL, path);
   }
 

@@ -24,7 +24,7 @@ directory_stream open_directory(const std::u16string& path) {
   if (!opened.isOpen() && means_missing(errno)) {
     return nullptr;
   }
-  directory_stream stream = to_directory_stream(opened);
+  directory_stream stream = toDirectoryStream(opened);
   if (stream == nullptr) {
     throw_errno(errno, path);
   }
@@ -56,7 +56,7 @@ public:
 
   /// The name of the next entry; false at the end.
   bool next(std::u16string& name) {
-    const dirent* const entry = next_entry(directory_->entries.get());
+    const dirent* const entry = nextEntry(directory_->entries.get());
     if (entry != nullptr) {
       native_to_utf16(entry->d_name, name);
     } else if (errno != 0) {
