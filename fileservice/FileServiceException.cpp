@@ -1,7 +1,6 @@
-#include "Utf8.h"
-
 #include <connector/file/v1/FileServiceException.h>
 
+#include <text/Utf8.h>
 #include <utility>
 
 namespace connector::file::v1 {
@@ -9,7 +8,7 @@ namespace connector::file::v1 {
 namespace {
 
 std::string describe(const std::string& id, const fl::i18n::ustring& message) {
-  return "An error occurred in the fileservice, " + id + " " + toUtf8(message);
+  return "An error occurred in the fileservice, " + id + " " + text::toUtf8(message);
 }
 
 } // namespace

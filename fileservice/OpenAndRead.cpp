@@ -3,7 +3,6 @@
 #include "Paths.h"
 #include "PlatformValues.h"
 #include "Refusals.h"
-#include "Utf8.h"
 
 #include <connector/file/v1/FileServiceImpl.h>
 
@@ -18,6 +17,7 @@
 #include <cstdint>
 #include <ios>
 #include <stdexcept>
+#include <text/Utf8.h>
 
 namespace connector::file::v1 {
 
@@ -57,7 +57,7 @@ Future<File> FileServiceImpl::read(const ustring& path) {
   if (!file_status::exists(st) || !file_status::is_regular(st)) {
     // The only refusal that is not a FileServiceException.
     return makeFailedFuture<File>(std::make_exception_ptr(
-        std::runtime_error(toUtf8(u"Error creating or reading file: '" + path + u"'."))));
+        std::runtime_error(text::toUtf8(u"Error creating or reading file: '" + path + u"'."))));
   }
   if (!fl::filesystem::access(abs, READ_ACCESS)) {
     return failedFuture<File>(refusal(u"Read permission not granted for the file: " + path,

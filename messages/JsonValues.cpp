@@ -9,7 +9,7 @@
 
 #include <cstdint>
 #include <stdexcept>
-#include <string_view>
+#include <text/Utf8.h>
 #include <utility>
 
 namespace connector::file::v1::wire {
@@ -28,14 +28,6 @@ constexpr auto FAULT_CONDITIONS = "faultConditions";
 constexpr auto FAULT_ID = "faultId";
 constexpr auto FAULT_INFO = "faultInfo";
 
-std::string toUtf8(const std::u16string& text) {
-  return fl::i18n::to_string(text, fl::i18n::codecvt_ustring_to_string("UTF-8", true));
-}
-
-std::u16string fromUtf8(std::string_view text) {
-  return fl::i18n::to_ustring(text, fl::i18n::codecvt_string_to_ustring("UTF-8"));
-}
-
 /// As std::stoi, whose own texts differ from library to library, cut to 16 bits.
 std::uint16_t toVersionNumber(const std::string& token) {
   try {
@@ -50,7 +42,7 @@ std::uint16_t toVersionNumber(const std::string& token) {
 Object::Ptr toObject(const FaultCondition& condition) {
   Array::Ptr info = new Array;
   for (const auto& text : condition.getInfo()) {
-    info->add(toUtf8(text));
+    info->add(text::toUtf8(text));
   }
   Object::Ptr object = new Object;
   object->set(FAULT_ID, condition.getId());
@@ -89,7 +81,7 @@ Pointer nested(const Var& value, const char* key) {
 template <>
 std::u16string readOr(const Object& object, const char* key, const std::u16string& defaultValue) {
   const Var value = object.get(key);
-  return value.isEmpty() ? defaultValue : fromUtf8(value.convert<std::string>());
+  return value.isEmpty() ? defaultValue : fl::i18n::to_ustring(value.convert<std::string>());
 }
 
 template <>
@@ -115,7 +107,7 @@ std::vector<FileInfo> readOr(const Object& object, const char* key,
 }
 
 void write(Object& object, const char* key, const std::u16string& path) {
-  object.set(key, toUtf8(path));
+  object.set(key, text::toUtf8(path));
 }
 
 void write(Object& object, const char* key, File& file) {

@@ -1,7 +1,5 @@
 #include "Faults.h"
 
-#include "fileservice/Utf8.h"
-
 #include <connector/file/v1/FileServiceException.h>
 
 #include <fl/filesystem/exceptions.h>
@@ -9,6 +7,7 @@
 
 #include <cerrno>
 #include <exception>
+#include <text/Utf8.h>
 #include <utility>
 
 namespace connector::file::v1 {
@@ -26,7 +25,7 @@ Fault faultOf(const std::string& id, const std::string& message, const std::stri
 }
 
 Fault faultOf(const FileServiceException& refusal) {
-  return faultOf(refusal.getId(), toUtf8(refusal.getMessage()), refusal.getCondition(),
+  return faultOf(refusal.getId(), text::toUtf8(refusal.getMessage()), refusal.getCondition(),
                  refusal.getPaths());
 }
 

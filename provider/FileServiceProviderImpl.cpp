@@ -1,6 +1,5 @@
 #include "Delivery.h"
 #include "Faults.h"
-#include "fileservice/Utf8.h"
 
 #include <connector/file/v1/FileServiceProviderImpl.h>
 
@@ -8,6 +7,7 @@
 #include <memory>
 #include <stdexcept>
 #include <string>
+#include <text/Utf8.h>
 #include <tuple>
 #include <type_traits>
 #include <utility>
@@ -71,7 +71,7 @@ FutureResponse respond(std::unique_ptr<Req> request, const Describe& describe,
   Promise<std::unique_ptr<connector::Message>> promise;
   std::string text = "File operation failed"; // unless the conversion gives another one
   try {
-    if (std::string converted = toUtf8(context.text); !converted.empty()) {
+    if (std::string converted = text::toUtf8(context.text); !converted.empty()) {
       text = std::move(converted);
     }
     promise.setValue(makeResponse<Response>(request->getUuid(), perform(*request), {}));

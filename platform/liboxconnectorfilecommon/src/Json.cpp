@@ -13,6 +13,7 @@
 #include <simdjson.h>
 #include <string>
 #include <string_view>
+#include <text/Utf8.h>
 #include <tuple>
 #include <utility>
 #include <vector>
@@ -31,10 +32,6 @@ constexpr const char* CONTENTS = "contents";
 constexpr const char* ENCODING = "encoding";
 constexpr const char* UTF_8 = "utf-8";
 constexpr const char* BASE64 = "base64";
-
-std::string toUtf8(const fl::i18n::ustring& text) {
-  return fl::i18n::to_string(text, fl::i18n::codecvt_ustring_to_string("UTF-8", true));
-}
 
 /// Null when the key is absent or its value is null. Spares the copy that Object::get makes.
 const Var* find(const Object& object, std::string_view key) {
@@ -164,8 +161,8 @@ Object::Ptr fromFile(File& file) {
 
 Object::Ptr fromFileInfo(const FileInfo& info) {
   Object::Ptr object = new Object;
-  object->set(LOCATION, toUtf8(info.getLocation()));
-  object->set(NAME, toUtf8(info.getName()));
+  object->set(LOCATION, text::toUtf8(info.getLocation()));
+  object->set(NAME, text::toUtf8(info.getName()));
   object->set(IS_DIRECTORY, info.isDirectory());
   std::apply([&](const auto&... attribute) { (writeAttribute(*object, attribute, info), ...); },
              ATTRIBUTES);
