@@ -40,9 +40,8 @@ endfunction()
 
 # A shared library in the export set, with the public headers in `include`.
 function(connector_install_library target export include)
-  install(TARGETS ${target} EXPORT ${export}
-    LIBRARY COMPONENT runtime NAMELINK_COMPONENT development)
-  install(DIRECTORY "${include}" DESTINATION "${CMAKE_INSTALL_INCLUDEDIR}" COMPONENT development)
+  install(TARGETS ${target} EXPORT ${export})
+  install(DIRECTORY "${include}" DESTINATION "${CMAKE_INSTALL_INCLUDEDIR}")
 endfunction()
 
 # What find_package and pkg-config read, from the export set of the package's name and from
@@ -50,11 +49,11 @@ endfunction()
 function(connector_install_package package namespace source)
   set(folder "${CMAKE_INSTALL_LIBDIR}/cmake/${package}")
   install(EXPORT ${package} NAMESPACE ${namespace}:: FILE ${package}-targets.cmake
-          DESTINATION "${folder}" COMPONENT development)
+          DESTINATION "${folder}")
   write_basic_package_version_file(${package}-config-version.cmake COMPATIBILITY SameMajorVersion)
   install(FILES "${source}/${package}-config.cmake"
                 "${CMAKE_CURRENT_BINARY_DIR}/${package}-config-version.cmake"
-          DESTINATION "${folder}" COMPONENT development)
+          DESTINATION "${folder}")
 
   set(folder "${CMAKE_INSTALL_LIBDIR}/pkgconfig")
   set(prefix "${CMAKE_INSTALL_PREFIX}")
@@ -66,7 +65,7 @@ function(connector_install_package package namespace source)
   cmake_path(APPEND includedir "${CMAKE_INSTALL_INCLUDEDIR}")
   configure_file("${source}/${package}.pc.in" ${package}.pc @ONLY)
   install(FILES "${CMAKE_CURRENT_BINARY_DIR}/${package}.pc"
-          DESTINATION "${folder}" COMPONENT development)
+          DESTINATION "${folder}")
 endfunction()
 
 # A stand-in for one library of the framework: platform/<name>/{include,src}.

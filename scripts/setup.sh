@@ -3,15 +3,25 @@
 unset CDPATH # with which cd prints a directory, or enters another one
 project=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
 
-packages_to_build=(acl g++ cmake dpkg-dev file ninja-build libbenchmark-dev libboost-dev libgmock-dev
-                   libgoogle-perftools-dev libgtest-dev libpoco-dev libsimdjson-dev pkgconf
-                   python3-jsonschema strace)
+# build_dependencies PATTERN: those in debian/control whose line matches.
+build_dependencies() {
+  sed -nE "/^Build-Depends:/,/^Standards-Version:/ { /$1/ s/^ ([^ ,]+).*/\1/p }" "$project/debian/control"
+}
+packages_to_build=(g++ $(build_dependencies '[^>,],?$'))
+packages_to_test=($(build_dependencies '<!nocheck>') libbenchmark-dev)
 packages_to_lint=(clang clang-format clang-tidy doxygen mandoc)
+packages_to_pack=(debhelper lintian)
 packages_to_compare=(openssh-sftp-server)
 packages_of_node=(nodejs npm)
 packages_of_clients=(python3-pylsp-jsonrpc socat systemd) # with Node.js, those that tests/interop uses
 
 say() { printf '%s\n' "$@" >&2; }
+
+# copy_project DIRECTORY: without its history and builds.
+copy_project() {
+  mkdir -p "$1"
+  tar -C "$project" --exclude-vcs --exclude=./build -c . | tar -C "$1" --no-same-owner -x
+}
 
 # install_packages NAME...: installs those that are missing, by sudo when not root.
 install_packages() {
@@ -46,6 +56,8 @@ say_if_slow() {
 }
 
 # build PRESET TARGET...: quiet unless it fails or takes time; one at a time. Needs pipefail.
+# with_tests=OFF leaves the tests and benchmarks out, unless an earlier build has them.
+with_tests=ON
 build() {
   local preset=$1 directory=$project/build/$1
   shift
@@ -55,8 +67,10 @@ build() {
     flock 9
     {
       {
-        [ "$directory/build.ninja" -nt "$project/CMakePresets.json" ] ||
-          cmake --preset "$preset" -S "$project"
+        [ "$directory/build.ninja" -nt "$project/CMakePresets.json" ] &&
+          grep -qE "^CONNECTOR_BUILD_TESTS:BOOL=(ON|$with_tests)" "$directory/CMakeCache.txt" ||
+          cmake --preset "$preset" -S "$project" -DCONNECTOR_BUILD_TESTS=$with_tests \
+            -DCONNECTOR_BUILD_BENCHMARKS=$with_tests
       } && ninja -C "$directory" "$@"
     } >"$log" 2>&1 || { # opened under the lock, so that it is the log of one build only
       cat "$log" >&2

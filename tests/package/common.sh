@@ -1,5 +1,5 @@
-# Sourced by the checks of this directory. Usage of each: CHECK BUILD [ARG], BUILD being the directory
-# of a complete Release build.
+# Sourced by the checks of this directory. Usage of each, unless it says otherwise: CHECK BUILD [ARG],
+# BUILD being the directory of a complete Release build.
 
 set -euo pipefail
 project=$(cd "$(dirname "${BASH_SOURCE[0]}")/../.." && pwd)
@@ -35,4 +35,21 @@ opens_a_file() {
   local answer
   answer=$("$@" connector/v1/OpenFile "{\"path\": \"$scratch/file\"}") &&
     grep -q '"contents": *"a greeting"' <<<"$answer" || fail "$1 answered: $answer"
+}
+
+# embeds PREFIX: the example works in each of the three ways of its README.
+embeds() {
+  build_example "$1"
+  opens_a_file "$scratch/example/embedding"
+
+  local libraries flags
+  libraries=$(libraries_in "$1")
+  ! readelf -d "$scratch/example/answer_module.so" | grep NEEDED | grep libox ||
+    fail "the module is linked against the library that it finds at run time"
+  LD_LIBRARY_PATH=$libraries opens_a_file "$scratch/example/load" "$scratch/example/answer_module.so"
+
+  read -ra flags < <(PKG_CONFIG_PATH=$libraries/pkgconfig pkg-config --cflags --libs oxconnectorfileimpl)
+  g++ -std=c++17 "$project"/examples/embedding/{main,answer}.cpp -o "$scratch/linked" \
+    "${flags[@]}" "-Wl,-rpath,$libraries"
+  opens_a_file "$scratch/linked"
 }
