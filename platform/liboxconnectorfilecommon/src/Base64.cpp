@@ -8,7 +8,7 @@
 #include <cstdint>
 #include <utility>
 
-#if defined(__x86_64__)
+#if defined(__SSE2__)
 #include <immintrin.h>
 #endif
 
@@ -72,7 +72,7 @@ std::size_t decodePlainly(const char* in, std::size_t groups, char* out) {
   return groups;
 }
 
-#if defined(__x86_64__)
+#if defined(__SSE2__)
 
 __m128i load(const char* from) {
   return _mm_loadu_si128(reinterpret_cast<const __m128i*>(from));
