@@ -5,7 +5,7 @@ project=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
 
 # build_dependencies PATTERN: those in debian/control whose line matches.
 build_dependencies() {
-  sed -nE "/^Build-Depends:/,/^Standards-Version:/ { /$1/ s/^ ([^ ,]+).*/\1/p }" "$project/debian/control"
+  sed -nE "/^Build-Depends:/,/^Standards-Version:/ { /$1/ s/^ ([a-z0-9.+-]+).*/\1/p }" "$project/debian/control"
 }
 packages_to_build=(g++ $(build_dependencies '[^>,],?$'))
 packages_to_test=($(build_dependencies '<!nocheck>') libbenchmark-dev)
