@@ -67,11 +67,12 @@ void Jobs::add(Task task, std::size_t size) {
     // request.
     hasRoom_.wait(lock, [&] { return fits(size, most_ / 2) || failure_ != nullptr; });
   }
-  if (failure_ == nullptr) {
-    waiting_.push_back({std::move(task), size});
-    bytes_ += size;
-    hasTask_.notify_one();
+  if (failure_ != nullptr) {
+    std::rethrow_exception(failure_);
   }
+  waiting_.push_back({std::move(task), size});
+  bytes_ += size;
+  hasTask_.notify_one();
 }
 
 bool Jobs::fits(std::size_t size, std::size_t most) const {

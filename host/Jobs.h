@@ -24,7 +24,7 @@ public:
   Jobs& operator=(const Jobs&) = delete;
 
   /// Waits until the tasks that wait are few and short enough. `size` is that of the task's text.
-  /// Does nothing once an execution has thrown an exception.
+  /// Throws the first exception of an execution.
   void add(Task task, std::size_t size);
 
   /// Removes a request that has not begun, and returns it.
