@@ -136,7 +136,7 @@ FrameReader::Line FrameReader::skipLine(Reason reason) {
 }
 
 FrameReader::Line FrameReader::takeLine(std::size_t size) {
-  const Line line{take(size), std::nullopt};
+  Line line{take(size), std::nullopt};
   if (!pending_.empty()) {
     pending_.drop(1); // the line break, which the last line may lack
   }

@@ -71,7 +71,7 @@ void checkId(std::string_view json) {
 /// Returns nullopt unless a MessageScanner has found a valid `id`.
 std::optional<std::string> validId(const std::string& scanned) {
   try {
-    const auto id = parseObject(Text(R"({"id":)" + scanned + "}"), ID).memberText;
+    auto id = parseObject(Text(R"({"id":)" + scanned + "}"), ID).memberText;
     checkId(id.value());
     return id;
   } catch (const std::runtime_error&) {
