@@ -182,7 +182,7 @@ Object::Ptr faultOf(const Object& response) {
 
 std::string contentsOf(const Object& response) {
   const auto file = response.getObject("file");
-  const auto text = file->getValue<std::string>("contents");
+  auto text = file->getValue<std::string>("contents");
   if (file->getValue<std::string>("encoding") != "base64") {
     return text;
   }
@@ -198,7 +198,7 @@ void print(const std::string& text) {
   output.flush();
 }
 
-std::string forTerminal(int descriptor, std::string text) {
+std::string forTerminal(int descriptor, const std::string& text) {
   return isatty(descriptor) == 0 ? text : withEscapedControls(text, "\n\t");
 }
 
@@ -226,7 +226,7 @@ Object::Ptr callRequest(const Options& options, const Termination& termination) 
   }
   DescriptorInput input(STDIN_FILENO, termination);
   auto message = readMessage(options, keys, input);
-  if (message) {
+  if (!message.isNull()) {
     warnOfUnknownKeys(options.type, *message, keys);
   }
   return message;
@@ -235,19 +235,20 @@ Object::Ptr callRequest(const Options& options, const Termination& termination) 
 ExitStatus call(const Options& options, const Api& api, const Object::Ptr& request) {
   const auto response = executeWithProgress(api, options.type, request);
   const auto fault = faultOf(*response);
+  const bool failed = !fault.isNull();
   if (!options.contents) {
     auto json = forTerminal(STDOUT_FILENO, writePrettyJson(*response));
-    if (fault && showsColor(STDOUT_FILENO)) {
+    if (failed && showsColor(STDOUT_FILENO)) {
       json = withColoredFaults(std::move(json));
     }
     print(json + '\n');
-  } else if (fault) {
+  } else if (failed) {
     const auto text = "connector-host: " + fault->getValue<std::string>("message") + '\n';
     std::cerr << forTerminal(STDERR_FILENO, text);
   } else {
     print(forTerminal(STDOUT_FILENO, contentsOf(*response)));
   }
-  return fault ? ExitStatus::fault : ExitStatus::success;
+  return failed ? ExitStatus::fault : ExitStatus::success;
 }
 
 } // namespace connector::host

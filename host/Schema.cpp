@@ -49,7 +49,7 @@ constexpr std::array FILE_KEYS{
     FileKey{"deleted", "boolean", false, false, "Whether the path is missing."},
     FileKey{"isShared", "boolean", false, false, "Always false."},
     FileKey{"contents", "string", true, true, "The bytes, in this encoding."},
-    FileKey{"encoding", "string", true, true, "\"utf-8\" or, for bytes that are not, \"base64\"."}};
+    FileKey{"encoding", "string", true, true, R"("utf-8" or, for bytes that are not, "base64".)"}};
 constexpr std::size_t DESCRIPTION_KEYS = FILE_KEYS.size() - 2;
 
 Object::Ptr newObject() {

@@ -24,10 +24,11 @@ using namespace connector::host;
 ExitStatus executeRequests(const Options& options) {
   reserveStandardDescriptors();
   const Termination termination(STDIN_FILENO);
+  const bool isCall = options.command == Options::Command::call;
   Poco::JSON::Object::Ptr request;
-  if (options.command == Options::Command::call) {
+  if (isCall) {
     request = callRequest(options, termination); // files outside the roots, too
-    if (!request) {
+    if (request.isNull()) {
       return ExitStatus::failure;
     }
   }
@@ -38,7 +39,7 @@ ExitStatus executeRequests(const Options& options) {
   const FileApi service;
   std::optional<LoggingApi> log;
   const Api& api = options.log ? static_cast<const Api&>(log.emplace(service)) : service;
-  return request ? call(options, api, request) : serve(options, api, termination);
+  return isCall ? call(options, api, request) : serve(options, api, termination);
 }
 
 ExitStatus printTypes() {
