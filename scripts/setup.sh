@@ -8,10 +8,10 @@ build_dependencies() {
   sed -nE "/^Build-Depends:/,/^Standards-Version:/ { /$1/ s/^ ([a-z0-9.+-]+).*/\1/p }" "$project/debian/control"
 }
 packages_to_build=(g++ $(build_dependencies '[^>,],?$'))
-packages_to_test=($(build_dependencies '<!nocheck>') libbenchmark-dev)
-packages_to_lint=(clang clang-format clang-tidy doxygen mandoc)
+packages_to_test=($(build_dependencies '<!nocheck>'))
+packages_to_lint=(clang clang-format clang-tidy doxygen libbenchmark-dev mandoc)
 packages_to_pack=(debhelper lintian)
-packages_to_compare=(openssh-sftp-server)
+packages_to_compare=(libbenchmark-dev openssh-sftp-server)
 packages_of_node=(nodejs npm)
 packages_of_clients=(python3-pylsp-jsonrpc socat systemd) # with Node.js, those that tests/interop uses
 
@@ -56,7 +56,7 @@ say_if_slow() {
 }
 
 # build PRESET TARGET...: quiet unless it fails or takes time; one at a time. Needs pipefail.
-# with_tests=OFF leaves the tests and benchmarks out, unless an earlier build has them.
+# with_tests=OFF leaves the tests out, unless an earlier build has them.
 with_tests=ON
 build() {
   local preset=$1 directory=$project/build/$1
@@ -69,8 +69,7 @@ build() {
       {
         [ "$directory/build.ninja" -nt "$project/CMakePresets.json" ] &&
           grep -qE "^CONNECTOR_BUILD_TESTS:BOOL=(ON|$with_tests)" "$directory/CMakeCache.txt" ||
-          cmake --preset "$preset" -S "$project" -DCONNECTOR_BUILD_TESTS=$with_tests \
-            -DCONNECTOR_BUILD_BENCHMARKS=$with_tests
+          cmake --preset "$preset" -S "$project" -DCONNECTOR_BUILD_TESTS=$with_tests
       } && ninja -C "$directory" "$@"
     } >"$log" 2>&1 || { # opened under the lock, so that it is the log of one build only
       cat "$log" >&2
