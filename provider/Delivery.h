@@ -37,7 +37,7 @@ MessageAPI<Req, Provider>::deliver(std::shared_ptr<Provider> provider,
   static_assert(detail::HANDLES<Provider, Req>,
                 "The provider lacks the overload of 'handle' for this request.");
   if (message.get() != static_cast<Message*>(this)) {
-    return detail::refuseMessage("Unable to deliver to service. ", typeid(Req), message.get());
+    return detail::unexpectedType("Unable to deliver to service. ", typeid(Req), message.get());
   }
   // From here on the request, and so this object, belongs to the provider.
   static_cast<void>(message.release());

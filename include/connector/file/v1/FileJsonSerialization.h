@@ -8,13 +8,13 @@
 
 namespace connector::file::v1 {
 
-/// The constructor registers the converters of all file messages with a serializer; the destructor
-/// removes them. A copy shares the serializer and registers nothing, but its destructor removes the
-/// converters too.
+/// Registers the JSON converters of all file messages with a serializer, and removes them on
+/// destruction. A copy registers nothing, but its destructor removes the converters too. The
+/// converters may run on several threads at once.
 class CONNECTOR_FILE_EXPORT FileJsonSerialization {
 public:
-  /// Throws std::invalid_argument if `serializer` is null. Passes on what the serializer throws,
-  /// after removing the converters that were registered before.
+  /// Throws std::invalid_argument if `serializer` is null. If the serializer throws, removes the
+  /// converters registered so far and rethrows.
   explicit FileJsonSerialization(std::shared_ptr<json::JsonSerializer> serializer);
 
   FileJsonSerialization(const FileJsonSerialization& other);

@@ -15,126 +15,131 @@ namespace connector::file::v1 {
 
 using fl::i18n::ustring;
 
-/// The file operations, on paths in UTF-16. A relative path starts in the process's current
-/// directory. Every operation runs to its end inside the call: the returned Future has its result.
-/// A refusal is a Future that holds a FileServiceException. The exceptions of the platform
-/// (fl::filesystem) leave the call itself.
+/// The file operations. Paths are UTF-16, either absolute or relative to the process's current
+/// directory. Every operation finishes before it returns, so the returned Future is resolved.
 ///
-/// Operations may be called from several threads at once and race only through the file system,
-/// which may change between an operation's checks and its effect. Such a race surfaces as a
-/// platform exception or as the effect of the last operation. Two operations that make the same
-/// missing parent directory may refuse it as existing.
+/// An operation that refuses a request returns a Future that holds a FileServiceException; the
+/// comments below name its condition in parentheses. Exceptions of the platform (fl::filesystem)
+/// are thrown by the call itself.
 ///
-/// Every returned FileInfo has an absolute location and describes the disk at that moment.
+/// Thread-safe. Concurrent operations race only through the file system, which may change between
+/// an operation's checks and its effect. Such a race ends in a platform exception or in the effect
+/// of the last operation. If two calls of `create` need the same missing parent directory, one may
+/// be refused (FILE_EXISTS).
+///
+/// Every returned FileInfo has an absolute location and describes the file at the time of the call.
+/// Sizes are in bytes, modification times in seconds since 1970-01-01 UTC.
 class CONNECTOR_FILE_EXPORT FileService : public std::enable_shared_from_this<FileService> {
 public:
   virtual ~FileService();
 
-  /// Writes a new file, or makes a directory if the File's FileInfo is a directory's. Makes missing
-  /// parent directories first, one level at a time. Overwrites an existing file only with
-  /// `overwrite`, an existing directory never. Returns the new file.
+  /// Creates a file with the File's contents, or a directory if its FileInfo is a directory's.
+  /// Creates missing parent directories first, one level at a time. Overwrites an existing file
+  /// only if `overwrite` is true, and never a directory. Returns the new file's description.
   ///
-  /// Refuses an invalid name (FILE_NAME_NOT_SUPPORTED), an existing path (FILE_EXISTS), a file that
-  /// may not be written (FILE_ACCESS_DENIED), and a parent directory that may not be written
-  /// (FOLDER_ACCESS_DENIED) or is full (OVER_DISK_QUOTA).
+  /// Refuses an invalid name (FILE_NAME_NOT_SUPPORTED), an existing path (FILE_EXISTS), a file
+  /// without write permission (FILE_ACCESS_DENIED), and a parent directory without write permission
+  /// (FOLDER_ACCESS_DENIED) or on a full disk (OVER_DISK_QUOTA). Throws SystemError if the file
+  /// cannot be opened or written.
   ///
-  /// Not atomic: a reader may see the file empty or half-written, and a failed write leaves it so.
-  /// Parent directories that were made stay.
+  /// Not atomic: a reader may see the file empty or half-written, and a failed write leaves the
+  /// bytes written so far. Parent directories that were created stay.
   virtual Future<FileInfo> create(File&& file, bool overwrite) = 0;
 
-  /// Reads the file as `read` does. Makes an empty file first if the path is missing.
+  /// Reads the file as `read` does. Creates an empty file first if the path is missing.
   ///
-  /// Refuses an invalid name (FILE_NAME_NOT_SUPPORTED), a file that may not be read
+  /// Refuses an invalid name (FILE_NAME_NOT_SUPPORTED), a file without read permission
   /// (FILE_ACCESS_DENIED), and a directory (FILE_IO_GENERIC). For a missing file, refuses a parent
-  /// directory that is missing or may not be written (FOLDER_ACCESS_DENIED) or is full
-  /// (OVER_DISK_QUOTA).
+  /// directory that is missing or not writable (FOLDER_ACCESS_DENIED) or on a full disk
+  /// (OVER_DISK_QUOTA). Throws SystemError if the file cannot be created.
   ///
-  /// A file that another process makes meanwhile is read, never emptied. A new file stays if
+  /// A file that another process creates meanwhile is read, never emptied. A new file stays if
   /// reading fails.
   virtual Future<File> openOrCreate(const ustring& path) = 0;
 
-  /// Reads the file as `read` does, after checking that its name is valid
-  /// (FILE_NAME_NOT_SUPPORTED), that it exists and is not a directory (FILE_NOT_FOUND for both).
-  /// Changes nothing.
+  /// Reads the file as `read` does. Before that, refuses an invalid name
+  /// (FILE_NAME_NOT_SUPPORTED), and a missing path or a directory (FILE_NOT_FOUND for both).
   virtual Future<File> open(const ustring& path) = 0;
 
-  /// Returns the contents and the description of a regular file of less than 20,000,000 bytes, in
-  /// one read. Fails with a plain std::runtime_error for a path that is missing or not a regular
-  /// file. Refuses a file that may not be read (FILE_ACCESS_DENIED), is too big or cannot be opened
-  /// (FILE_IO_GENERIC). Throws std::runtime_error("Out of memory!"), and SystemError if the disk
-  /// fails half-way. If the file changes meanwhile, the contents may be mixed or shorter. Changes
-  /// nothing.
+  /// Returns the contents and the description of a regular file smaller than 20,000,000 bytes. If
+  /// the path is missing or not a regular file, the Future holds a plain std::runtime_error.
+  /// Refuses a file without read permission (FILE_ACCESS_DENIED), and one that is too big or cannot
+  /// be opened (FILE_IO_GENERIC). Throws std::runtime_error("Out of memory!"), and SystemError if
+  /// the disk fails while reading. If the file changes meanwhile, the contents may be mixed or
+  /// shorter.
   virtual Future<File> read(const ustring& path) = 0;
 
-  /// Replaces the contents of an existing file by those of the File. Returns the file. Refuses an
-  /// invalid name (FILE_NAME_NOT_SUPPORTED), a missing file (FILE_NOT_FOUND), one that may not be
-  /// written (FILE_ACCESS_DENIED) and a directory (FILE_IO_GENERIC). Not atomic: the file is
-  /// emptied first, and a failed write leaves the bytes written so far.
+  /// Replaces the contents of an existing file by those of the File. Returns its description.
+  /// Refuses an invalid name (FILE_NAME_NOT_SUPPORTED), a missing file (FILE_NOT_FOUND), one
+  /// without write permission (FILE_ACCESS_DENIED) and a directory (FILE_IO_GENERIC). Throws
+  /// SystemError if the file cannot be opened or written. Not atomic: the file is emptied first,
+  /// and a failed write leaves the bytes written so far.
   virtual Future<FileInfo> update(File&& file) = 0;
 
-  /// As `update`.
+  /// Same as `update`.
   virtual Future<FileInfo> close(File&& file) = 0;
 
-  /// Describes the path as `info` does. Changes nothing.
+  /// Same as `info`.
   virtual Future<FileInfo> close(const ustring& path) = 0;
 
-  /// Gives a file or directory the complete new path `to`. Makes missing parent directories of
-  /// `to`. Returns the file at its new path.
+  /// Gives a file or directory the complete new path `to`. Creates missing parent directories of
+  /// `to`. Returns the description of `to`.
   ///
   /// Refuses invalid names (FILE_NAME_NOT_SUPPORTED), a missing source (FILE_NOT_FOUND), a source
-  /// that may not be written (FILE_ACCESS_DENIED), and an existing `to` (FILE_EXISTS). Also if `to`
-  /// appears after that check, or is a link that leads nowhere, nothing is replaced: the platform
-  /// then throws FileExistsError.
+  /// without write permission (FILE_ACCESS_DENIED), and an existing `to` (FILE_EXISTS). If `to`
+  /// is a dangling link or appears after that check, the platform throws FileExistsError instead of
+  /// replacing it.
   ///
   /// The rename is atomic. The platform throws if `to` is on another file system. Parent
-  /// directories that were made stay if the rename fails.
+  /// directories that were created stay if the rename fails.
   virtual Future<FileInfo> rename(const ustring& from, const ustring& to) = 0;
 
-  /// Moves a file or directory, under its own name, into the existing directory `to`. Returns it at
-  /// its new place.
+  /// Moves a file or directory, with its name unchanged, into the existing directory `to`. Returns
+  /// the description of the target, which is `to` followed by the name.
   ///
-  /// Refuses invalid names (FILE_NAME_NOT_SUPPORTED), a missing source or destination
-  /// (FILE_NOT_FOUND), and an entry of that name in the destination (FILE_EXISTS). A directory is
-  /// not moved into or beneath itself: SystemError with EINVAL before anything is changed.
+  /// Refuses invalid names (FILE_NAME_NOT_SUPPORTED), a missing source or missing `to`
+  /// (FILE_NOT_FOUND), and an existing target (FILE_EXISTS). Throws SystemError with EINVAL, before
+  /// anything is changed, if `to` is the source directory or is beneath it.
   ///
-  /// A file is copied, then deleted at the source. Contents, holes, permission bits, access ACL and
-  /// modification time stay, and owner and group where the system permits. If the source changes
-  /// meanwhile, SystemError with EBUSY is thrown and the source stays. A failed copy leaves only
-  /// the source, a failed deletion leaves both.
+  /// A file is copied and then deleted at the source. The copy keeps contents, holes, permission
+  /// bits, access ACL and modification time, and owner and group where the system permits. If the
+  /// source changes meanwhile, SystemError with EBUSY is thrown and the source stays. A failed copy
+  /// leaves only the source, a failed deletion leaves both.
   ///
-  /// A directory is made anew, and its entries are moved one by one. Before the first one it is
-  /// closed to everybody but its owner. After the last one the source directory is deleted, and the
-  /// new one gets its attributes, as a file does; if that fails, everything is moved all the same.
-  /// Entries whose name begins with a dot or has one character stay in the source directory, which
-  /// the platform then refuses to delete. A failure half-way leaves the entries moved so far at the
-  /// target, which stays closed, and the rest at the source.
+  /// For a directory, the target is created and restricted to its owner, and the entries are moved
+  /// one by one. Then the source directory is deleted, and the target gets the attributes that a
+  /// copied file keeps. If setting them fails, the move is already complete. Entries whose name
+  /// begins with a dot or has one character are not moved; the platform then refuses to delete the
+  /// source directory. After any failure, the entries moved so far are in the target, which stays
+  /// restricted, and the others in the source.
   ///
-  /// A link to a file becomes a copy of the file. Any other link is moved as a link, and so is an
-  /// entry of a moved directory that leads nowhere. The link keeps its text; a relative link may
-  /// lead nowhere afterwards.
+  /// A link to a file becomes a copy of the file. Any other link is moved as a link, also a
+  /// dangling link in a moved directory. The link keeps its text, so a relative link may dangle
+  /// afterwards.
   virtual Future<FileInfo> move(const ustring& from, const ustring& to) = 0;
 
-  /// Deletes a file, a link, or a directory with everything beneath it. A link's target stays.
-  /// Returns the description of the path, now missing. Refuses an invalid name
+  /// Deletes a file, a link but not its target, or a directory with everything beneath it. Returns
+  /// the description of the path, which is now missing. Refuses an invalid name
   /// (FILE_NAME_NOT_SUPPORTED) and a missing path or dangling link (FILE_NOT_FOUND). Repeats a
-  /// failed deletion for about a second, blocking the caller, and then throws the platform's last
-  /// exception. Part of a directory may then be gone.
+  /// failed deletion for about a second, blocking the caller, and then throws the last exception.
+  /// Part of a directory may then be deleted.
   virtual Future<FileInfo> remove(const ustring& path) = 0;
 
-  /// Describes the path; the empty path is the current directory. A missing path is described as
-  /// deleted. Changes nothing.
+  /// Describes the path. The empty path is the current directory. A missing path is described as
+  /// deleted.
   virtual Future<FileInfo> info(const ustring& path) = 0;
 
-  /// Returns the entries of a directory, without those whose name begins with a dot, in the
-  /// system's order. The empty path is the current directory, and a file has no entries. Refuses an
-  /// invalid name (FILE_NAME_NOT_SUPPORTED) and a missing path (FILE_NOT_FOUND). An entry that is
-  /// made or removed meanwhile may be in the list or not. Changes nothing.
+  /// Describes the entries of a directory in the system's order, without those whose name begins
+  /// with a dot. The empty path is the current directory. A file has no entries. Refuses an invalid
+  /// name (FILE_NAME_NOT_SUPPORTED) and a missing path (FILE_NOT_FOUND). An entry that is created
+  /// or deleted during the call may be missing from the list or not.
   virtual Future<std::vector<FileInfo>> list(const ustring& path) = 0;
 
-  /// Whether the path, received or absolute, exists. Changes nothing.
+  /// Returns whether the path exists. A dangling link does not.
   virtual Future<bool> exists(const fl::filesystem::upath& path) = 0;
 
-  /// A further owner. Throws std::bad_weak_ptr when no std::shared_ptr owns the service.
+  /// Returns a shared pointer to this object. Throws std::bad_weak_ptr if no std::shared_ptr owns
+  /// it.
   virtual std::shared_ptr<FileService> getPtr() = 0;
 
 protected:

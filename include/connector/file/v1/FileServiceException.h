@@ -11,10 +11,10 @@
 namespace connector::file::v1 {
 
 /// A refusal of the file service. Operations do not throw it: their Future holds it. `what()` is
-/// "An error occurred in the fileservice, ", the id, a blank and the message in UTF-8.
+/// "An error occurred in the fileservice, ", the id, a space and the message in UTF-8.
 class CONNECTOR_FILE_EXPORT FileServiceException : public std::runtime_error {
 public:
-  /// The id of every refusal by the service.
+  /// The id of every refusal of the service.
   static constexpr auto IO_ERROR = "FileService.IOError";
 
   FileServiceException(std::string id, fl::i18n::ustring message, std::string condition,
@@ -27,7 +27,8 @@ public:
   /// One of the FaultCondition constants.
   [[nodiscard]] const std::string& getCondition() const noexcept { return condition; }
 
-  /// The paths or file names that the condition concerns, as each check states.
+  /// The paths or file names that the condition is about. Each check determines whether a path is
+  /// as received or absolute.
   [[nodiscard]] const std::vector<fl::i18n::ustring>& getPaths() const noexcept { return paths; }
 
 private:

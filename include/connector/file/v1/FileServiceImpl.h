@@ -7,8 +7,8 @@
 
 namespace connector::file::v1 {
 
-/// The file operations on the local file system. Meant to be owned by a
-/// std::shared_ptr<FileService>. Holds no state between calls.
+/// The file operations on the local file system. Keeps no state between calls. Create it as a
+/// std::shared_ptr<FileService>; `getPtr` requires one.
 class CONNECTOR_FILE_EXPORT FileServiceImpl : public FileService {
 public:
   FileServiceImpl();
@@ -32,7 +32,7 @@ public:
   std::shared_ptr<FileService> getPtr() override;
 
 private:
-  std::mutex mutex_; // part of the object's layout; no operation locks it
+  std::mutex mutex_; // part of the object's binary layout; no operation locks it
 };
 
 } // namespace connector::file::v1

@@ -9,12 +9,12 @@
 
 namespace connector::file::v1 {
 
-/// The interface to which file requests are delivered: one overload of `handle` for each type of
-/// request, beside the generic `handle` of ServiceProviderAPI, which a hosting framework calls.
+/// Handles file requests. A hosting framework calls the generic `handle` of ServiceProviderAPI,
+/// which passes the request to the overload of `handle` for its type.
 ///
-/// An overload takes over its request and returns a Future that holds the response to it; a failed
-/// operation is a response with a fault. For a null request the Future holds std::invalid_argument.
-/// An overload does not check whether the provider is running: only the generic `handle` does.
+/// An overload takes ownership of its request. The Future holds the response; a failed operation is
+/// a response with a fault. If the request is null, the Future holds std::invalid_argument. Only
+/// the generic `handle` checks whether the provider is running.
 class CONNECTOR_FILE_EXPORT FileServiceProvider
     : public ServiceProviderAPI<FileServiceProvider>,
       public std::enable_shared_from_this<FileServiceProvider> {

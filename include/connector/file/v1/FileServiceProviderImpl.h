@@ -8,11 +8,11 @@
 
 namespace connector::file::v1 {
 
-/// Executes file requests with a FileService, on the thread that delivers them: every Future that
-/// it returns is resolved. Must be owned by a std::shared_ptr. Thread-safe.
+/// Executes file requests with a FileService. Every request is executed on the calling thread, so
+/// the returned Future is resolved. Thread-safe. Must be owned by a std::shared_ptr.
 ///
 /// Every failure of the file service becomes a response with one fault. `handle` throws
-/// std::bad_alloc if memory runs out for that response or its texts.
+/// std::bad_alloc if there is not enough memory for that response.
 class CONNECTOR_FILE_EXPORT FileServiceProviderImpl : public FileServiceProvider {
 public:
   /// Throws std::invalid_argument if `service` is null.

@@ -10,7 +10,7 @@
 #include <stdexcept>
 #include <utility>
 
-/// A one-shot result: set once, read once, and either a value, an exception or a cancellation.
+/// A result that is set once and read once: a value, an exception or a cancellation.
 ///
 ///               setValue
 ///            +-------------> value       get moves the value out
@@ -19,32 +19,32 @@
 ///            | cancel
 ///            +-------------> cancelled   get throws; a late setValue or setException is ignored
 ///
-/// `get` and `wait` block while the state is pending. Only the first `get` is served, even if it
-/// throws. Promises, Futures and every running call own the state together. An abandoned Promise
-/// leaves it pending for ever.
+/// `get` and `wait` block while the state is pending. Every `get` after the first one throws, also
+/// if the first one threw. Promises, Futures and running calls share ownership of the state. If all
+/// Promises are destroyed before a result is set, the state stays pending for ever.
 ///
-/// A continuation takes the place of `get`. It runs once, on the thread that sets the result or, if
-/// there is a result already, on the thread that attaches it; no lock is held. While it runs, the
+/// A continuation is used instead of `get`. It runs once, without a lock: on the thread that sets
+/// the result or, if there is a result already, on the thread that attaches it. While it runs, the
 /// state is resolved: `wait` and `hasException` return at once, and a `get` on another thread may
-/// take the result first. A thread that was blocked in `wait` before is woken only after the
+/// take the result first. A thread that was already blocked in `wait` is woken only after the
 /// continuation has returned or thrown.
 ///
-/// A cancelled state drops late results. It keeps an attached continuation, which never runs, until
-/// it is destroyed; because of the continuation, `get` is still refused.
+/// A cancelled state never runs an attached continuation, but keeps it until the state is
+/// destroyed. A `get` is then refused because of the continuation.
 namespace connector {
 
 template <typename T>
 class Future;
 
-/// The callable that receives the result in place of a reader.
+/// A callable that receives the result instead of a call of `get`.
 template <typename T>
 class Continuation {
 public:
   virtual ~Continuation() = default;
 
-  /// `future` is valid and resolved; another reader may take its result first. An exception
-  /// propagates to the caller of setValue, setException or attach after the waiters have been
-  /// woken. The result stays.
+  /// `future` is valid and resolved, but another reader may take its result first. An exception
+  /// propagates to the caller of setValue, setException or attach, after the waiting threads have
+  /// been woken. The result stays.
   virtual void invoke(Future<T>&& future) = 0;
 
 protected:
@@ -57,13 +57,13 @@ namespace detail {
 
 enum class FutureStatus : std::int32_t { pending = 0, value = 1, exception = 2, cancelled = 3 };
 
-/// Thread-safe. Its own errors are std::runtime_error, except std::invalid_argument for a null
-/// exception pointer.
+/// The state that Promises and Futures share. Thread-safe. Throws std::runtime_error, except where
+/// a function says otherwise.
 template <typename T>
 class CONNECTOR_FILE_EXPORT SharedFutureState
     : public std::enable_shared_from_this<SharedFutureState<T>> {
   struct Token {
-    explicit Token() = default; // explicit, so that {} does not make one
+    explicit Token() = default; // explicit, so that {} does not create a Token
   };
 
 public:
@@ -72,29 +72,29 @@ public:
     return std::make_shared<SharedFutureState>(Token{});
   }
 
-  // Public for make_shared only; no other code can name a Token.
+  // Public for make_shared; no other code can create a Token.
   explicit SharedFutureState(Token) {}
 
   ~SharedFutureState() = default;
   SharedFutureState(const SharedFutureState&) = delete;
   SharedFutureState& operator=(const SharedFutureState&) = delete;
 
-  /// Throws "Promise already resolved." if there is a result. Does nothing if cancelled.
+  /// Throws "Promise already resolved." if there is a result. Does nothing if the state is
+  /// cancelled.
   void setValue(T value) {
-    resolve(FutureStatus::value, [&value] { return hold<T>(std::move(value)); });
+    resolve(FutureStatus::value, [&value] { return allocate<T>(std::move(value)); });
   }
 
-  /// As setValue. Throws std::invalid_argument first if `exception` is null.
+  /// Same as setValue. Throws std::invalid_argument if `exception` is null.
   void setException(std::exception_ptr exception) {
     if (exception == nullptr) {
       throw std::invalid_argument("The exception is null.");
     }
     resolve(FutureStatus::exception,
-            [&exception] { return hold<std::exception_ptr>(std::move(exception)); });
+            [&exception] { return allocate<std::exception_ptr>(std::move(exception)); });
   }
 
-  /// Cancels a pending state and wakes its readers. Returns false, without effect, in any other
-  /// state.
+  /// Cancels a pending state and wakes its readers. Otherwise does nothing and returns false.
   bool cancel() {
     std::unique_lock lock(mutex);
     if (status != FutureStatus::pending) {
@@ -105,8 +105,8 @@ public:
     return true;
   }
 
-  /// Runs `attached` when there is a result, which may be at once. Throws as `get` does if a reader
-  /// or another continuation came first, or if the state is cancelled.
+  /// Runs `attached` as soon as there is a result, possibly before this function returns. Throws
+  /// what `get` throws after an earlier `get` or `attach`, and in a cancelled state.
   void attach(std::unique_ptr<Continuation<T>> attached) {
     std::unique_lock lock(mutex);
     refuseSecondReader();
@@ -118,8 +118,8 @@ public:
     complete(std::move(lock));
   }
 
-  /// Blocks until there is a result or a cancellation. Only the first call is served; every other
-  /// call throws at once.
+  /// Blocks until there is a result or a cancellation. Returns the value, rethrows the exception,
+  /// or throws "Future has been cancelled.". Every call after the first one throws at once.
   T get() {
     const auto owner = this->shared_from_this();
     std::unique_lock lock(mutex);
@@ -139,14 +139,14 @@ public:
     throw std::runtime_error("Invalid Future state reached.");
   }
 
-  /// Blocks until there is a result or a cancellation. Does not take the result.
+  /// Blocks until there is a result or a cancellation. `get` may follow.
   void wait() {
     const auto owner = this->shared_from_this();
     std::unique_lock lock(mutex);
     ready.wait(lock, [this] { return status != FutureStatus::pending; });
   }
 
-  /// Whether the result is an exception; false while pending. Does not wait.
+  /// Returns whether the result is an exception. Does not wait: returns false while pending.
   bool hasException() const {
     const std::lock_guard lock(mutex);
     return status == FutureStatus::exception;
@@ -156,7 +156,7 @@ private:
   using Result = std::unique_ptr<void, void (*)(void*)>;
 
   template <typename U>
-  static Result hold(U&& content) {
+  static Result allocate(U&& content) {
     return {new U(std::forward<U>(content)), [](void* held) { delete static_cast<U*>(held); }};
   }
 
@@ -164,12 +164,12 @@ private:
   void resolve(FutureStatus outcome, const MakeResult& makeResult) {
     std::unique_lock lock(mutex);
     if (status == FutureStatus::cancelled) {
-      return; // a late producer must not fail
+      return; // the producer cannot know of the cancellation, so this is not an error
     }
     if (status != FutureStatus::pending) {
       throw std::runtime_error("Promise already resolved.");
     }
-    result = makeResult(); // first, so that a failed allocation leaves the state pending
+    result = makeResult(); // before `status`: a failed allocation leaves the state pending
     status = outcome;
     complete(std::move(lock));
   }
@@ -179,8 +179,8 @@ private:
   };
 
   void complete(std::unique_lock<std::mutex> lock) {
-    // Destroyed in reverse order: the continuation, then `broadcast`, which wakes the waiters even
-    // if the continuation has thrown, then `owner`, which may be the last owner by then.
+    // Destroyed in reverse order: `taken`, then `broadcast`, which wakes the waiting threads even
+    // if the continuation has thrown, then `owner`, which may be the last owner.
     const auto owner = this->shared_from_this();
     const std::unique_ptr<std::condition_variable, WakeAll> broadcast(&ready);
     const bool hasResult = status == FutureStatus::value || status == FutureStatus::exception;
@@ -202,7 +202,7 @@ private:
     }
   }
 
-  mutable std::mutex mutex; // guards all that follows
+  mutable std::mutex mutex; // guards all members below
   std::condition_variable ready;
   Result result{nullptr, [](void*) {}};
   std::unique_ptr<Continuation<T>> continuation;
@@ -213,17 +213,15 @@ private:
 
 } // namespace detail
 
-/// The consuming end. Movable, not copyable. A moved-from Future is invalid: every operation except
-/// `valid` throws std::runtime_error("Future state isn't valid!"). One thread at a time may use a
-/// Future; the state that it shares is thread-safe.
+/// The consuming end. Movable, not copyable. A default-constructed or moved-from Future is invalid:
+/// every operation except `valid` throws std::runtime_error("Future state isn't valid!"). Only one
+/// thread at a time may use a Future object. Several Futures on one state need no lock.
 template <typename T>
 class [[nodiscard]] CONNECTOR_FILE_EXPORT Future {
 public:
   using State = detail::SharedFutureState<T>;
 
-  /// Invalid.
   Future() = default;
-
   Future(Future&&) noexcept = default;
   Future& operator=(Future&&) noexcept = default;
   Future(const Future&) = delete;
@@ -235,16 +233,16 @@ public:
 
   [[nodiscard]] bool valid() const noexcept { return state_ != nullptr; }
 
-  /// Blocks, then returns the value or rethrows the stored exception. Call once.
+  /// Blocks until there is a result, then returns the value or rethrows the exception. Call once.
   T get() { return checked().get(); }
 
-  /// Blocks until `get` would not block. May be called any number of times.
+  /// Blocks until there is a result or a cancellation. May be called any number of times.
   void wait() const { checked().wait(); }
 
-  /// False while there is no result; call `wait` first for the final value.
+  /// Returns whether the result is an exception. Call `wait` first: false while there is no result.
   [[nodiscard]] bool hasException() const { return checked().hasException(); }
 
-  /// A further owner of the state.
+  /// Returns another owner of the state.
   [[nodiscard]] std::shared_ptr<State> state() const { return checked().shared_from_this(); }
 
 private:
@@ -258,8 +256,8 @@ private:
   std::shared_ptr<State> state_;
 };
 
-/// The producing end. Copies share the state. Moving copies, so that every Promise has a state. A
-/// reader that is woken by the result may destroy the Promise at once.
+/// The producing end. Copies share the state. A move copies, so that every Promise has a state. The
+/// thread that reads the result may destroy the Promise even before setValue has returned.
 template <typename T>
 class CONNECTOR_FILE_EXPORT Promise {
 public:
@@ -270,19 +268,20 @@ public:
   Promise& operator=(const Promise&) = default;
   ~Promise() = default;
 
+  /// Throws std::runtime_error("Promise already resolved.") if there is a result.
   void setValue(T value) { state_->setValue(std::move(value)); }
 
-  /// Throws std::invalid_argument if `exception` is null.
+  /// Same as setValue. Throws std::invalid_argument if `exception` is null.
   void setException(std::exception_ptr exception) { state_->setException(std::move(exception)); }
 
-  /// Returns a Future on the state at every call; only one of them can be read.
+  /// Returns a new Future at every call. All share the state, so only one can be read.
   [[nodiscard]] Future<T> getFuture() const { return Future<T>(state_); }
 
 private:
   std::shared_ptr<detail::SharedFutureState<T>> state_;
 };
 
-/// A Future that is already resolved with `value`.
+/// Returns a Future that holds `value`.
 template <typename T>
 Future<T> makeReadyFuture(T value) {
   auto state = detail::SharedFutureState<T>::create();
@@ -290,7 +289,7 @@ Future<T> makeReadyFuture(T value) {
   return Future<T>(std::move(state));
 }
 
-/// A Future that has already failed with `exception`. Throws std::invalid_argument if it is null.
+/// Returns a Future that holds `exception`. Throws std::invalid_argument if `exception` is null.
 template <typename T>
 Future<T> makeFailedFuture(std::exception_ptr exception) {
   auto state = detail::SharedFutureState<T>::create();
@@ -298,7 +297,7 @@ Future<T> makeFailedFuture(std::exception_ptr exception) {
   return Future<T>(std::move(state));
 }
 
-// Instantiated once, in the library, as are the Futures of the file service and of messages.
+// The library contains these instances, and those for the file service and for messages.
 extern template class detail::SharedFutureState<bool>;
 extern template class Future<bool>;
 extern template class Promise<bool>;

@@ -12,12 +12,16 @@
 #include <string>
 #include <vector>
 
-/// The messages of the file service: plain values, each with the type name of its JSON form. A
-/// request to the provider also delivers itself. Paths are UTF-16, relative or absolute, as
-/// received. On success the faults are empty.
+/// The messages of the file service, with the type names of their JSON form. They are plain values;
+/// a request can also deliver itself to the provider. Paths in requests are UTF-16, absolute or
+/// relative to the current directory of the process that executes them.
+///
+/// On success, the faults of a response are empty and its FileInfos have absolute locations, unless
+/// stated otherwise. On failure, a response has one fault and its own fields are empty.
 namespace connector::file::v1 {
 
-// Exported before its first use as a template argument, or the instantiations would be hidden.
+// Declared as exported before its first use as a template argument: otherwise the instances would
+// be hidden.
 class CONNECTOR_FILE_EXPORT FileServiceProvider;
 
 using common::v1::Fault;
@@ -25,8 +29,8 @@ using common::v1::Version;
 using file_common::v1::File;
 using file_common::v1::FileInfo;
 
-// NOLINTBEGIN(cppcoreguidelines-special-member-functions): the bases are not copyable; a destructor
-// is declared so that only the library has the virtual table of the class.
+// NOLINTBEGIN(cppcoreguidelines-special-member-functions): the bases are not copyable. Declaring
+// the destructor keeps the virtual table of the class in the library.
 
 /// Creates a file with its contents, or a directory.
 class CONNECTOR_FILE_EXPORT CreateFile : public MessageAPI<CreateFile, FileServiceProvider>,
@@ -38,7 +42,7 @@ public:
   ~CreateFile() override;
 
   File file;
-  bool updateIfExists; ///< whether an existing file is overwritten
+  bool updateIfExists; ///< whether to overwrite an existing file
 };
 
 class CONNECTOR_FILE_EXPORT CreateFileResponse : public connector::Message,
@@ -53,7 +57,7 @@ public:
   FileInfo fileInfo; ///< the created file
 };
 
-/// Opens a file, which is created first if it is missing.
+/// Reads a file. An empty file is created first if the path is missing.
 class CONNECTOR_FILE_EXPORT OpenOrCreateFile
     : public MessageAPI<OpenOrCreateFile, FileServiceProvider>,
       public common::v1::Message {
@@ -78,7 +82,7 @@ public:
   File file;
 };
 
-/// Opens a file.
+/// Reads a file.
 class CONNECTOR_FILE_EXPORT OpenFile : public MessageAPI<OpenFile, FileServiceProvider>,
                                        public common::v1::Message {
 public:
@@ -100,12 +104,12 @@ public:
   ~OpenFileResponse() override;
 
   File file;
-  std::int32_t lineNumber = -1; ///< -1 when not given
-  std::int32_t column = -1;     ///< -1 when not given
+  std::int32_t lineNumber = -1; ///< -1 if not given
+  std::int32_t column = -1;     ///< -1 if not given
   bool isDebugEvent = false;
 };
 
-/// Overwrites an existing file.
+/// Replaces the contents of an existing file.
 class CONNECTOR_FILE_EXPORT UpdateFile : public MessageAPI<UpdateFile, FileServiceProvider>,
                                          public common::v1::Message {
 public:
@@ -129,7 +133,7 @@ public:
   FileInfo fileInfo;
 };
 
-/// Ends the work on a file.
+/// Describes a file, after replacing its contents if `updateFile` is true.
 class CONNECTOR_FILE_EXPORT CloseFile : public MessageAPI<CloseFile, FileServiceProvider>,
                                         public common::v1::Message {
 public:
@@ -139,7 +143,7 @@ public:
   ~CloseFile() override;
 
   File file;
-  bool updateFile; ///< whether the contents are written
+  bool updateFile;
 };
 
 class CONNECTOR_FILE_EXPORT CloseFileResponse : public connector::Message,
@@ -177,7 +181,7 @@ public:
                      Version apiVersion);
   ~RenameFileResponse() override;
 
-  FileInfo newFileInfo; ///< the file under its new name
+  FileInfo newFileInfo; ///< the file at its new path
 };
 
 /// Moves a file or directory into a directory.
@@ -191,7 +195,7 @@ public:
   ~MoveFile() override;
 
   std::u16string srcPath;
-  std::u16string destPath;
+  std::u16string destPath; ///< the directory to move into
 };
 
 class CONNECTOR_FILE_EXPORT MoveFileResponse : public connector::Message,
@@ -203,11 +207,11 @@ public:
                    std::vector<Fault>&& faults, Version apiVersion);
   ~MoveFileResponse() override;
 
-  FileInfo fileInfo; ///< the file at its new place
-  FileInfo srcPath;  ///< the file as it was at the source
+  FileInfo fileInfo; ///< the file at its new path
+  FileInfo srcPath;  ///< the source path as received; says whether it was a directory
 };
 
-/// Deletes a file, or a directory with everything in it.
+/// Deletes a file, or a directory with everything beneath it.
 class CONNECTOR_FILE_EXPORT DeleteFile : public MessageAPI<DeleteFile, FileServiceProvider>,
                                          public common::v1::Message {
 public:
@@ -228,7 +232,7 @@ public:
                      Version apiVersion);
   ~DeleteFileResponse() override;
 
-  FileInfo fileInfo; ///< the deleted file
+  FileInfo fileInfo; ///< the path, which is now missing
 };
 
 /// Lists the entries of a directory.
@@ -257,7 +261,7 @@ public:
   std::vector<FileInfo> folderContents; ///< its entries
 };
 
-/// Requests that a location be opened in a browser. The provider does not accept it.
+/// Asks to open a location in a browser. The provider refuses this message.
 class CONNECTOR_FILE_EXPORT OpenWithBrowser : public connector::Message,
                                               public common::v1::Message {
 public:

@@ -14,27 +14,27 @@
 #include <typeinfo>
 #include <utility>
 
-/// Delivers a message to the overload of `handle` for its type. The provider's generic `handle`
-/// asks the message to deliver itself; the message knows its type and calls the provider's overload
-/// for it. There is no table: adding a request takes a class and an overload.
+/// Delivers a message to the provider's overload of `handle` for its type. The provider's generic
+/// `handle` calls the message's `deliver`, and `deliver` calls the overload. A new type of request
+/// therefore needs only a class and an overload.
 namespace connector {
 
-// Instantiated once, in the library.
+// The library contains these instances.
 extern template class detail::SharedFutureState<std::unique_ptr<Message>>;
 extern template class Future<std::unique_ptr<Message>>;
 extern template class Promise<std::unique_ptr<Message>>;
 
 namespace detail {
 
-/// The demangled name of the message's run-time type, or "null".
+/// The demangled name of the message's dynamic type, or "null".
 inline std::string typeNameOf(const Message* message) {
   return message == nullptr ? "null" : boost::core::demangle(typeid(*message).name());
 }
 
 inline Future<std::unique_ptr<Message>>
-refuseMessage(const std::string& refusal, const std::type_info& expected, const Message* found) {
+unexpectedType(const std::string& prefix, const std::type_info& expected, const Message* found) {
   return makeFailedFuture<std::unique_ptr<Message>>(std::make_exception_ptr(std::invalid_argument(
-      refusal + "Incorrect message type. Expected: " + boost::core::demangle(expected.name()) +
+      prefix + "Incorrect message type. Expected: " + boost::core::demangle(expected.name()) +
       " but found " + typeNameOf(found))));
 }
 
@@ -44,16 +44,16 @@ refuseMessage(const std::string& refusal, const std::type_info& expected, const 
 template <typename Provider>
 class CONNECTOR_FILE_EXPORT ServiceMessage : public Message {
 public:
-  /// Hands `message`, which must own this very object, to the provider. If it owns another object
-  /// or none, the caller keeps it and the Future holds std::invalid_argument.
+  /// Passes `message`, which must own this object, to the provider. If it owns another object or
+  /// none, the caller keeps it and the Future holds std::invalid_argument.
   virtual Future<std::unique_ptr<Message>> deliver(std::shared_ptr<Provider> provider,
                                                    std::unique_ptr<Message>&& message,
                                                    Address&& address,
                                                    std::shared_ptr<Context>&& context) = 0;
 };
 
-/// Gives the request class `Req`, which derives from it, its delivery. The library has `deliver`
-/// for every request of the file service.
+/// The base class of the request class `Req`; implements `deliver`. The library contains the
+/// instances for the requests of the file service.
 template <typename Req, typename Provider>
 class CONNECTOR_FILE_EXPORT MessageAPI : public ServiceMessage<Provider> {
 public:
@@ -62,7 +62,7 @@ public:
                                            std::shared_ptr<Context>&& context) override;
 };
 
-/// Gives the provider class `Provider`, which derives from it, the generic `handle`.
+/// The base class of the provider class `Provider`; implements the generic `handle`.
 template <typename Provider>
 class CONNECTOR_FILE_EXPORT ServiceProviderAPI : public ServiceProvider {
 protected:
@@ -71,10 +71,11 @@ protected:
   void onStop() override {}
 
 public:
-  /// Delivers the message to the overload for its type, which takes it over. If the service is
-  /// stopped, the Future holds std::runtime_error; if the message is null or not for `Provider`, it
-  /// holds std::invalid_argument. The caller then keeps the message. Throws std::bad_weak_ptr if no
-  /// std::shared_ptr owns the provider.
+  /// Delivers the message to the overload for its type, which takes ownership. If the provider is
+  /// not running, the Future holds std::runtime_error. If the message is null or not for
+  /// `Provider`, the Future holds std::invalid_argument. In both cases the caller keeps the
+  /// message. Throws std::bad_weak_ptr if no std::shared_ptr owns the provider. May be called on
+  /// any thread.
   Future<std::unique_ptr<Message>> handle(std::unique_ptr<Message>&& message, Address&& address,
                                           std::shared_ptr<Context>&& context) override {
     if (!isRunning()) {
@@ -83,7 +84,7 @@ public:
     }
     auto* const deliverable = dynamic_cast<ServiceMessage<Provider>*>(message.get());
     if (deliverable == nullptr) {
-      return detail::refuseMessage("", typeid(ServiceMessage<Provider>), message.get());
+      return detail::unexpectedType("", typeid(ServiceMessage<Provider>), message.get());
     }
     return deliverable->deliver(static_cast<Provider&>(*this).shared_from_this(),
                                 std::move(message), std::move(address), std::move(context));
