@@ -22,7 +22,7 @@ constexpr auto ACCESS_ACL = "system.posix_acl_access";
 constexpr mode_t ALL_BITS = 07777;
 constexpr unsigned GROUP_SHIFT = 3;
 
-/// Calls `visit` with the tag and the rights of each entry; the rights may be changed.
+/// Calls `visit` with the tag and the rights of each entry. `visit` may change the rights.
 template <typename Acl, typename Visit>
 void forEachEntry(Acl& acl, const Visit& visit) {
   posix_acl_xattr_entry entry{};
@@ -38,14 +38,14 @@ void forEachEntry(Acl& acl, const Visit& visit) {
   }
 }
 
-/// The size of the ACL as the kernel stores it; 0 if the file, or its file system, has none. -1 for
-/// any other failure, with errno set.
+/// The size of the ACL in bytes, as the kernel stores it. Returns 0 if the file or its file system
+/// has no ACL, and -1 with errno set if the system call fails otherwise.
 ssize_t sizeOfAcl(int descriptor) {
   const ssize_t size = ::fgetxattr(descriptor, ACCESS_ACL, nullptr, 0);
   return size < 0 && (errno == ENODATA || errno == EOPNOTSUPP) ? 0 : size;
 }
 
-/// Sets the owner and the group, or only the group, or neither, as the system permits.
+/// Sets owner and group. If that fails, tries to set only the group.
 void changeOwner(int descriptor, uid_t owner, gid_t group) {
   constexpr auto unchanged = static_cast<uid_t>(-1);
   if (::fchown(descriptor, owner, group) != 0) {
@@ -66,7 +66,7 @@ int Attributes::readFrom(int descriptor) {
   }
   acl_.resize(static_cast<std::size_t>(size));
   if (::fgetxattr(descriptor, ACCESS_ACL, acl_.data(), acl_.size()) != size) {
-    return EBUSY; // the ACL changes at this moment
+    return EBUSY; // the ACL has just been changed
   }
   return 0;
 }
@@ -122,8 +122,8 @@ int Attributes::applyAcl(int descriptor, Kept& kept) const {
     });
   }
   kept.acl = !acl.empty() && ::fsetxattr(descriptor, ACCESS_ACL, acl.data(), acl.size(), 0) == 0;
-  const bool hasOther = !kept.acl && sizeOfAcl(descriptor) != 0;
-  return hasOther && ::fremovexattr(descriptor, ACCESS_ACL) != 0 ? errno : 0;
+  const bool hasInherited = !kept.acl && sizeOfAcl(descriptor) != 0;
+  return hasInherited && ::fremovexattr(descriptor, ACCESS_ACL) != 0 ? errno : 0;
 }
 
 int Attributes::applyMode(int descriptor, const Kept& kept) const {

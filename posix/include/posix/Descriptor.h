@@ -6,8 +6,8 @@
 
 namespace connector::posix {
 
-/// Owns an open descriptor. A caller that must know whether closing failed releases it first. The
-/// destructor leaves errno as it is.
+/// Owns a file descriptor, or none if negative. The destructor ignores errors and keeps errno;
+/// callers that need the result of close call `release` first.
 class Descriptor {
 public:
   explicit Descriptor(int number) noexcept
@@ -42,7 +42,7 @@ private:
   int number_;
 };
 
-/// Repeats a system call for as long as a signal interrupts it, and returns its result.
+/// Repeats a system call while it fails with EINTR, and returns its result.
 template <typename Call>
 auto uninterrupted(const Call& call) {
   auto result = call();

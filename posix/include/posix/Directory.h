@@ -14,7 +14,7 @@ struct DirectoryCloser {
 
 using DirectoryStream = std::unique_ptr<DIR, DirectoryCloser>;
 
-/// Takes over the descriptor on success. Returns null, with errno set, otherwise.
+/// Takes ownership of the descriptor on success. Otherwise returns null, with errno set.
 inline DirectoryStream toDirectoryStream(Descriptor& opened) {
   DirectoryStream stream(opened.isOpen() ? ::fdopendir(opened.get()) : nullptr);
   if (stream != nullptr) {
@@ -27,13 +27,13 @@ inline bool isDotOrDotDot(std::string_view name) {
   return name == "." || name == "..";
 }
 
-/// Returns the next entry other than "." and "..". Returns null at the end, with errno 0, and on
-/// failure, with its errno.
+/// Returns the next entry except "." and "..". Returns null with errno 0 at the end, and null with
+/// another errno on failure.
 inline const dirent* nextEntry(DIR* stream) {
   const dirent* entry = nullptr;
   do {
     errno = 0;
-    entry = ::readdir(stream); // NOLINT(concurrency-mt-unsafe): no two threads share a stream here
+    entry = ::readdir(stream); // NOLINT(concurrency-mt-unsafe): threads do not share streams
   } while (entry != nullptr && isDotOrDotDot(entry->d_name));
   return entry;
 }

@@ -4,7 +4,7 @@
 
 namespace connector::posix {
 
-/// Whether both are statuses of one file.
+/// Returns whether both describe the same file.
 inline bool isSameFile(const struct stat& left, const struct stat& right) {
   return left.st_dev == right.st_dev && left.st_ino == right.st_ino;
 }
