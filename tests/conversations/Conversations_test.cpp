@@ -9,6 +9,7 @@
 #include <Poco/Dynamic/Var.h>
 #include <Poco/JSON/Array.h>
 #include <Poco/JSON/Object.h>
+#include <Poco/RegularExpression.h>
 #include <Poco/String.h>
 #include <gtest/gtest.h>
 
@@ -18,7 +19,6 @@
 #include <fstream>
 #include <map>
 #include <optional>
-#include <sstream>
 #include <string>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -32,14 +32,6 @@ namespace fs = std::filesystem;
 using Poco::Dynamic::Var;
 using Poco::JSON::Array;
 using Poco::JSON::Object;
-
-std::string repeat(std::size_t count, const std::string& text) {
-  std::string result;
-  for (; count > 0; --count) {
-    result += text;
-  }
-  return result;
-}
 
 /// `expected` with what it leaves open taken from `actual`.
 Var completed(const Var& expected, const Var& actual) {
@@ -183,14 +175,9 @@ private:
   [[nodiscard]] std::string expand(std::string text) const {
     text = Poco::replace(text, std::string("{root}"), root_.string());
     text = Poco::replace(text, std::string("{name}"), root_.filename().string());
-    const std::string word = "{repeat ";
-    for (auto begin = text.find(word); begin != std::string::npos; begin = text.find(word, begin)) {
-      const auto end = text.find('}', begin);
-      std::istringstream inside(text.substr(begin + word.size(), end - begin - word.size()));
-      std::size_t count = 0;
-      std::string part;
-      (inside >> count).ignore() >> part;
-      text.replace(begin, end + 1 - begin, repeat(count, part));
+    const Poco::RegularExpression repeat(R"(\{repeat (\d+) (.)\})");
+    for (std::vector<std::string> found; repeat.split(text, found) > 0;) {
+      text = Poco::replace(text, found[0], std::string(std::stoul(found[1]), found[2].front()));
     }
     return text;
   }

@@ -286,4 +286,16 @@ TEST_F(ConnectorHost, ClosedStandardStreamIsNotTakenByAFile) {
   EXPECT_EQ(readFile("a.txt"), "abc");
 }
 
+TEST_F(ConnectorHost, DoesNotWriteToItsOwnOutput) {
+  const auto file = writeFile("a.txt", "kept").string();
+  std::filesystem::create_hard_link(file, at("link"));
+  const auto updateTo = [](const std::string& path, const std::string& output) {
+    const std::string params = R"('{"file":{"location":")" + path + R"("}}')";
+    return run("call UpdateFile " + params + " >> " + output).status;
+  };
+  EXPECT_EQ(updateTo(at("link").string(), file), 1);
+  EXPECT_THAT(readFile("a.txt"), testing::StartsWith("kept{"));
+  EXPECT_EQ(updateTo("/dev/null", "/dev/null"), 0);
+}
+
 } // namespace connector::test

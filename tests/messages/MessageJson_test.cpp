@@ -6,12 +6,13 @@
 #include <connector/json/MessageRegistry.h>
 
 #include <Poco/Exception.h>
-#include <gtest/gtest.h>
+#include <gmock/gmock.h>
 
 #include <memory>
 #include <set>
 #include <stdexcept>
 #include <string>
+#include <typeinfo>
 #include <utility>
 #include <vector>
 
@@ -50,7 +51,10 @@ constexpr auto NO_INFO = R"({"location":"","name":"","isDirectory":false})";
 constexpr auto A_FAULT = R"({"message":"é","faultCode":"code","faultConditions":[]})";
 
 Field info(const std::string& key) {
-  return {key, R"({"location":"/)" + key + R"(","name":")" + key + R"(","isDirectory":true})",
+  return {key,
+          R"({"location":"/)" + key + R"(","name":")" + key +
+              R"(","isDirectory":true,"canWrite":true,)" +
+              R"("deleted":false,"isShared":false,"modified":-1,"size":18446744073709551615})",
           NO_INFO};
 }
 
@@ -198,6 +202,18 @@ TEST_F(MessageJson, ConvertsOrRefusesValuesOfAnotherKind) {
   EXPECT_EQ(outcome("OpenFileResponse", "lineNumber", "[1]"), "Bad cast exception");
   EXPECT_EQ(outcome("CreateFileResponse", "messageFaults", "[{},7]"), "Bad cast exception");
   EXPECT_EQ(outcome("CreateFileResponse", "messageFaults", "[null]"), "Invalid access");
+}
+
+TEST(FileJsonSerialization, RemovesAllThatItRegisteredEvenIfARegistrationIsRefused) {
+  const auto registry = std::make_shared<json::MessageRegistry>();
+  std::make_unique<FileJsonSerialization>(registry).reset();
+  EXPECT_THAT(registry->names(), testing::IsEmpty());
+
+  const std::string taken = "connector/v1/MoveFile";
+  registry->registerConverters(taken, typeid(connector::Message), {}, {});
+  EXPECT_THROW(FileJsonSerialization{registry}, std::invalid_argument);
+  EXPECT_THAT(registry->names(), testing::ElementsAre(taken));
+  EXPECT_THROW(FileJsonSerialization(nullptr), std::invalid_argument);
 }
 
 } // namespace

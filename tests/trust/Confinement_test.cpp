@@ -48,13 +48,6 @@ constexpr const char* WAYS_TO_FOLDER = R"(
   /proc/1/root{B}/outside /proc/{P}/root{B}/outside)";
 constexpr const char* WAYS_TO_FILE = "/proc/self/fd/9 /proc/thread-self/fd/9";
 
-// These lead nowhere outside, whatever they look like. In the text of a JSON string; the overlong
-// bytes are written as names that are not UTF-8.
-constexpr const char* LOOKALIKES = R"(
-  ..\\..\\outside\\secret.txt %2e%2e/outside/secret.txt a.txt\u0000/../../outside/secret.txt
-  \uEFC0\uEFAE\uEFC0\uEFAE/outside \uFF0E\uFF0E/outside file://{B}/outside/secret.txt ~/outside
-  ...//outside {B}/root/*/outside)";
-
 constexpr const char* LINKS_TO_FOLDER = R"(
   absolute->{B}/outside relative->../outside chain->relative sub/deep->../../outside
   roundabout->../root/../root2/../outside/./ sibling->../root2 by-root->/proc/self/root{B}/outside
@@ -80,7 +73,7 @@ std::vector<std::pair<std::string, std::string>> links(const char* text) {
   return pairs;
 }
 
-enum class Leads { toFile, toFolder, toEmptyFolder, nowhere, inside };
+enum class Leads { toFile, toFolder, toEmptyFolder, nowhere };
 
 struct Way {
   std::string path;
@@ -112,9 +105,6 @@ std::vector<Way> allWays() {
   }
   for (const auto& way : words(WAYS_TO_FILE)) {
     ways.push_back({way, Leads::toFile});
-  }
-  for (const auto& way : words(LOOKALIKES)) {
-    ways.push_back({way, Leads::inside});
   }
   return ways;
 }
@@ -178,8 +168,7 @@ bool mayPass(const Request& request, const Way& way, bool readOnly) {
     return request.does == Does::describe || request.does == Does::read ||
            request.does == Does::list;
   }
-  return way.leads == Leads::inside || request.does == Does::describe ||
-         (request.does == Does::take && way.isEntryOfRoot) ||
+  return request.does == Does::describe || (request.does == Does::take && way.isEntryOfRoot) ||
          (request.does == Does::move && way.isEntryOfRoot && way.leads == Leads::toFolder) ||
          (request.does == Does::list && way.leads == Leads::toFile); // to an empty list
 }

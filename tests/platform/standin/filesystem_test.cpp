@@ -89,48 +89,6 @@ TEST_F(StandIn, WritesToAFileSystemThatCountsNothing) {
   });
 }
 
-TEST_F(StandIn, StreamsNeverWaitForAFifo) {
-  ASSERT_EQ(::mkfifo(at("fifo").c_str(), 0600), 0);
-  const ofstream withoutReader(at("fifo"), REPLACING, SHARE_READ_WRITE);
-  EXPECT_EQ(errno, ENXIO);
-  EXPECT_TRUE(withoutReader.fail());
-
-  ifstream reader(textAt("fifo"), std::ios_base::binary, SHARE_READ_WRITE);
-  ASSERT_TRUE(reader.good());
-  ofstream writer(at("fifo"), REPLACING, SHARE_READ_WRITE);
-  ASSERT_TRUE(writer.is_open());
-  EXPECT_EQ(reader.get(), std::char_traits<char>::eof());
-
-  const std::string moreThanThePipeHolds(4'000'000, 'x');
-  writer.write(moreThanThePipeHolds.data(), 4'000'000);
-  EXPECT_EQ(errno, EAGAIN);
-  EXPECT_TRUE(writer.bad());
-}
-
-/// The errno of opening a path for writing while standard output refers to it too; 0 if it opens.
-int errorOnOwnOutput(const std::string& path) {
-  const int output = ::dup(STDOUT_FILENO);
-  const int own = ::open(path.c_str(), O_RDWR | O_NOCTTY | O_CLOEXEC);
-  ::dup2(own, STDOUT_FILENO);
-  const ofstream writer(path, std::ios_base::out | std::ios_base::trunc, 0x40);
-  const int error = writer.is_open() ? 0 : errno;
-  ::dup2(output, STDOUT_FILENO);
-  ::close(output);
-  ::close(own);
-  return error;
-}
-
-TEST_F(StandIn, StreamsRefuseToWriteOnStandardOutput) {
-  ASSERT_EQ(::mkfifo(at("fifo").c_str(), 0600), 0);
-  writeFile("file", "kept");
-  std::filesystem::create_hard_link(at("file"), at("link"));
-  for (const char* name : {"file", "link", "fifo"}) {
-    EXPECT_EQ(errorOnOwnOutput(at(name)), EBUSY) << name;
-  }
-  EXPECT_EQ(readFile("file"), "kept");
-  EXPECT_EQ(errorOnOwnOutput("/dev/null"), 0);
-}
-
 TEST_F(StandIn, StreamsHoldOneCloseOnExecDescriptorUntilClosed) {
   const int before = openDescriptors();
   const int lowest = ::open("/dev/null", O_RDONLY | O_CLOEXEC);

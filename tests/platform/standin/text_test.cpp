@@ -7,7 +7,6 @@
 #include <Poco/Exception.h>
 #include <gmock/gmock.h>
 
-#include <cstdint>
 #include <random>
 #include <string>
 #include <utility>
@@ -104,20 +103,6 @@ TEST(Base64, RefusesEveryOtherCharacterAtEveryPlace) {
       }
     }
   }
-}
-
-TEST(FileInfoJson, IsOneFlatObjectThatReadsBack) {
-  FileInfo info(u"/w/a.txt", false);
-  info.setAttribute(FileAttributes::IS_SHARED, false);
-  info.setAttribute(FileAttributes::CAN_WRITE, true);
-  info.setAttribute(FileAttributes::SIZE, std::uint64_t{1});
-  info.setAttribute(FileAttributes::SIZE, std::uint64_t{18446744073709551615U}); // replaces it
-  info.setAttribute(FileAttributes::MODIFIED, std::int64_t{-1});
-  const std::string text =
-      R"({"canWrite":true,"isDirectory":false,"isShared":false,)"
-      R"("location":"/w/a.txt","modified":-1,"name":"a.txt","size":18446744073709551615})";
-  EXPECT_EQ(textOf(fromFileInfo(info)), text);
-  EXPECT_EQ(textOf(fromFileInfo(toFileInfo(parseObject(text)))), text);
 }
 
 TEST(FileJson, IsReadableOnlyWhenTheBytesAreStrictUtf8) {
