@@ -79,11 +79,11 @@ bool Jobs::fits(std::size_t size, std::size_t most) const {
   return waiting_.empty() || (waiting_.size() < most && bytes_ + size <= mostBytes_);
 }
 
-std::optional<Task> Jobs::remove(const Request& cancellation) {
+std::optional<Task> Jobs::remove(const Request& cancellation, const char* idKey) {
   const std::lock_guard lock(mutex_);
   const auto found = std::find_if(waiting_.begin(), waiting_.end(), [&](const Waiting& waiting) {
     const auto* request = std::get_if<Request>(&waiting.task);
-    return request != nullptr && request->isNamedBy(cancellation);
+    return request != nullptr && request->isNamedBy(cancellation, idKey);
   });
   if (found == waiting_.end()) {
     return std::nullopt;

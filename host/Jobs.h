@@ -27,8 +27,8 @@ public:
   /// Throws the first exception of an execution.
   void add(Task task, std::size_t size);
 
-  /// Removes a request that has not begun, and returns it.
-  std::optional<Task> remove(const Request& cancellation);
+  /// Removes the request that a cancellation names, unless it has begun, and returns it.
+  std::optional<Task> remove(const Request& cancellation, const char* idKey);
 
   /// Waits until all tasks are executed. Throws the first exception of an execution.
   void finish();

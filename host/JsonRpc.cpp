@@ -49,12 +49,18 @@ Reply resultReply(const std::optional<std::string>& id, const Object::Ptr& respo
   return {replyHead(id) + R"("result":)", response, "}"};
 }
 
+std::string jsonOf(const Var& value) {
+  StringOutput text;
+  appendJson(text, value);
+  text.flush();
+  return std::move(text.text());
+}
+
 Reply errorReply(const std::optional<std::string>& id, const Error& error) {
-  StringOutput message;
-  appendJson(message, std::string(error.what()));
-  message.flush();
+  const auto message = jsonOf(std::string(error.what()));
+  const auto data = error.data().isNull() ? "" : R"(,"data":)" + jsonOf(error.data());
   return Reply(replyHead(id) + R"("error":{"code":)" +
-               std::to_string(static_cast<int>(error.code())) + R"(,"message":)" + message.text() +
+               std::to_string(static_cast<int>(error.code())) + R"(,"message":)" + message + data +
                "}}");
 }
 
@@ -219,9 +225,10 @@ std::optional<Reply> executeBatch(const Api& api, const Batch& batch, const Limi
   }
 }
 
-/// The methods of the connection itself, as in the Language Server Protocol.
-bool isControl(const std::string& method) {
-  return method == SHUTDOWN || method == EXIT || method == CANCEL_REQUEST;
+/// The methods of the connection itself.
+bool isControl(const Protocol& protocol, const std::string& method) {
+  return method == protocol.cancellation ||
+         (protocol.hasShutdown && (method == SHUTDOWN || method == EXIT));
 }
 
 } // namespace
@@ -254,7 +261,8 @@ std::optional<Reply> Request::execute(const Api& api) const {
   const auto failed = [this](const std::string& cause) { return refuse(internalError(cause)); };
   try {
     const auto type = method();
-    const auto response = isControl(type) ? Object::Ptr() : api.execute(type, params());
+    const bool control = isControl(api.protocol(), type);
+    const auto response = control ? Object::Ptr() : api.execute(type, params());
     return id_ ? std::optional(resultReply(id_, response)) : std::nullopt;
   } catch (const Error& e) {
     return refuse(e);
@@ -271,16 +279,10 @@ std::optional<Reply> Request::refuse(const Error& reason) const {
   return id_ ? std::optional(errorReply(id_, reason)) : std::nullopt;
 }
 
-bool Request::isNamedBy(const Request& cancellation) const {
-  const auto textOf = [](const Var& id) {
-    StringOutput text;
-    appendJson(text, id);
-    text.flush();
-    return text.text();
-  };
+bool Request::isNamedBy(const Request& cancellation, const char* key) const {
   const auto params = cancellation.members_->get("params");
   return id_ && isA<Object::Ptr>(params) &&
-         textOf(params.extract<Object::Ptr>()->get(ID.data())) == textOf(members_->get(ID.data()));
+         jsonOf(params.extract<Object::Ptr>()->get(key)) == jsonOf(members_->get(ID.data()));
 }
 
 void Batch::keep() {
@@ -308,7 +310,9 @@ std::optional<Reply> execute(const Api& api, const Task& task, const Limits& lim
     return limits.stopped() ? request->refuse(cancelled()) : request->execute(api);
   }
   if (const auto* batch = std::get_if<Batch>(&task)) {
-    return executeBatch(api, *batch, limits);
+    return api.protocol().hasBatches
+               ? executeBatch(api, *batch, limits)
+               : errorReply({}, invalidRequest("this protocol has no batches"));
   }
   return std::get<Reply>(task);
 }

@@ -25,34 +25,53 @@ enum class ErrorCode {
   invalidParams = -32602,
   internalError = -32603,
   refusedDelivery = -32000,
-  cancelled = -32800
+  cancelled = -32800,
+  unsupportedVersion = -32022 ///< of the Model Context Protocol
 };
 
 /// The reason why a request has no response.
 class Error : public std::runtime_error {
 public:
-  Error(ErrorCode code, const std::string& message)
+  Error(ErrorCode code, const std::string& message, Poco::JSON::Object::Ptr data = nullptr)
       : std::runtime_error(message)
-      , code_(code) {}
+      , code_(code)
+      , data_(std::move(data)) {}
 
   [[nodiscard]] ErrorCode code() const { return code_; }
 
+  /// May be null.
+  [[nodiscard]] const Poco::JSON::Object::Ptr& data() const { return data_; }
+
 private:
   ErrorCode code_;
+  Poco::JSON::Object::Ptr data_;
 };
 
 /// The error of a request that was not begun.
 Error cancelled();
 
-// Methods that are answered here: the first two return null, for clients of language servers.
+/// Everything but the methods of an Api in which protocols that use JSON-RPC differ.
+struct Protocol {
+  /// A request, for a person at a terminal.
+  const char* example =
+      R"({"jsonrpc":"2.0","id":1,"method":"connector/v1/ListFolder","params":{"path":"/"}})";
+  const char* cancellation = "$/cancelRequest"; ///< the notification that cancels a request
+  const char* cancelledId = "id";               ///< its param with the id of that request
+  bool repliesToCancelled = true;
+  bool hasBatches = true;
+  bool hasShutdown = true; ///< the methods below, for clients of language servers
+};
+
+// Both return null.
 constexpr const char* SHUTDOWN = "shutdown";
 constexpr const char* EXIT = "exit";
-constexpr const char* CANCEL_REQUEST = "$/cancelRequest";
 
-/// All other methods.
+/// The methods of a protocol.
 class Api {
 public:
   virtual ~Api() = default;
+
+  [[nodiscard]] virtual Protocol protocol() const { return {}; }
 
   /// Executes a request of this type and returns the response. Throws an Error; any other exception
   /// is an internal error.
@@ -96,8 +115,8 @@ public:
 
   [[nodiscard]] std::string method() const { return members_->getValue<std::string>("method"); }
 
-  /// Whether the `params` of a `$/cancelRequest` name this request.
-  [[nodiscard]] bool isNamedBy(const Request& cancellation) const;
+  /// Whether the param `key` of a cancellation is the id of this request.
+  [[nodiscard]] bool isNamedBy(const Request& cancellation, const char* key) const;
 
 private:
   [[nodiscard]] Poco::JSON::Object::Ptr params() const;

@@ -36,6 +36,10 @@ constexpr std::array OPTIONS{
            [](Options& options, auto& value) {
              options.maxMessage = parseNumber("--max-message", value, SIZE_MAX);
            }},
+    Option{"--max-reply", "BYTES",
+           [](Options& options, auto& value) {
+             options.maxReply = parseNumber("--max-reply", value, SIZE_MAX);
+           }},
     Option{"--jobs", "N",
            [](Options& options, auto& value) {
              options.jobs = parseNumber("--jobs", value, MAX_JOBS);
@@ -52,9 +56,10 @@ struct CommandName {
   Command command;
 };
 
-constexpr std::array COMMANDS{
-    CommandName{"serve", Command::serve}, CommandName{"call", Command::call},
-    CommandName{"types", Command::types}, CommandName{"schema", Command::schema}};
+constexpr std::array COMMANDS{CommandName{"serve", Command::serve},
+                              CommandName{"mcp", Command::mcp}, CommandName{"call", Command::call},
+                              CommandName{"types", Command::types},
+                              CommandName{"schema", Command::schema}};
 
 /// The row of a table that has this name. `kind` is the kind of name in a refusal.
 template <typename Table>
@@ -104,6 +109,14 @@ void setCommand(Options& options, const Arguments& words) {
   }
 }
 
+/// A model's tools must not reach every file because an option was forgotten.
+void checkTools(const Options& options) {
+  if (options.command == Command::mcp && options.confinement.roots.empty()) {
+    throw UsageError("mcp needs --root DIR, the directory that its tools may use; --root / is "
+                     "every file");
+  }
+}
+
 } // namespace
 
 Options parseOptions(const Arguments& arguments) {
@@ -122,14 +135,19 @@ Options parseOptions(const Arguments& arguments) {
   }
   if (options.command == Command::serve) {
     setCommand(options, words);
+    checkTools(options);
   } else if (options.command == Command::help && words.size() > 1 && words.front() == "call") {
     options.type = words[1];
+  }
+  if (options.jobs == 0) {
+    options.jobs = options.command == Command::mcp ? 4 : 1;
   }
   return options;
 }
 
 std::string usage() {
   return R"(Usage: connector-host [OPTION...] [serve]
+       connector-host [OPTION...] mcp --root DIR...
        connector-host [OPTION...] call TYPE [JSON | KEY=VALUE...]
        connector-host call --help TYPE
        connector-host types | schema
@@ -138,6 +156,8 @@ Answers messages of the connector file service.
 
   serve             answer JSON-RPC 2.0 requests on standard input, on standard
                     output, until the input ends; this is the default
+  mcp               offer each message as a tool of the Model Context Protocol,
+                    for AI programs, in the directories given by --root
   call TYPE ...     answer one message and print the response. A TYPE without a
                     slash is short: ListFolder is connector/v1/ListFolder. The
                     message is a JSON object, - for one on standard input, or
@@ -149,9 +169,11 @@ Answers messages of the connector file service.
 
   --root DIR           confine all requests to this directory; may be repeated
   --read-only          refuse every change to files and directories
-  --jobs N             execute up to N requests at once (default 1, at most 64)
+  --jobs N             execute up to N requests at once (default 1, mcp 4; at
+                       most 64)
   --max-message BYTES  refuse messages that are longer (default 67108864)
   --contents           of call: print only the contents of the file
+  --max-reply BYTES    of mcp: refuse results that are longer (default 8388608)
   --log                write one line per request, and the cause of every fault,
                        to standard error
   -h, --help           print this text

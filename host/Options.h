@@ -14,11 +14,12 @@ constexpr std::size_t MAX_JOBS = 64;
 
 /// The parsed command line.
 struct Options {
-  enum class Command { serve, call, types, schema, help, version };
+  enum class Command { serve, mcp, call, types, schema, help, version };
 
   Command command = Command::serve;
   std::size_t maxMessage = 64ULL * 1024 * 1024; ///< bytes
-  std::size_t jobs = 1;                         ///< requests executed at once
+  std::size_t maxReply = 8ULL * 1024 * 1024;    ///< bytes of a result of `mcp`
+  std::size_t jobs = 0;                         ///< requests executed at once
   bool log = false;
   Confinement confinement;
   bool contents = false;

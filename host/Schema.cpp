@@ -223,7 +223,7 @@ void appendKeys(std::vector<RequestKey>& keys, const std::string& prefix, const 
     const bool required = isParentRequired && isRequired(schema, key);
     keys.push_back({prefix + key, property->getValue<std::string>("type"),
                     property->getValue<std::string>("description"), required,
-                    property->has("readOnly")});
+                    property->has("readOnly"), property});
     if (property->has("properties")) {
       appendKeys(keys, prefix + key + ".", *property, required);
     }

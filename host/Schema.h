@@ -22,7 +22,8 @@ struct RequestKey {
   std::string type; ///< as JSON Schema names it
   std::string description;
   bool isRequired;
-  bool isIgnored; ///< by the service; responses have it
+  bool isIgnored;                 ///< by the service; responses have it
+  Poco::JSON::Object::Ptr schema; ///< of its value
 };
 
 /// The keys of a request, at all levels; a key precedes those inside its object.

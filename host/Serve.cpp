@@ -15,14 +15,12 @@ namespace connector::host {
 
 namespace {
 
-void greetPerson() {
+void greetPerson(const char* example) {
   if (isatty(STDIN_FILENO) == 0) {
     return;
   }
-  std::cerr
-      << "connector-host answers JSON-RPC 2.0 requests, one a line; Ctrl-D ends it. Try:\n"
-      << R"({"jsonrpc":"2.0","id":1,"method":"connector/v1/ListFolder","params":{"path":"/"}})"
-      << '\n';
+  std::cerr << "connector-host answers JSON-RPC 2.0 requests, one a line; Ctrl-D ends it. Try:\n"
+            << example << '\n';
 }
 
 std::size_t sizeOf(const Reply& reply) {
@@ -42,6 +40,7 @@ class Connection {
 public:
   Connection(const Options& options, const Api& api, const Termination& termination)
       : api_(api)
+      , protocol_(api.protocol())
       , termination_(termination)
       , output_(STDOUT_FILENO)
       , input_(STDIN_FILENO, termination, STDOUT_FILENO)
@@ -65,9 +64,9 @@ private:
   void take(Task task, std::size_t size) {
     if (const auto* request = std::get_if<Request>(&task)) {
       const auto method = request->method();
-      isShutDown_ = isShutDown_ || method == SHUTDOWN;
-      isExiting_ = method == EXIT;
-      if (method == CANCEL_REQUEST) {
+      isShutDown_ = isShutDown_ || (protocol_.hasShutdown && method == SHUTDOWN);
+      isExiting_ = protocol_.hasShutdown && method == EXIT;
+      if (method == protocol_.cancellation) {
         cancel(*request);
       }
     }
@@ -75,7 +74,8 @@ private:
   }
 
   void cancel(const Request& cancellation) {
-    if (const auto request = jobs_.remove(cancellation)) {
+    const auto request = jobs_.remove(cancellation, protocol_.cancelledId);
+    if (request && protocol_.repliesToCancelled) {
       send(std::get<Request>(*request).refuse(cancelled()));
     }
   }
@@ -99,6 +99,7 @@ private:
   }
 
   const Api& api_;
+  const Protocol protocol_;
   const Termination& termination_;
   std::mutex outputMutex_;
   DescriptorOutput output_;
@@ -113,7 +114,7 @@ private:
 } // namespace
 
 ExitStatus serve(const Options& options, const Api& api, const Termination& termination) {
-  greetPerson();
+  greetPerson(api.protocol().example);
   widenPipe(STDIN_FILENO);
   widenPipe(STDOUT_FILENO);
   return Connection(options, api, termination).serve();

@@ -5,7 +5,7 @@ _connector_host() {
 
   for ((i = 1; i < COMP_CWORD; i++)); do
     case ${COMP_WORDS[i]} in
-      --root | --max-message | --jobs) [[ ${COMP_WORDS[i + 1]} == = ]] && ((i += 2)) || ((i += 1)) ;;
+      --root | --max-message | --max-reply | --jobs) [[ ${COMP_WORDS[i + 1]} == = ]] && ((i += 2)) || ((i += 1)) ;;
       -*) ;;
       *) words+=("${COMP_WORDS[i]}") ;;
     esac
@@ -16,12 +16,12 @@ _connector_host() {
     compopt -o filenames
     mapfile -t COMPREPLY < <(compgen -d -- "${word#=}")
     return
-  elif [[ $previous == --max-message || $previous == --jobs ]]; then
+  elif [[ $previous == --max-* || $previous == --jobs ]]; then
     return
   elif [[ $word == -* ]]; then
     choices=$("$program" --help | grep -oE -- '--[a-z-]+' | sort -u)
   elif [[ ! ${words[*]} ]]; then
-    choices='serve call types schema'
+    choices='serve mcp call types schema'
   elif [[ ${words[*]} == call ]]; then
     choices=$("$program" types)
     [[ $word == */* ]] || choices=${choices//connector\/v1\//}

@@ -4,6 +4,7 @@
 #include "FileApi.h"
 #include "Json.h"
 #include "Log.h"
+#include "Mcp.h"
 #include "Options.h"
 #include "Schema.h"
 #include "Termination.h"
@@ -16,6 +17,7 @@
 #include <iostream>
 #include <optional>
 #include <unistd.h>
+#include <vector>
 
 namespace {
 
@@ -25,6 +27,7 @@ ExitStatus executeRequests(const Options& options) {
   reserveStandardDescriptors();
   const Termination termination(STDIN_FILENO);
   const bool isCall = options.command == Options::Command::call;
+  std::vector<int> roots;
   Poco::JSON::Object::Ptr request;
   if (isCall) {
     request = callRequest(options, termination); // files outside the roots, too
@@ -33,12 +36,16 @@ ExitStatus executeRequests(const Options& options) {
     }
   }
   if (options.confinement.isNeeded()) {
-    fl::filesystem::set_confinement(confine(options.confinement), options.confinement.readOnly);
+    roots = confine(options.confinement);
+    fl::filesystem::set_confinement(roots, options.confinement.readOnly);
   }
 
   const FileApi service;
   std::optional<LoggingApi> log;
   const Api& api = options.log ? static_cast<const Api&>(log.emplace(service)) : service;
+  if (options.command == Options::Command::mcp) {
+    return serve(options, Mcp(api, options, roots), termination);
+  }
   return isCall ? call(options, api, request) : serve(options, api, termination);
 }
 
@@ -62,6 +69,7 @@ ExitStatus run(const Options& options) {
   case Options::Command::schema:
     std::cout << writePrettyJson(*openRpcDocument()) << '\n';
     return ExitStatus::success;
+  case Options::Command::mcp:
   case Options::Command::call:
   case Options::Command::serve:
     break;

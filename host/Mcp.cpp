@@ -1,0 +1,449 @@
+#include "Mcp.h"
+
+#include "JsonWriter.h"
+#include "Output.h"
+#include "Suggestion.h"
+
+#include <Poco/Dynamic/Var.h>
+#include <Poco/String.h>
+
+#include <algorithm>
+#include <array>
+#include <cctype>
+#include <filesystem>
+#include <string_view>
+#include <typeinfo>
+
+namespace connector::host {
+
+namespace {
+
+using Poco::Dynamic::Var;
+using Poco::JSON::Array;
+using Poco::JSON::Object;
+
+constexpr const char* STATELESS_VERSION = "2026-07-28";
+constexpr std::array VERSIONS{"2024-11-05", "2025-03-26", "2025-06-18", "2025-11-25"};
+
+constexpr const char* META = "_meta";
+constexpr const char* VERSION_KEY = "io.modelcontextprotocol/protocolVersion";
+constexpr const char* CAPABILITIES_KEY = "io.modelcontextprotocol/clientCapabilities";
+constexpr const char* SERVER_KEY = "io.modelcontextprotocol/serverInfo";
+
+constexpr const char* DISCOVER = "server/discover";
+constexpr const char* LIST = "tools/list";
+
+constexpr int FIVE_MINUTES = 300'000; // in milliseconds
+
+/// The effects of a request, and advice for a model that has to choose a tool. A request without a
+/// row gets the protocol's defaults: it destroys, and a repetition has a further effect.
+struct Effects {
+  std::string_view type;
+  bool isReadOnly;    ///< without the keys that are optional
+  bool isDestructive; ///< it replaces or removes what exists
+  bool isIdempotent;
+  const char* advice;
+};
+
+constexpr std::array EFFECTS{
+    Effects{"CloseFile", true, true, true,
+            "Use it to learn whether a path exists, its size and its time, without reading it."},
+    Effects{"CreateFile", false, true, true,
+            "Use it for new files and directories, update_file to change a file."},
+    Effects{"DeleteFile", false, true, false, "It cannot be undone."},
+    Effects{"ListFolder", true, false, true,
+            "Use it to find files; the path . is the first directory that may be used."},
+    Effects{"MoveFile", false, true, false,
+            "Use it to keep the name and change the directory, rename_file for a new name."},
+    Effects{"OpenFile", true, false, true,
+            "Use it for all reading. Contents that are not UTF-8 are returned as base64."},
+    Effects{"OpenOrCreateFile", false, false, true,
+            "Use it only if a missing file shall be created, open_file otherwise."},
+    Effects{"RenameFile", false, true, false,
+            "Use it for a new name, in the same directory or not."},
+    Effects{"UpdateFile", false, true, true,
+            "Use it to change a file, with its complete new contents; create_file for a new one."}};
+
+const Effects& effectsOf(const std::string& type) {
+  static constexpr Effects defaults{"", false, true, false, ""};
+  const auto* found = std::find_if(EFFECTS.begin(), EFFECTS.end(),
+                                   [&](const Effects& effects) { return effects.type == type; });
+  return found == EFFECTS.end() ? defaults : *found;
+}
+
+Object::Ptr newObject() {
+  return Poco::makeShared<Object>(Poco::JSON_PRESERVE_KEY_ORDER);
+}
+
+template <typename Texts>
+Array::Ptr arrayOf(const Texts& texts) {
+  auto array = Poco::makeShared<Array>();
+  for (const auto& text : texts) {
+    array->add(std::string(text));
+  }
+  return array;
+}
+
+bool isText(const Var& value) {
+  return value.type() == typeid(std::string);
+}
+
+/// "OpenFile" with a separator: "open_file", "Open file".
+std::string separated(const std::string& name, char separator) {
+  std::string result;
+  for (const char c : name) {
+    if (std::isupper(static_cast<unsigned char>(c)) != 0 && !result.empty()) {
+      result += separator;
+      result += static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
+    } else {
+      result += c;
+    }
+  }
+  return result;
+}
+
+/// The part of a key that is the name of the argument. A key inside an object has no other prefix.
+std::string argumentOf(const RequestKey& key) {
+  return key.name.substr(key.name.find('.') + 1);
+}
+
+Object::Ptr inputSchema(const std::vector<RequestKey>& keys) {
+  auto properties = newObject();
+  auto required = Poco::makeShared<Array>();
+  for (const auto& key : keys) {
+    properties->set(argumentOf(key), key.schema);
+    if (key.isRequired) {
+      required->add(argumentOf(key));
+    }
+  }
+  auto schema = newObject();
+  schema->set("type", "object");
+  schema->set("properties", properties);
+  schema->set("required", required);
+  schema->set("additionalProperties", false);
+  return schema;
+}
+
+Object::Ptr annotationsOf(const Effects& effects, bool isReadOnly) {
+  auto annotations = newObject();
+  annotations->set("readOnlyHint", isReadOnly);
+  annotations->set("destructiveHint", !isReadOnly && effects.isDestructive);
+  annotations->set("idempotentHint", effects.isIdempotent);
+  annotations->set("openWorldHint", false);
+  return annotations;
+}
+
+Object::Ptr serverInfo() {
+  auto info = newObject();
+  info->set("name", "connector-host");
+  info->set("title", "Connector file service");
+  info->set("version", CONNECTOR_HOST_VERSION);
+  return info;
+}
+
+/// Whether a request belongs to the stateless protocol. Throws an Error if it has another version
+/// of it.
+bool isStateless(const std::string& method, const Object& params) {
+  const auto meta = params.getObject(META);
+  const auto version = meta.isNull() ? Var() : meta->get(VERSION_KEY);
+  if (version.isEmpty()) {
+    return method == DISCOVER;
+  }
+  if (!isText(version) || version.extract<std::string>() != STATELESS_VERSION) {
+    auto data = newObject();
+    data->set("supported", arrayOf(std::array{STATELESS_VERSION}));
+    data->set("requested", version);
+    throw Error(ErrorCode::unsupportedVersion, "Unsupported protocol version", data);
+  }
+  if (meta->getObject(CAPABILITIES_KEY).isNull()) {
+    throw Error(ErrorCode::invalidParams,
+                std::string("Invalid params: _meta has no ") + CAPABILITIES_KEY);
+  }
+  return true;
+}
+
+/// Adds the members that each result of the stateless protocol has.
+void addStatelessMembers(const std::string& method, Object& result) {
+  auto meta = newObject();
+  meta->set(SERVER_KEY, serverInfo());
+  result.set(META, meta);
+  result.set("resultType", "complete");
+  if (method == LIST || method == DISCOVER) {
+    result.set("ttlMs", FIVE_MINUTES);
+    result.set("cacheScope", "private");
+  }
+}
+
+Object::Ptr initializeResult(const Object& params) {
+  const auto requested = params.optValue("protocolVersion", std::string());
+  const auto* found = std::find(VERSIONS.begin(), VERSIONS.end(), requested);
+  auto result = newObject();
+  result->set("protocolVersion",
+              found == VERSIONS.end() ? std::string(VERSIONS.back()) : requested);
+  result->set("serverInfo", serverInfo());
+  return result;
+}
+
+void addCapabilities(Object& result, const std::string& instructions) {
+  auto capabilities = newObject();
+  capabilities->set("tools", newObject());
+  result.set("capabilities", capabilities);
+  result.set("instructions", instructions);
+}
+
+Object::Ptr toolResult(const std::vector<Var>& texts, bool isError = false) {
+  auto content = Poco::makeShared<Array>();
+  for (const auto& text : texts) {
+    auto block = newObject();
+    block->set("type", "text");
+    block->set("text", text);
+    content->add(block);
+  }
+  auto result = newObject();
+  result->set("content", content);
+  if (isError) {
+    result->set("isError", true);
+  }
+  return result;
+}
+
+std::string faultText(const Object& fault) {
+  const auto condition = fault.getArray("faultConditions")->getObject(0);
+  auto text =
+      condition->getValue<std::string>("faultId") + ": " + fault.getValue<std::string>("message");
+  for (const auto& path : *condition->getArray("faultInfo")) {
+    text += text.find(path.toString()) == std::string::npos ? " (" + path.toString() + ")" : "";
+  }
+  return text;
+}
+
+/// A text with control characters, which could forge a line, becomes a JSON string.
+std::string onOneLine(const std::string& text) {
+  if (std::none_of(text.begin(), text.end(),
+                   [](unsigned char c) { return std::iscntrl(c) != 0; })) {
+    return text;
+  }
+  StringOutput json;
+  appendJson(json, text);
+  json.flush();
+  return json.text();
+}
+
+/// "NAME/" of a directory, "NAME (6 bytes)" of a file. The name is that member of the description.
+std::string describe(const Object& info, const char* name) {
+  const auto text = onOneLine(info.getValue<std::string>(name));
+  if (info.optValue("deleted", false)) {
+    return text + " (missing)";
+  }
+  return info.getValue<bool>("isDirectory") ? text + "/"
+                                            : text + " (" + info.get("size").toString() + " bytes)";
+}
+
+std::string listing(const Array& entries) {
+  std::vector<std::string> lines;
+  for (const auto& entry : entries) {
+    lines.push_back(describe(*entry.extract<Object::Ptr>(), "name"));
+  }
+  std::sort(lines.begin(), lines.end());
+  return lines.empty() ? "(no entries)" : Poco::cat(std::string("\n"), lines.begin(), lines.end());
+}
+
+/// Contents are only a text: clients that show a model `structuredContent` instead of the text
+/// would show none, and both would double the result.
+Object::Ptr contentsResult(const Object& file) {
+  if (file.getValue<std::string>("encoding") == "utf-8") {
+    return toolResult({file.get("contents")});
+  }
+  const auto size = file.get("size").toString();
+  return toolResult({"These " + size + " bytes are not UTF-8. In base64:", file.get("contents")});
+}
+
+Object::Ptr resultFrom(Object::Ptr response) {
+  if (const auto file = response->getObject("file")) {
+    return contentsResult(*file);
+  }
+  const auto faults = response->getArray("messageFaults");
+  const auto entries = response->getArray("folderContents");
+  const auto info = response->getObject(response->has("fileInfo") ? "fileInfo" : "newFileInfo");
+  const auto text = faults->size() > 0 ? faultText(*faults->getObject(0))
+                    : entries.isNull() ? describe(*info, "location")
+                                       : listing(*entries);
+  auto result = toolResult({text}, faults->size() > 0);
+  response->remove("uuid");
+  response->remove("apiVersion");
+  result->set("structuredContent", response);
+  return result;
+}
+
+std::size_t sizeOf(const Object::Ptr& result) {
+  CountingOutput size;
+  appendJson(size, result);
+  size.flush();
+  return size.count();
+}
+
+bool isOfType(const Var& value, const std::string& type) {
+  return type == "boolean" ? value.type() == typeid(bool) : isText(value);
+}
+
+/// Puts an argument at its place in a message.
+void setKey(Object& message, const std::string& name, const Var& value) {
+  const auto dot = name.find('.');
+  if (dot == std::string::npos) {
+    message.set(name, value);
+    return;
+  }
+  const auto parent = name.substr(0, dot);
+  if (!message.has(parent)) {
+    message.set(parent, newObject());
+  }
+  message.getObject(parent)->set(name.substr(dot + 1), value);
+}
+
+const RequestKey& keyOf(const std::vector<RequestKey>& keys, const std::string& argument) {
+  std::vector<std::string> names;
+  for (const auto& key : keys) {
+    names.push_back(argumentOf(key));
+    if (names.back() == argument) {
+      return key;
+    }
+  }
+  throw Error(ErrorCode::invalidParams,
+              "Unknown argument: " + argument + suggestion(argument, names));
+}
+
+/// Throws an Error for arguments that the service itself would ignore or convert, or do without.
+Object::Ptr messageFrom(const std::vector<RequestKey>& keys, const Object& params) {
+  const auto given = params.getObject("arguments");
+  const auto arguments = given.isNull() ? newObject() : given;
+  auto message = newObject();
+  for (const auto& [name, value] : *arguments) {
+    const auto& key = keyOf(keys, name);
+    if (!value.isEmpty() && !isOfType(value, key.type)) {
+      throw Error(ErrorCode::invalidParams, name + " is not a " + key.type);
+    }
+    setKey(*message, key.name, value);
+  }
+  for (const auto& key : keys) {
+    if (key.isRequired && arguments->isNull(argumentOf(key))) {
+      throw Error(ErrorCode::invalidParams, "Missing argument: " + argumentOf(key));
+    }
+  }
+  return message;
+}
+
+} // namespace
+
+Mcp::Mcp(const Api& files, const Options& options, const std::vector<int>& roots)
+    : files_(files)
+    , maxReply_(options.maxReply)
+    , definitions_(Poco::makeShared<Array>()) {
+  std::string directories;
+  for (const int root : roots) {
+    const auto path = std::filesystem::read_symlink("/proc/self/fd/" + std::to_string(root));
+    directories += (directories.empty() ? "" : ", ") + path.string();
+  }
+  const bool readOnly = options.confinement.readOnly;
+  instructions_ = "Paths are absolute or relative to the first of these directories, outside of "
+                  "which everything is refused: " +
+                  directories + (readOnly ? ". Nothing can be changed." : ".");
+  for (const auto& type : requestTypes()) {
+    addTool(type, readOnly);
+  }
+}
+
+Protocol Mcp::protocol() const {
+  return {R"({"jsonrpc":"2.0","id":1,"method":"tools/list"})",
+          "notifications/cancelled",
+          "requestId",
+          false,
+          false,
+          false};
+}
+
+/// With `readOnly` only if the request, without its optional keys, changes nothing.
+void Mcp::addTool(const std::string& type, bool readOnly) {
+  const auto schema = requestSchema(type);
+  const auto title = schema->getValue<std::string>("title");
+  const auto& effects = effectsOf(title);
+  if (readOnly && !effects.isReadOnly) {
+    return;
+  }
+  auto keys = keysOf(type);
+  const auto isHidden = [&](const RequestKey& key) {
+    const bool isEnvelope = key.name == "uuid" || key.name == "apiVersion";
+    return isEnvelope || key.type == "object" || key.isIgnored || (readOnly && !key.isRequired);
+  };
+  keys.erase(std::remove_if(keys.begin(), keys.end(), isHidden), keys.end());
+  const bool hasOptions =
+      std::any_of(keys.begin(), keys.end(), [](const RequestKey& key) { return !key.isRequired; });
+
+  const auto name = separated(Poco::toLower(title.substr(0, 1)) + title.substr(1), '_');
+  auto definition = newObject();
+  definition->set("name", name);
+  definition->set("title", separated(title, ' '));
+  definition->set("description",
+                  schema->getValue<std::string>("description") + " " + effects.advice);
+  definition->set("inputSchema", inputSchema(keys));
+  definition->set("annotations", annotationsOf(effects, effects.isReadOnly && !hasOptions));
+  definitions_->add(definition);
+  tools_.emplace(name, Tool{type, std::move(keys)});
+}
+
+Object::Ptr Mcp::execute(const std::string& method, const Object::Ptr& params) const {
+  const bool stateless = isStateless(method, *params);
+  if (stateless && (method == "initialize" || method == "ping")) {
+    throw Error(ErrorCode::methodNotFound,
+                std::string("Not in ") + STATELESS_VERSION + ": " + method);
+  }
+  auto result = resultOf(method, *params);
+  if (stateless) {
+    addStatelessMembers(method, *result);
+  }
+  return result;
+}
+
+Object::Ptr Mcp::resultOf(const std::string& method, const Object& params) const {
+  auto result = newObject();
+  if (method == "tools/call") {
+    return callTool(params);
+  }
+  if (method == LIST) {
+    result->set("tools", definitions_);
+  } else if (method == DISCOVER) {
+    result->set("supportedVersions", arrayOf(std::array{STATELESS_VERSION}));
+    addCapabilities(*result, instructions_);
+  } else if (method == "initialize") {
+    result = initializeResult(params);
+    addCapabilities(*result, instructions_);
+  } else if (method != "ping") {
+    throw Error(ErrorCode::methodNotFound, "Unknown method: " + method);
+  }
+  return result;
+}
+
+Object::Ptr Mcp::callTool(const Object& params) const {
+  const auto name = params.optValue("name", std::string());
+  const auto tool = tools_.find(name);
+  if (tool == tools_.end()) {
+    std::vector<std::string> names;
+    for (const auto& [known, _] : tools_) {
+      names.push_back(known);
+    }
+    throw Error(ErrorCode::invalidParams, "Unknown tool: " + name + suggestion(name, names));
+  }
+  const auto& [type, keys] = tool->second;
+  try {
+    const auto result = resultFrom(files_.execute(type, messageFrom(keys, params)));
+    const auto size = sizeOf(result);
+    return size <= maxReply_
+               ? result
+               : toolResult({"The result has " + std::to_string(size) +
+                             " bytes, more than --max-reply allows: " + std::to_string(maxReply_)},
+                            true);
+  } catch (const Error& e) {
+    return toolResult({std::string(e.what())}, true); // a model can correct its arguments
+  }
+}
+
+} // namespace connector::host
