@@ -1,5 +1,6 @@
 #include "FileApi.h"
 
+#include "Limits.h"
 #include "Schema.h"
 #include "Suggestion.h"
 
@@ -20,22 +21,20 @@ namespace connector::host {
 
 namespace {
 
-/// Throws an Error if a text other than the contents of a file is long: the converters take up to
-/// 30 times its size.
-void checkTexts(const Poco::Dynamic::Var& value,
-                const std::string& key) { // NOLINT(misc-no-recursion): MAX_DEPTH
-  constexpr std::size_t longest = 64UL * 1024;
+/// Throws an Error if a string, other than the contents of a file, is longer than MAX_STRING.
+void checkStrings(const Poco::Dynamic::Var& value,
+                  const std::string& key) { // NOLINT(misc-no-recursion): MAX_DEPTH
   if (value.type() == typeid(std::string)) {
-    if (key != "contents" && value.extract<std::string>().size() > longest) {
+    if (key != "contents" && value.extract<std::string>().size() > MAX_STRING) {
       throw Error(ErrorCode::invalidParams, "Invalid params: \"" + key + "\" is too long");
     }
   } else if (value.type() == typeid(Poco::JSON::Array::Ptr)) {
     for (const auto& element : *value.extract<Poco::JSON::Array::Ptr>()) {
-      checkTexts(element, key);
+      checkStrings(element, key);
     }
   } else if (value.type() == typeid(Poco::JSON::Object::Ptr)) {
     for (const auto& [name, member] : *value.extract<Poco::JSON::Object::Ptr>()) {
-      checkTexts(member, name);
+      checkStrings(member, name);
     }
   }
 }
@@ -43,7 +42,7 @@ void checkTexts(const Poco::Dynamic::Var& value,
 std::unique_ptr<Message> requestFrom(const connector::json::MessageRegistry& registry,
                                      const std::string& type,
                                      const Poco::JSON::Object::Ptr& params) {
-  checkTexts(params, "params");
+  checkStrings(params, "params");
   try {
     return registry.fromJson(type, params);
   } catch (const connector::json::UnknownMessageType& e) {

@@ -123,7 +123,7 @@ std::optional<std::size_t> FrameReader::findLineEnd(std::size_t limit) {
 
 /// Skips a line whose end may not yet be read. Keeps its last bytes, which may be a header.
 FrameReader::Line FrameReader::skipLine(Reason reason) {
-  MessageScanner scanner;
+  TextScanner scanner;
   std::optional<std::size_t> rest;
   while (!(rest = findLineEnd(HEADER_LIMIT))) {
     scanner.scan(pending_.view());
@@ -197,7 +197,7 @@ std::optional<Incoming> FrameReader::readBody(std::size_t length) {
 }
 
 Unreadable FrameReader::skipBody(std::size_t length, Reason reason) {
-  MessageScanner scanner;
+  TextScanner scanner;
   do {
     const auto skipped = pending_.view().substr(0, length);
     scanner.scan(skipped);

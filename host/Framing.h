@@ -2,8 +2,8 @@
 
 #include "ByteQueue.h"
 #include "Input.h"
-#include "MessageScanner.h"
 #include "Text.h"
+#include "TextScanner.h"
 
 #include <cstddef>
 #include <optional>
@@ -29,7 +29,7 @@ struct Unreadable {
   };
 
   Reason reason = Reason::tooLong;
-  std::string id; ///< as MessageScanner finds it in the text
+  std::string id; ///< as TextScanner finds it in the text
 };
 
 using Incoming = std::variant<Text, Unreadable>;

@@ -9,7 +9,8 @@ namespace connector::host {
 
 namespace {
 
-/// While it exists, new threads leave SIGTERM and SIGINT to the thread that reads the input.
+/// Blocks SIGTERM and SIGINT in this thread and in those that it starts meanwhile, so that only the
+/// reading thread receives them afterwards.
 class TerminationBlocked {
 public:
   TerminationBlocked() {
@@ -31,10 +32,10 @@ private:
 
 } // namespace
 
-Jobs::Jobs(std::size_t count, std::size_t mostBytes, std::function<void(const Task&)> execute)
+Jobs::Jobs(std::size_t count, std::size_t maxBytes, std::function<void(const Task&)> execute)
     : execute_(std::move(execute))
-    , most_(4 * count)
-    , mostBytes_(mostBytes) {
+    , maxTasks_(4 * count)
+    , maxBytes_(maxBytes) {
   if (count == 1) {
     return;
   }
@@ -44,58 +45,57 @@ Jobs::Jobs(std::size_t count, std::size_t mostBytes, std::function<void(const Ta
       threads_.emplace_back([this] { run(); });
     }
   } catch (...) {
-    end();
+    stopAndJoin();
     throw;
   }
 }
 
 Jobs::~Jobs() {
-  end();
+  stopAndJoin();
 }
 
-void Jobs::add(Task task, std::size_t size) {
+void Jobs::add(Task task, std::size_t textSize) {
   if (threads_.empty()) {
     execute_(task);
     return;
   }
   if (auto* batch = std::get_if<Batch>(&task)) {
-    batch->keep();
+    batch->copyText();
   }
   std::unique_lock lock(mutex_);
-  if (!fits(size, most_)) {
-    // Until half of the tasks have begun: to wake for each of them takes longer than a small
-    // request.
-    hasRoom_.wait(lock, [&] { return fits(size, most_ / 2) || failure_ != nullptr; });
+  if (!fits(textSize, maxTasks_)) {
+    // Not for one free place only: waking this thread takes longer than a small request.
+    queueDrained_.wait(lock, [&] { return fits(textSize, maxTasks_ / 2) || failure_ != nullptr; });
   }
   if (failure_ != nullptr) {
     std::rethrow_exception(failure_);
   }
-  waiting_.push_back({std::move(task), size});
-  bytes_ += size;
-  hasTask_.notify_one();
+  queue_.push_back({std::move(task), textSize});
+  queuedBytes_ += textSize;
+  taskQueued_.notify_one();
 }
 
-bool Jobs::fits(std::size_t size, std::size_t most) const {
-  return waiting_.empty() || (waiting_.size() < most && bytes_ + size <= mostBytes_);
+bool Jobs::fits(std::size_t textSize, std::size_t maxTasks) const {
+  return queue_.empty() || (queue_.size() < maxTasks && queuedBytes_ + textSize <= maxBytes_);
 }
 
 std::optional<Task> Jobs::remove(const Request& cancellation, const char* idKey) {
   const std::lock_guard lock(mutex_);
-  const auto found = std::find_if(waiting_.begin(), waiting_.end(), [&](const Waiting& waiting) {
-    const auto* request = std::get_if<Request>(&waiting.task);
+  const auto found = std::find_if(queue_.begin(), queue_.end(), [&](const Queued& queued) {
+    const auto* request = std::get_if<Request>(&queued.task);
     return request != nullptr && request->isNamedBy(cancellation, idKey);
   });
-  if (found == waiting_.end()) {
+  if (found == queue_.end()) {
     return std::nullopt;
   }
   auto task = std::move(found->task);
-  bytes_ -= found->size;
-  waiting_.erase(found);
+  queuedBytes_ -= found->textSize;
+  queue_.erase(found);
   return task;
 }
 
 void Jobs::finish() {
-  end();
+  stopAndJoin();
   if (failure_ != nullptr) {
     std::rethrow_exception(failure_);
   }
@@ -103,42 +103,40 @@ void Jobs::finish() {
 
 void Jobs::run() {
   while (const auto task = next()) {
-    execute(*task);
+    try {
+      execute_(*task);
+    } catch (...) {
+      const std::lock_guard lock(mutex_);
+      if (failure_ == nullptr) {
+        failure_ = std::current_exception();
+      }
+      taskQueued_.notify_all();
+      queueDrained_.notify_one();
+    }
   }
 }
 
-void Jobs::execute(const Task& task) {
-  try {
-    execute_(task);
-  } catch (...) {
-    const std::lock_guard lock(mutex_);
-    failure_ = std::current_exception();
-    hasTask_.notify_all();
-    hasRoom_.notify_one();
-  }
-}
-
-/// Returns nullopt once no further task will come.
+/// Waits for a task. Returns nullopt at the end, or after a failure.
 std::optional<Task> Jobs::next() {
   std::unique_lock lock(mutex_);
-  hasTask_.wait(lock, [this] { return isEnded_ || !waiting_.empty() || failure_ != nullptr; });
-  if (waiting_.empty() || failure_ != nullptr) {
+  taskQueued_.wait(lock, [this] { return isEnding_ || !queue_.empty() || failure_ != nullptr; });
+  if (queue_.empty() || failure_ != nullptr) {
     return std::nullopt;
   }
-  auto task = std::move(waiting_.front().task);
-  bytes_ -= waiting_.front().size;
-  waiting_.pop_front();
-  if (waiting_.size() <= most_ / 2) {
-    hasRoom_.notify_one();
+  auto task = std::move(queue_.front().task);
+  queuedBytes_ -= queue_.front().textSize;
+  queue_.pop_front();
+  if (queue_.size() <= maxTasks_ / 2) {
+    queueDrained_.notify_one();
   }
   return task;
 }
 
-void Jobs::end() {
+void Jobs::stopAndJoin() {
   {
     const std::lock_guard lock(mutex_);
-    isEnded_ = true;
-    hasTask_.notify_all();
+    isEnding_ = true;
+    taskQueued_.notify_all();
   }
   for (auto& thread : threads_) {
     thread.join();

@@ -8,56 +8,59 @@
 #include <exception>
 #include <functional>
 #include <mutex>
+#include <optional>
 #include <thread>
 #include <vector>
 
 namespace connector::host {
 
-/// Executes tasks: one at a time in `add` itself, or several at once on threads of their own, in
-/// any order. Only one thread may call the functions.
+/// Executes tasks. With a count of 1, `add` executes the task itself. Otherwise that many threads
+/// execute queued tasks, in any order. All functions are for one thread only.
 class Jobs {
 public:
-  /// `execute` is called from all threads. `mostBytes` limits the texts of the tasks that wait.
-  Jobs(std::size_t count, std::size_t mostBytes, std::function<void(const Task&)> execute);
+  /// `execute` is called from several threads at once if `count` is above 1. Queued texts have at
+  /// most `maxBytes` bytes together; a longer one is queued alone.
+  Jobs(std::size_t count, std::size_t maxBytes, std::function<void(const Task&)> execute);
+
+  /// Executes all queued tasks first, as `finish` does, but drops an exception.
   ~Jobs();
   Jobs(const Jobs&) = delete;
   Jobs& operator=(const Jobs&) = delete;
 
-  /// Waits until the tasks that wait are few and short enough. `size` is that of the task's text.
-  /// Throws the first exception of an execution.
-  void add(Task task, std::size_t size);
+  /// Executes or queues a task, whose text has `textSize` bytes. Waits while the queue is full.
+  /// Throws the exception of an execution, which ends all threads.
+  void add(Task task, std::size_t textSize);
 
-  /// Removes the request that a cancellation names, unless it has begun, and returns it.
+  /// Removes the queued request that a cancellation names, and returns it. Returns nullopt if it is
+  /// unknown, has begun or is part of a batch.
   std::optional<Task> remove(const Request& cancellation, const char* idKey);
 
-  /// Waits until all tasks are executed. Throws the first exception of an execution.
+  /// Executes all queued tasks and ends the threads. Throws the first exception of an execution.
   void finish();
 
 private:
-  struct Waiting {
+  struct Queued {
     Task task;
-    std::size_t size;
+    std::size_t textSize;
   };
 
-  [[nodiscard]] bool fits(std::size_t size, std::size_t most) const;
+  [[nodiscard]] bool fits(std::size_t textSize, std::size_t maxTasks) const;
   void run();
-  void execute(const Task& task);
   std::optional<Task> next();
-  void end();
+  void stopAndJoin();
 
   const std::function<void(const Task&)> execute_;
-  const std::size_t most_;
-  const std::size_t mostBytes_;
-
-  std::mutex mutex_;                // guards the members below
-  std::condition_variable hasTask_; // or the end, or a failure
-  std::condition_variable hasRoom_; // or a failure
-  std::deque<Waiting> waiting_;
-  std::size_t bytes_ = 0; // of the tasks that wait
-  bool isEnded_ = false;
-  std::exception_ptr failure_;
-
+  const std::size_t maxTasks_;
+  const std::size_t maxBytes_;
   std::vector<std::thread> threads_;
+
+  std::mutex mutex_;                     // guards all members below
+  std::condition_variable taskQueued_;   // or no further task will be, or an execution failed
+  std::condition_variable queueDrained_; // by half, or an execution failed
+  std::deque<Queued> queue_;
+  std::size_t queuedBytes_ = 0;
+  bool isEnding_ = false;
+  std::exception_ptr failure_; // the first one
 };
 
 } // namespace connector::host

@@ -1,6 +1,7 @@
 #include "Json.h"
 
-#include "MessageScanner.h"
+#include "Limits.h"
+#include "TextScanner.h"
 
 #include <Poco/JSON/Array.h>
 
@@ -56,9 +57,8 @@ std::string_view tokenOf(value& json) {
 }
 
 std::string nameOf(simdjson::simdjson_result<simdjson::ondemand::field>& member) {
-  constexpr std::size_t longest = 64UL * 1024; // an object keeps several copies
   const std::string_view name = member.unescaped_key();
-  if (name.size() > longest) {
+  if (name.size() > MAX_NAME) {
     throw JsonError("too long a name");
   }
   return std::string(name);
@@ -153,15 +153,13 @@ void read(Var& slot, value json, Allowance& left) {
   }
 }
 
-/// The parser takes 4 bytes for each token before it notices an error or any other limit.
 void checkTokens(std::string_view text) {
-  constexpr std::size_t most = 32UL * 1024 * 1024;
-  if (text.size() <= most) {
+  if (text.size() <= MAX_TOKENS) {
     return;
   }
-  MessageScanner scanner;
+  TextScanner scanner;
   scanner.scan(text);
-  if (scanner.tokens() > most) {
+  if (scanner.tokens() > MAX_TOKENS) {
     throw JsonError("too many values");
   }
 }

@@ -14,12 +14,6 @@
 /// Parses JSON into Poco's values; JsonWriter.h writes them.
 namespace connector::host {
 
-/// The limit of nested arrays and objects in a text.
-constexpr std::size_t MAX_DEPTH = 128;
-
-/// The limit of values in an object, or in each element of an array, at all levels.
-constexpr std::size_t MAX_VALUES = 100'000;
-
 class JsonError : public std::runtime_error {
   using std::runtime_error::runtime_error;
 };

@@ -2,7 +2,8 @@
 
 #include "Json.h"
 #include "JsonWriter.h"
-#include "MessageScanner.h"
+#include "Limits.h"
+#include "TextScanner.h"
 
 #include <Poco/Exception.h>
 #include <Poco/JSON/Array.h>
@@ -24,25 +25,22 @@ using Poco::JSON::Object;
 
 constexpr std::string_view ID = "id";
 
-constexpr std::size_t LONGEST_ID = 1024;
-constexpr std::size_t LONGEST_METHOD = 1024;
-constexpr std::size_t MOST_ELEMENTS = 10'000;
+const std::string UNKNOWN_ID = "null";
 
 Error invalidRequest(const std::string& cause) {
   return {ErrorCode::invalidRequest, "Invalid request: " + cause};
 }
 
 Error internalError(const std::string& cause) {
-  return {ErrorCode::internalError, "Internal error" + cause};
+  return {ErrorCode::internalError, "Internal error: " + cause};
 }
 
-/// The members of every reply up to the result or error. The reply to a text whose `id` is unknown
-/// has null.
-std::string replyHead(const std::optional<std::string>& id) {
-  return R"({"jsonrpc":"2.0","id":)" + id.value_or("null") + ",";
+/// The members of every reply up to the result or error.
+std::string replyHead(const std::string& id) {
+  return R"({"jsonrpc":"2.0","id":)" + id + ",";
 }
 
-Reply resultReply(const std::optional<std::string>& id, const Object::Ptr& response) {
+Reply resultReply(const std::string& id, const Object::Ptr& response) {
   if (response.isNull()) {
     return Reply(replyHead(id) + R"("result":null})");
   }
@@ -56,7 +54,7 @@ std::string jsonOf(const Var& value) {
   return std::move(text.text());
 }
 
-Reply errorReply(const std::optional<std::string>& id, const Error& error) {
+Reply errorReply(const std::string& id, const Error& error) {
   const auto message = jsonOf(std::string(error.what()));
   const auto data = error.data().isNull() ? "" : R"(,"data":)" + jsonOf(error.data());
   return Reply(replyHead(id) + R"("error":{"code":)" +
@@ -66,35 +64,36 @@ Reply errorReply(const std::optional<std::string>& id, const Error& error) {
 
 /// Throws an Error unless the JSON text of an `id` can be returned in a reply.
 void checkId(std::string_view json) {
-  if (json != "null" && json.find_first_of("\"-0123456789") != 0) {
+  constexpr std::string_view starts = "\"-0123456789n"; // of a string, a number or null
+  if (starts.find(json.front()) == std::string_view::npos) {
     throw invalidRequest(R"("id" must be a string, a number or null)");
   }
-  if (json.size() > LONGEST_ID) {
+  if (json.size() > MAX_ID) {
     throw invalidRequest(R"("id" is too long)");
   }
 }
 
-/// Returns nullopt unless a MessageScanner has found a valid `id`.
-std::optional<std::string> validId(const std::string& scanned) {
+/// Returns the `id` that a TextScanner has found, if it is one. An empty text is not valid JSON.
+std::string validId(const std::string& scanned) {
   try {
-    auto id = parseObject(Text(R"({"id":)" + scanned + "}"), ID).memberText;
-    checkId(id.value());
+    auto id = parseObject(Text(R"({"id":)" + scanned + "}"), ID).memberText.value();
+    checkId(id);
     return id;
   } catch (const std::runtime_error&) {
-    return std::nullopt;
+    return UNKNOWN_ID;
   }
 }
 
 /// The reply to a text that is not JSON. A line with only an opening bracket begins a text that is
 /// written over several lines.
 Reply parseErrorReply(std::string_view text, const std::string& cause) {
-  const bool isPretty = text == "{" || text == "[";
-  MessageScanner scanner;
+  const bool isFirstOfSeveral = text == "{" || text == "[";
+  TextScanner scanner;
   scanner.scan(text);
-  return errorReply(
-      validId(scanner.id()),
-      {ErrorCode::parseError,
-       "Parse error: " + cause + (isPretty ? "; one JSON text per line; use `jq -c`" : "")});
+  return errorReply(validId(scanner.id()),
+                    {ErrorCode::parseError,
+                     "Parse error: " + cause +
+                         (isFirstOfSeveral ? "; one JSON text per line; use `jq -c`" : "")});
 }
 
 Reply unreadableReply(const Unreadable& text) {
@@ -103,13 +102,13 @@ Reply unreadableReply(const Unreadable& text) {
   case Unreadable::Reason::tooLong:
     return errorReply(id, invalidRequest("message too long"));
   case Unreadable::Reason::noMemory:
-    return errorReply(id, internalError(std::string(": ") + std::bad_alloc().what()));
+    return errorReply(id, internalError(std::bad_alloc().what()));
   case Unreadable::Reason::noLength:
     return errorReply(id, {ErrorCode::parseError, "Parse error: no valid Content-Length"});
   case Unreadable::Reason::cutShort:
-    break;
+    return errorReply(id, {ErrorCode::parseError, "Parse error: message cut short"});
   }
-  return errorReply(id, {ErrorCode::parseError, "Parse error: message cut short"});
+  throw std::logic_error("unknown reason");
 }
 
 template <typename T>
@@ -117,7 +116,7 @@ bool isA(const Var& value) {
   return value.type() == typeid(T);
 }
 
-/// Throws an Error for an element of a text that is not a request, whatever its `id`.
+/// Throws an Error unless the value is a request. checkId checks its `id`.
 void checkRequest(const Object::Ptr& request) {
   const auto require = [](bool holds, const char* message) {
     if (!holds) {
@@ -130,24 +129,24 @@ void checkRequest(const Object::Ptr& request) {
           R"("jsonrpc" must be "2.0")");
   const auto method = request->get("method");
   require(isA<std::string>(method), R"("method" must be a string)");
-  require(method.extract<std::string>().size() <= LONGEST_METHOD, R"("method" is too long)");
+  require(method.extract<std::string>().size() <= MAX_METHOD, R"("method" is too long)");
   const auto params = request->get("params");
   require(params.isEmpty() || isA<Object::Ptr>(params) || isA<Array::Ptr>(params),
           R"("params" must be an object)");
 }
 
 Task parseRequest(const ObjectWithText& request) {
-  std::optional<std::string> id;
+  std::string id = UNKNOWN_ID;
   try {
     if (request.memberText) {
       checkId(*request.memberText);
-      id = request.memberText;
+      id = *request.memberText;
     }
     checkRequest(request.object);
   } catch (const Error& e) {
     return errorReply(id, e);
   }
-  return Request(id, request.object);
+  return Request(request.memberText, request.object);
 }
 
 Task parseText(const Text& text) {
@@ -155,8 +154,9 @@ Task parseText(const Text& text) {
     return parseRequest(parseObject(text, ID));
   }
   const auto count = countElements(text);
-  if (count == 0 || count > MOST_ELEMENTS) {
-    return errorReply({}, invalidRequest(count == 0 ? "empty batch" : "too long a batch"));
+  if (count == 0 || count > MAX_REQUESTS_IN_BATCH) {
+    return errorReply(UNKNOWN_ID,
+                      invalidRequest(count == 0 ? "empty batch" : "too many requests in a batch"));
   }
   return Batch(text);
 }
@@ -164,20 +164,20 @@ Task parseText(const Text& text) {
 /// Executes the requests of a batch and collects their replies.
 class BatchExecution {
 public:
-  BatchExecution(const Api& api, const Limits& limits)
+  BatchExecution(const Api& api, const Conditions& conditions)
       : api_(api)
-      , limits_(limits)
-      , replies_(limits.batchReply) {}
+      , conditions_(conditions)
+      , replies_(conditions.maxBatchReply) {}
 
   void execute(const Task& element) {
     const auto* request = std::get_if<Request>(&element);
     if (request != nullptr && isFull_) {
-      add(request->refuse(internalError(": not executed, the batch's reply is too long")));
-    } else if (!add(host::execute(api_, element, limits_))) {
+      add(request->replyWith(internalError("not executed, the batch's reply is too long")));
+    } else if (!add(host::execute(api_, element, conditions_))) {
       isFull_ = true;
       add(request == nullptr ? std::get<Reply>(element)
-                             : request->refuse(internalError(
-                                   ": executed, but the batch's reply would be too long")));
+                             : request->replyWith(internalError(
+                                   "executed, but the batch's reply would be too long")));
     }
   }
 
@@ -189,8 +189,7 @@ public:
   }
 
 private:
-  /// Returns false if the reply would be too long. Once it was, further replies are errors, which
-  /// are always added.
+  /// If the reply does not fit, returns false and lifts the limit: only short errors follow.
   bool add(const std::optional<Reply>& reply) {
     if (!reply) {
       return true;
@@ -202,38 +201,39 @@ private:
       replies_.flush();
       return true;
     } catch (const std::length_error&) {
-      replies_.cutBack(before);
+      replies_.cutBackAndLiftLimit(before);
       return false;
     }
   }
 
   const Api& api_;
-  const Limits& limits_;
+  const Conditions& conditions_;
   StringOutput replies_;
   bool isFull_ = false;
 };
 
-std::optional<Reply> executeBatch(const Api& api, const Batch& batch, const Limits& limits) {
+std::optional<Reply> executeBatch(const Api& api, const Batch& batch,
+                                  const Conditions& conditions) {
   try {
-    BatchExecution execution(api, limits);
+    BatchExecution execution(api, conditions);
     forEachElement(batch.text(), ID, [&](const ObjectWithText& element) {
       execution.execute(parseRequest(element));
     });
     return std::move(execution).reply();
   } catch (const std::bad_alloc& e) {
-    return errorReply({}, internalError(std::string(": ") + e.what()));
+    return errorReply(UNKNOWN_ID, internalError(e.what()));
   }
 }
 
-/// The methods of the connection itself.
-bool isControl(const Protocol& protocol, const std::string& method) {
+/// Whether the connection itself has this method.
+bool isOfConnection(const Protocol& protocol, const std::string& method) {
   return method == protocol.cancellation ||
          (protocol.hasShutdown && (method == SHUTDOWN || method == EXIT));
 }
 
 } // namespace
 
-Error cancelled() {
+Error cancelledError() {
   return {ErrorCode::cancelled, "Cancelled"};
 }
 
@@ -258,37 +258,37 @@ Object::Ptr Request::params() const {
 }
 
 std::optional<Reply> Request::execute(const Api& api) const {
-  const auto failed = [this](const std::string& cause) { return refuse(internalError(cause)); };
   try {
     const auto type = method();
-    const bool control = isControl(api.protocol(), type);
-    const auto response = control ? Object::Ptr() : api.execute(type, params());
-    return id_ ? std::optional(resultReply(id_, response)) : std::nullopt;
+    const bool isDone = isOfConnection(api.protocol(), type);
+    const auto response = isDone ? Object::Ptr() : api.execute(type, params());
+    return id_ ? std::optional(resultReply(*id_, response)) : std::nullopt;
   } catch (const Error& e) {
-    return refuse(e);
+    return replyWith(e);
   } catch (const Poco::Exception& e) {
-    return failed(": " + e.displayText());
+    return replyWith(internalError(e.displayText()));
   } catch (const std::exception& e) {
-    return failed(std::string(": ") + e.what());
+    return replyWith(internalError(e.what()));
   } catch (...) {
-    return failed("");
+    return replyWith(internalError("unknown failure"));
   }
 }
 
-std::optional<Reply> Request::refuse(const Error& reason) const {
-  return id_ ? std::optional(errorReply(id_, reason)) : std::nullopt;
+std::optional<Reply> Request::replyWith(const Error& error) const {
+  return id_ ? std::optional(errorReply(*id_, error)) : std::nullopt;
 }
 
+// The same id may be spelled in two ways: "a" and "\u0061".
 bool Request::isNamedBy(const Request& cancellation, const char* key) const {
   const auto params = cancellation.members_->get("params");
   return id_ && isA<Object::Ptr>(params) &&
          jsonOf(params.extract<Object::Ptr>()->get(key)) == jsonOf(members_->get(ID.data()));
 }
 
-void Batch::keep() {
-  kept_.reserve(text_.bytes.size() + Text::PADDING);
-  kept_.assign(text_.bytes.begin(), text_.bytes.end());
-  text_ = Text({kept_.data(), kept_.size()}, true);
+void Batch::copyText() {
+  copy_.reserve(text_.bytes.size() + Text::PADDING);
+  copy_.assign(text_.bytes.begin(), text_.bytes.end());
+  text_ = Text({copy_.data(), copy_.size()}, true);
 }
 
 Task parse(const Incoming& incoming) {
@@ -301,18 +301,18 @@ Task parse(const Incoming& incoming) {
   } catch (const JsonError& e) {
     return parseErrorReply(text.bytes, e.what());
   } catch (const std::exception& e) {
-    return errorReply({}, internalError(std::string(": ") + e.what()));
+    return errorReply(UNKNOWN_ID, internalError(e.what()));
   }
 }
 
-std::optional<Reply> execute(const Api& api, const Task& task, const Limits& limits) {
+std::optional<Reply> execute(const Api& api, const Task& task, const Conditions& conditions) {
   if (const auto* request = std::get_if<Request>(&task)) {
-    return limits.stopped() ? request->refuse(cancelled()) : request->execute(api);
+    return conditions.isStopped() ? request->replyWith(cancelledError()) : request->execute(api);
   }
   if (const auto* batch = std::get_if<Batch>(&task)) {
     return api.protocol().hasBatches
-               ? executeBatch(api, *batch, limits)
-               : errorReply({}, invalidRequest("this protocol has no batches"));
+               ? executeBatch(api, *batch, conditions)
+               : errorReply(UNKNOWN_ID, invalidRequest("this protocol has no batches"));
   }
   return std::get<Reply>(task);
 }

@@ -15,7 +15,8 @@
 #include <variant>
 #include <vector>
 
-/// JSON-RPC 2.0: from texts to replies, for any methods.
+/// JSON-RPC 2.0: from texts to replies, for any methods. A response is the message that an Api
+/// returns. A reply is the JSON-RPC text with that response, or with an Error.
 namespace connector::host {
 
 enum class ErrorCode {
@@ -29,7 +30,7 @@ enum class ErrorCode {
   unsupportedVersion = -32022 ///< of the Model Context Protocol
 };
 
-/// The reason why a request has no response.
+/// A JSON-RPC error: the reason why a request has no response.
 class Error : public std::runtime_error {
 public:
   Error(ErrorCode code, const std::string& message, Poco::JSON::Object::Ptr data = nullptr)
@@ -48,7 +49,7 @@ private:
 };
 
 /// The error of a request that was not begun.
-Error cancelled();
+Error cancelledError();
 
 /// Everything but the methods of an Api in which protocols that use JSON-RPC differ.
 struct Protocol {
@@ -62,7 +63,7 @@ struct Protocol {
   bool hasShutdown = true; ///< the methods below, for clients of language servers
 };
 
-// Both return null.
+// Request::execute returns null for both; their effect is in Serve.cpp.
 constexpr const char* SHUTDOWN = "shutdown";
 constexpr const char* EXIT = "exit";
 
@@ -99,19 +100,19 @@ private:
   std::string tail_;
 };
 
-/// A request that has the members of one. Its `params` may still be rejected.
+/// A request whose members have the right types. Whether the method accepts its `params` is only
+/// known once it is executed.
 class Request {
 public:
-  /// `id` is the JSON text of the reply's `id`, or nullopt for a notification.
+  /// `id` is the JSON text of the reply's `id`, or nullopt for a notification, which has no reply.
   Request(std::optional<std::string> id, Poco::JSON::Object::Ptr members)
       : id_(std::move(id))
       , members_(std::move(members)) {}
 
-  /// Executes the request. Every failure becomes the reply. Returns nullopt for a notification.
+  /// Executes the request. Every failure becomes the reply.
   [[nodiscard]] std::optional<Reply> execute(const Api& api) const;
 
-  /// The reply if it is not executed. Returns nullopt for a notification.
-  [[nodiscard]] std::optional<Reply> refuse(const Error& reason) const;
+  [[nodiscard]] std::optional<Reply> replyWith(const Error& error) const;
 
   [[nodiscard]] std::string method() const { return members_->getValue<std::string>("method"); }
 
@@ -125,37 +126,45 @@ private:
   Poco::JSON::Object::Ptr members_;
 };
 
-/// The text of a batch: an array that countElements has checked. It belongs to the FrameReader
-/// until `keep` copies it.
+/// The text of a batch: an array that countElements has checked. It refers to the bytes of the
+/// FrameReader, which are valid until its next text.
 class Batch {
 public:
   explicit Batch(Text text)
       : text_(text) {}
 
+  Batch(Batch&&) = default;
+  Batch& operator=(Batch&&) = default;
+  Batch(const Batch&) = delete; // the text would be that of the original
+  Batch& operator=(const Batch&) = delete;
+  ~Batch() = default;
+
   [[nodiscard]] Text text() const { return text_; }
 
-  void keep();
+  /// Makes the batch independent of the FrameReader.
+  void copyText();
 
 private:
   Text text_;
-  std::vector<char> kept_;
+  std::vector<char> copy_; // keeps its address when it is moved
 };
 
-/// One text of a client: a request, a batch, or the reply to a text that cannot be executed.
+/// What to do for one text: execute a request or a batch, or send this reply.
 using Task = std::variant<Request, Batch, Reply>;
 
-/// Reads a text. If anything in it is not JSON, none of its requests is executed. Throws
-/// std::bad_alloc if there is no memory even for a reply.
+/// Makes a task of what was read. If anything in a text is not JSON, none of its requests is
+/// executed. Throws std::bad_alloc if there is no memory even for a reply.
 [[nodiscard]] Task parse(const Incoming& incoming);
 
-/// The limits of an execution.
-struct Limits {
-  std::size_t batchReply;        ///< bytes; the requests after it are not executed
-  std::function<bool()> stopped; ///< whether no further request may be begun
+/// The conditions under which tasks are executed.
+struct Conditions {
+  std::size_t maxBatchReply;       ///< bytes; once a reply does not fit, later requests get errors
+  std::function<bool()> isStopped; ///< whether no further request may be begun
 };
 
-/// Executes a task, the requests of a batch in order, and returns the reply if there is one. Throws
-/// std::bad_alloc if there is no memory even for a reply.
-[[nodiscard]] std::optional<Reply> execute(const Api& api, const Task& task, const Limits& limits);
+/// Executes a task and returns its reply, if it has one. The requests of a batch are executed in
+/// order. Throws std::bad_alloc if there is no memory even for a reply.
+[[nodiscard]] std::optional<Reply> execute(const Api& api, const Task& task,
+                                           const Conditions& conditions);
 
 } // namespace connector::host

@@ -59,8 +59,8 @@ public:
 
   [[nodiscard]] std::string& text() { return text_; }
 
-  /// Keeps only the first `size` bytes of text(), and has no limit any more.
-  void cutBack(std::size_t size) {
+  /// Keeps only the first `size` bytes of text().
+  void cutBackAndLiftLimit(std::size_t size) {
     dropBuffer();
     text_.resize(size);
     limit_ = std::string::npos;

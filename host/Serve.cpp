@@ -45,7 +45,7 @@ public:
       , output_(STDOUT_FILENO)
       , input_(STDIN_FILENO, termination, STDOUT_FILENO)
       , reader_(input_, options.maxMessage)
-      , limits_{options.maxMessage, [this] { return isStopped(); }}
+      , conditions_{options.maxMessage, [this] { return isStopped(); }}
       , jobs_(options.jobs, options.maxMessage, [this](const Task& task) { execute(task); }) {}
 
   ExitStatus serve() {
@@ -76,12 +76,12 @@ private:
   void cancel(const Request& cancellation) {
     const auto request = jobs_.remove(cancellation, protocol_.cancelledId);
     if (request && protocol_.repliesToCancelled) {
-      send(std::get<Request>(*request).refuse(cancelled()));
+      send(std::get<Request>(*request).replyWith(cancelledError()));
     }
   }
 
   /// Called from all threads, as are the functions below.
-  void execute(const Task& task) { send(host::execute(api_, task, limits_)); }
+  void execute(const Task& task) { send(host::execute(api_, task, conditions_)); }
 
   [[nodiscard]] bool isStopped() const { return termination_.isRequested() || !output_.isOpen(); }
 
@@ -105,7 +105,7 @@ private:
   DescriptorOutput output_;
   DescriptorInput input_;
   FrameReader reader_;
-  Limits limits_;
+  Conditions conditions_;
   bool isShutDown_ = false;
   bool isExiting_ = false;
   Jobs jobs_; // the last member, so that its threads end first

@@ -33,7 +33,7 @@ public:
 
 protected:
   std::string answer(const Incoming& incoming) {
-    const auto reply = host::execute(*this, parse(incoming), limits);
+    const auto reply = host::execute(*this, parse(incoming), conditions);
     if (!reply) {
       return "(none)";
     }
@@ -46,7 +46,7 @@ protected:
   std::string answer(const std::string& text) { return answer(Incoming(Text(text))); }
 
   mutable std::string executed;
-  Limits limits{10'000'000, [] { return false; }};
+  Conditions conditions{10'000'000, [] { return false; }};
 };
 
 std::string error(const std::string& id, const std::string& code, const std::string& text) {
@@ -200,7 +200,7 @@ TEST_F(JsonRpcTest, ReportsEachFailureWithCodeAndText) {
       {request("shutdown"), result("7", "null")},
       {request("poco"), error("7", "-32603", "Internal error: Not found: this")},
       {request("std"), error("7", "-32603", "Internal error: that")},
-      {request("int"), error("7", "-32603", "Internal error")}};
+      {request("int"), error("7", "-32603", "Internal error: unknown failure")}};
   for (const auto& [text, reply] : rows) {
     EXPECT_EQ(answer(text), reply);
   }
@@ -225,7 +225,7 @@ TEST_F(JsonRpcTest, AnswersBatchInOrderAsOneArray) {
 
 TEST_F(JsonRpcTest, LimitsTheReplyToABatch) {
   const auto ask = [this](std::size_t limit) {
-    limits.batchReply = limit;
+    conditions.maxBatchReply = limit;
     executed.clear();
     return answer("[" + echo("1", "{}") + "," + echo("2", R"({"a":1})") + "," + echo("3", "{}") +
                   "]");
@@ -244,7 +244,7 @@ TEST_F(JsonRpcTest, LimitsTheReplyToABatch) {
 }
 
 TEST_F(JsonRpcTest, ExecutesNothingOnceStopped) {
-  limits.stopped = [this] { return !executed.empty(); };
+  conditions.isStopped = [this] { return !executed.empty(); };
   EXPECT_EQ(answer("[" + echo("1", "{}") + "," + echo("2", "{}") + ",0]"),
             "[" + result("1", "{}") + "," + error("2", "-32800", "Cancelled") + "," +
                 error("null", "-32600", "Invalid request: not an object") + "]");
@@ -259,7 +259,7 @@ TEST_F(JsonRpcTest, LimitsElementsOfABatchTo10000) {
   }
   EXPECT_THAT(answer("[" + elements + "]"), testing::HasSubstr("not an object"));
   EXPECT_EQ(answer("[" + elements + ",1]"),
-            error("null", "-32600", "Invalid request: too long a batch"));
+            error("null", "-32600", "Invalid request: too many requests in a batch"));
 }
 
 } // namespace connector::host

@@ -1,0 +1,31 @@
+#pragma once
+
+#include <cstddef>
+
+/// The limits of messages, other than --max-message. docs/wire-format.md lists them. Lengths are in
+/// bytes.
+namespace connector::host {
+
+/// Nested arrays and objects in a text.
+constexpr std::size_t MAX_DEPTH = 128;
+
+/// Values in an object, or in each element of an array, at all levels.
+constexpr std::size_t MAX_VALUES = 100'000;
+
+/// Tokens in a text. The parser takes 4 bytes for each before it checks any other limit.
+constexpr std::size_t MAX_TOKENS = 32UL * 1024 * 1024;
+
+constexpr std::size_t MAX_REQUESTS_IN_BATCH = 10'000;
+
+/// A member's name: an object keeps several copies.
+constexpr std::size_t MAX_NAME = 64UL * 1024;
+
+/// A string in params, other than contents: the converters take up to 30 times its length.
+constexpr std::size_t MAX_STRING = 64UL * 1024;
+
+/// The JSON text of an id.
+constexpr std::size_t MAX_ID = 1024;
+
+constexpr std::size_t MAX_METHOD = 1024;
+
+} // namespace connector::host

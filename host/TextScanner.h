@@ -1,0 +1,48 @@
+#pragma once
+
+#include <cstddef>
+#include <string>
+#include <string_view>
+
+namespace connector::host {
+
+/// Finds the `id` of a JSON text that is not parsed, because it is invalid or too long, so that its
+/// error can carry the `id`; and counts tokens. It keeps no text, checks no syntax, and takes a
+/// text in pieces.
+class TextScanner {
+public:
+  /// Takes the next bytes of the text.
+  void scan(std::string_view bytes);
+
+  /// The JSON text of the outermost object's last complete member `id`. Empty if there is none, or
+  /// if it is an object, an array or longer than MAX_ID. It may be invalid JSON.
+  [[nodiscard]] const std::string& id() const { return id_; }
+
+  /// The number of brackets, separators, strings, numbers and literals so far.
+  [[nodiscard]] std::size_t tokens() const { return tokens_; }
+
+private:
+  std::size_t scanString(std::string_view bytes);
+  std::size_t scanWord(std::string_view bytes);
+  void scanDelimiter(char byte);
+  void openContainer(char bracket);
+  void closeContainer();
+  void beginScalar();
+  void appendToScalar(std::string_view bytes);
+  void endKey();
+  void endMember();
+  void forgetMember();
+
+  std::size_t tokens_ = 0;
+  std::size_t depth_ = 0;     // of open brackets
+  bool isPastObject_ = false; // the outermost object has ended, or there is none
+  bool inString_ = false;
+  bool isEscaped_ = false; // the last byte was a backslash that escapes the next one
+  bool inWord_ = false;    // in a number or literal
+  std::string scalar_;     // the bytes of all scalars at depth 1 since the last : or ,
+  std::size_t valuesSinceSeparator_ = 0; // at depth 1
+  bool isKeyId_ = false;                 // of the current member at depth 1
+  std::string id_;
+};
+
+} // namespace connector::host
