@@ -10,14 +10,14 @@
 
 namespace connector::file::v1 {
 
-/// A block of memory that grows while a file is read into it and then becomes the DataBuffer's.
+/// Memory into which a file is read, and which is then handed to a DataBuffer without a copy.
 class ByteBuffer {
 public:
-  /// Throws std::runtime_error("Out of memory!"), as everything here that allocates. Even an empty
-  /// buffer holds a block.
-  explicit ByteBuffer(std::size_t expected) {
-    if (expected > 0) {
-      allocate(expected);
+  /// Allocates `capacity` bytes, but at least 8. Throws std::runtime_error("Out of memory!"), as
+  /// does every function here that allocates.
+  explicit ByteBuffer(std::size_t capacity) {
+    if (capacity > 0) {
+      allocate(capacity);
     }
     if (capacity_ < SMALLEST) {
       grow(SMALLEST);
@@ -26,7 +26,7 @@ public:
 
   [[nodiscard]] char* data() noexcept { return memory_.get(); }
 
-  /// The first `count` bytes have been filled.
+  /// Sets the number of bytes that have been read. Grows the memory if it is smaller.
   void setSize(std::size_t count) {
     if (count > capacity_) {
       grow(count);
@@ -34,7 +34,7 @@ public:
     size_ = count;
   }
 
-  /// The contents, without a copy; nothing is left here.
+  /// Returns the bytes that have been read and leaves the buffer empty.
   [[nodiscard]] file_common::v1::DataBuffer release() && noexcept {
     capacity_ = 0;
     return {std::move(memory_), std::exchange(size_, 0)};

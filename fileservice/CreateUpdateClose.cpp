@@ -26,8 +26,8 @@ using fl::filesystem::detail::extract_parent_path;
 
 namespace {
 
-/// Empties the file, or makes it, and writes the bytes in one write. If that fails, the bytes that
-/// the disk accepted stay.
+/// Creates or empties the file, and writes the bytes in one write. If the write fails, the bytes
+/// written so far stay.
 void writeContents(const upath& path, const DataBuffer& contents, std::ios_base::openmode mode) {
   const auto name = fl::filesystem::detail::make_native_access_form_i18n(path);
   fl::filesystem::ofstream file(name, mode, SHARE_READ_WRITE);
@@ -38,7 +38,7 @@ void writeContents(const upath& path, const DataBuffer& contents, std::ios_base:
   if (!file) {
     throw fl::filesystem::SystemError(errno, path, {});
   }
-  file.close(); // a failure only marks the stream; every byte was accepted above
+  file.close(); // a failure is ignored: the stream writes through, so every byte is written
 }
 
 } // namespace
@@ -61,7 +61,7 @@ Future<FileInfo> FileServiceImpl::create(File&& file, bool overwrite) {
       return failedFuture<FileInfo>(
           refusal(abs.string() + u" cannot be created.", FaultCondition::FILE_IO_GENERIC, {abs}));
     }
-    // Through the virtual operation, one level at a time, up to a directory that exists.
+    // The virtual operation creates one level at a time, up to a directory that exists.
     Future<FileInfo> made = create(File(FileInfo(parent, true)), false);
     made.wait();
     if (made.hasException()) {
@@ -108,7 +108,7 @@ Future<FileInfo> FileServiceImpl::update(File&& file) {
         refusal(u"Cannot update a file which does not exist: " + abs.string(),
                 FaultCondition::FILE_NOT_FOUND, {abs}));
   }
-  // Permission before kind: a directory that may not be written is refused for that.
+  // Permission is checked before kind: a read-only directory is refused as not writable.
   if (!fl::filesystem::access(abs, WRITE_ACCESS)) {
     return failedFuture<FileInfo>(refusal(u"File " + abs.string() + u" cannot be written to",
                                           FaultCondition::FILE_ACCESS_DENIED, {abs}));
@@ -119,7 +119,7 @@ Future<FileInfo> FileServiceImpl::update(File&& file) {
                 FaultCondition::FILE_IO_GENERIC, {extract_filename(abs)}));
   }
 
-  // Text mode, unlike create: a platform with line ends of its own writes those.
+  // Text mode, unlike in create: a platform may convert the line ends.
   writeContents(abs, file.getContents(), std::ios_base::out | std::ios_base::trunc);
   return readyFuture(makeFileInfo(abs));
 }

@@ -7,10 +7,10 @@
 
 namespace connector::file::v1 {
 
-/// Describes the file or directory at the path, or its absence.
+/// Describes the file or directory at the absolute path. A missing path is described as deleted.
 FileInfo makeFileInfo(fl::filesystem::upath path);
 
-/// The same with the kind, size and time of a status that was just taken.
+/// The same, with kind, size and time taken from `st`, the current status of the path.
 FileInfo makeFileInfo(fl::filesystem::upath path, const fl::filesystem::file_status& st);
 
 } // namespace connector::file::v1

@@ -29,13 +29,13 @@ using fl::filesystem::detail::extract_filename;
 
 namespace {
 
-constexpr double SIZE_LIMIT = 20000000.0; // bytes; a file of this size is already too big
+constexpr double SIZE_LIMIT = 20000000.0; // in bytes; a file of exactly this size is refused
 
-/// In bytes; -1 if the stream fails. Leaves the stream at the file's beginning.
+/// Returns the size in bytes, or -1 if the stream fails, and seeks back to the beginning.
 std::int64_t sizeOf(std::istream& file) {
   file.seekg(0, std::ios_base::end);
   const std::int64_t size = file.tellg();
-  // From any other position the file would seem to be empty.
+  // If seeking back failed, reading would start at the end and return nothing.
   return file.seekg(0, std::ios_base::beg) ? size : -1;
 }
 
@@ -55,7 +55,7 @@ Future<File> FileServiceImpl::read(const ustring& path) {
   const file_status st = fl::filesystem::status(abs);
 
   if (!file_status::exists(st) || !file_status::is_regular(st)) {
-    // The only refusal that is not a FileServiceException.
+    // The only failure detected by the service that is not a FileServiceException.
     return makeFailedFuture<File>(std::make_exception_ptr(
         std::runtime_error(text::toUtf8(u"Error creating or reading file: '" + path + u"'."))));
   }
@@ -77,7 +77,7 @@ Future<File> FileServiceImpl::read(const ustring& path) {
   ByteBuffer buffer(count);
   file.read(buffer.data(), count);
   if (file.bad()) {
-    // The disk failed: partial contents must not pass for all of them.
+    // The disk failed: the caller must not take partial contents for the whole file.
     throw fl::filesystem::SystemError(errno, abs, {});
   }
   buffer.setSize(static_cast<std::size_t>(file.gcount()));
@@ -96,7 +96,7 @@ Future<File> FileServiceImpl::open(const ustring& path) {
         refusal(abs.string() + u" does not exist.", FaultCondition::FILE_NOT_FOUND, {abs}));
   }
   if (file_status::is_directory(st)) {
-    // Reported like a missing file: there is no file of that name.
+    // The same condition as for a missing file, although the path exists.
     return failedFuture<File>(
         refusal(abs.string() + u" exists but is a directory. Input must be a file.",
                 FaultCondition::FILE_NOT_FOUND, {abs}));

@@ -7,10 +7,10 @@ namespace connector::file::v1 {
 
 using fl::i18n::ustring;
 
-/// A relative path starts in the process's current directory.
+/// Returns the absolute path. A relative path starts in the process's current directory.
 fl::filesystem::upath toAbsolutePath(const ustring& path);
 
-/// `name` as a further component of `directory`.
+/// Returns `directory` with `name` appended as a further component.
 fl::filesystem::upath childOf(const fl::filesystem::upath& directory, const ustring& name);
 
 } // namespace connector::file::v1

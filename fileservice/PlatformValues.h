@@ -1,6 +1,6 @@
 #pragma once
 
-// Names for the values that the platform's functions take.
+// Names for values that are passed to the platform's functions.
 
 #include <fl/filesystem/operations.h>
 
@@ -10,12 +10,12 @@ namespace connector::file::v1 {
 constexpr unsigned READ_ACCESS = 2;
 constexpr unsigned WRITE_ACCESS = 4;
 
-/// Sharing flag of a stream: other processes may read and write the file meanwhile.
+/// Sharing flag of a stream: other processes may read and write the file while it is open.
 constexpr int SHARE_READ_WRITE = 0x40;
 
 constexpr fl::filesystem::rename_options PLAIN_RENAME{};
 
-/// To a path that does not exist.
+/// The target must not exist.
 constexpr fl::filesystem::copy_option PLAIN_COPY{};
 
 } // namespace connector::file::v1

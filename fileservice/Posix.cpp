@@ -23,7 +23,7 @@ using posix::Descriptor;
 
 namespace {
 
-/// Two causes have exceptions of their own, so that links are refused as files are.
+/// Throws for links and directories what the platform throws for files.
 [[noreturn]] void fail(int code, const upath& path) {
   switch (code) {
   case EACCES:
@@ -37,10 +37,15 @@ namespace {
   }
 }
 
-void require(int code, const upath& path) {
+void requireZero(int code, const upath& path) {
   if (code != 0) {
     fail(code, path);
   }
+}
+
+/// For system calls, which set errno if they fail.
+void require(bool succeeded, const upath& path) {
+  requireZero(succeeded ? 0 : errno, path);
 }
 
 std::string nativeForm(const upath& path) {
@@ -49,67 +54,67 @@ std::string nativeForm(const upath& path) {
 
 struct stat statusOf(const Descriptor& opened, const upath& path) {
   struct stat found = {};
-  require(::fstat(opened.get(), &found) == 0 ? 0 : errno, path);
+  require(::fstat(opened.get(), &found) == 0, path);
   return found;
 }
 
-/// Opens a directory only as a base for fstat and "..": this needs no right to read it.
+/// Opens a directory only for fstat and "..", which does not need permission to read it.
 Descriptor openForStat(int base, const char* name) {
   return Descriptor(::openat(base, name, O_PATH | O_DIRECTORY | O_CLOEXEC));
 }
 
-/// The kernel's confinement checks this way of opening; it does not follow a link.
+/// The flags make the kernel's confinement check the path and do not follow a link.
 Descriptor openDirectory(const upath& path) {
   Descriptor opened(posix::uninterrupted([name = nativeForm(path)] {
     return ::open(name.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
   }));
-  require(opened.isOpen() ? 0 : errno, path);
+  require(opened.isOpen(), path);
   return opened;
 }
 
 bool isEmpty(const Descriptor& directory, const upath& path) {
-  Descriptor again(posix::uninterrupted(
+  Descriptor reopened(posix::uninterrupted(
       [&] { return ::openat(directory.get(), ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC); }));
-  const auto stream = posix::toDirectoryStream(again);
-  require(stream != nullptr ? 0 : errno, path);
+  const auto stream = posix::toDirectoryStream(reopened);
+  require(stream != nullptr, path);
   const bool empty = posix::nextEntry(stream.get()) == nullptr;
-  require(empty ? errno : 0, path);
+  requireZero(empty ? errno : 0, path);
   return empty;
 }
 
 std::filesystem::path textOfLink(const upath& link) {
   std::error_code error;
   auto text = std::filesystem::read_symlink(nativeForm(link), error);
-  require(error.value(), link);
+  requireZero(error.value(), link);
   return text;
 }
 
 } // namespace
 
-// Goes up from `inner`, one directory at a time. To compare two canonical paths instead would take
-// twenty times as long for a path of 2,000 components, and this is called once for each directory
-// of a moved tree. It would also fail below a directory that may not be searched.
+// Goes up from `inner`, one directory at a time. `move` calls this function for every directory of
+// a tree. Comparing two canonical paths takes twenty times as long for a path of 2,000 components,
+// and fails below a directory without search permission.
 bool isWithin(const upath& outer, const upath& inner) {
   Descriptor directory = openForStat(AT_FDCWD, nativeForm(inner).c_str());
   if (!directory.isOpen() && errno == ENOTDIR) {
     return false;
   }
-  require(directory.isOpen() ? 0 : errno, inner);
+  require(directory.isOpen(), inner);
   const Descriptor top = openForStat(AT_FDCWD, nativeForm(outer).c_str());
-  require(top.isOpen() ? 0 : errno, outer);
-  const auto end = statusOf(top, outer);
-  auto here = statusOf(directory, inner);
-  while (!posix::isSameFile(here, end)) {
+  require(top.isOpen(), outer);
+  const auto topStatus = statusOf(top, outer);
+  auto status = statusOf(directory, inner);
+  while (!posix::isSameFile(status, topStatus)) {
     Descriptor parent = openForStat(directory.get(), "..");
     if (!parent.isOpen() && errno == EACCES) {
-      return false; // an unsearchable directory cannot be entered from above either
+      return false; // without search permission, `inner` cannot be reached from `outer` either
     }
-    require(parent.isOpen() ? 0 : errno, inner);
-    const auto above = statusOf(parent, inner);
-    if (posix::isSameFile(above, here)) {
-      return false; // the root, which is its own parent
+    require(parent.isOpen(), inner);
+    const auto parentStatus = statusOf(parent, inner);
+    if (posix::isSameFile(parentStatus, status)) {
+      return false; // the root is its own parent
     }
-    here = above;
+    status = parentStatus;
     directory = std::move(parent);
   }
   return true;
@@ -124,7 +129,7 @@ void copyLink(const upath& source, const upath& target) {
   const auto text = textOfLink(source);
   std::error_code error;
   std::filesystem::create_symlink(text, nativeForm(target), error);
-  require(error.value(), target);
+  requireZero(error.value(), target);
   if (!isLink(source) || textOfLink(source) != text) {
     std::filesystem::remove(nativeForm(target), error);
     fail(EBUSY, source);
@@ -134,30 +139,34 @@ void copyLink(const upath& source, const upath& target) {
 MovedDirectory::MovedDirectory(const upath& source, const upath& target)
     : source_(source)
     , target_(target) {
-  require(attributes_.readFrom(openDirectory(source).get()), source);
+  requireZero(attributes_.readFrom(openDirectory(source).get()), source);
 }
 
 void MovedDirectory::restrictTarget() {
   const Descriptor opened = openDirectory(target_);
-  restricted_ = statusOf(opened, target_);
-  require(isEmpty(opened, target_) ? 0 : EBUSY, target_);
+  targetStatus_ = statusOf(opened, target_);
+  if (!isEmpty(opened, target_)) {
+    fail(EBUSY, target_);
+  }
   if (::fchmod(opened.get(), S_IRWXU) != 0) {
-    const bool isOwn = restricted_.st_uid == ::geteuid();
-    require(isOwn && posix::isUnsupported(errno) ? 0 : errno, target_);
+    const bool isOwn = targetStatus_.st_uid == ::geteuid();
+    require(isOwn && posix::isUnsupported(errno), target_);
   }
   if (::fremovexattr(opened.get(), "system.posix_acl_default") != 0 && errno != ENODATA) {
-    require(posix::isUnsupported(errno) ? 0 : errno, target_);
+    require(posix::isUnsupported(errno), target_);
   }
 }
 
 void MovedDirectory::readRightsAgain() {
-  require(attributes_.readRightsAgain(openDirectory(source_).get()), source_);
+  requireZero(attributes_.readRightsAgain(openDirectory(source_).get()), source_);
 }
 
 void MovedDirectory::finishTarget() const {
   const Descriptor opened = openDirectory(target_);
-  require(posix::isSameFile(statusOf(opened, target_), restricted_) ? 0 : EBUSY, target_);
-  require(attributes_.applyTo(opened.get()), target_);
+  if (!posix::isSameFile(statusOf(opened, target_), targetStatus_)) {
+    fail(EBUSY, target_);
+  }
+  requireZero(attributes_.applyTo(opened.get()), target_);
 }
 
 } // namespace connector::file::v1

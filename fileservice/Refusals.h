@@ -1,6 +1,6 @@
 #pragma once
 
-// The refusals that several operations share, and how an operation returns a result or a refusal.
+// Refusals that several operations share, and Futures of results and refusals.
 
 #include <connector/file/v1/FileService.h>
 #include <connector/file/v1/FileServiceException.h>
@@ -12,17 +12,17 @@
 
 namespace connector::file::v1 {
 
-/// A refusal with the id that every refusal by the service has.
+/// Returns a refusal with the id IO_ERROR.
 FileServiceException refusal(ustring message, const std::string& condition,
                              std::vector<ustring> paths);
 
-/// About the file name of `absolutePath`.
+/// Refuses `absolutePath` for its file name.
 FileServiceException invalidNameError(const ustring& absolutePath);
 
-/// The same with another form of the path in the message.
+/// The same, with `shownPath` instead of `absolutePath` in the message.
 FileServiceException invalidNameError(const ustring& shownPath, const ustring& absolutePath);
 
-/// The answer of checkParentWritable. If not `ok`, the other fields are those of the refusal.
+/// The result of checkParentWritable. If `ok` is false, the other fields are those of the refusal.
 struct WritableCheck {
   std::vector<ustring> paths;
   std::string condition;
@@ -30,7 +30,7 @@ struct WritableCheck {
   bool ok = false;
 };
 
-/// Whether an entry can be made in the parent directory of the path.
+/// Checks whether an entry can be created in the parent directory of the path.
 WritableCheck checkParentWritable(const ustring& absolutePath);
 
 template <typename T>
@@ -39,8 +39,8 @@ Future<T> readyFuture(T&& value) {
 }
 
 template <typename T>
-Future<T> failedFuture(const FileServiceException& refused) {
-  return makeFailedFuture<T>(std::make_exception_ptr(refused));
+Future<T> failedFuture(const FileServiceException& reason) {
+  return makeFailedFuture<T>(std::make_exception_ptr(reason));
 }
 
 template <typename T>
@@ -50,9 +50,9 @@ Future<T> failedFuture(const std::string& id, ustring message, const std::string
 }
 
 template <typename T>
-Future<T> failedFuture(WritableCheck&& refused) {
-  return failedFuture<T>(FileServiceException::IO_ERROR, std::move(refused.message),
-                         refused.condition, std::move(refused.paths));
+Future<T> failedFuture(WritableCheck&& failed) {
+  return failedFuture<T>(FileServiceException::IO_ERROR, std::move(failed.message),
+                         failed.condition, std::move(failed.paths));
 }
 
 } // namespace connector::file::v1

@@ -26,8 +26,8 @@ namespace {
 constexpr int MAX_RETRIES = 100;
 constexpr std::chrono::milliseconds RETRY_DELAY{10};
 
-/// Waits for temporary failures to pass, such as a mount that is busy for a moment. Tries again
-/// after any exception; the exception of the last attempt leaves the function.
+/// Retries after any exception, because some failures are temporary, such as a busy mount. Rethrows
+/// the exception of the last attempt.
 void removeWithRetries(const upath& path) {
   for (int attempt = 1;; ++attempt) {
     try {
@@ -47,7 +47,7 @@ std::vector<FileInfo> describeEntries(const upath& directory) {
   for (upath_directory_iterator_impl entries(directory, 0, false); entries.is_open();
        entries.increment()) {
     const ustring& name = entries.entry().filename();
-    // A name of one character is listed, although moving its directory skips it.
+    // Names of one character are listed, although `move` of a directory skips them.
     if (name.empty() || name.front() == u'.') {
       continue;
     }
@@ -77,7 +77,7 @@ Future<std::vector<FileInfo>> FileServiceImpl::list(const ustring& path) {
   const upath abs = toAbsolutePath(path.empty() ? fl::filesystem::get_current_path() : path);
   const file_status st = fl::filesystem::status(abs);
 
-  // The absolute path, even in the message, and not the received one.
+  // Unlike other operations, checks and shows the absolute path instead of the received one.
   if (!isValidFileName(abs)) {
     return failedFuture<std::vector<FileInfo>>(invalidNameError(abs));
   }

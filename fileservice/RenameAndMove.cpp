@@ -29,9 +29,8 @@ using fl::filesystem::detail::upath_directory_iterator_impl;
 
 namespace {
 
-/// True for the entries that stay in the source of a moved directory: hidden ones, and those with a
-/// name of one character.
-bool stays(const ustring& name) {
+/// Returns whether `move` leaves an entry of this name in the source directory.
+bool isSkipped(const ustring& name) {
   return name.size() <= 1 || name.front() == u'.';
 }
 
@@ -40,19 +39,19 @@ void moveLink(const upath& link, const upath& target) {
   fl::filesystem::remove(link);
 }
 
-/// True for a link with a valid name whose target is missing; `move` would refuse it.
+/// Returns whether the path is a dangling link with a valid name. `move` would refuse it.
 bool isDanglingLink(const upath& path) {
   return !fl::filesystem::exists(path) && isValidFileName(path) && isLink(path);
 }
 
-/// Moves the entries of `source` to the directory `target` through the virtual operation. Stops at
-/// the first entry that fails and returns its failure.
+/// Moves the entries of `source` to the directory `target` with the virtual operation. Stops at the
+/// first entry that is refused and returns its Future.
 std::optional<Future<FileInfo>> moveEntries(FileService& service, const upath& source,
                                             upath_directory_iterator_impl& entries,
                                             const upath& target) {
   for (; entries.is_open(); entries.increment()) {
     const ustring& name = entries.entry().filename();
-    if (stays(name)) {
+    if (isSkipped(name)) {
       continue;
     }
     const ustring& component = fl::filesystem::detail::make_native_form(name, true);
@@ -70,14 +69,14 @@ std::optional<Future<FileInfo>> moveEntries(FileService& service, const upath& s
   return std::nullopt;
 }
 
-/// Makes `target`, in `destination`, and moves everything in `source` there. Returns the failure of
-/// the first entry that fails; what was moved until then stays in `target`, closed to all but its
-/// owner.
+/// Creates the directory `target` in `destination` and moves the entries of `source` into it. If an
+/// entry is refused, returns its Future; the entries moved so far stay in `target`, which only its
+/// owner can access.
 std::optional<Future<FileInfo>> moveDirectory(FileService& service, const upath& source,
                                               const upath& destination, const upath& target) {
   std::optional<upath_directory_iterator_impl> entries(std::in_place, source, 0, false);
   if (isWithin(source, destination)) {
-    // The walk would follow its own target downwards until the path is too long.
+    // Otherwise `target` would be moved into itself again and again, until its path is too long.
     throw fl::filesystem::SystemError(EINVAL, target, {});
   }
   MovedDirectory moved(source, target);
@@ -122,7 +121,7 @@ Future<FileInfo> FileServiceImpl::rename(const ustring& from, const ustring& to)
                 FaultCondition::FILE_EXISTS, {destination}));
   }
   if (file_status::exists(destinationStatus)) {
-    // Clients match "detination".
+    // Clients rely on this text, including "detination".
     return failedFuture<FileInfo>(refusal(u"A File named: '" + extract_filename(destination) +
                                               u"' already exists at the detination location: '" +
                                               to + u"', unable to move file(s)",
@@ -150,7 +149,7 @@ Future<FileInfo> FileServiceImpl::move(const ustring& from, const ustring& to) {
     return failedFuture<FileInfo>(invalidNameError(to, destination));
   }
   if (!file_status::exists(sourceStatus)) {
-    // Clients match this text, with the destination and an empty clause.
+    // Clients rely on this text, including the destination's path and the empty clause.
     return failedFuture<FileInfo>(refusal(u"File: " + to + u": , unable to move file(s)",
                                           FaultCondition::FILE_NOT_FOUND, {from}));
   }
@@ -174,7 +173,7 @@ Future<FileInfo> FileServiceImpl::move(const ustring& from, const ustring& to) {
   }
 
   if (!file_status::is_regular(sourceStatus)) {
-    // Without a trailing separator, with which the system would follow the link.
+    // Removes a trailing separator, because of which the system would follow the link.
     const upath link = childOf(upath(extract_parent_path(source)), name);
     if (isLink(link)) {
       moveLink(link, target);
@@ -182,7 +181,7 @@ Future<FileInfo> FileServiceImpl::move(const ustring& from, const ustring& to) {
     }
   }
   if (!file_status::is_directory(sourceStatus)) {
-    // Never a platform rename, also on one volume: the new file is a copy.
+    // Always a copy, never a rename, even within one file system.
     fl::filesystem::copy(source, target, PLAIN_COPY);
     fl::filesystem::remove(source);
     return readyFuture(makeFileInfo(target));
