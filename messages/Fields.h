@@ -1,14 +1,16 @@
 #pragma once
 
-// The kinds of field of a message's JSON form. MessageList.h lists the fields of every message
-// once; writing and reading a message are two walks over its list. The description of a field is
-// one line, for JSON Schema.
+// The kinds of field in a message's JSON form. MessageList.h lists the fields of each message once;
+// writing and reading iterate over that list. `description` is one line for JSON Schema.
+//
+// `read` returns the argument for the constructor, or NoArgument. `assign` sets a member after the
+// construction.
 //
 //                    constructor argument   written              read
 //   Argument         yes                    yes                  yes
-//   ArgumentOr       yes                    yes                  yes, with a default of its own
-//   ResponseValue    yes                    if not empty, or     yes
-//                                           without a fault
+//   ArgumentOr       yes                    yes                  yes, with its own default
+//   ResponseValue    yes                    if not empty or      yes
+//                                           without faults
 //   OutputArgument   yes                    yes                  no
 //   Member           no                     yes                  yes
 //   OutputMember     no                     yes                  no
@@ -20,10 +22,9 @@
 
 namespace connector::file::v1::wire {
 
-/// The value that a field reads if it is not an argument of the constructor.
 struct NoArgument {};
 
-/// Absent or null, it is the default of its type.
+/// If the key is absent or null, the value is `T()`.
 template <typename M, typename T>
 struct Argument {
   const char* key;
@@ -37,7 +38,7 @@ struct Argument {
   void assign(const Object&, M&) const {}
 };
 
-/// Absent or null, it is `defaultValue`.
+/// If the key is absent or null, the value is `defaultValue`.
 template <typename M>
 struct ArgumentOr {
   const char* key;
@@ -54,7 +55,7 @@ struct ArgumentOr {
   void assign(const Object&, M&) const {}
 };
 
-/// The result of an operation: not written if it is empty and the response has a fault.
+/// The result of an operation. Not written if it is empty and the response has a fault.
 template <typename M, typename T>
 struct ResponseValue {
   const char* key;
@@ -79,7 +80,7 @@ private:
   }
 };
 
-/// Empty in a message that was read.
+/// When a message is read, the value is `T()`.
 template <typename M, typename T>
 struct OutputArgument {
   const char* key;
@@ -93,7 +94,7 @@ struct OutputArgument {
   void assign(const Object&, M&) const {}
 };
 
-/// Set after construction. Absent or null, it keeps the value that the constructor gave it.
+/// Set after construction. If the key is absent or null, the constructor's value stays.
 template <typename M, typename T>
 struct Member {
   const char* key;
@@ -109,7 +110,7 @@ struct Member {
   }
 };
 
-/// Keeps the value that the constructor gave it in a message that was read.
+/// When a message is read, the constructor's value stays.
 template <typename M, typename T>
 struct OutputMember {
   const char* key;
@@ -123,7 +124,7 @@ struct OutputMember {
   void assign(const Object&, M&) const {}
 };
 
-/// Repeats the first fault under a key of its own.
+/// Writes the first fault a second time, under its own key.
 struct FirstFault {
   const char* key;
   const char* description;

@@ -20,14 +20,13 @@ namespace {
 template <typename M>
 constexpr bool IS_RESPONSE = std::is_base_of_v<common::v1::Response, M>;
 
-/// The list's fields of one entry.
 template <typename E>
 constexpr const auto& fields = std::get<E>(MESSAGES).fields;
 
 template <typename E>
 Object::Ptr toJson(const std::unique_ptr<connector::Message>& message) {
   using M = typename E::Type;
-  auto& typed = static_cast<M&>(*message); // the registry finds the converter by this type
+  auto& typed = static_cast<M&>(*message); // the registry finds converters by dynamic type
   Object::Ptr object = new Object;
   write(*object, key::UUID, typed.getUuid());
   std::apply([&](const auto&... field) { (field.write(*object, typed), ...); }, fields<E>);
@@ -47,7 +46,7 @@ std::tuple<> asArgument(NoArgument&&) {
   return {};
 }
 
-/// The arguments of the constructor that the fields give, read in their order.
+/// Reads the fields in order and returns the constructor arguments among them.
 template <typename E>
 auto readArguments(const Object& object) {
   return std::apply(
@@ -62,14 +61,14 @@ auto readArguments(const Object& object) {
 template <typename M, typename... Arguments>
 std::unique_ptr<M> construct(Arguments&&... arguments) {
   static_assert(std::is_constructible_v<M, Arguments&&...>,
-                "The listed fields of this message are not the arguments of its constructor.");
+                "The fields in MESSAGES do not match the constructor of this message.");
   return std::make_unique<M>(std::forward<Arguments>(arguments)...);
 }
 
 template <typename E>
-std::unique_ptr<connector::Message> fromJson(Object::Ptr held) {
+std::unique_ptr<connector::Message> fromJson(Object::Ptr pointer) {
   using M = typename E::Type;
-  const Object& object = *held; // throws Poco::NullPointerException if null
+  const Object& object = *pointer; // throws Poco::NullPointerException if null
   const auto uuid = readOr<std::string>(object, key::UUID, NOT_GIVEN);
   auto arguments = readArguments<E>(object);
   const common::v1::Version version = readVersion(object, key::API_VERSION);
@@ -106,7 +105,7 @@ const auto& registrations() {
   return table;
 }
 
-/// Registers all or, if the serializer refuses one, none.
+/// Registers all converters, or none if the serializer throws.
 void registerAll(json::JsonSerializer& serializer) {
   const auto& table = registrations();
   const auto* next = table.begin();

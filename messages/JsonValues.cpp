@@ -28,7 +28,8 @@ constexpr auto FAULT_CONDITIONS = "faultConditions";
 constexpr auto FAULT_ID = "faultId";
 constexpr auto FAULT_INFO = "faultInfo";
 
-/// As std::stoi, whose own texts differ from library to library, cut to 16 bits.
+/// Converts with std::stoi and keeps the lowest 16 bits. Replaces the texts of its exceptions,
+/// which differ between standard libraries.
 std::uint16_t toVersionNumber(const std::string& token) {
   try {
     return static_cast<std::uint16_t>(std::stoi(token));
@@ -62,8 +63,8 @@ Object::Ptr toObject(const Fault& fault) {
   return object;
 }
 
-/// The nested object or array; null if the value is. Throws Poco::BadCastException with the key if
-/// the value is of another kind.
+/// Returns the nested object or array, or null if the value is absent or null. Throws
+/// Poco::BadCastException with the key if the value has another type.
 template <typename Pointer>
 Pointer nested(const Var& value, const char* key) {
   if (value.isEmpty()) {
@@ -100,7 +101,7 @@ std::vector<FileInfo> readOr(const Object& object, const char* key,
   const auto array = nested<Array::Ptr>(object.get(key), key);
   if (!array.isNull()) {
     for (const Var& element : *array) {
-      nested<Object::Ptr>(element, key); // Array::getObject would turn another kind into null
+      nested<Object::Ptr>(element, key); // toFileInfos would read other types as null
     }
   }
   return file_common::v1::toFileInfos(array);

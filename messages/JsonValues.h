@@ -1,6 +1,6 @@
 #pragma once
 
-// Writes a value of each type that a message holds to a key of a JSON object, and reads it back.
+// Writes and reads one key of a JSON object, for every type of value that a message has.
 
 #include <connector/common/v1/Fault.h>
 #include <connector/common/v1/Version.h>
@@ -19,19 +19,20 @@ using file_common::v1::File;
 using file_common::v1::FileInfo;
 using Object = Poco::JSON::Object;
 
-/// The value under the key in Poco's dynamic conversion; the default when absent or null.
+/// Returns the value of the key, converted as Poco::Dynamic::Var converts. Returns `defaultValue`
+/// if the key is absent or null.
 template <typename T>
 T readOr(const Object& object, const char* key, const T& defaultValue) {
   const Poco::Dynamic::Var value = object.get(key);
   return value.isEmpty() ? defaultValue : value.convert<T>();
 }
 
-// A path is UTF-8 in JSON.
+// Paths are UTF-8 in JSON.
 template <>
 std::u16string readOr(const Object& object, const char* key, const std::u16string& defaultValue);
 
-// Absent or null gives the empty value. Any other value that is not an object (for infos, an array
-// of objects) raises Poco::BadCastException, whose text names the key.
+// Ignore the default: absent or null gives an empty value. Throw Poco::BadCastException with the
+// key in its text if the value is not an object or, for the vector, not an array of objects.
 template <>
 File readOr(const Object& object, const char* key, const File& defaultValue);
 template <>
@@ -50,13 +51,14 @@ void write(Object& object, const char* key, File& file);
 void write(Object& object, const char* key, const FileInfo& info);
 void write(Object& object, const char* key, const std::vector<FileInfo>& infos);
 
-/// "major.minor". Text that has not exactly two parts reads as 0.0; a part that is no number raises
-/// std::invalid_argument, one beyond an int std::out_of_range, and one beyond 16 bits is cut.
+/// A version is written as "major.minor". Text without exactly two parts is read as 0.0. Throws
+/// std::invalid_argument if a part is not a number, and std::out_of_range if it does not fit in
+/// an int. Keeps the lowest 16 bits of each part.
 void write(Object& object, const char* key, common::v1::Version version);
 common::v1::Version readVersion(const Object& object, const char* key);
 
-/// Writing a fault writes all of it. Reading a list restores message and code only; an absent or
-/// null list is empty.
+/// Faults are written completely, but only their message and code are read. An absent or null list
+/// is read as empty.
 void write(Object& object, const char* key, const common::v1::Fault& fault);
 void write(Object& object, const char* key, const std::vector<common::v1::Fault>& faults);
 std::vector<common::v1::Fault> readFaults(const Object& object, const char* key);

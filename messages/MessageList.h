@@ -8,7 +8,7 @@
 
 namespace connector::file::v1::wire {
 
-// Keys of more than one message.
+// Keys that are used more than once.
 namespace key {
 
 constexpr auto UUID = "uuid";
@@ -22,10 +22,10 @@ constexpr auto SRC_PATH = "srcPath";
 
 } // namespace key
 
-/// The text of an identifier that is absent.
+/// The value of an absent "uuid" or "uri".
 constexpr auto NOT_GIVEN = "notset";
 
-/// A message type and its own fields. `summary`, of a request, says in one line what it is for.
+/// A message type and its own fields. `summary` describes a request in one line.
 template <typename M, typename... Fields>
 struct Entry {
   using Type = M;
@@ -43,15 +43,15 @@ constexpr Entry<M, Fields...> response(Fields... fields) {
   return {"", {fields...}};
 }
 
-// Descriptions of fields of more than one message.
+// Descriptions that are used more than once.
 constexpr auto FILE_PATH = "Path of the file.";
 constexpr auto ANY_PATH = "Path of the file or directory.";
-constexpr auto OPENED = "The file with its contents.";
-constexpr auto OUTCOME = "The path after the operation.";
+constexpr auto OPENED_FILE = "The file with its contents.";
+constexpr auto RESULT = "The description of the path after the operation.";
 
-/// Every message, in the order in which they are registered and removed. The fields that are
-/// arguments of a constructor are in its order. "uuid", "apiVersion" and, in a response,
-/// "messageFaults" are not listed: every message has them.
+/// All messages, in the order of registration and removal. Fields that are constructor arguments
+/// are in the constructor's order. Not listed are "uuid" and "apiVersion", which all messages have,
+/// and "messageFaults", which all responses have.
 inline constexpr std::tuple MESSAGES{
     request<CreateFile>(
         "Create a file with its contents, or a directory. Missing parents are created.",
@@ -59,15 +59,15 @@ inline constexpr std::tuple MESSAGES{
         Argument{"updateIfExists", &CreateFile::updateIfExists,
                  "Whether an existing file is overwritten."}),
     response<CreateFileResponse>(
-        ResponseValue{key::FILE_INFO, &CreateFileResponse::fileInfo, OUTCOME}),
+        ResponseValue{key::FILE_INFO, &CreateFileResponse::fileInfo, RESULT}),
     request<OpenOrCreateFile>("Read a file. A missing file is created, without contents.",
                               Argument{key::PATH, &OpenOrCreateFile::path, FILE_PATH}),
     response<OpenOrCreateFileResponse>(
-        ResponseValue{key::FILE, &OpenOrCreateFileResponse::file, OPENED}),
-    request<OpenFile>("Read a file of less than 20,000,000 bytes.",
+        ResponseValue{key::FILE, &OpenOrCreateFileResponse::file, OPENED_FILE}),
+    request<OpenFile>("Read a file smaller than 20,000,000 bytes.",
                       Argument{key::PATH, &OpenFile::path, FILE_PATH}),
     response<OpenFileResponse>(
-        ResponseValue{key::FILE, &OpenFileResponse::file, OPENED},
+        ResponseValue{key::FILE, &OpenFileResponse::file, OPENED_FILE},
         Member{"lineNumber", &OpenFileResponse::lineNumber, "The line to show; -1 if unknown."},
         Member{"column", &OpenFileResponse::column, "The column to show; -1 if unknown."},
         OutputMember{"isDebugEvent", &OpenFileResponse::isDebugEvent,
@@ -75,31 +75,31 @@ inline constexpr std::tuple MESSAGES{
     request<UpdateFile>("Replace the contents of an existing file.",
                         Argument{key::FILE, &UpdateFile::file, "The path and the new contents."}),
     response<UpdateFileResponse>(
-        ResponseValue{key::FILE_INFO, &UpdateFileResponse::fileInfo, OUTCOME}),
+        ResponseValue{key::FILE_INFO, &UpdateFileResponse::fileInfo, RESULT}),
     request<CloseFile>(
         "Describe a path, which may be missing. With updateFile, update the file first.",
         Argument{key::FILE, &CloseFile::file, "The path and, with updateFile, the new contents."},
         Argument{"updateFile", &CloseFile::updateFile, "Whether the contents are written."}),
     response<CloseFileResponse>(
-        ResponseValue{key::FILE_INFO, &CloseFileResponse::fileInfo, OUTCOME}),
+        ResponseValue{key::FILE_INFO, &CloseFileResponse::fileInfo, RESULT}),
     request<RenameFile>("Rename a file or directory. An existing file is never replaced.",
                         Argument{"originalFileInfo", &RenameFile::originalFileInfo, ANY_PATH},
                         Argument{key::NEW_FILE_INFO, &RenameFile::newFileInfo, "Its new path."}),
-    // Not a ResponseValue: the key is written even if the operation failed.
+    // Not a ResponseValue, because the key is written even if the operation failed.
     response<RenameFileResponse>(
-        Argument{key::NEW_FILE_INFO, &RenameFileResponse::newFileInfo, OUTCOME}),
+        Argument{key::NEW_FILE_INFO, &RenameFileResponse::newFileInfo, RESULT}),
     request<MoveFile>(
         "Move a file or directory into another directory.",
         Argument{key::SRC_PATH, &MoveFile::srcPath, ANY_PATH},
         Argument{"destPath", &MoveFile::destPath, "Path of the directory to move it into."}),
     response<MoveFileResponse>(
-        ResponseValue{key::FILE_INFO, &MoveFileResponse::fileInfo, OUTCOME},
-        OutputArgument{key::SRC_PATH, &MoveFileResponse::srcPath, "The path that was received."},
+        ResponseValue{key::FILE_INFO, &MoveFileResponse::fileInfo, RESULT},
+        OutputArgument{key::SRC_PATH, &MoveFileResponse::srcPath, "The source path as received."},
         FirstFault{"fault", "The first fault."}),
     request<DeleteFile>("Delete a file, or a directory with everything in it.",
                         Argument{key::PATH, &DeleteFile::path, ANY_PATH}),
     response<DeleteFileResponse>(
-        ResponseValue{key::FILE_INFO, &DeleteFileResponse::fileInfo, OUTCOME}),
+        ResponseValue{key::FILE_INFO, &DeleteFileResponse::fileInfo, RESULT}),
     request<ListFolder>("List a directory, without the entries whose name begins with a dot.",
                         Argument{key::PATH, &ListFolder::path, "Path of the directory."}),
     response<ListFolderResponse>(

@@ -101,7 +101,7 @@ OpenWithBrowser::OpenWithBrowser(const std::string& uuid, std::string&& uri, Ver
     : common::v1::Message(uuid, apiVersion)
     , uri(std::move(uri)) {}
 
-// Defined here, so that only the library has the virtual tables.
+// Defined here to keep the virtual tables in the library.
 CreateFile::~CreateFile() = default;
 CreateFileResponse::~CreateFileResponse() = default;
 OpenOrCreateFile::~OpenOrCreateFile() = default;
