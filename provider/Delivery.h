@@ -1,7 +1,7 @@
 #pragma once
 
-// How a request delivers itself. Only this library instantiates it: it needs the complete provider,
-// which the exported headers of the messages do not have.
+// Defines MessageAPI::deliver. Not exported: it needs the complete provider class, which the
+// headers of the messages do not include.
 
 #include <connector/file/v1/ServiceDelivery.h>
 
@@ -14,7 +14,7 @@ namespace connector {
 
 namespace detail {
 
-/// The type of the overload of `handle` that takes exactly `Req`; ill-formed if there is none.
+/// The type of the overload of `handle` for `Req`. Ill-formed if there is no such overload.
 template <typename Provider, typename Req>
 using OverloadFor = decltype(static_cast<Future<std::unique_ptr<Message>> (Provider::*)(
                                  std::unique_ptr<Req>&&, Address&&, std::shared_ptr<Context>&&)>(
@@ -33,13 +33,13 @@ Future<std::unique_ptr<Message>>
 MessageAPI<Req, Provider>::deliver(std::shared_ptr<Provider> provider,
                                    std::unique_ptr<Message>&& message, Address&& address,
                                    std::shared_ptr<Context>&& context) {
-  // Otherwise the call below would choose the generic `handle`, which delivers again, endlessly.
+  // Otherwise the call below would select the generic `handle`, which calls `deliver` again.
   static_assert(detail::HANDLES<Provider, Req>,
-                "The provider lacks the overload of 'handle' for this request.");
+                "The provider has no overload of 'handle' for this request.");
   if (message.get() != static_cast<Message*>(this)) {
     return detail::unexpectedType("Unable to deliver to service. ", typeid(Req), message.get());
   }
-  // From here on the request, and so this object, belongs to the provider.
+  // The provider takes ownership of this object and may destroy it during the call.
   static_cast<void>(message.release());
   return provider->handle(std::unique_ptr<Req>(static_cast<Req*>(this)), std::move(address),
                           std::move(context));

@@ -44,8 +44,8 @@ const std::string& conditionOf(const fl::filesystem::SystemError& error) {
   }
 }
 
-/// The first clause that matches decides. AccessDenied gives a directory's condition for files too:
-/// only the file service itself reports FILE_ACCESS_DENIED.
+/// AccessDenied becomes the condition for directories even if the path is a file's: only the file
+/// service itself reports FILE_ACCESS_DENIED.
 const std::string& currentCondition() {
   try {
     throw;
@@ -82,12 +82,12 @@ std::string currentCause() {
   }
 }
 
-/// The fault does not contain the cause; the log is its only trace.
+/// Logs the text of the exception, which the fault does not contain.
 void logCause(const std::string& contextText, const std::string& cause) {
   try {
     fl::log::Logger("connector::file").warning(contextText + ": " + cause);
   } catch (...) {
-    return; // the client gets its response even if the log cannot be written
+    return; // a failure to log must not prevent the response
   }
 }
 

@@ -19,33 +19,33 @@ namespace {
 
 using FutureResponse = FileServiceProvider::FutureResponse;
 
-/// The text and the paths in a fault that the file service did not word itself.
+/// The text and the paths of the fault if the file service fails without a FileServiceException.
 struct RequestContext {
   std::u16string text;
   std::vector<std::u16string> paths;
 };
 
-/// "File: 'LOCATIONNAME" phrase "NAME'". Location and name are joined without a separator.
-RequestContext aboutFile(const File& file, const std::u16string& phrase) {
+/// The text is "File: 'LOCATIONNAME" + phrase + "NAME'". LOCATIONNAME has no separator.
+RequestContext fileContext(const File& file, const std::u16string& phrase) {
   const std::u16string& location = file.getFileInfo().getLocation();
   const std::u16string name = file.getFileInfo().getName();
   return {u"File: '" + location + name + phrase + name + u"'", {location, name}};
 }
 
-/// Kind "PATH" phrase "PATH'".
-RequestContext aboutPath(const std::u16string& kind, const std::u16string& path,
-                         const std::u16string& phrase) {
+/// The text is kind + "PATH" + phrase + "PATH'".
+RequestContext pathContext(const std::u16string& kind, const std::u16string& path,
+                           const std::u16string& phrase) {
   return {kind + path + phrase + path + u"'", {path}};
 }
 
-/// "File: SOURCE" phrase "SOURCE' to 'DESTINATION'".
-RequestContext aboutTwoPaths(const std::u16string& source, const std::u16string& phrase,
-                             const std::u16string& destination) {
+/// The text is "File: SOURCE" + phrase + "SOURCE' to 'DESTINATION'".
+RequestContext twoPathContext(const std::u16string& source, const std::u16string& phrase,
+                              const std::u16string& destination) {
   return {u"File: " + source + phrase + source + u"' to '" + destination + u"'",
           {source, destination}};
 }
 
-/// `payload` has the response's own fields, in the order of its constructor.
+/// `payload` contains the response's own fields, in the order of its constructor.
 template <typename Response, typename... Fields>
 std::unique_ptr<connector::Message>
 makeResponse(const std::string& uuid, std::tuple<Fields...> payload, std::vector<Fault> faults) {
@@ -58,7 +58,7 @@ makeResponse(const std::string& uuid, std::tuple<Fields...> payload, std::vector
 }
 
 /// Executes a request. `describe` returns its RequestContext. `perform` calls the file service and
-/// returns the payload of the response; a response with a fault has a default-constructed payload.
+/// returns the response's payload. If it throws, the response has a fault and an empty payload.
 template <typename Response, typename Req, typename Describe, typename Perform>
 FutureResponse respond(std::unique_ptr<Req> request, const Describe& describe,
                        const Perform& perform) {
@@ -69,7 +69,7 @@ FutureResponse respond(std::unique_ptr<Req> request, const Describe& describe,
   }
   const RequestContext context = describe(*request);
   Promise<std::unique_ptr<connector::Message>> promise;
-  std::string text = "File operation failed"; // unless the conversion gives another one
+  std::string text = "File operation failed"; // used if the context text is empty or not converted
   try {
     if (std::string converted = text::toUtf8(context.text); !converted.empty()) {
       text = std::move(converted);
@@ -84,7 +84,7 @@ FutureResponse respond(std::unique_ptr<Req> request, const Describe& describe,
 
 } // namespace
 
-static_assert(!std::is_abstract_v<FileServiceProviderImpl>, "A request lacks its handler.");
+static_assert(!std::is_abstract_v<FileServiceProviderImpl>, "A request has no handler.");
 
 FileServiceProviderImpl::FileServiceProviderImpl(std::shared_ptr<FileService> service)
     : fileService(std::move(service)) {
@@ -100,7 +100,7 @@ FutureResponse FileServiceProviderImpl::handle(std::unique_ptr<CreateFile>&& req
                                                std::shared_ptr<Context>&& /*context*/) {
   return respond<CreateFileResponse>(
       std::move(request),
-      [](const auto& req) { return aboutFile(req.file, u"': Error creating file: '"); },
+      [](const auto& req) { return fileContext(req.file, u"': Error creating file: '"); },
       [this](auto& req) {
         return std::tuple(fileService->create(std::move(req.file), req.updateIfExists).get());
       });
@@ -112,7 +112,7 @@ FutureResponse FileServiceProviderImpl::handle(std::unique_ptr<OpenOrCreateFile>
   return respond<OpenOrCreateFileResponse>(
       std::move(request),
       [](const auto& req) {
-        return aboutPath(u"File: ", req.path, u": Error opening or creating file: '");
+        return pathContext(u"File: ", req.path, u": Error opening or creating file: '");
       },
       [this](auto& req) { return std::tuple(fileService->openOrCreate(req.path).get()); });
 }
@@ -122,7 +122,7 @@ FutureResponse FileServiceProviderImpl::handle(std::unique_ptr<OpenFile>&& reque
                                                std::shared_ptr<Context>&& /*context*/) {
   return respond<OpenFileResponse>(
       std::move(request),
-      [](const auto& req) { return aboutPath(u"File: ", req.path, u": Error opening file: '"); },
+      [](const auto& req) { return pathContext(u"File: ", req.path, u": Error opening file: '"); },
       [this](auto& req) { return std::tuple(fileService->open(req.path).get()); });
 }
 
@@ -131,7 +131,7 @@ FutureResponse FileServiceProviderImpl::handle(std::unique_ptr<UpdateFile>&& req
                                                std::shared_ptr<Context>&& /*context*/) {
   return respond<UpdateFileResponse>(
       std::move(request),
-      [](const auto& req) { return aboutFile(req.file, u"': Error in updating file: '"); },
+      [](const auto& req) { return fileContext(req.file, u"': Error in updating file: '"); },
       [this](auto& req) { return std::tuple(fileService->update(std::move(req.file)).get()); });
 }
 
@@ -140,7 +140,7 @@ FutureResponse FileServiceProviderImpl::handle(std::unique_ptr<CloseFile>&& requ
                                                std::shared_ptr<Context>&& /*context*/) {
   return respond<CloseFileResponse>(
       std::move(request),
-      [](const auto& req) { return aboutFile(req.file, u"': Error in closing file: '"); },
+      [](const auto& req) { return fileContext(req.file, u"': Error in closing file: '"); },
       [this](auto& req) {
         return std::tuple(req.updateFile
                               ? fileService->close(std::move(req.file)).get()
@@ -154,7 +154,8 @@ FutureResponse FileServiceProviderImpl::handle(std::unique_ptr<RenameFile>&& req
   return respond<RenameFileResponse>(
       std::move(request),
       [](const auto& req) {
-        return aboutTwoPaths(req.originalFileInfo, u": Error in renaming file: '", req.newFileInfo);
+        return twoPathContext(req.originalFileInfo, u": Error in renaming file: '",
+                              req.newFileInfo);
       },
       [this](auto& req) {
         return std::tuple(fileService->rename(req.originalFileInfo, req.newFileInfo).get());
@@ -167,7 +168,7 @@ FutureResponse FileServiceProviderImpl::handle(std::unique_ptr<MoveFile>&& reque
   return respond<MoveFileResponse>(
       std::move(request),
       [](const auto& req) {
-        return aboutTwoPaths(req.srcPath, u": Error moving file: '", req.destPath);
+        return twoPathContext(req.srcPath, u": Error moving file: '", req.destPath);
       },
       [this](auto& req) {
         FileInfo moved = fileService->move(req.srcPath, req.destPath).get();
@@ -181,7 +182,7 @@ FutureResponse FileServiceProviderImpl::handle(std::unique_ptr<DeleteFile>&& req
                                                std::shared_ptr<Context>&& /*context*/) {
   return respond<DeleteFileResponse>(
       std::move(request),
-      [](const auto& req) { return aboutPath(u"File: ", req.path, u": Error deleting file: '"); },
+      [](const auto& req) { return pathContext(u"File: ", req.path, u": Error deleting file: '"); },
       [this](auto& req) { return std::tuple(fileService->remove(req.path).get()); });
 }
 
@@ -191,7 +192,7 @@ FutureResponse FileServiceProviderImpl::handle(std::unique_ptr<ListFolder>&& req
   return respond<ListFolderResponse>(
       std::move(request),
       [](const auto& req) {
-        return aboutPath(u"Folder: ", req.path, u": Error listing folder contents: '");
+        return pathContext(u"Folder: ", req.path, u": Error listing folder contents: '");
       },
       [this](auto& req) {
         std::vector<FileInfo> entries = fileService->list(req.path).get();
