@@ -1,5 +1,4 @@
-# How our own code is compiled and installed: one language level, one set of warnings, one place for
-# sanitizers.
+# Compiles and installs our own code: C++ standard, warnings, sanitizers, install rules.
 
 include(CMakePackageConfigHelpers)
 include(GNUInstallDirs)
@@ -11,7 +10,7 @@ set(CMAKE_POSITION_INDEPENDENT_CODE ON)
 include(CheckPIESupported)
 check_pie_supported(LANGUAGES CXX)
 
-# An installed library finds those beside it, and a platform that is installed elsewhere.
+# An installed library finds libraries in its own directory and those of a platform elsewhere.
 set(CMAKE_INSTALL_RPATH "$ORIGIN")
 set(CMAKE_INSTALL_RPATH_USE_LINK_PATH ON)
 
@@ -19,56 +18,55 @@ if(PROJECT_IS_TOP_LEVEL AND NOT CMAKE_BUILD_TYPE AND NOT CMAKE_CONFIGURATION_TYP
   set(CMAKE_BUILD_TYPE Release CACHE STRING "Build type" FORCE)
 endif()
 
-set(CONNECTOR_SANITIZE "" CACHE STRING "Sanitizers for everything we build, as -fsanitize= takes them")
+set(CONNECTOR_SANITIZE "" CACHE STRING "Sanitizers for all targets, in the syntax of -fsanitize=")
 if(CONNECTOR_SANITIZE)
   add_compile_options(-fsanitize=${CONNECTOR_SANITIZE} -fno-sanitize-recover=all
                       -fno-omit-frame-pointer -O1)
   add_link_options(-fsanitize=${CONNECTOR_SANITIZE})
 endif()
 
-# Warnings for our own targets only: a dependency's header is a system header. The presets make them
-# errors.
+# Warnings for our own targets. The presets make them errors.
 function(connector_own_code target)
   target_compile_options(${target} PRIVATE
     -Wall -Wextra -Wpedantic
     -Wcast-qual -Wconversion -Wextra-semi -Wformat=2 -Wimplicit-fallthrough -Wnon-virtual-dtor
     -Wold-style-cast -Woverloaded-virtual -Wsign-conversion -Wundef -Wunused
     $<$<CXX_COMPILER_ID:Clang>:-Wshadow>
-    # A constructor's parameter may have the name of the member that it sets.
+    # "local" allows a constructor's parameter to have the name of the member that it sets.
     $<$<CXX_COMPILER_ID:GNU>:-Wshadow=local -Wduplicated-branches -Wduplicated-cond -Wlogical-op -Wuseless-cast>)
 endfunction()
 
-# A shared library in the export set, with the public headers in `include`.
+# Installs a shared library as part of the export set, and the public headers in `include`.
 function(connector_install_library target export include)
   install(TARGETS ${target} EXPORT ${export})
   install(DIRECTORY "${include}" DESTINATION "${CMAKE_INSTALL_INCLUDEDIR}")
 endfunction()
 
-# What find_package and pkg-config read, from the export set of the package's name and from
-# <package>-config.cmake and <package>.pc.in in `source`. The prefix may be moved afterwards.
+# Installs the files for find_package and pkg-config: those of the export set `package`, and
+# <package>-config.cmake and <package>.pc.in from `source`. The installed prefix can be moved.
 function(connector_install_package package namespace source)
-  set(folder "${CMAKE_INSTALL_LIBDIR}/cmake/${package}")
+  set(destination "${CMAKE_INSTALL_LIBDIR}/cmake/${package}")
   install(EXPORT ${package} NAMESPACE ${namespace}:: FILE ${package}-targets.cmake
-          DESTINATION "${folder}")
+          DESTINATION "${destination}")
   write_basic_package_version_file(${package}-config-version.cmake COMPATIBILITY SameMajorVersion)
   install(FILES "${source}/${package}-config.cmake"
                 "${CMAKE_CURRENT_BINARY_DIR}/${package}-config-version.cmake"
-          DESTINATION "${folder}")
+          DESTINATION "${destination}")
 
-  set(folder "${CMAKE_INSTALL_LIBDIR}/pkgconfig")
+  set(destination "${CMAKE_INSTALL_LIBDIR}/pkgconfig")
   set(prefix "${CMAKE_INSTALL_PREFIX}")
   cmake_path(RELATIVE_PATH prefix BASE_DIRECTORY "${CMAKE_INSTALL_FULL_LIBDIR}/pkgconfig")
-  # Where the prefix is moved to, unless they are absolute.
+  # Relative to the prefix, unless the directories are absolute.
   set(libdir "\${prefix}")
   set(includedir "\${prefix}")
   cmake_path(APPEND libdir "${CMAKE_INSTALL_LIBDIR}")
   cmake_path(APPEND includedir "${CMAKE_INSTALL_INCLUDEDIR}")
   configure_file("${source}/${package}.pc.in" ${package}.pc @ONLY)
   install(FILES "${CMAKE_CURRENT_BINARY_DIR}/${package}.pc"
-          DESTINATION "${folder}")
+          DESTINATION "${destination}")
 endfunction()
 
-# A stand-in for one library of the framework: platform/<name>/{include,src}.
+# Builds a stand-in for one library of the framework from platform/<name>/{include,src}.
 function(connector_platform_library name)
   cmake_parse_arguments(ARG "" "" "SOURCES;PUBLIC;PRIVATE" ${ARGN})
   string(REGEX REPLACE "^lib" "" target "${name}")
@@ -87,7 +85,8 @@ function(connector_platform_library name)
   connector_install_library(${target} connector_platform "${CMAKE_CURRENT_SOURCE_DIR}/${name}/include/")
 endfunction()
 
-# One subsystem of the product, compiled hidden; the subsystems are linked into one shared library.
+# Builds one subsystem of the product as objects with hidden visibility. All subsystems are linked
+# into one shared library.
 function(connector_subsystem name)
   cmake_parse_arguments(ARG "" "" "SOURCES;LINK" ${ARGN})
   add_library(connector_${name} OBJECT ${ARG_SOURCES})

@@ -64,7 +64,7 @@ inline constexpr std::tuple MESSAGES{
                               Argument{key::PATH, &OpenOrCreateFile::path, FILE_PATH}),
     response<OpenOrCreateFileResponse>(
         ResponseValue{key::FILE, &OpenOrCreateFileResponse::file, OPENED_FILE}),
-    request<OpenFile>("Read a file smaller than 20,000,000 bytes.",
+    request<OpenFile>("Read a file of less than 20,000,000 bytes.",
                       Argument{key::PATH, &OpenFile::path, FILE_PATH}),
     response<OpenFileResponse>(
         ResponseValue{key::FILE, &OpenFileResponse::file, OPENED_FILE},

@@ -39,7 +39,7 @@ class Documentation : public ScratchFolder {
 protected:
   /// A file of the project, about the scratch folder in place of its own.
   [[nodiscard]] std::string page(const std::string& name) const {
-    std::ifstream file(SOURCE_FOLDER "/" + name);
+    std::ifstream file(SOURCE_DIRECTORY "/" + name);
     std::string text(std::istreambuf_iterator<char>(file), {});
     for (const std::string directory : {"/srv/files", "/tmp/tmp.Wq3vXkL0aF"}) {
       Poco::replaceInPlace(text, directory, folder().string());
