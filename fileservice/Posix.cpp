@@ -63,7 +63,7 @@ Descriptor openForStat(int base, const char* name) {
   return Descriptor(::openat(base, name, O_PATH | O_DIRECTORY | O_CLOEXEC));
 }
 
-/// The flags make the kernel's confinement check the path and do not follow a link.
+/// Opens without O_PATH, so that the kernel's confinement checks the path. Does not follow a link.
 Descriptor openDirectory(const upath& path) {
   Descriptor opened(posix::uninterrupted([name = nativeForm(path)] {
     return ::open(name.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);

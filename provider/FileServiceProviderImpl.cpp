@@ -25,20 +25,18 @@ struct RequestContext {
   std::vector<std::u16string> paths;
 };
 
-/// The text is "File: 'LOCATIONNAME" + phrase + "NAME'". LOCATIONNAME has no separator.
+/// Location and name are joined without a separator.
 RequestContext fileContext(const File& file, const std::u16string& phrase) {
   const std::u16string& location = file.getFileInfo().getLocation();
   const std::u16string name = file.getFileInfo().getName();
   return {u"File: '" + location + name + phrase + name + u"'", {location, name}};
 }
 
-/// The text is kind + "PATH" + phrase + "PATH'".
 RequestContext pathContext(const std::u16string& kind, const std::u16string& path,
                            const std::u16string& phrase) {
   return {kind + path + phrase + path + u"'", {path}};
 }
 
-/// The text is "File: SOURCE" + phrase + "SOURCE' to 'DESTINATION'".
 RequestContext twoPathContext(const std::u16string& source, const std::u16string& phrase,
                               const std::u16string& destination) {
   return {u"File: " + source + phrase + source + u"' to '" + destination + u"'",

@@ -33,14 +33,14 @@ class CONNECTOR_FILE_EXPORT FileService : public std::enable_shared_from_this<Fi
 public:
   virtual ~FileService();
 
-  /// Creates a file with the File's contents, or a directory if its FileInfo is a directory's.
-  /// Creates missing parent directories first, one level at a time. Overwrites an existing file
-  /// only if `overwrite` is true, and never a directory. Returns the new file's description.
+  /// Creates a file with the File's contents, or a directory if its FileInfo describes one. Creates
+  /// missing parent directories first, one level at a time. Overwrites an existing file only if
+  /// `overwrite` is true, and never a directory. Returns the new file's description.
   ///
-  /// Refuses an invalid name (FILE_NAME_NOT_SUPPORTED), an existing path (FILE_EXISTS), a file
-  /// without write permission (FILE_ACCESS_DENIED), and a parent directory without write permission
-  /// (FOLDER_ACCESS_DENIED) or on a full disk (OVER_DISK_QUOTA). Throws SystemError if the file
-  /// cannot be opened or written.
+  /// Refuses an invalid name (FILE_NAME_NOT_SUPPORTED), an existing path (FILE_EXISTS), an
+  /// existing file without write permission (FILE_ACCESS_DENIED), and a parent directory without
+  /// write permission (FOLDER_ACCESS_DENIED) or on a full disk (OVER_DISK_QUOTA). Throws SystemError
+  /// if the file cannot be opened or written.
   ///
   /// Not atomic: a reader may see the file empty or half-written, and a failed write leaves the
   /// bytes written so far. Parent directories that were created stay.

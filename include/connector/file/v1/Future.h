@@ -94,7 +94,8 @@ public:
             [&exception] { return allocate<std::exception_ptr>(std::move(exception)); });
   }
 
-  /// Cancels a pending state and wakes its readers. Otherwise does nothing and returns false.
+  /// Cancels a pending state and wakes the waiting threads. Otherwise does nothing and returns
+  /// false.
   bool cancel() {
     std::unique_lock lock(mutex);
     if (status != FutureStatus::pending) {
@@ -105,8 +106,8 @@ public:
     return true;
   }
 
-  /// Runs `attached` as soon as there is a result, possibly before this function returns. Throws
-  /// what `get` throws after an earlier `get` or `attach`, and in a cancelled state.
+  /// Runs `attached` as soon as there is a result, possibly before this function returns. Throws if
+  /// `get` was called, if a continuation is attached, or if the state is cancelled.
   void attach(std::unique_ptr<Continuation<T>> attached) {
     std::unique_lock lock(mutex);
     refuseSecondReader();
