@@ -160,8 +160,8 @@ void warnOfUnknownKeys(const std::string& type, const Object& message, const Key
   for (const auto& member : message) {
     const auto name = prefix + member.first;
     if (std::find(names.begin(), names.end(), name) == names.end()) {
-      std::cerr << "connector-host: " << type << " has no key " << name << suggestion(name, names)
-                << '\n';
+      std::cerr << forTerminal(STDERR_FILENO, "connector-host: " + type + " has no key " + name +
+                                                  suggestion(name, names) + '\n');
     } else if (const auto object = message.getObject(member.first)) {
       warnOfUnknownKeys(type, *object, keys, name + ".");
     }
@@ -196,10 +196,6 @@ void print(const std::string& text) {
   DescriptorOutput output(STDOUT_FILENO);
   output.append(text);
   output.flush();
-}
-
-std::string forTerminal(int descriptor, const std::string& text) {
-  return isatty(descriptor) == 0 ? text : withEscapedControls(text, "\n\t");
 }
 
 } // namespace

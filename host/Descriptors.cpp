@@ -7,6 +7,7 @@
 #include <chrono>
 #include <fcntl.h>
 #include <poll.h>
+#include <sys/eventfd.h>
 #include <system_error>
 #include <thread>
 #include <unistd.h>
@@ -47,19 +48,29 @@ bool arrivesSoon(pollfd& input) {
 
 } // namespace
 
-/// Returns false if nobody reads from the output.
+DescriptorInput::DescriptorInput(int descriptor, const Termination& termination, int output)
+    : descriptor_(descriptor)
+    , output_(output)
+    , termination_(termination)
+    , wakeUp_(eventfd(0, EFD_CLOEXEC)) {
+  if (wakeUp_.get() < 0) {
+    fail("eventfd");
+  }
+}
+
+/// Returns false once the input is stopped, or if nobody reads from the output.
 bool DescriptorInput::awaitInput() {
   pollfd input{descriptor_, POLLIN, 0};
   if (arrivesSoon(input)) {
     return true;
   }
-  std::array waited{input, pollfd{output_, 0, 0}};
+  std::array waited{input, pollfd{output_, 0, 0}, pollfd{wakeUp_.get(), POLLIN, 0}};
   while (poll(waited.data(), waited.size(), -1) < 0) {
     if (!isTemporary()) {
       fail("poll");
     }
   }
-  return (waited[1].revents & (POLLERR | POLLHUP)) == 0;
+  return (waited[1].revents & (POLLERR | POLLHUP)) == 0 && waited[2].revents == 0;
 }
 
 std::size_t DescriptorInput::read(char* buffer, std::size_t size) {
@@ -67,6 +78,9 @@ std::size_t DescriptorInput::read(char* buffer, std::size_t size) {
     const auto count = ::read(descriptor_, buffer, size);
     if (count >= 0) {
       return static_cast<std::size_t>(count);
+    }
+    if (errno == ECONNRESET) {
+      return 0; // a socket whose other end is closed
     }
     if (!isTemporary()) {
       fail("read");
@@ -76,7 +90,12 @@ std::size_t DescriptorInput::read(char* buffer, std::size_t size) {
 }
 
 bool DescriptorInput::stopped() const {
-  return termination_.isRequested();
+  return isStopped_ || termination_.isRequested();
+}
+
+void DescriptorInput::stop() {
+  isStopped_ = true;
+  eventfd_write(wakeUp_.get(), 1);
 }
 
 void DescriptorOutput::drain(std::string_view bytes) {
@@ -84,7 +103,7 @@ void DescriptorOutput::drain(std::string_view bytes) {
     const auto count = ::write(descriptor_, bytes.data(), bytes.size());
     if (count >= 0) {
       bytes.remove_prefix(static_cast<std::size_t>(count));
-    } else if (errno == EPIPE) {
+    } else if (errno == EPIPE || errno == ECONNRESET) {
       open_ = false;
     } else if (isTemporary()) {
       waitUntilReady(descriptor_, POLLOUT);

@@ -5,6 +5,7 @@
 
 #include <atomic>
 #include <cstddef>
+#include <posix/Descriptor.h>
 #include <string_view>
 
 /// Input and output through file descriptors. Failures are a std::system_error.
@@ -13,17 +14,18 @@ namespace connector::host {
 class Termination;
 
 /// Reads a descriptor until its end, until `termination`, which must end this descriptor, is
-/// requested, or until nobody reads from the descriptor `output`, unless that is negative.
+/// requested, until `stop`, or until nobody reads from the descriptor `output`, unless that is
+/// negative.
 class DescriptorInput : public Input {
 public:
-  DescriptorInput(int descriptor, const Termination& termination, int output = -1)
-      : descriptor_(descriptor)
-      , output_(output)
-      , termination_(termination) {}
+  DescriptorInput(int descriptor, const Termination& termination, int output = -1);
 
   std::size_t read(char* buffer, std::size_t size) override;
 
   [[nodiscard]] bool stopped() const override;
+
+  /// Ends the input, and a `read` that waits for it. May be called from any thread.
+  void stop();
 
 private:
   bool awaitInput();
@@ -31,6 +33,8 @@ private:
   int descriptor_;
   int output_;
   const Termination& termination_;
+  posix::Descriptor wakeUp_; // readable once stopped
+  std::atomic<bool> isStopped_ = false;
 };
 
 /// Writes to a descriptor until its reader has gone away, and discards all further bytes. SIGPIPE
@@ -43,6 +47,9 @@ public:
 
   /// Whether the reader was still there at the last write. May be called from any thread.
   [[nodiscard]] bool isOpen() const { return open_; }
+
+  /// Discards all further bytes, after a reply was cut short.
+  void close() { open_ = false; }
 
 protected:
   void drain(std::string_view bytes) override;

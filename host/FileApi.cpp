@@ -21,20 +21,33 @@ namespace connector::host {
 
 namespace {
 
-/// Throws an Error if a string, other than the contents of a file, is longer than MAX_STRING.
-void checkStrings(const Poco::Dynamic::Var& value,
-                  const std::string& key) { // NOLINT(misc-no-recursion): MAX_DEPTH
+/// The length of all strings and names in a value.
+std::size_t lengthOf(const Poco::Dynamic::Var& value) { // NOLINT(misc-no-recursion): MAX_DEPTH
+  std::size_t length = 0;
   if (value.type() == typeid(std::string)) {
-    if (key != "contents" && value.extract<std::string>().size() > MAX_STRING) {
-      throw Error(ErrorCode::invalidParams, "Invalid params: \"" + key + "\" is too long");
-    }
+    length = value.extract<std::string>().size();
   } else if (value.type() == typeid(Poco::JSON::Array::Ptr)) {
     for (const auto& element : *value.extract<Poco::JSON::Array::Ptr>()) {
-      checkStrings(element, key);
+      length += lengthOf(element);
     }
   } else if (value.type() == typeid(Poco::JSON::Object::Ptr)) {
     for (const auto& [name, member] : *value.extract<Poco::JSON::Object::Ptr>()) {
-      checkStrings(member, name);
+      length += name.size() + lengthOf(member);
+    }
+  }
+  return length;
+}
+
+/// Throws an Error if a member, without the contents of a file, is longer than MAX_STRING. An array
+/// or object counts as the text that the converters make of it.
+void checkLengths(const Poco::JSON::Object& params) {
+  for (const auto& [name, member] : params) {
+    auto length = lengthOf(member);
+    if (const auto file = name == "file" ? params.getObject(name) : nullptr) {
+      length -= lengthOf(file->get("contents"));
+    }
+    if (length > MAX_STRING) {
+      throw Error(ErrorCode::invalidParams, "Invalid params: \"" + name + "\" is too long");
     }
   }
 }
@@ -42,7 +55,7 @@ void checkStrings(const Poco::Dynamic::Var& value,
 std::unique_ptr<Message> requestFrom(const connector::json::MessageRegistry& registry,
                                      const std::string& type,
                                      const Poco::JSON::Object::Ptr& params) {
-  checkStrings(params, "params");
+  checkLengths(*params);
   try {
     return registry.fromJson(type, params);
   } catch (const connector::json::UnknownMessageType& e) {

@@ -64,7 +64,7 @@ std::optional<Incoming> FrameReader::next() {
 std::optional<Framing> FrameReader::findFraming() {
   do {
     const auto text = pending_.view();
-    pending_.drop(std::min(text.find_first_not_of(WHITE_SPACE), text.size()));
+    pending_.drop(std::min(text.find_first_not_of(" \t\r\n\xEF\xBB\xBF"), text.size()));
   } while (pending_.empty() && fill());
   if (pending_.empty()) {
     return std::nullopt;

@@ -38,8 +38,9 @@ using Incoming = std::variant<Text, Unreadable>;
 std::string frameHead(Framing framing, std::size_t size);
 std::string_view frameTail(Framing framing);
 
-/// Reads one text after another from an Input. The first byte that is not white space selects the
-/// framing of the whole stream: `C` or `c` begins headers, any other byte begins a line.
+/// Reads one text after another from an Input. The first byte that is neither white space nor of a
+/// byte order mark selects the framing of the whole stream: `C` or `c` begins headers, any other
+/// byte begins a line.
 class FrameReader {
 public:
   /// A text of more than `limit` bytes is skipped without being kept.

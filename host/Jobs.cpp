@@ -34,7 +34,7 @@ private:
 
 Jobs::Jobs(std::size_t count, std::size_t maxBytes, std::function<void(const Task&)> execute)
     : execute_(std::move(execute))
-    , maxTasks_(4 * count)
+    , count_(count)
     , maxBytes_(maxBytes) {
   if (count == 1) {
     return;
@@ -63,9 +63,9 @@ void Jobs::add(Task task, std::size_t textSize) {
     batch->copyText();
   }
   std::unique_lock lock(mutex_);
-  if (!fits(textSize, maxTasks_)) {
+  if (!fits(textSize, 4 * count_)) {
     // Not for one free place only: waking this thread takes longer than a small request.
-    queueDrained_.wait(lock, [&] { return fits(textSize, maxTasks_ / 2) || failure_ != nullptr; });
+    queueDrained_.wait(lock, [&] { return fits(textSize, 2 * count_) || failure_ != nullptr; });
   }
   if (failure_ != nullptr) {
     std::rethrow_exception(failure_);
@@ -76,7 +76,8 @@ void Jobs::add(Task task, std::size_t textSize) {
 }
 
 bool Jobs::fits(std::size_t textSize, std::size_t maxTasks) const {
-  return queue_.empty() || (queue_.size() < maxTasks && queuedBytes_ + textSize <= maxBytes_);
+  return queue_.size() < maxTasks && queuedBytes_ + textSize <= maxBytes_ &&
+         queuedBytes_ + textSize + executingBytes_ <= count_ * maxBytes_;
 }
 
 std::optional<Task> Jobs::remove(const Request& cancellation, const char* idKey) {
@@ -102,9 +103,11 @@ void Jobs::finish() {
 }
 
 void Jobs::run() {
-  while (const auto task = next()) {
+  std::size_t executedBytes = 0;
+  while (const auto queued = next(executedBytes)) {
+    executedBytes = queued->textSize;
     try {
-      execute_(*task);
+      execute_(queued->task);
     } catch (...) {
       const std::lock_guard lock(mutex_);
       if (failure_ == nullptr) {
@@ -116,20 +119,22 @@ void Jobs::run() {
   }
 }
 
-/// Waits for a task. Returns nullopt at the end, or after a failure.
-std::optional<Task> Jobs::next() {
+/// Waits for a task, after one of `executedBytes`. Returns nullopt at the end, or after a failure.
+std::optional<Jobs::Queued> Jobs::next(std::size_t executedBytes) {
   std::unique_lock lock(mutex_);
+  executingBytes_ -= executedBytes;
+  if (queue_.size() < 2 * count_) {
+    queueDrained_.notify_one();
+  }
   taskQueued_.wait(lock, [this] { return isEnding_ || !queue_.empty() || failure_ != nullptr; });
   if (queue_.empty() || failure_ != nullptr) {
     return std::nullopt;
   }
-  auto task = std::move(queue_.front().task);
-  queuedBytes_ -= queue_.front().textSize;
+  auto queued = std::move(queue_.front());
   queue_.pop_front();
-  if (queue_.size() <= maxTasks_ / 2) {
-    queueDrained_.notify_one();
-  }
-  return task;
+  queuedBytes_ -= queued.textSize;
+  executingBytes_ += queued.textSize;
+  return queued;
 }
 
 void Jobs::stopAndJoin() {

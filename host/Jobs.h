@@ -19,7 +19,7 @@ namespace connector::host {
 class Jobs {
 public:
   /// `execute` is called from several threads at once if `count` is above 1. Queued texts have at
-  /// most `maxBytes` bytes together; a longer one is queued alone.
+  /// most `maxBytes` bytes together, and with those of the tasks in execution `count` times that.
   Jobs(std::size_t count, std::size_t maxBytes, std::function<void(const Task&)> execute);
 
   /// Executes all queued tasks first, as `finish` does, but drops an exception.
@@ -46,11 +46,11 @@ private:
 
   [[nodiscard]] bool fits(std::size_t textSize, std::size_t maxTasks) const;
   void run();
-  std::optional<Task> next();
+  std::optional<Queued> next(std::size_t executedBytes);
   void stopAndJoin();
 
   const std::function<void(const Task&)> execute_;
-  const std::size_t maxTasks_;
+  const std::size_t count_;
   const std::size_t maxBytes_;
   std::vector<std::thread> threads_;
 
@@ -59,6 +59,7 @@ private:
   std::condition_variable queueDrained_; // by half, or an execution failed
   std::deque<Queued> queue_;
   std::size_t queuedBytes_ = 0;
+  std::size_t executingBytes_ = 0;
   bool isEnding_ = false;
   std::exception_ptr failure_; // the first one
 };

@@ -153,14 +153,29 @@ void read(Var& slot, value json, Allowance& left) {
   }
 }
 
+extern "C" __attribute__((weak)) void MallocExtension_ReleaseFreeMemory();
+
+/// Whether a text is so long that its memory has to be watched.
+bool isLong(std::string_view text) {
+  return text.size() > MAX_TOKENS;
+}
+
+/// Lets the allocator return the memory of freed copies of a long text. Otherwise the process would
+/// keep it beside that of the next copy. The allocators of sanitizers lack this function.
+void releaseFreeMemory(std::string_view text) {
+  if (isLong(text) && MallocExtension_ReleaseFreeMemory != nullptr) {
+    MallocExtension_ReleaseFreeMemory();
+  }
+}
+
 void checkTokens(std::string_view text) {
-  if (text.size() <= MAX_TOKENS) {
+  if (!isLong(text)) {
     return;
   }
   TextScanner scanner;
   scanner.scan(text);
-  if (scanner.tokens() > MAX_TOKENS) {
-    throw JsonError("too many values");
+  if (scanner.isMalformed() || scanner.tokens() > MAX_TOKENS) {
+    throw JsonError(scanner.isMalformed() ? "not a value" : "too many values");
   }
 }
 
@@ -240,6 +255,7 @@ ObjectWithText readElement(value element, std::string_view name) {
 } // namespace
 
 ObjectWithText parseObject(const Text& text, std::string_view name) {
+  releaseFreeMemory(text.bytes);
   checkTokens(text.bytes);
   ObjectWithText result;
   reportingErrors([&] {
@@ -256,10 +272,12 @@ ObjectWithText parseObject(const Text& text, std::string_view name) {
       parser.parse(text.bytes.data(), text.bytes.size(), !text.isPadded).value();
     }
   });
+  releaseFreeMemory(text.bytes);
   return result;
 }
 
 std::size_t countElements(const Text& text) {
+  releaseFreeMemory(text.bytes);
   checkTokens(text.bytes);
   std::size_t count = 0;
   forEachElement(text, {}, [&count](const auto&) { ++count; });
@@ -271,7 +289,9 @@ void forEachElement(const Text& text, std::string_view name,
   reportingErrors([&] {
     readContainerText(text, [&](auto& document) {
       for (auto element : document.get_array()) {
-        take(readElement(element.value(), name));
+        const auto read = readElement(element.value(), name);
+        releaseFreeMemory(text.bytes);
+        take(read);
       }
     });
   });

@@ -24,6 +24,7 @@ using Poco::JSON::Array;
 using Poco::JSON::Object;
 
 constexpr std::string_view ID = "id";
+constexpr auto NONE = std::string_view::npos;
 
 const std::string UNKNOWN_ID = "null";
 
@@ -65,7 +66,7 @@ Reply errorReply(const std::string& id, const Error& error) {
 /// Throws an Error unless the JSON text of an `id` can be returned in a reply.
 void checkId(std::string_view json) {
   constexpr std::string_view starts = "\"-0123456789n"; // of a string, a number or null
-  if (starts.find(json.front()) == std::string_view::npos) {
+  if (starts.find(json.front()) == NONE) {
     throw invalidRequest(R"("id" must be a string, a number or null)");
   }
   if (json.size() > MAX_ID) {
@@ -84,16 +85,16 @@ std::string validId(const std::string& scanned) {
   }
 }
 
-/// The reply to a text that is not JSON. A line with only an opening bracket begins a text that is
-/// written over several lines.
-Reply parseErrorReply(std::string_view text, const std::string& cause) {
-  const bool isFirstOfSeveral = text == "{" || text == "[";
+/// The reply to a text that could not be parsed.
+Reply parseErrorReply(std::string_view text, const Error& error) {
   TextScanner scanner;
   scanner.scan(text);
-  return errorReply(validId(scanner.id()),
-                    {ErrorCode::parseError,
-                     "Parse error: " + cause +
-                         (isFirstOfSeveral ? "; one JSON text per line; use `jq -c`" : "")});
+  return errorReply(validId(scanner.id()), error);
+}
+
+/// A line with only an opening bracket begins a text that is written over several lines.
+bool isFirstLine(std::string_view text) {
+  return text.find_first_of("{[") == 0 && text.find_first_not_of(" \t\r", 1) == NONE;
 }
 
 Reply unreadableReply(const Unreadable& text) {
@@ -164,10 +165,10 @@ Task parseText(const Text& text) {
 /// Executes the requests of a batch and collects their replies.
 class BatchExecution {
 public:
-  BatchExecution(const Api& api, const Conditions& conditions)
+  BatchExecution(const Api& api, const Conditions& conditions, std::size_t maxReply)
       : api_(api)
       , conditions_(conditions)
-      , replies_(conditions.maxBatchReply) {}
+      , replies_(maxReply) {}
 
   void execute(const Task& element) {
     const auto* request = std::get_if<Request>(&element);
@@ -189,7 +190,8 @@ public:
   }
 
 private:
-  /// If the reply does not fit, returns false and lifts the limit: only short errors follow.
+  /// If the reply does not fit, or there is no memory for it, returns false and lifts the limit:
+  /// only short errors follow.
   bool add(const std::optional<Reply>& reply) {
     if (!reply) {
       return true;
@@ -202,8 +204,10 @@ private:
       return true;
     } catch (const std::length_error&) {
       replies_.cutBackAndLiftLimit(before);
-      return false;
+    } catch (const std::bad_alloc&) {
+      replies_.cutBackAndLiftLimit(before);
     }
+    return false;
   }
 
   const Api& api_;
@@ -215,7 +219,9 @@ private:
 std::optional<Reply> executeBatch(const Api& api, const Batch& batch,
                                   const Conditions& conditions) {
   try {
-    BatchExecution execution(api, conditions);
+    const auto size = batch.text().bytes.size();
+    BatchExecution execution(api, conditions,
+                             conditions.maxBatch - std::min(conditions.maxBatch, size));
     forEachElement(batch.text(), ID, [&](const ObjectWithText& element) {
       execution.execute(parseRequest(element));
     });
@@ -281,7 +287,7 @@ std::optional<Reply> Request::replyWith(const Error& error) const {
 // The same id may be spelled in two ways: "a" and "\u0061".
 bool Request::isNamedBy(const Request& cancellation, const char* key) const {
   const auto params = cancellation.members_->get("params");
-  return id_ && isA<Object::Ptr>(params) &&
+  return id_ && isA<Object::Ptr>(params) && !params.extract<Object::Ptr>()->isNull(key) &&
          jsonOf(params.extract<Object::Ptr>()->get(key)) == jsonOf(members_->get(ID.data()));
 }
 
@@ -299,9 +305,11 @@ Task parse(const Incoming& incoming) {
   try {
     return parseText(text);
   } catch (const JsonError& e) {
-    return parseErrorReply(text.bytes, e.what());
+    const char* hint = isFirstLine(text.bytes) ? "; one JSON text per line; use `jq -c`" : "";
+    return parseErrorReply(text.bytes,
+                           {ErrorCode::parseError, std::string("Parse error: ") + e.what() + hint});
   } catch (const std::exception& e) {
-    return errorReply(UNKNOWN_ID, internalError(e.what()));
+    return parseErrorReply(text.bytes, internalError(e.what()));
   }
 }
 

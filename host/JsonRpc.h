@@ -158,7 +158,9 @@ using Task = std::variant<Request, Batch, Reply>;
 
 /// The conditions under which tasks are executed.
 struct Conditions {
-  std::size_t maxBatchReply;       ///< bytes; once a reply does not fit, later requests get errors
+  /// Of a batch and its reply together, in bytes. Once a reply does not fit, later requests are not
+  /// executed.
+  std::size_t maxBatch;
   std::function<bool()> isStopped; ///< whether no further request may be begun
 };
 

@@ -20,7 +20,7 @@ constexpr std::size_t MAX_REQUESTS_IN_BATCH = 10'000;
 /// A member's name: an object keeps several copies.
 constexpr std::size_t MAX_NAME = 64UL * 1024;
 
-/// A string in params, other than contents: the converters take up to 30 times its length.
+/// The strings of a member of params, without file.contents: converters take up to 30 times that.
 constexpr std::size_t MAX_STRING = 64UL * 1024;
 
 /// The JSON text of an id.

@@ -24,6 +24,7 @@ public:
   void log(const Poco::Message& message) override {
     const auto text = message.getText().substr(0, MAX_LINE);
     // One write per line, so that the lines of several threads do not mix.
+    std::cerr.clear(); // of an earlier failure, for example of a full pipe
     std::cerr << "connector-host: " + withEscapedControls(text, "") + '\n';
   }
 };

@@ -40,7 +40,7 @@ struct FileKey {
 };
 
 constexpr std::array FILE_KEYS{
-    FileKey{"location", "string", true, true, "Path; always absolute in responses."},
+    FileKey{"location", "string", true, true, "The path."},
     FileKey{"isDirectory", "boolean", true, true, "Whether it is a directory."},
     FileKey{"name", "string", false, true, "Last component of the path."},
     FileKey{"size", "integer", false, false, "Bytes."},

@@ -81,7 +81,17 @@ private:
   }
 
   /// Called from all threads, as are the functions below.
-  void execute(const Task& task) { send(host::execute(api_, task, conditions_)); }
+  void execute(const Task& task) {
+    try {
+      send(host::execute(api_, task, conditions_));
+    } catch (...) {
+      input_.stop();
+      throw;
+    }
+    if (!output_.isOpen()) {
+      input_.stop();
+    }
+  }
 
   [[nodiscard]] bool isStopped() const { return termination_.isRequested() || !output_.isOpen(); }
 
@@ -92,10 +102,15 @@ private:
     const auto framing = reader_.framing();
     const auto head = framing == Framing::lines ? "" : frameHead(framing, sizeOf(*reply));
     const std::lock_guard lock(outputMutex_);
-    output_.append(head);
-    reply->writeTo(output_);
-    output_.append(frameTail(framing));
-    output_.flush();
+    try {
+      output_.append(head);
+      reply->writeTo(output_);
+      output_.append(frameTail(framing));
+      output_.flush();
+    } catch (...) {
+      output_.close(); // no other reply may follow a part of this one
+      throw;
+    }
   }
 
   const Api& api_;

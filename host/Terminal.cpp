@@ -26,6 +26,10 @@ std::string withColoredFaults(std::string response) {
   return response;
 }
 
+std::string forTerminal(int descriptor, const std::string& text) {
+  return isatty(descriptor) == 0 ? text : withEscapedControls(text, "\n\t");
+}
+
 std::string withEscapedControls(std::string_view text, std::string_view kept) {
   constexpr char c1 = '\xC2'; // the first byte of U+0080 to U+00BF in UTF-8
   std::string result;

@@ -2,6 +2,8 @@
 
 #include "Limits.h"
 
+#include <Poco/Ascii.h>
+
 #include <algorithm>
 #include <utility>
 
@@ -29,7 +31,22 @@ bool isDelimiter(char byte) {
   }
 }
 
+bool isInWord(char byte) {
+  return Poco::Ascii::isAlphaNumeric(byte) || byte == '-' || byte == '+' || byte == '.';
+}
+
 } // namespace
+
+/// The last member may lack the bracket after it, but then only a string is surely complete.
+std::string TextScanner::id() const {
+  const bool isString = !inString_ && scalar_.size() > 1 && scalar_.front() == '"';
+  return isString && hasId() ? scalar_ : id_;
+}
+
+/// Whether the current member is a usable `id`.
+bool TextScanner::hasId() const {
+  return isKeyId_ && !isPastObject_ && valuesSinceSeparator_ == 1 && scalar_.size() <= MAX_ID;
+}
 
 void TextScanner::scan(std::string_view bytes) {
   while (!bytes.empty()) {
@@ -74,6 +91,7 @@ std::size_t TextScanner::scanWord(std::string_view bytes) {
   if (!std::exchange(inWord_, true)) {
     beginScalar();
   }
+  isMalformed_ = isMalformed_ || !std::all_of(bytes.begin(), end, isInWord);
   appendToScalar(bytes.substr(0, count));
   return count;
 }
@@ -153,7 +171,7 @@ void TextScanner::endMember() {
     return;
   }
   if (isKeyId_ && !isPastObject_) {
-    id_ = valuesSinceSeparator_ == 1 && scalar_.size() <= MAX_ID ? scalar_ : "";
+    id_ = hasId() ? scalar_ : "";
   }
   forgetMember();
 }

@@ -14,12 +14,16 @@ public:
   /// Takes the next bytes of the text.
   void scan(std::string_view bytes);
 
-  /// The JSON text of the outermost object's last complete member `id`. Empty if there is none, or
-  /// if it is an object, an array or longer than MAX_ID. It may be invalid JSON.
-  [[nodiscard]] const std::string& id() const { return id_; }
+  /// The JSON text of the outermost object's last member `id` that is complete. Empty if there is
+  /// none, or if it is an object, an array or longer than MAX_ID. It may be invalid JSON.
+  [[nodiscard]] std::string id() const;
 
-  /// The number of brackets, separators, strings, numbers and literals so far.
+  /// The number of brackets, separators, strings, numbers and literals so far. If isMalformed, a
+  /// parser may see more.
   [[nodiscard]] std::size_t tokens() const { return tokens_; }
+
+  /// Whether a byte outside strings cannot be part of JSON.
+  [[nodiscard]] bool isMalformed() const { return isMalformed_; }
 
 private:
   std::size_t scanString(std::string_view bytes);
@@ -33,7 +37,10 @@ private:
   void endMember();
   void forgetMember();
 
+  [[nodiscard]] bool hasId() const;
+
   std::size_t tokens_ = 0;
+  bool isMalformed_ = false;
   std::size_t depth_ = 0;     // of open brackets
   bool isPastObject_ = false; // the outermost object has ended, or there is none
   bool inString_ = false;

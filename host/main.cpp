@@ -7,6 +7,7 @@
 #include "Mcp.h"
 #include "Options.h"
 #include "Schema.h"
+#include "Terminal.h"
 #include "Termination.h"
 
 #include <fl/filesystem/confinement.h>
@@ -16,6 +17,7 @@
 #include <exception>
 #include <iostream>
 #include <optional>
+#include <string>
 #include <unistd.h>
 #include <vector>
 
@@ -78,7 +80,7 @@ ExitStatus run(const Options& options) {
 }
 
 int fail(const char* text, const char* hint = "") {
-  std::cerr << "connector-host: " << text << '\n' << hint;
+  std::cerr << forTerminal(STDERR_FILENO, std::string("connector-host: ") + text + '\n') << hint;
   return static_cast<int>(ExitStatus::failure);
 }
 

@@ -224,11 +224,12 @@ TEST_F(JsonRpcTest, AnswersBatchInOrderAsOneArray) {
 }
 
 TEST_F(JsonRpcTest, LimitsTheReplyToABatch) {
-  const auto ask = [this](std::size_t limit) {
-    conditions.maxBatchReply = limit;
+  const auto batch =
+      "[" + echo("1", "{}") + "," + echo("2", R"({"a":1})") + "," + echo("3", "{}") + "]";
+  const auto ask = [&](std::size_t limit) {
+    conditions.maxBatch = batch.size() + limit;
     executed.clear();
-    return answer("[" + echo("1", "{}") + "," + echo("2", R"({"a":1})") + "," + echo("3", "{}") +
-                  "]");
+    return answer(batch);
   };
   const auto all = result("1", "{}") + "," + result("2", R"({"a":1})") + "," + result("3", "{}");
   EXPECT_EQ(ask(all.size() + 1), "[" + all + "]");

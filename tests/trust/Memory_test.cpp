@@ -52,15 +52,19 @@ TEST_F(Memory, IsBoundedForEveryRequest) {
     return all;
   };
   const std::vector<std::string> requests{
-      batch + "]", "[" + repeated("1,", 4 * MIB) + "1]", repeated("[", 60 * MIB),
+      batch + "]",
+      "[" + repeated("1,", 4 * MIB) + "1]",
+      repeated("[", 60 * MIB),
       R"({"jsonrpc":"2.0","id":1,"method":"connector/v1/OpenFile","params":{"path":")" +
           std::string(60 * MIB, 'x') + "\"}}",
       R"({"jsonrpc":"2.0","id":1,"method":"connector/v1/CreateFile","params":{"file":)"
       R"({"location":"new","contents":")" +
-          repeated("\\n", 60 * MIB) + "\"}}}"};
+          repeated("\\n", 60 * MIB) + "\"}}}",
+      "[" + open + R"(,{"jsonrpc":"2.0","id":1,"method":"connector/v1/CreateFile","params":)" +
+          R"({"file":{"location":"new","contents":"\n)" + std::string(60 * MIB, 'x') + "\"}}}]"};
   for (const std::size_t jobs : {1U, 2U}) {
+    HostClient host(folder(), HostClient::withOptions("--jobs " + std::to_string(jobs)));
     for (const std::string& request : requests) {
-      HostClient host(folder(), HostClient::withOptions("--jobs " + std::to_string(jobs)));
       for (std::size_t sent = 0; sent < jobs; ++sent) {
         host.send(request + "\n");
       }
@@ -69,7 +73,7 @@ TEST_F(Memory, IsBoundedForEveryRequest) {
       }
       const auto peak = host.memory("VmHWM:");
       EXPECT_TRUE(SANITIZED || peak <= jobs * 256 * MIB)
-          << peak / MIB << " MiB for " << request.substr(0, 100);
+          << peak / MIB << " MiB up to " << request.substr(0, 100);
     }
   }
 }
