@@ -39,8 +39,8 @@ public:
   ///
   /// Refuses an invalid name (FILE_NAME_NOT_SUPPORTED), an existing path (FILE_EXISTS), an
   /// existing file without write permission (FILE_ACCESS_DENIED), and a parent directory without
-  /// write permission (FOLDER_ACCESS_DENIED) or on a full disk (OVER_DISK_QUOTA). Throws SystemError
-  /// if the file cannot be opened or written.
+  /// write permission (FOLDER_ACCESS_DENIED) or on a full disk (OVER_DISK_QUOTA). Throws
+  /// SystemError if the file cannot be opened or written.
   ///
   /// Not atomic: a reader may see the file empty or half-written, and a failed write leaves the
   /// bytes written so far. Parent directories that were created stay.
