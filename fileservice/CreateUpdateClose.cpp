@@ -61,7 +61,7 @@ Future<FileInfo> FileServiceImpl::create(File&& file, bool overwrite) {
       return failedFuture<FileInfo>(
           refusal(abs.string() + u" cannot be created.", FaultCondition::FILE_IO_GENERIC, {abs}));
     }
-    // The virtual operation creates one level at a time, up to a directory that exists.
+    // Each call of the virtual operation creates one level and, before it, the level above.
     Future<FileInfo> made = create(File(FileInfo(parent, true)), false);
     made.wait();
     if (made.hasException()) {

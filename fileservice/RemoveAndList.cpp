@@ -77,7 +77,7 @@ Future<std::vector<FileInfo>> FileServiceImpl::list(const ustring& path) {
   const upath abs = toAbsolutePath(path.empty() ? fl::filesystem::get_current_path() : path);
   const file_status st = fl::filesystem::status(abs);
 
-  // Unlike other operations, checks and shows the absolute path instead of the received one.
+  // Checks and shows the absolute path; `remove` uses the received one.
   if (!isValidFileName(abs)) {
     return failedFuture<std::vector<FileInfo>>(invalidNameError(abs));
   }

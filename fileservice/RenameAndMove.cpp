@@ -173,7 +173,7 @@ Future<FileInfo> FileServiceImpl::move(const ustring& from, const ustring& to) {
   }
 
   if (!file_status::is_regular(sourceStatus)) {
-    // Removes a trailing separator, because of which the system would follow the link.
+    // Has no trailing separator, which would make the system follow the link.
     const upath link = childOf(upath(extract_parent_path(source)), name);
     if (isLink(link)) {
       moveLink(link, target);
