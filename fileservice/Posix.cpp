@@ -43,7 +43,7 @@ void requireZero(int code, const upath& path) {
   }
 }
 
-/// For system calls, which set errno if they fail.
+/// Throws for errno if a system call failed.
 void require(bool succeeded, const upath& path) {
   requireZero(succeeded ? 0 : errno, path);
 }

@@ -138,8 +138,7 @@ public:
   /// Returns whether the path exists. A dangling link does not.
   virtual Future<bool> exists(const fl::filesystem::upath& path) = 0;
 
-  /// Returns a shared pointer to this object. Throws std::bad_weak_ptr if no std::shared_ptr owns
-  /// it.
+  /// Returns another owner of this object. Throws std::bad_weak_ptr if it has no owner.
   virtual std::shared_ptr<FileService> getPtr() = 0;
 
 protected:

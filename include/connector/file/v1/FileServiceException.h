@@ -27,8 +27,7 @@ public:
   /// One of the FaultCondition constants.
   [[nodiscard]] const std::string& getCondition() const noexcept { return condition; }
 
-  /// The paths or file names that the condition is about. Each check determines whether a path is
-  /// as received or absolute.
+  /// The file names or paths that the condition is about. Paths are as received or absolute.
   [[nodiscard]] const std::vector<fl::i18n::ustring>& getPaths() const noexcept { return paths; }
 
 private:

@@ -79,8 +79,7 @@ public:
   SharedFutureState(const SharedFutureState&) = delete;
   SharedFutureState& operator=(const SharedFutureState&) = delete;
 
-  /// Throws "Promise already resolved." if there is a result. Does nothing if the state is
-  /// cancelled.
+  /// Throws "Promise already resolved." if there is a result. Does nothing in a cancelled state.
   void setValue(T value) {
     resolve(FutureStatus::value, [&value] { return allocate<T>(std::move(value)); });
   }
@@ -94,8 +93,7 @@ public:
             [&exception] { return allocate<std::exception_ptr>(std::move(exception)); });
   }
 
-  /// Cancels a pending state and wakes the waiting threads. Otherwise does nothing and returns
-  /// false.
+  /// Cancels a pending state and wakes the waiting threads. Returns false in any other state.
   bool cancel() {
     std::unique_lock lock(mutex);
     if (status != FutureStatus::pending) {

@@ -20,8 +20,7 @@
 /// stated otherwise. On failure, a response has one fault and its own fields are empty.
 namespace connector::file::v1 {
 
-// Declared as exported before its first use as a template argument: otherwise the instances would
-// be hidden.
+// Exported before its first use as a template argument: otherwise the instances would be hidden.
 class CONNECTOR_FILE_EXPORT FileServiceProvider;
 
 using common::v1::Fault;
