@@ -63,7 +63,7 @@ class Conversion : public Api {
 public:
   [[nodiscard]] Object::Ptr execute(const std::string& type,
                                     const Object::Ptr& params) const override {
-    const auto object = registry_->toJson(registry_->fromJson(type, params));
+    auto object = registry_->toJson(registry_->fromJson(type, params));
     requireStable(type, object);
     return object;
   }
@@ -125,6 +125,7 @@ void compareParsers(const std::string& text) {
 
 } // namespace
 
+// NOLINTNEXTLINE(readability-identifier-naming): libFuzzer calls this name.
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   static const Conversion api;
   static const Conditions conditions{10'000, [] { return false; }};
