@@ -1,7 +1,8 @@
 #pragma once
 
-// A figure that means something on a shared machine: what we do beside the least that must be done,
-// in turn, in one run. The counter "ratio" is the quotient of the two medians.
+// Measures our operation and the fewest system calls that do its work, alternately in one run, so
+// that the figures hold on a shared machine. The counter "ratio" is the quotient of the two
+// medians.
 
 #include "Timing.h"
 
@@ -28,10 +29,10 @@ void compare(benchmark::State& state, const Prepare& prepare, const Ours& ours, 
   state.counters["ratio"] = median(oursTimes) / median(bareTimes);
 }
 
-/// How the time per item grows from `little` items to `much`: the counter "growth" is the median
-/// of the rounds' quotients, and "bareGrowth" that of the least that must be done, whose own
-/// growth, from caches that no longer hold everything, nothing above it can undo. Each is given a
-/// number of items; `prepare` runs before each of the others and is not measured.
+/// Measures how the time per item grows from `little` items to `much`. The counter "growth" is the
+/// median of the rounds' quotients; "bareGrowth" is that of the fewest system calls, which also
+/// grows when the caches are too small. Each function takes a number of items; `prepare` runs
+/// before each of the others and is not measured.
 template <typename Prepare, typename Ours, typename Bare>
 void compareGrowth(benchmark::State& state, std::size_t little, std::size_t much,
                    const Prepare& prepare, const Ours& ours, const Bare& bare) {

@@ -45,23 +45,23 @@ void writeFile(const std::string& path, std::size_t size) {
   std::ofstream(path, std::ios::binary) << std::string(size, 'x');
 }
 
-void fillFolder(const std::string& folder, std::size_t entries) {
-  fs::create_directory(folder);
+void fillDirectory(const std::string& directory, std::size_t entries) {
+  fs::create_directory(directory);
   for (std::size_t index = 0; index < entries; ++index) {
-    writeFile(folder + "/entry-" + std::to_string(index), 0);
+    writeFile(directory + "/entry-" + std::to_string(index), 0);
   }
 }
 
-void checkBare(const char* path, int mode, int folder = AT_FDCWD) {
-  require(faccessat(folder, path, mode, AT_EACCESS) == 0, "faccessat");
+void checkBare(const char* path, int mode, int directory = AT_FDCWD) {
+  require(faccessat(directory, path, mode, AT_EACCESS) == 0, "faccessat");
 }
 
-void describeBare(const char* path, int folder = AT_FDCWD) {
-  checkBare(path, F_OK, folder);
-  checkBare(path, W_OK, folder);
+void describeBare(const char* path, int directory = AT_FDCWD) {
+  checkBare(path, F_OK, directory);
+  checkBare(path, W_OK, directory);
 }
 
-/// The contents in new memory; what the size is, the end of the file tells.
+/// Reads the contents into new memory; the end of the file gives the size.
 void readBare(const char* path, std::size_t size) {
   const int file = ::open(path, O_RDONLY | O_CLOEXEC);
   require(file >= 0 && lseek(file, 0, SEEK_END) == static_cast<off_t>(size), "open");
@@ -76,7 +76,7 @@ void readBare(const char* path, std::size_t size) {
   close(file);
 }
 
-/// What the checks in front of reading look at, the reading, and the description.
+/// Makes the checks before reading, reads, and describes the file.
 void openBare(const char* path, std::size_t size) {
   struct stat st {};
 
@@ -139,17 +139,18 @@ void readGrowth(benchmark::State& state) {
       [&](std::size_t size) { readBare(fileOf(size).c_str(), size); });
 }
 
-/// How the entries of a folder are looked up: as we do, or as a caller would who knows their paths.
-enum class LookUp { inOpenFolder, byPath };
+/// How the entries of a directory are looked up: as we do, or as a caller would who knows their
+/// paths.
+enum class LookUp { inOpenDirectory, byPath };
 
-/// For each entry what a description takes: a status, an existence test and an access test.
-std::size_t listBare(const std::string& folder, LookUp lookUp) {
+/// Describes each entry, with a status, an existence test and an access test.
+std::size_t listBare(const std::string& directory, LookUp lookUp) {
   std::size_t count = 0;
 
   struct stat st {};
 
-  require(stat(folder.c_str(), &st) == 0, "stat");
-  DIR* const entries = opendir(folder.c_str());
+  require(stat(directory.c_str(), &st) == 0, "stat");
+  DIR* const entries = opendir(directory.c_str());
   require(entries != nullptr, "opendir");
   const bool byPath = lookUp == LookUp::byPath;
   const int start = byPath ? AT_FDCWD : dirfd(entries);
@@ -157,7 +158,7 @@ std::size_t listBare(const std::string& folder, LookUp lookUp) {
     if (entry->d_name[0] == '.') {
       continue;
     }
-    const std::string name = byPath ? folder + "/" + entry->d_name : entry->d_name;
+    const std::string name = byPath ? directory + "/" + entry->d_name : entry->d_name;
     require(fstatat(start, name.c_str(), &st, 0) == 0, "fstatat");
     describeBare(name.c_str(), start);
     ++count;
@@ -168,13 +169,13 @@ std::size_t listBare(const std::string& folder, LookUp lookUp) {
 
 void list(benchmark::State& state, LookUp bare) {
   const Scratch scratch;
-  const std::string folder = scratch.at("folder");
+  const std::string directory = scratch.at("folder");
   const auto entries = static_cast<std::size_t>(state.range(0));
-  fillFolder(folder, entries);
+  fillDirectory(directory, entries);
   FileServiceImpl service;
   compare(
-      state, [] {}, [&] { require(service.list(wide(folder)).get().size() == entries, "list"); },
-      [&] { require(listBare(folder, bare) == entries, "listBare"); });
+      state, [] {}, [&] { require(service.list(wide(directory)).get().size() == entries, "list"); },
+      [&] { require(listBare(directory, bare) == entries, "listBare"); });
 }
 
 constexpr std::size_t LITTLE = 100;
@@ -182,22 +183,22 @@ constexpr std::size_t MUCH = 100'000;
 
 void listGrowth(benchmark::State& state) {
   const Scratch scratch;
-  const auto folderOf = [&](std::size_t entries) { return scratch.at(std::to_string(entries)); };
-  fillFolder(folderOf(LITTLE), LITTLE);
-  fillFolder(folderOf(MUCH), MUCH);
+  const auto directoryOf = [&](std::size_t entries) { return scratch.at(std::to_string(entries)); };
+  fillDirectory(directoryOf(LITTLE), LITTLE);
+  fillDirectory(directoryOf(MUCH), MUCH);
   FileServiceImpl service;
   compareGrowth(
       state, LITTLE, MUCH, [](std::size_t) {},
       [&](std::size_t entries) {
-        require(service.list(wide(folderOf(entries))).get().size() == entries, "list");
+        require(service.list(wide(directoryOf(entries))).get().size() == entries, "list");
       },
       [&](std::size_t entries) {
-        require(listBare(folderOf(entries), LookUp::inOpenFolder) == entries, "listBare");
+        require(listBare(directoryOf(entries), LookUp::inOpenDirectory) == entries, "listBare");
       });
 }
 
-void removeBare(const std::string& folder) {
-  DIR* const entries = opendir(folder.c_str());
+void removeBare(const std::string& directory) {
+  DIR* const entries = opendir(directory.c_str());
   require(entries != nullptr, "opendir");
   while (const dirent* entry = readdir(entries)) { // NOLINT(concurrency-mt-unsafe): own stream
     const std::string name = entry->d_name;
@@ -205,17 +206,17 @@ void removeBare(const std::string& folder) {
             "unlinkat");
   }
   closedir(entries);
-  require(rmdir(folder.c_str()) == 0, "rmdir");
+  require(rmdir(directory.c_str()) == 0, "rmdir");
 }
 
 void removeGrowth(benchmark::State& state) {
   const Scratch scratch;
-  const std::string folder = scratch.at("folder");
+  const std::string directory = scratch.at("folder");
   FileServiceImpl service;
   compareGrowth(
-      state, LITTLE, MUCH, [&](std::size_t entries) { fillFolder(folder, entries); },
-      [&](std::size_t) { service.remove(wide(folder)).get(); },
-      [&](std::size_t) { removeBare(folder); });
+      state, LITTLE, MUCH, [&](std::size_t entries) { fillDirectory(directory, entries); },
+      [&](std::size_t) { service.remove(wide(directory)).get(); },
+      [&](std::size_t) { removeBare(directory); });
 }
 
 void moveBare(const std::string& from, const std::string& to) {
@@ -240,17 +241,17 @@ void moveBare(const std::string& from, const std::string& to) {
 void move(benchmark::State& state) {
   const Scratch scratch;
   const std::string source = scratch.at("file");
-  const std::string folder = scratch.at("folder");
-  fs::create_directory(folder);
+  const std::string directory = scratch.at("folder");
+  fs::create_directory(directory);
   FileServiceImpl service;
   compare(
       state,
       [&] {
-        fs::remove(folder + "/file");
+        fs::remove(directory + "/file");
         writeFile(source, static_cast<std::size_t>(state.range(0)));
       },
-      [&] { service.move(wide(source), wide(folder)).get(); },
-      [&] { moveBare(source, folder + "/file"); });
+      [&] { service.move(wide(source), wide(directory)).get(); },
+      [&] { moveBare(source, directory + "/file"); });
 }
 
 } // namespace
@@ -258,7 +259,7 @@ void move(benchmark::State& state) {
 BENCHMARK(open)->Arg(4096)->UseManualTime()->Unit(benchmark::kMillisecond);
 BENCHMARK(read)->Arg(19999999)->UseManualTime()->Unit(benchmark::kMillisecond);
 BENCHMARK(readGrowth)->UseManualTime()->Iterations(15)->Unit(benchmark::kMillisecond);
-BENCHMARK_CAPTURE(list, in_open_folder, LookUp::inOpenFolder)
+BENCHMARK_CAPTURE(list, in_open_folder, LookUp::inOpenDirectory)
     ->Arg(100)
     ->Arg(10000)
     ->UseManualTime()

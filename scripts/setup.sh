@@ -41,7 +41,7 @@ install_packages() {
     as_root=(sudo)
   fi
   say "Installing ${missing[*]} ..."
-  # A mirror may stumble, and a machine that has just started may still be installing.
+  # A mirror may fail for a moment, and a machine that has just started may still be installing.
   local apt=("${as_root[@]}" env DEBIAN_FRONTEND=noninteractive
              apt-get -o Acquire::Retries=3 -o DPkg::Lock::Timeout=300)
   { "${apt[@]}" update &&

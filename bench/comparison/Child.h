@@ -49,11 +49,11 @@ public:
   }
 
   /// At least one byte.
-  std::size_t receive(char* to, std::size_t room) {
+  std::size_t receive(char* to, std::size_t size) {
     if (waiting_ == Waiting::awake) {
       watch();
     }
-    return checked(::read(out_.readHandle(), to, room));
+    return checked(::read(out_.readHandle(), to, size));
   }
 
 private:

@@ -7,9 +7,9 @@
 
 namespace connector::bench {
 
-/// The cores that this process may use, parted between a client and what it talks to. Left to
-/// itself the system now and then puts both on one core, which makes a round trip several times
-/// cheaper: a run would tell where they happened to be, and not how fast they are.
+/// Splits the cores that this process may use between a client and the services. Otherwise the
+/// kernel sometimes puts both on one core, where a round trip is several times cheaper: the times
+/// would depend on the placement and not on the service.
 class Cores {
 public:
   Cores() {
@@ -32,7 +32,7 @@ public:
     }
   }
 
-  // From here on, for this thread and whatever it starts.
+  // Both hold from then on, for this thread and every process that it starts.
 
   void useClients() const { use(client_); }
 

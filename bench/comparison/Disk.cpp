@@ -38,13 +38,13 @@ std::string makeContents(std::size_t size, bool isText) {
   return contents;
 }
 
-Job makeJob(Verb verb, const fs::path& folder, const std::string& name) {
-  const std::string path = folder / name;
+Job makeJob(Verb verb, const fs::path& directory, const std::string& name) {
+  const std::string path = directory / name;
   switch (verb) {
   case Verb::rename:
     return {path, path + ".renamed"};
   case Verb::move:
-    return {path, folder / "target" / name};
+    return {path, directory / "target" / name};
   case Verb::remove:
     return {path, {}};
   default:
@@ -61,11 +61,11 @@ void makeFolder(const fs::path& path, const std::map<std::string, std::uint64_t>
 
 } // namespace
 
-Batch makeBatch(Verb verb, const fs::path& folder, std::size_t files, std::size_t size,
+Batch makeBatch(Verb verb, const fs::path& directory, std::size_t files, std::size_t size,
                 bool isText) {
   Batch batch{verb, {}, {}, isText, {}};
   for (std::size_t index = 0; index < files; ++index) {
-    batch.jobs.push_back(makeJob(verb, folder, "file-" + std::to_string(index)));
+    batch.jobs.push_back(makeJob(verb, directory, "file-" + std::to_string(index)));
   }
   if (verb != Verb::list) {
     batch.contents = makeContents(size, isText);
@@ -77,9 +77,9 @@ Batch makeBatch(Verb verb, const fs::path& folder, std::size_t files, std::size_
   return batch;
 }
 
-void prepareDisk(const Batch& batch, const fs::path& folder) {
-  fs::remove_all(folder);
-  fs::create_directories(folder / "target");
+void prepareDisk(const Batch& batch, const fs::path& directory) {
+  fs::remove_all(directory);
+  fs::create_directories(directory / "target");
   for (const Job& job : batch.jobs) {
     if (batch.verb == Verb::list) {
       makeFolder(job.path, batch.entries);

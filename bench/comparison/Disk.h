@@ -9,8 +9,8 @@
 
 namespace connector::bench {
 
-/// What is done to each file of a batch. `openTogether` is `open` by a client that is ready to
-/// guess: where it can, it sends what may turn out to be needless along with the request before.
+/// The operation on each file of a batch. `openTogether` is `open` by a client that guesses: where
+/// it can, it sends a request that may be unnecessary together with the one before it.
 enum class Verb { open, openTogether, list, create, update, rename, move, remove };
 
 struct Job {
@@ -23,15 +23,15 @@ struct Batch {
   std::vector<Job> jobs;
   std::string contents; ///< of each file, before or afterwards
   bool isText = true;
-  std::map<std::string, std::uint64_t> entries; ///< of each folder: size by name
+  std::map<std::string, std::uint64_t> entries; ///< of each directory: size by name
 };
 
-/// As many files of `size` bytes, or for `list` folders of as many entries, beneath `folder`.
-Batch makeBatch(Verb verb, const std::filesystem::path& folder, std::size_t files, std::size_t size,
-                bool isText);
+/// Plans `files` files of `size` bytes in `directory`, or for `list` directories of `size` entries.
+Batch makeBatch(Verb verb, const std::filesystem::path& directory, std::size_t files,
+                std::size_t size, bool isText);
 
-/// Brings the folder, and nothing else in it, into the state before the work.
-void prepareDisk(const Batch& batch, const std::filesystem::path& folder);
+/// Empties the directory and brings it into the state before the work.
+void prepareDisk(const Batch& batch, const std::filesystem::path& directory);
 
 /// Whether the disk is in the state after the work.
 bool isDone(const Batch& batch);

@@ -95,28 +95,28 @@ public:
     };
   }
 
-  [[nodiscard]] Told told(const Batch& batch) const override {
+  [[nodiscard]] Decoded decode(const Batch& batch) const override {
     const auto answer = Poco::JSON::Parser().parse(std::string(answer_)).extract<Object::Ptr>();
     const Object::Ptr result = answer->getObject("result");
-    Told told;
+    Decoded decoded;
     if (batch.verb == Verb::open || batch.verb == Verb::openTogether) {
       const Object::Ptr file = result->getObject("file");
       const auto contents = file->getValue<std::string>("contents");
       const bool isText = file->getValue<std::string>("encoding") == "utf-8";
-      told.contents = isText ? contents : fromBase64(contents);
-      told.size = file->getValue<std::uint64_t>("size");
-      return told;
+      decoded.contents = isText ? contents : fromBase64(contents);
+      decoded.size = file->getValue<std::uint64_t>("size");
+      return decoded;
     }
     if (batch.verb == Verb::list) {
       for (const auto& entry : *result->getArray("folderContents")) {
         const auto& info = entry.extract<Object::Ptr>();
-        told.sizes[info->getValue<std::string>("name")] = info->getValue<std::uint64_t>("size");
+        decoded.sizes[info->getValue<std::string>("name")] = info->getValue<std::uint64_t>("size");
       }
-      return told;
+      return decoded;
     }
-    told.size = result->getObject(batch.verb == Verb::rename ? "newFileInfo" : "fileInfo")
-                    ->getValue<std::uint64_t>("size");
-    return told;
+    decoded.size = result->getObject(batch.verb == Verb::rename ? "newFileInfo" : "fileInfo")
+                       ->getValue<std::uint64_t>("size");
+    return decoded;
   }
 
 private:
@@ -140,14 +140,14 @@ private:
     child_.send(request.bytes);
     received_ = 0;
     answer_ = framing_ == Framing::line ? receiveLine() : receiveBody();
-    // The faults follow the contents, so they are looked for from the end.
+    // The faults follow the contents, so they are searched from the end.
     if (answer_.compare(0, request.answerStart.size(), request.answerStart) != 0 ||
         answer_.rfind(R"("messageFaults":[])") == std::string_view::npos) {
       throw WrongAnswer("answers " + std::string(answer_.substr(0, 500)));
     }
   }
 
-  /// No other answer is outstanding, so the end of the line is the end of what there is to read.
+  /// No other answer is outstanding, so nothing follows the end of the line.
   std::string_view receiveLine() {
     do {
       receiveMore();

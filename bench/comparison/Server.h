@@ -16,16 +16,16 @@ struct WrongAnswer : std::runtime_error {
   using std::runtime_error::runtime_error;
 };
 
-/// What an answer tells, decoded.
-struct Told {
+/// The decoded contents of an answer.
+struct Decoded {
   std::string contents;                       ///< of an opened file
-  std::map<std::string, std::uint64_t> sizes; ///< of a folder's entries, by name
+  std::map<std::string, std::uint64_t> sizes; ///< of a directory's entries, by name
   std::uint64_t size = 0;                     ///< of the file that any other answer describes
 };
 
-/// A running service with our client of it. What is measured is the service and the least that any
-/// client must do: write the requests, read the whole answers into memory, see that they are no
-/// refusals. Nothing is decoded, and no bulk data is copied once it is read.
+/// A running service with our client of it. The times contain the service and the least work of any
+/// client: it writes the requests, reads the whole answers into memory and checks that they are not
+/// refusals. It does not decode them, and does not copy bulk data after reading it.
 class Server {
 public:
   explicit Server(const char* name)
@@ -37,12 +37,12 @@ public:
 
   [[nodiscard]] const char* name() const { return name_; }
 
-  /// The work to be timed; what can be made ready beforehand is. Refers to `batch`. Throws
-  /// WrongAnswer when an answer is a refusal.
+  /// Returns the work to be timed, after preparing what it can. Refers to `batch`. The work throws
+  /// WrongAnswer if an answer is a refusal.
   virtual std::function<void()> ready(const Batch& batch) = 0;
 
-  /// For the last file of the work that was done last; not measured.
-  [[nodiscard]] virtual Told told(const Batch& batch) const = 0;
+  /// Decodes the answer about the last file of the last work; not measured.
+  [[nodiscard]] virtual Decoded decode(const Batch& batch) const = 0;
 
 private:
   const char* name_;

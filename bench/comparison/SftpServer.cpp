@@ -165,18 +165,18 @@ public:
     };
   }
 
-  [[nodiscard]] Told told(const Batch& batch) const override {
-    Told told;
+  [[nodiscard]] Decoded decode(const Batch& batch) const override {
+    Decoded decoded;
     if (batch.verb == Verb::open || batch.verb == Verb::openTogether) {
       for (const std::string_view piece : contents_) {
-        told.contents += piece;
+        decoded.contents += piece;
       }
-      told.size = told.contents.size();
-      return told;
+      decoded.size = decoded.contents.size();
+      return decoded;
     }
     if (batch.verb != Verb::list) {
-      told.size = described_.size;
-      return told;
+      decoded.size = described_.size;
+      return decoded;
     }
     for (Reader names : names_) {
       for (auto left = names.u32(); left > 0; --left) {
@@ -184,11 +184,11 @@ public:
         names.text(); // the line that is meant for people
         const std::uint64_t size = readAttributes(names).size;
         if (name.front() != '.') {
-          told.sizes[name] = size;
+          decoded.sizes[name] = size;
         }
       }
     }
-    return told;
+    return decoded;
   }
 
 private:
@@ -240,14 +240,14 @@ private:
   }
 
   void list(const std::string& path) {
-    const auto folder = handle(ask(Type::opendir, path));
+    const auto directory = handle(ask(Type::opendir, path));
     names_.clear();
-    Answer answer = ask(Type::readdir, folder);
-    for (; answer.type != Type::status; answer = ask(Type::readdir, folder)) {
+    Answer answer = ask(Type::readdir, directory);
+    for (; answer.type != Type::status; answer = ask(Type::readdir, directory)) {
       names_.emplace_back(expect(answer, Type::name));
     }
     done(answer, END_OF_FILE);
-    done(ask(Type::close, folder));
+    done(ask(Type::close, directory));
   }
 
   void write(const std::string& path, std::uint32_t flags, const std::string& contents) {
@@ -271,7 +271,7 @@ private:
     done(ask(Type::remove, from));
   }
 
-  /// Asks anew when half of what may be under way has come, so as to write seldom.
+  /// Sends the next requests when half of those in flight are answered, so that it writes seldom.
   void receiveContents(std::string_view file, std::uint64_t size) {
     const std::uint32_t firstRequest = lastRequest_ + 1;
     std::uint64_t asked = 0;

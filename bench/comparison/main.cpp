@@ -1,4 +1,4 @@
-// Each operation on files beneath a scratch folder, by each service in turn.
+// Each operation on files in a scratch directory, by each service in turn.
 //
 // Usage: comparison FOLDER [--node SCRIPT] OPTIONS, which are those of bench/compare
 
@@ -35,7 +35,7 @@ struct Operation {
   const char* name;
   Verb verb;
   std::size_t files;
-  std::size_t size; ///< of each file, or the number of the folder's entries
+  std::size_t size; ///< of each file, or the number of the directory's entries
   bool isText;
   double sftpTarget; ///< The time of the other over ours is to be at least that.
   double nodeTarget;
@@ -55,8 +55,8 @@ constexpr std::array OPERATIONS{
     Operation{"create 19,999,999 bytes, no text", Verb::create, 1, BIG, false, 0.5, 3.5},
 };
 
-/// Ours alone: the time of `much` per byte or entry over that of `little`, and what it is to be at
-/// most.
+/// Only for our host: the quotient of the times of `much` and `little` per byte or entry, and its
+/// limit.
 struct Growth {
   const char* name;
   Operation little;
@@ -76,7 +76,7 @@ constexpr std::array GROWTHS{
 };
 
 struct Options {
-  std::filesystem::path folder;
+  std::filesystem::path directory;
   std::optional<std::string> nodeScript;
   int rounds = 21;
   bool anyCore = false; ///< the client and the services run where the system puts them
@@ -93,7 +93,7 @@ void require(bool right, const char* what) {
   }
 }
 
-/// What one server does with a batch.
+/// The rounds of one server with a batch.
 struct Rounds {
   Rounds(Server& its, const Batch& given)
       : server(&its)
@@ -107,16 +107,16 @@ struct Rounds {
 };
 
 void checkAnswer(const Server& server, const Batch& batch) {
-  const Told told = server.told(batch);
+  const Decoded decoded = server.decode(batch);
   const bool isOpen = batch.verb == Verb::open || batch.verb == Verb::openTogether;
-  require(told.contents == (isOpen ? batch.contents : ""), "answers other contents");
-  require(told.sizes == batch.entries, "answers other entries");
-  require(told.size == (batch.verb == Verb::remove ? 0 : batch.contents.size()),
+  require(decoded.contents == (isOpen ? batch.contents : ""), "answers other contents");
+  require(decoded.sizes == batch.entries, "answers other entries");
+  require(decoded.size == (batch.verb == Verb::remove ? 0 : batch.contents.size()),
           "answers another size");
 }
 
-void runRound(Rounds& rounds, const std::filesystem::path& folder) {
-  prepareDisk(*rounds.batch, folder);
+void runRound(Rounds& rounds, const std::filesystem::path& directory) {
+  prepareDisk(*rounds.batch, directory);
   const double seconds = timeOf(rounds.work);
   require(isDone(*rounds.batch), "leaves other files than it should");
   rounds.times.push_back(seconds / static_cast<double>(rounds.batch->jobs.size()));
@@ -127,7 +127,7 @@ std::vector<double> measure(std::vector<Rounds> all, const Options& options) {
   for (int round = 0; round <= options.rounds; ++round) {
     for (Rounds& rounds : all) {
       try {
-        runRound(rounds, options.folder);
+        runRound(rounds, options.directory);
         if (round == 0) {
           checkAnswer(*rounds.server, *rounds.batch);
           rounds.times.clear();
@@ -167,7 +167,7 @@ void printRow(const std::string& name, const std::string& ours, const std::strin
 }
 
 Batch makeBatch(const Operation& operation, const Options& options) {
-  return makeBatch(operation.verb, options.folder, operation.files, operation.size,
+  return makeBatch(operation.verb, options.directory, operation.files, operation.size,
                    operation.isText);
 }
 
@@ -212,7 +212,7 @@ void measureGrowth(Server& ours, const Options& options) {
 
 Options parse(const std::vector<std::string>& words) {
   Options options;
-  options.folder = std::filesystem::path(words.at(0)) / "files";
+  options.directory = std::filesystem::path(words.at(0)) / "files";
   for (std::size_t at = 1; at < words.size(); ++at) {
     if (words[at] == "--rounds") {
       options.rounds = std::max(1, std::stoi(words.at(++at)));

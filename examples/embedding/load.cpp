@@ -1,7 +1,7 @@
 // The library is opened at run time. It exports C++ classes, whose constructors and type
 // information no program should look up by name. The code that uses them is therefore a module of
-// its own, which is compiled against the headers and linked against nothing of the service: what it
-// leaves undefined, the loader finds in the library that was opened, globally, before it.
+// its own, which is compiled against the headers and not linked against the service. The loader
+// resolves its undefined symbols in the library, which was opened globally before it.
 
 #include "answer.h"
 

@@ -28,7 +28,8 @@ constexpr auto RESOLVED = "Promise already resolved.";
 constexpr auto CANCELLED = "Future has been cancelled.";
 constexpr auto TAKEN = "Future already returned it's value or has an associated continuation.";
 
-/// What the action returned, or the text of the stored exception or of the library's own error.
+/// Returns the result of the action as text, or the text of the stored exception or of the
+/// library's own error.
 template <typename Action>
 std::string outcome(const Action& action) {
   try {
@@ -94,13 +95,13 @@ constexpr std::array OPERATIONS = {GET,           WAIT,   HAS_EXCEPTION, SET_VAL
 constexpr auto BLOCKS = ""; // not to be tried on one thread
 
 struct Condition {
-  std::vector<Operation> road;
+  std::vector<Operation> steps;
   std::vector<std::string> outcomes; // of each of the OPERATIONS
 };
 
 void expectContract(const Condition& condition, std::size_t column) {
   Subject subject;
-  for (const Operation step : condition.road) {
+  for (const Operation step : condition.steps) {
     step(subject);
   }
   subject.runs.clear();

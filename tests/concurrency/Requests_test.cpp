@@ -35,7 +35,7 @@ protected:
     int wrong = 0;
     for (int number = 0; number < count; ++number) {
       const std::string uuid = std::to_string(seed) + "-" + std::to_string(number);
-      const Request& request = requests.at(random() % requests.size());
+      const Request& request = REQUESTS.at(random() % REQUESTS.size());
       auto params = parseObject(request.with(somePath(random), somePath(random)));
       params->set("uuid", uuid);
       auto message = registry_->fromJson(std::string("connector/v1/") + request.type, params);

@@ -1,5 +1,5 @@
-// Drives a real connector-host through the *.conversation files beside this one; README.md says
-// what their lines mean.
+// Drives a real connector-host through the *.conversation files beside this one; README.md explains
+// their lines.
 
 #include "support/ChildProcess.h"
 #include "support/HostClient.h"
@@ -33,7 +33,7 @@ using Poco::Dynamic::Var;
 using Poco::JSON::Array;
 using Poco::JSON::Object;
 
-/// `expected` with what it leaves open taken from `actual`.
+/// Returns `expected` with its open values taken from `actual`.
 Var completed(const Var& expected, const Var& actual) {
   if (expected.isString() && expected.toString() == "{any}") {
     return actual;
@@ -60,8 +60,8 @@ Var completed(const Var& expected, const Var& actual) {
   return expected;
 }
 
-/// What a failed response holds besides its fault and what every response holds.
-const std::map<std::string, std::string> restOfFailedResponse{
+/// The keys of a failed response other than its fault and those of every response.
+const std::map<std::string, std::string> REST_OF_FAILED_RESPONSE{
     {"OpenFile", R"("lineNumber":-1,"column":-1,"isDebugEvent":false,)"},
     {"RenameFile", R"("newFileInfo":{"location":"","name":"","isDirectory":false},)"},
     {"MoveFile", R"("srcPath":{"location":"","name":"","isDirectory":false},)"},
@@ -149,8 +149,8 @@ private:
     const std::string fault = R"({"message":")" + message +
                               R"(","faultCode":"FileService.IOError","faultConditions":[{)" +
                               R"("faultId":")" + condition + R"(","faultInfo":)" + paths + "}]}";
-    const auto rest = restOfFailedResponse.find(type_);
-    const std::string expected = "{" + (rest != restOfFailedResponse.end() ? rest->second : "") +
+    const auto rest = REST_OF_FAILED_RESPONSE.find(type_);
+    const std::string expected = "{" + (rest != REST_OF_FAILED_RESPONSE.end() ? rest->second : "") +
                                  (type_ == "MoveFile" ? R"("fault":)" + fault + "," : "") +
                                  R"("messageFaults":[)" + fault + "]}";
     expectResult(*parseObject(expand(expected)));

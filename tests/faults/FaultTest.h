@@ -16,18 +16,18 @@
 
 namespace connector::test {
 
-/// What a request came to.
+/// The result of a request.
 struct Outcome {
   std::string condition;       // of the fault, empty without one
-  std::string response;        // without what the outcome does not determine
+  std::string response;        // without values that the outcome does not determine
   int descriptorsLeftOpen = 0; // negative when the host closed one that it had before
 };
 
-/// What must hold for a request whatever fails while it is carried out.
+/// Checks that hold for any request in which anything fails.
 class FaultTest : public ScratchFolder {
 protected:
-  /// Carries out the request between two others, which show the host's open descriptors and that it
-  /// still serves. Throws for a JSON-RPC error and for more than one fault or condition.
+  /// Sends the request between two others, which show the host's open descriptors and that it still
+  /// serves. Throws for a JSON-RPC error and for more than one fault or condition.
   static Outcome outcomeOf(HostClient& host, const std::string& type, const std::string& params) {
     const int before = openDescriptors(host);
     const auto result = resultOf(host.ask(type, params));
@@ -45,9 +45,8 @@ protected:
     return outcome;
   }
 
-  /// After a failure: nothing that the request does not make, every file whole where it was or
-  /// where it goes to, and in part only what the request itself brings. `after` is what success
-  /// leaves.
+  /// After a failure every file is whole at its old or new path, nothing else has appeared, and
+  /// only the request's own contents may be there in part. `after` is the disk after a success.
   static void expectNothingLost(const Disk& before, const Disk& after, const Disk& now) {
     for (const auto& [path, contents] : now) {
       EXPECT_TRUE(holdsAt(before, path, contents) || holdsAt(after, path, contents) ||

@@ -45,7 +45,7 @@ protected:
 TEST_P(FullDisk, IsReportedAndLosesNothing) {
   makeOutside();
   writeFile("disk/old.txt", "old contents");
-  ASSERT_EQ(run().condition, "") << "with room enough";
+  ASSERT_EQ(run().condition, "") << "with enough space";
   const Disk after = disk();
   makeOutside();
 

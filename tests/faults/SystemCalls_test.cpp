@@ -177,7 +177,7 @@ protected:
     }
   }
 
-  /// Carries out the scenario on a fresh tree.
+  /// Runs the scenario on a fresh tree.
   Outcome run(const std::string& injection = {}) {
     makeTree();
     HostClient host(folder(), launcher(injection));
@@ -187,7 +187,7 @@ protected:
     return outcome;
   }
 
-  /// What the last run left on the disk.
+  /// The disk after the last run.
   [[nodiscard]] Disk left() const {
     Disk entries = disk();
     entries.erase("log");
@@ -203,7 +203,7 @@ protected:
   [[nodiscard]] std::vector<Call> callsOfRequest() const {
     std::vector<Call> found;
     forEachCall([&](const Call& call, int request) {
-      if (request == requestUnderTest && !isConversation(call.line)) {
+      if (request == REQUEST_UNDER_TEST && !isConversation(call.line)) {
         found.push_back(call);
       }
     });
@@ -211,7 +211,7 @@ protected:
   }
 
   /// Whether the request must succeed all the same.
-  [[nodiscard]] static bool isRiddenOut(const Injection& injection) {
+  [[nodiscard]] static bool isTolerated(const Injection& injection) {
     const bool interrupted = injection.error == "EINTR" && injection.call.name != "close";
     return interrupted || injection.isShort() || injection.error == "EAGAIN" ||
            (injection.times == 1 && isTriedAgain(injection.call));
@@ -239,13 +239,13 @@ protected:
     int elsewhere = 0;
     forEachCall([&](const Call& call, int request) {
       const bool hit = call.name == injection.call.name && call.has("(INJECTED)");
-      (request == requestUnderTest ? inRequest : elsewhere) += hit ? 1 : 0;
+      (request == REQUEST_UNDER_TEST ? inRequest : elsewhere) += hit ? 1 : 0;
     });
     EXPECT_EQ(inRequest, injection.times);
     EXPECT_EQ(elsewhere, 0);
   }
 
-  /// What was left to write was written: strace leaves out the bytes that it says were taken.
+  /// The host wrote the rest: strace does not write the bytes that it reports as written.
   void expectRestWritten(const Disk& after) const {
     int shorter = 0;
     for (const auto& [path, contents] : left()) {
@@ -259,7 +259,7 @@ protected:
   void makeTree() {
     fs::remove_all(at("tree"));
     writeFile("tree/old.txt", "old contents");
-    // More than one block of whoever copies it block by block.
+    // More than one block of a copy that goes block by block.
     writeFile("tree/full/first.bin", std::string(70'000, 'x'));
     fs::permissions(at("tree/full/first.bin"), fs::perms{0640});
     writeFile("tree/full/sub/second.txt", "second contents");
@@ -271,7 +271,7 @@ protected:
   }
 
 private:
-  static constexpr int requestUnderTest = 2; // see outcomeOf
+  static constexpr int REQUEST_UNDER_TEST = 2; // see outcomeOf
 
   /// Of the last run, with the number of the request in hand.
   template <typename Visit>
@@ -294,7 +294,7 @@ private:
     }
   }
 
-  /// Deletion tries these again, whatever fails.
+  /// A deletion tries these again after any error.
   [[nodiscard]] static bool isTriedAgain(const Call& call) {
     static const std::set<std::string> names = {"openat", "unlinkat", "getdents64"};
     return std::string(GetParam().type) == "DeleteFile" &&
@@ -330,12 +330,12 @@ TEST_P(SystemCalls, MayFailOneByOne) {
     Outcome outcome;
     ASSERT_NO_THROW(outcome = run(injection.text())) << readFile("errors");
     expectInjected(injection);
-    // strace does not carry out a call that it makes fail, and a close may not be tried again.
+    // strace does not execute a call that it makes fail, and a close may not be tried again.
     EXPECT_EQ(outcome.descriptorsLeftOpen, injection.call.name == "close" ? 1 : 0);
     if (injection.times > 1 || injection.leavesCopyInDoubt()) {
       EXPECT_NE(outcome.condition, "");
     }
-    if (isRiddenOut(injection)) {
+    if (isTolerated(injection)) {
       EXPECT_EQ(outcome.condition, "");
     }
     if (injection.error == NONE) {

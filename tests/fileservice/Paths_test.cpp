@@ -74,7 +74,7 @@ private:
   std::string endOf(const Call& call) const {
     makeTree();
     const auto before = snapshot(top_);
-    const std::string outcome = outcomeOf(call);
+    std::string outcome = outcomeOf(call);
     if (snapshot(top_) == before) {
       return outcome;
     }

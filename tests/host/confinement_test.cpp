@@ -12,7 +12,7 @@ namespace connector::test {
 
 using ConfinedProcess = ScratchFolder;
 
-// The file operations refuse by themselves most of what is outside, so this test has none of them.
+// Without file operations, because they refuse most paths outside before the kernel does.
 TEST_F(ConfinedProcess, OpensNothingOutsideItsRootsAndOnlyReadsIfReadOnly) {
   if (!canConfine()) {
     GTEST_SKIP() << "this kernel has no Landlock of version 2";

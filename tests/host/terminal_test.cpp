@@ -22,7 +22,7 @@ using testing::Not;
 const std::string HOST = CONNECTOR_HOST_PROGRAM;
 const std::string REFUSED = HOST + R"( call OpenFile '{"path":"/no/such/file"}')";
 
-/// What a shell command writes to a terminal of its own, at which somebody types Ctrl-D.
+/// The output of a shell command at a terminal of its own, at which somebody types Ctrl-D.
 std::string outputAtTerminal(const std::string& command) {
   setenv("COMMAND", command.c_str(), 1);
   return runShell(R"(printf '\004' | script -qec "$COMMAND" /dev/null)").output;

@@ -11,7 +11,7 @@
 
 namespace fl::filesystem::test {
 
-/// What a call threw: class, code and path. All empty when it threw nothing.
+/// The exception of a call: class, code and path, or empty values without one.
 using Failure = std::tuple<std::string, std::uint32_t, std::u16string>;
 
 template <typename Error>

@@ -21,7 +21,7 @@ namespace connector::test {
 /// Runs `body` in a forked child, which prints its own failures. The current test fails, or is
 /// skipped, as the child is.
 inline void inChildProcess(const std::function<void()>& body) {
-  enum Ending { PASSED, FAILED, SKIPPED };
+  enum Ending { passed, failed, skipped };
 
   std::fflush(nullptr); // or the child would print it once more
   const pid_t child = fork();
@@ -35,11 +35,11 @@ inline void inChildProcess(const std::function<void()>& body) {
       ADD_FAILURE() << "exception in the child process: " << error.what();
     }
     std::fflush(nullptr);
-    _exit(::testing::Test::HasFailure() ? FAILED : ::testing::Test::IsSkipped() ? SKIPPED : PASSED);
+    _exit(::testing::Test::HasFailure() ? failed : ::testing::Test::IsSkipped() ? skipped : passed);
   }
   int status = 0;
   waitpid(child, &status, 0);
-  if (WIFEXITED(status) && WEXITSTATUS(status) == SKIPPED) {
+  if (WIFEXITED(status) && WEXITSTATUS(status) == skipped) {
     GTEST_SKIP() << "skipped in the child process";
   }
   EXPECT_EQ(status, 0) << "the child process failed";
@@ -81,7 +81,7 @@ inline bool enterOwnMountNamespace() {
 
 } // namespace detail
 
-/// Runs `body` in a child process that alone sees a fresh tmpfs on the existing folder `where`.
+/// Runs `body` in a child process, which sees a fresh tmpfs on the existing directory `where`.
 /// `options` are tmpfs's own, such as "size=64k" or "nr_inodes=4". Where the kernel allows no such
 /// mount the test is skipped.
 inline void onTmpfs(const std::filesystem::path& where, const std::string& options,

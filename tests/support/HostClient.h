@@ -32,7 +32,7 @@ public:
       : host_(launch(std::move(launcher), currentFolder, in_, out_))
       , answers_(out_) {}
 
-  /// Starts it with these options, or whatever else a shell takes there, such as redirections.
+  /// Starts it with these options or other shell syntax, such as redirections.
   static std::vector<std::string> withOptions(const std::string& options) {
     return {"sh", "-c", R"(exec "$0" )" + options};
   }

@@ -26,8 +26,8 @@ inline bool canInject() {
              .status == 0;
 }
 
-/// Whether the kernel can confine a host. From then on hosts do not look for leaks, because that
-/// needs what the confinement takes from them.
+/// Whether the kernel can confine a host. From then on hosts do not search for leaks, which the
+/// confinement prevents.
 inline bool canConfine() {
   setenv("LSAN_OPTIONS", "detect_leaks=0", 1);
   return syscall(SYS_landlock_create_ruleset, nullptr, 0, LANDLOCK_CREATE_RULESET_VERSION) >= 2;

@@ -30,7 +30,7 @@ struct Request {
 };
 
 /// The nine, with the path in each of their places.
-inline constexpr std::array<Request, 15> requests{{
+inline constexpr std::array<Request, 15> REQUESTS{{
     {"CreateFile", R"({"file":{"location":"@","contents":"x"},"updateIfExists":true})",
      Does::write},
     {"CreateFile", R"({"file":{"location":"@","isDirectory":true}})", Does::write},
@@ -49,10 +49,10 @@ inline constexpr std::array<Request, 15> requests{{
     {"ListFolder", R"({"path":"@"})", Does::list},
 }};
 
-inline constexpr const Request& openFile = requests[2];
-inline constexpr const Request& listFolder = requests[14];
+inline constexpr const Request& openFile = REQUESTS[2];
+inline constexpr const Request& listFolder = REQUESTS[14];
 
-/// Throws when the answer is no response.
+/// Throws if the answer is not a response.
 inline std::size_t countFaults(const Poco::JSON::Object& answer) {
   const auto result = answer.getObject("result");
   if (result.isNull() || !result->isArray("messageFaults")) {

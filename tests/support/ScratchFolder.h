@@ -17,7 +17,7 @@
 
 namespace connector::test {
 
-/// Relative path to a description of what is there.
+/// Relative path to a description of the entry.
 using Disk = std::map<std::string, std::string>;
 
 /// The contents of a file, "" if it may not be read; "-> target" for a link, "/" for a directory,

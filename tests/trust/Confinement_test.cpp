@@ -35,7 +35,7 @@ using testing::Not;
 const std::string SECRET = "contents that stay outside";
 const std::string UNLISTED = "entry-that-stays-outside";
 
-// Everything below is about {B}, a folder with `root`, which is the host's current folder, and two
+// {B} below is a directory with `root`, which is the host's current directory, and two
 // others of the same contents: `outside`, which the host holds open as 8 and its secret.txt as 9,
 // and `root2`, whose name begins with the root's. {P} is a process that is not confined.
 
@@ -127,7 +127,7 @@ public:
 
   [[nodiscard]] Disk outside() const { return snapshot(base_, root()); }
 
-  /// Keeps the folders that the host holds open.
+  /// Keeps the directories that the host holds open.
   void makeTree() {
     for (const char* name : {"root", "outside", "root2"}) {
       fs::create_directories(base_ / name);
@@ -162,7 +162,7 @@ private:
   std::optional<HostClient> host_;
 };
 
-/// Whether the request may succeed: a change is refused, and so is what needs to look outside.
+/// Whether the request may succeed: a change is refused, and so is any access outside.
 bool mayPass(const Request& request, const Way& way, bool readOnly) {
   if (readOnly) {
     return request.does == Does::describe || request.does == Does::read ||
@@ -198,8 +198,8 @@ void expectAllHeld(const fs::path& folder, const std::string& options, bool read
   const auto work = [&](std::size_t number) {
     try {
       Station station(folder / std::to_string(number), options);
-      for (std::size_t i = next++; i < ways.size() * requests.size(); i = next++) {
-        expectHeld(station, requests.at(i % requests.size()), ways.at(i / requests.size()),
+      for (std::size_t i = next++; i < ways.size() * REQUESTS.size(); i = next++) {
+        expectHeld(station, REQUESTS.at(i % REQUESTS.size()), ways.at(i / REQUESTS.size()),
                    readOnly);
       }
     } catch (const std::exception& error) {
@@ -223,7 +223,7 @@ protected:
     }
   }
 
-  /// A command for a shell in the folder, in which HOST stands for the program.
+  /// Runs a shell command in the directory, in which HOST is the program.
   [[nodiscard]] Finished run(const std::string& command) const {
     const std::string program = CONNECTOR_HOST_PROGRAM;
     return runShell("exec 2>&1; cd " + folder().string() + "; " +

@@ -27,7 +27,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-/// What this process does with an object while the host uses it.
+/// This process's use of an object while the host uses it.
 enum class Peer { none, waits, fillsIt, leasesIt };
 
 /// An object that could block a process that opens, reads or writes it, or keep it busy for ever.
@@ -102,7 +102,7 @@ TEST_F(NeverStuck, OnWhatAnOpenWouldWaitFor) {
   HostClient host(folder());
   host.setPatience(std::chrono::seconds(SANITIZED ? 120 : 30)); // shorter than a lease lasts
   for (const Obstacle& obstacle : obstacles) {
-    for (const Request& request : requests) {
+    for (const Request& request : REQUESTS) {
       expectUnstuck(host, obstacle, request);
     }
   }

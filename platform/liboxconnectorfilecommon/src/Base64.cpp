@@ -87,7 +87,7 @@ void store(char* to, __m128i bytes) {
 __attribute__((target("ssse3"))) std::size_t encodeBySsse3(const char* in, std::size_t groups,
                                                            char* out) {
   const __m128i spread = _mm_setr_epi8(1, 0, 2, 1, 4, 3, 5, 4, 7, 6, 8, 7, 10, 9, 11, 10);
-  // By range of the digit's value: what to add to it for its character.
+  // By range of the digit's value: the offset from the value to the character.
   const __m128i offsets =
       _mm_setr_epi8('a' - 26, '0' - 52, '0' - 52, '0' - 52, '0' - 52, '0' - 52, '0' - 52, '0' - 52,
                     '0' - 52, '0' - 52, '0' - 52, '+' - 62, '/' - 63, 'A', 0, 0);
@@ -115,7 +115,7 @@ __attribute__((target("ssse3"))) std::size_t decodeBySsse3(const char* in, std::
                                          0x13, 0x1A, 0x1B, 0x1B, 0x1B, 0x1A);
   const __m128i highMasks = _mm_setr_epi8(0x10, 0x10, 0x01, 0x02, 0x04, 0x08, 0x04, 0x08, 0x10,
                                           0x10, 0x10, 0x10, 0x10, 0x10, 0x10, 0x10);
-  // By upper half, less one for a slash: what to add to the character for its value.
+  // By upper half, less one for a slash: the offset from the character to its value.
   const __m128i offsets = _mm_setr_epi8(0, 63 - '/', 62 - '+', 52 - '0', -'A', -'A', 26 - 'a',
                                         26 - 'a', 0, 0, 0, 0, 0, 0, 0, 0);
   const __m128i gather = _mm_setr_epi8(2, 1, 0, 6, 5, 4, 10, 9, 8, 14, 13, 12, -1, -1, -1, -1);
@@ -158,19 +158,19 @@ void encode(const char* in, std::size_t groups, char* out) {
   encodePlainly(in + 3 * done, groups - done, out + 4 * done);
 }
 
-/// False when there is a character that is no digit.
+/// Returns false if a character is not a digit.
 bool decode(const char* in, std::size_t groups, char* out) {
   const std::size_t done = FAST_DECODE(in, groups, out);
   return decodePlainly(in + 4 * done, groups - done, out + 3 * done) == groups - done;
 }
 
-/// The one group that may be padded: up to three bytes. Nothing when it is no such group.
+/// Decodes the one group that may be padded: up to three bytes. Returns nullopt if it is malformed.
 std::optional<std::string> decodeLast(std::string_view group) {
   const std::size_t digits = std::min(group.find(PADDING), group.size());
   if (digits < 2 || group.substr(digits) != std::string_view("==", group.size() - digits)) {
     return std::nullopt;
   }
-  std::array<char, 4> filled{'A', 'A', 'A', 'A'}; // 'A' is no bit set
+  std::array<char, 4> filled{'A', 'A', 'A', 'A'}; // 'A' has no bit set
   std::copy_n(group.begin(), digits, filled.begin());
   std::string bytes(3, '\0');
   if (!decode(filled.data(), 1, bytes.data()) ||

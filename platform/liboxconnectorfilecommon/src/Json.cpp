@@ -58,7 +58,7 @@ std::string& addText(Object& object, const char* key) {
   return const_cast<std::string&>(member->second.extract<std::string>());
 }
 
-/// In pieces, so that bytes that are no text are mostly found out at once.
+/// Checks in pieces, so that bytes that are not text are mostly detected at once.
 bool isUtf8(std::string_view bytes) {
   constexpr std::size_t most = 64UL * 1024;
   const auto continues = [](char byte) {

@@ -39,7 +39,7 @@ void MessageRegistry::registerConverters(const std::string& name, const std::typ
 }
 
 void MessageRegistry::removeConverters(const std::type_info& type) {
-  Entry removed; // Freed after the lock: what a converter holds may call the registry.
+  Entry removed; // Freed after the lock: a converter's members may call the registry.
   const std::unique_lock lock(mutex_);
   const auto typed = byType_.find(type);
   if (typed == byType_.end()) {

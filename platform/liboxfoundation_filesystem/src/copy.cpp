@@ -154,8 +154,8 @@ private:
 };
 
 /// Copies `count` bytes from the position of one file to the position of the other. First lets the
-/// kernel copy. It may refuse any pair of files, and its errors do not tell source from target, so
-/// a read and write loop repeats the rest and reports the error precisely.
+/// kernel copy. It may refuse any pair of files, and its errors do not distinguish source and
+/// target, so a read and write loop repeats the rest and reports the error precisely.
 void copy_bytes(const source_file& source, const new_file& target, off_t count) {
   const auto by_kernel = [&] {
     return ::copy_file_range(source.get(), nullptr, target.get(), nullptr,

@@ -11,7 +11,7 @@ namespace fl::filesystem {
 
 namespace {
 
-constexpr mode_t ALL_PERMISSIONS = 0777; // less what the process's umask takes
+constexpr mode_t ALL_PERMISSIONS = 0777; // before the process's umask
 
 /// Returns 0 if the directory now exists, also if another process made it, else mkdir's errno.
 int make_or_keep(const std::string& directory) {

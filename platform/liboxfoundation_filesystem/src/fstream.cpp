@@ -22,7 +22,7 @@ namespace {
 
 using detail::stat_buffer;
 
-constexpr mode_t CREATION_MODE = 0666; // less what the process's umask takes
+constexpr mode_t CREATION_MODE = 0666; // before the process's umask
 
 bool is_for_writing(std::ios_base::openmode mode) {
   return (mode & (std::ios_base::out | std::ios_base::app)) != 0;
@@ -55,7 +55,7 @@ bool is_unnamed_pipe(int opened, const stat_buffer& file) {
   return S_ISFIFO(file.st_mode) && ::fstatfs(opened, &system) == 0 && system.f_type == PIPEFS_MAGIC;
 }
 
-/// Refuses a file whose readers would take what is written for this process's own output, and only
+/// Refuses a file whose readers would mistake the data for this process's own output, and only
 /// then empties it. Returns false with errno set on failure.
 bool prepare_writing(int opened, bool truncates) {
   stat_buffer file{};

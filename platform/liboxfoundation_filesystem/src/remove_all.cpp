@@ -53,7 +53,7 @@ int remove_one(int parent, const std::string& name) {
 /// place of a directory matters.
 class tree_removal {
 public:
-  /// `parent` stays open meanwhile; `path` is what it and `name` are together, for errors.
+  /// `parent` stays open meanwhile; `path` is the path of both together, for errors.
   tree_removal(int parent, std::string name, std::string path)
       : parent_(parent)
       , path_(std::move(path)) {

@@ -90,7 +90,7 @@ TEST_F(RemoveAll, KeepsWhatIsMountedInTheTree) {
   });
 }
 
-// What other processes do matters only between two system calls of remove_all, so these tests do it
+// Other processes can interfere only between two system calls of remove_all, so these tests do it
 // there.
 class RemoveAllMeanwhile : public RemoveAll {
 protected:
@@ -151,7 +151,7 @@ TEST_F(RemoveAllMeanwhile, WhatOthersRemoveAtAnyMomentIsNoFailure) {
   }
 }
 
-// Deep enough that the folders near the top were closed and are sought by way of "..".
+// Deep enough that the directories near the top were closed and are reopened through "..".
 TEST_F(RemoveAllMeanwhile, AFolderMovedElsewhereDoesNotLeadTheWayThere) {
   writeFile("victim/file", "kept");
   std::filesystem::path deep = "top/a/b";

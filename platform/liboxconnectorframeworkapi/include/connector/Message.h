@@ -6,7 +6,7 @@
 
 namespace connector {
 
-/// What travels through the framework, always as std::unique_ptr<Message>.
+/// The base of all that the framework delivers, always as std::unique_ptr<Message>.
 class Message : private boost::noncopyable {
 public:
   virtual ~Message() = default;

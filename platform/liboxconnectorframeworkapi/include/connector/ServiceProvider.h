@@ -19,7 +19,7 @@ struct Address {
   std::string client;
 };
 
-/// What the framework knows about the delivery in hand.
+/// The framework's data about the current delivery.
 class Context {
 public:
   virtual ~Context() = default;
@@ -56,7 +56,7 @@ protected:
   ~DeferredService() = default;
 };
 
-/// What the framework hands messages to.
+/// Takes the messages that the framework delivers.
 class ServiceProvider : public Lifecycle, public DeferredService {
 public:
   ~ServiceProvider() override = default;

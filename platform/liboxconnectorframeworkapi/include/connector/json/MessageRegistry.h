@@ -24,20 +24,21 @@ class UnknownMessageType : public std::invalid_argument {
 /// register or remove others.
 class MessageRegistry : public JsonSerializer {
 public:
-  /// std::invalid_argument, and nothing changed, when the name or the type is registered already.
+  /// Throws std::invalid_argument, and changes nothing, if the name or the type is registered
+  /// already.
   void registerConverters(const std::string& name, const std::type_info& type, ToJson toJson,
                           FromJson fromJson) override;
 
   /// An unknown type is ignored.
   void removeConverters(const std::type_info& type) override;
 
-  /// Finds the converter by the message's run-time type. UnknownMessageType when there is none;
-  /// std::invalid_argument for no message; what the converter throws otherwise.
+  /// Finds the converter by the message's run-time type. Throws UnknownMessageType if there is
+  /// none, and std::invalid_argument if the message is null. Passes on the converter's exceptions.
   [[nodiscard]] Poco::SharedPtr<Poco::JSON::Object>
   toJson(const std::unique_ptr<Message>& message) const;
 
-  /// Finds the converter by type name. UnknownMessageType when there is none; what the converter
-  /// throws otherwise.
+  /// Finds the converter by type name. Throws UnknownMessageType if there is none. Passes on the
+  /// converter's exceptions.
   [[nodiscard]] std::unique_ptr<Message> fromJson(const std::string& name,
                                                   Poco::SharedPtr<Poco::JSON::Object> object) const;
 

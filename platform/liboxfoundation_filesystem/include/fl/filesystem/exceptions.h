@@ -60,7 +60,7 @@ class FileNameConversionFailure : public FsysExceptionBase {
   using FsysExceptionBase::FsysExceptionBase;
 };
 
-/// A character that a codec refuses. The codecs here replace instead, so nothing here throws it.
+/// A character that a codec refuses. Never thrown here, because the codecs replace such characters.
 class CvtInvalidCharacter : public FsysExceptionBase {
   using FsysExceptionBase::FsysExceptionBase;
 };

@@ -14,7 +14,7 @@ namespace fl::filesystem::detail {
 std::u16string extract_filename(const std::u16string& path);
 
 /// The path without its last component and without the separators before that; separators at the
-/// end do not count. "/" for a root and for a component directly beneath it; empty for a lone one.
+/// end do not count. "/" for a root and for a component directly below it; empty for a single one.
 std::u16string extract_parent_path(const std::u16string& path);
 
 /// Appends `name` to `base` as a further component, in place, with a separator between them when
@@ -22,10 +22,10 @@ std::u16string extract_parent_path(const std::u16string& path);
 void concatenate_pathname(std::u16string& base, const std::u16string& name, bool separate);
 
 /// The platform's form of a path component, which here is the component itself: the result is
-/// `name`, no copy.
+/// `name`, not a copy.
 const std::u16string& make_native_form(const std::u16string& name, bool component);
 
-/// The bytes under which the system knows the path; see native_name.h for what they are.
+/// The bytes under which the system knows the path; see native_name.h for the mapping.
 std::string make_native_access_form_i18n(const std::u16string& path);
 
 /// The same with runs of separators made one.

@@ -11,7 +11,7 @@
 namespace fl::i18n {
 
 /// Names the encoding of the narrow side. Only "UTF-8" is known; std::invalid_argument otherwise.
-/// The flag is accepted and has no effect: what cannot be converted is always replaced.
+/// The flag is accepted and has no effect: invalid units are always replaced.
 class codecvt_ustring_to_string {
 public:
   codecvt_ustring_to_string(std::string_view encoding, bool flag);

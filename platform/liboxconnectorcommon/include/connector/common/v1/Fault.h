@@ -7,7 +7,7 @@
 
 namespace connector::common::v1 {
 
-/// What kind of failure it was and what it was about. The text of each constant is its own name.
+/// The kind of a failure and the paths that it concerns. The text of each constant is its own name.
 class FaultCondition {
 public:
   static const std::string FILE_NOT_FOUND;
