@@ -89,20 +89,6 @@ const RequestKey* findKey(const Keys& keys, const std::string& name) {
   return found == keys.end() ? nullptr : &*found;
 }
 
-/// Each dot in the name leads into an object, which is created if it is missing.
-void setMember(Object& object, const std::string& name, const Var& value) {
-  const auto dot = name.find('.');
-  const auto first = name.substr(0, dot);
-  if (dot == std::string::npos) {
-    object.set(first, value);
-    return;
-  }
-  if (object.getObject(first).isNull()) {
-    object.set(first, Poco::makeShared<Object>());
-  }
-  setMember(*object.getObject(first), name.substr(dot + 1), value);
-}
-
 Var parseValue(const RequestKey& key, const std::string& text, std::size_t limit) {
   if (key.type == "object") {
     throw UsageError(key.name + " is an object; give its keys, such as " + key.name + ".location");
@@ -128,9 +114,9 @@ Object::Ptr assembleMessage(const Options& options, const Keys& keys) {
     const auto name = argument.substr(0, equals);
     const auto value = argument.substr(equals + 1);
     if (const auto* key = findKey(keys, name)) {
-      setMember(*message, key->name, parseValue(*key, value, options.maxMessage));
+      setKey(*message, key->name, parseValue(*key, value, options.maxMessage));
     } else {
-      setMember(*message, name, value);
+      setKey(*message, name, value);
     }
   }
   return message;

@@ -3,6 +3,7 @@
 #include "JsonWriter.h"
 #include "Output.h"
 #include "Suggestion.h"
+#include "Terminal.h"
 
 #include <Poco/Dynamic/Var.h>
 #include <Poco/String.h>
@@ -11,8 +12,10 @@
 #include <array>
 #include <cctype>
 #include <filesystem>
+#include <initializer_list>
 #include <string_view>
 #include <typeinfo>
+#include <utility>
 
 namespace connector::host {
 
@@ -25,7 +28,6 @@ using Poco::JSON::Object;
 constexpr const char* STATELESS_VERSION = "2026-07-28";
 constexpr std::array VERSIONS{"2024-11-05", "2025-03-26", "2025-06-18", "2025-11-25"};
 
-constexpr const char* META = "_meta";
 constexpr const char* VERSION_KEY = "io.modelcontextprotocol/protocolVersion";
 constexpr const char* CAPABILITIES_KEY = "io.modelcontextprotocol/clientCapabilities";
 constexpr const char* SERVER_KEY = "io.modelcontextprotocol/serverInfo";
@@ -71,17 +73,20 @@ const Effects& effectsOf(const std::string& type) {
   return found == EFFECTS.end() ? defaults : *found;
 }
 
-Object::Ptr newObject() {
-  return Poco::makeShared<Object>(Poco::JSON_PRESERVE_KEY_ORDER);
+Object::Ptr object(std::initializer_list<std::pair<const char*, Var>> members) {
+  auto result = Poco::makeShared<Object>(Poco::JSON_PRESERVE_KEY_ORDER);
+  for (const auto& [name, value] : members) {
+    result->set(name, value);
+  }
+  return result;
 }
 
-template <typename Texts>
-Array::Ptr arrayOf(const Texts& texts) {
-  auto array = Poco::makeShared<Array>();
-  for (const auto& text : texts) {
-    array->add(std::string(text));
+Array::Ptr array(std::initializer_list<Var> elements) {
+  auto result = Poco::makeShared<Array>();
+  for (const auto& element : elements) {
+    result->add(element);
   }
-  return array;
+  return result;
 }
 
 bool isText(const Var& value) {
@@ -108,52 +113,37 @@ std::string argumentOf(const RequestKey& key) {
 }
 
 Object::Ptr inputSchema(const std::vector<RequestKey>& keys) {
-  auto properties = newObject();
-  auto required = Poco::makeShared<Array>();
+  auto properties = object({});
+  auto required = array({});
   for (const auto& key : keys) {
     properties->set(argumentOf(key), key.schema);
     if (key.isRequired) {
       required->add(argumentOf(key));
     }
   }
-  auto schema = newObject();
-  schema->set("type", "object");
-  schema->set("properties", properties);
-  schema->set("required", required);
-  schema->set("additionalProperties", false);
-  return schema;
-}
-
-Object::Ptr annotationsOf(const Effects& effects, bool isReadOnly) {
-  auto annotations = newObject();
-  annotations->set("readOnlyHint", isReadOnly);
-  annotations->set("destructiveHint", !isReadOnly && effects.isDestructive);
-  annotations->set("idempotentHint", effects.isIdempotent);
-  annotations->set("openWorldHint", false);
-  return annotations;
+  return object({{"type", "object"},
+                 {"properties", properties},
+                 {"required", required},
+                 {"additionalProperties", false}});
 }
 
 Object::Ptr serverInfo() {
-  auto info = newObject();
-  info->set("name", "connector-host");
-  info->set("title", "Connector file service");
-  info->set("version", CONNECTOR_HOST_VERSION);
-  return info;
+  return object({{"name", "connector-host"},
+                 {"title", "Connector file service"},
+                 {"version", CONNECTOR_HOST_VERSION}});
 }
 
 /// Whether a request belongs to the stateless protocol. Throws an Error if it has another version
 /// of it.
 bool isStateless(const std::string& method, const Object& params) {
-  const auto meta = params.getObject(META);
+  const auto meta = params.getObject("_meta");
   const auto version = meta.isNull() ? Var() : meta->get(VERSION_KEY);
   if (version.isEmpty()) {
     return method == DISCOVER;
   }
   if (!isText(version) || version.extract<std::string>() != STATELESS_VERSION) {
-    auto data = newObject();
-    data->set("supported", arrayOf(std::array{STATELESS_VERSION}));
-    data->set("requested", version);
-    throw Error(ErrorCode::unsupportedVersion, "Unsupported protocol version", data);
+    throw Error(ErrorCode::unsupportedVersion, "Unsupported protocol version",
+                object({{"supported", array({STATELESS_VERSION})}, {"requested", version}}));
   }
   if (meta->getObject(CAPABILITIES_KEY).isNull()) {
     throw Error(ErrorCode::invalidParams,
@@ -164,9 +154,7 @@ bool isStateless(const std::string& method, const Object& params) {
 
 /// Adds the members that each result of the stateless protocol has.
 void addStatelessMembers(const std::string& method, Object& result) {
-  auto meta = newObject();
-  meta->set(SERVER_KEY, serverInfo());
-  result.set(META, meta);
+  result.set("_meta", object({{SERVER_KEY, serverInfo()}}));
   result.set("resultType", "complete");
   if (method == LIST || method == DISCOVER) {
     result.set("ttlMs", FIVE_MINUTES);
@@ -174,37 +162,21 @@ void addStatelessMembers(const std::string& method, Object& result) {
   }
 }
 
-Object::Ptr initializeResult(const Object& params) {
+/// The requested version, or else the newest one.
+std::string versionFor(const Object& params) {
   const auto requested = params.optValue("protocolVersion", std::string());
   const auto* found = std::find(VERSIONS.begin(), VERSIONS.end(), requested);
-  auto result = newObject();
-  result->set("protocolVersion",
-              found == VERSIONS.end() ? std::string(VERSIONS.back()) : requested);
-  result->set("serverInfo", serverInfo());
-  return result;
+  return found == VERSIONS.end() ? VERSIONS.back() : *found;
 }
 
-void addCapabilities(Object& result, const std::string& instructions) {
-  auto capabilities = newObject();
-  capabilities->set("tools", newObject());
-  result.set("capabilities", capabilities);
-  result.set("instructions", instructions);
+Object::Ptr textBlock(const Var& text) {
+  auto block = object({{"type", "text"}});
+  block->set("text", text); // which may be long and is copied less often so
+  return block;
 }
 
-Object::Ptr toolResult(const std::vector<Var>& texts, bool isError = false) {
-  auto content = Poco::makeShared<Array>();
-  for (const auto& text : texts) {
-    auto block = newObject();
-    block->set("type", "text");
-    block->set("text", text);
-    content->add(block);
-  }
-  auto result = newObject();
-  result->set("content", content);
-  if (isError) {
-    result->set("isError", true);
-  }
-  return result;
+Object::Ptr errorResult(const std::string& text) {
+  return object({{"content", array({textBlock(text)})}, {"isError", true}});
 }
 
 std::string faultText(const Object& fault) {
@@ -217,21 +189,9 @@ std::string faultText(const Object& fault) {
   return text;
 }
 
-/// A text with control characters, which could forge a line, becomes a JSON string.
-std::string onOneLine(const std::string& text) {
-  if (std::none_of(text.begin(), text.end(),
-                   [](unsigned char c) { return std::iscntrl(c) != 0; })) {
-    return text;
-  }
-  StringOutput json;
-  appendJson(json, text);
-  json.flush();
-  return json.text();
-}
-
 /// "NAME/" of a directory, "NAME (6 bytes)" of a file. The name is that member of the description.
 std::string describe(const Object& info, const char* name) {
-  const auto text = onOneLine(info.getValue<std::string>(name));
+  const auto text = withEscapedControls(info.getValue<std::string>(name), "");
   if (info.optValue("deleted", false)) {
     return text + " (missing)";
   }
@@ -251,28 +211,31 @@ std::string listing(const Array& entries) {
 /// Contents are only a text: clients that show a model `structuredContent` instead of the text
 /// would show none, and both would double the result.
 Object::Ptr contentsResult(const Object& file) {
-  if (file.getValue<std::string>("encoding") == "utf-8") {
-    return toolResult({file.get("contents")});
+  auto content = array({});
+  if (file.getValue<std::string>("encoding") != "utf-8") {
+    const auto size = file.get("size").toString();
+    content->add(textBlock("These " + size + " bytes are not UTF-8. In base64:"));
   }
-  const auto size = file.get("size").toString();
-  return toolResult({"These " + size + " bytes are not UTF-8. In base64:", file.get("contents")});
+  content->add(textBlock(file.get("contents")));
+  return object({{"content", content}});
 }
 
 Object::Ptr resultFrom(Object::Ptr response) {
   if (const auto file = response->getObject("file")) {
     return contentsResult(*file);
   }
-  const auto faults = response->getArray("messageFaults");
-  const auto entries = response->getArray("folderContents");
-  const auto info = response->getObject(response->has("fileInfo") ? "fileInfo" : "newFileInfo");
-  const auto text = faults->size() > 0 ? faultText(*faults->getObject(0))
-                    : entries.isNull() ? describe(*info, "location")
-                                       : listing(*entries);
-  auto result = toolResult({text}, faults->size() > 0);
   response->remove("uuid");
   response->remove("apiVersion");
-  result->set("structuredContent", response);
-  return result;
+  const auto faults = response->getArray("messageFaults");
+  if (faults->size() > 0) {
+    auto result = errorResult(faultText(*faults->getObject(0)));
+    result->set("structuredContent", response);
+    return result;
+  }
+  const auto entries = response->getArray("folderContents");
+  const auto info = response->getObject(response->has("fileInfo") ? "fileInfo" : "newFileInfo");
+  const auto text = entries.isNull() ? describe(*info, "location") : listing(*entries);
+  return object({{"content", array({textBlock(text)})}, {"structuredContent", response}});
 }
 
 std::size_t sizeOf(const Object::Ptr& result) {
@@ -284,20 +247,6 @@ std::size_t sizeOf(const Object::Ptr& result) {
 
 bool isOfType(const Var& value, const std::string& type) {
   return type == "boolean" ? value.type() == typeid(bool) : isText(value);
-}
-
-/// Puts an argument at its place in a message.
-void setKey(Object& message, const std::string& name, const Var& value) {
-  const auto dot = name.find('.');
-  if (dot == std::string::npos) {
-    message.set(name, value);
-    return;
-  }
-  const auto parent = name.substr(0, dot);
-  if (!message.has(parent)) {
-    message.set(parent, newObject());
-  }
-  message.getObject(parent)->set(name.substr(dot + 1), value);
 }
 
 const RequestKey& keyOf(const std::vector<RequestKey>& keys, const std::string& argument) {
@@ -315,8 +264,8 @@ const RequestKey& keyOf(const std::vector<RequestKey>& keys, const std::string& 
 /// Throws an Error for arguments that the service itself would ignore or convert, or do without.
 Object::Ptr messageFrom(const std::vector<RequestKey>& keys, const Object& params) {
   const auto given = params.getObject("arguments");
-  const auto arguments = given.isNull() ? newObject() : given;
-  auto message = newObject();
+  const auto arguments = given.isNull() ? object({}) : given;
+  auto message = object({});
   for (const auto& [name, value] : *arguments) {
     const auto& key = keyOf(keys, name);
     if (!value.isEmpty() && !isOfType(value, key.type)) {
@@ -379,14 +328,16 @@ void Mcp::addTool(const std::string& type, bool readOnly) {
       std::any_of(keys.begin(), keys.end(), [](const RequestKey& key) { return !key.isRequired; });
 
   const auto name = separated(Poco::toLower(title.substr(0, 1)) + title.substr(1), '_');
-  auto definition = newObject();
-  definition->set("name", name);
-  definition->set("title", separated(title, ' '));
-  definition->set("description",
-                  schema->getValue<std::string>("description") + " " + effects.advice);
-  definition->set("inputSchema", inputSchema(keys));
-  definition->set("annotations", annotationsOf(effects, effects.isReadOnly && !hasOptions));
-  definitions_->add(definition);
+  const bool isReadOnly = effects.isReadOnly && !hasOptions;
+  definitions_->add(
+      object({{"name", name},
+              {"title", separated(title, ' ')},
+              {"description", schema->getValue<std::string>("description") + " " + effects.advice},
+              {"inputSchema", inputSchema(keys)},
+              {"annotations", object({{"readOnlyHint", isReadOnly},
+                                      {"destructiveHint", !isReadOnly && effects.isDestructive},
+                                      {"idempotentHint", effects.isIdempotent},
+                                      {"openWorldHint", false}})}}));
   tools_.emplace(name, Tool{type, std::move(keys)});
 }
 
@@ -404,22 +355,28 @@ Object::Ptr Mcp::execute(const std::string& method, const Object::Ptr& params) c
 }
 
 Object::Ptr Mcp::resultOf(const std::string& method, const Object& params) const {
-  auto result = newObject();
+  const auto capabilities = object({{"tools", object({})}});
   if (method == "tools/call") {
     return callTool(params);
   }
   if (method == LIST) {
-    result->set("tools", definitions_);
-  } else if (method == DISCOVER) {
-    result->set("supportedVersions", arrayOf(std::array{STATELESS_VERSION}));
-    addCapabilities(*result, instructions_);
-  } else if (method == "initialize") {
-    result = initializeResult(params);
-    addCapabilities(*result, instructions_);
-  } else if (method != "ping") {
-    throw Error(ErrorCode::methodNotFound, "Unknown method: " + method);
+    return object({{"tools", definitions_}});
   }
-  return result;
+  if (method == DISCOVER) {
+    return object({{"supportedVersions", array({STATELESS_VERSION})},
+                   {"capabilities", capabilities},
+                   {"instructions", instructions_}});
+  }
+  if (method == "initialize") {
+    return object({{"protocolVersion", versionFor(params)},
+                   {"capabilities", capabilities},
+                   {"serverInfo", serverInfo()},
+                   {"instructions", instructions_}});
+  }
+  if (method == "ping") {
+    return object({});
+  }
+  throw Error(ErrorCode::methodNotFound, "Unknown method: " + method);
 }
 
 Object::Ptr Mcp::callTool(const Object& params) const {
@@ -438,11 +395,10 @@ Object::Ptr Mcp::callTool(const Object& params) const {
     const auto size = sizeOf(result);
     return size <= maxReply_
                ? result
-               : toolResult({"The result has " + std::to_string(size) +
-                             " bytes, more than --max-reply allows: " + std::to_string(maxReply_)},
-                            true);
+               : errorResult("The result has " + std::to_string(size) +
+                             " bytes, more than --max-reply allows: " + std::to_string(maxReply_));
   } catch (const Error& e) {
-    return toolResult({std::string(e.what())}, true); // a model can correct its arguments
+    return errorResult(e.what()); // a model can correct its arguments
   }
 }
 

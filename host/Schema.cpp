@@ -256,6 +256,19 @@ std::vector<RequestKey> keysOf(const std::string& type) {
   return keys;
 }
 
+void setKey(Object& message, const std::string& name, const Poco::Dynamic::Var& value) {
+  const auto dot = name.find('.');
+  const auto first = name.substr(0, dot);
+  if (dot == std::string::npos) {
+    message.set(first, value);
+    return;
+  }
+  if (message.getObject(first).isNull()) {
+    message.set(first, newObject());
+  }
+  setKey(*message.getObject(first), name.substr(dot + 1), value);
+}
+
 bool returnsFile(const std::string& type) {
   return responseSchema(type)->getObject("properties")->has("file");
 }

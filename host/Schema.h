@@ -29,6 +29,10 @@ struct RequestKey {
 /// The keys of a request, at all levels; a key precedes those inside its object.
 std::vector<RequestKey> keysOf(const std::string& type);
 
+/// Sets a key of a message. Each dot in the name leads into an object, which is created if it is
+/// missing.
+void setKey(Poco::JSON::Object& message, const std::string& name, const Poco::Dynamic::Var& value);
+
 /// Whether the response to a request has the contents of a file.
 bool returnsFile(const std::string& type);
 

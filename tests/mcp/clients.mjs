@@ -79,7 +79,7 @@ async function callEveryTool(client) {
   fs.writeFileSync(at("data/new/forged\nc.txt"), "");
   fs.mkdirSync(at("data/new/sub"));
   const listed = await succeed("list_folder", { path: "new" },
-    /^"forged\\nc\.txt" \(0 bytes\)\na\.txt \(2 bytes\)\nb\.txt \(3 bytes\)\nsub\/$/);
+    /^a\.txt \(2 bytes\)\nb\.txt \(3 bytes\)\nforged\\u000ac\.txt \(0 bytes\)\nsub\/$/);
   assert.equal(listed.structuredContent.folderContents.length, 4);
   await fail("list_folder", { path: "missing" }, /^FILE_NOT_FOUND: /);
   await succeed("rename_file", { originalFileInfo: "new/a.txt", newFileInfo: "new/c.txt" }, /\/new\/c\.txt \(2/);
