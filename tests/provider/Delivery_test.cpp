@@ -74,7 +74,7 @@ TEST_F(Delivery, HandsTheRequestToTheOverloadForItsType) {
 }
 
 TEST_F(Delivery, IsRefusedByAStoppedServiceForAnyMessage) {
-  const auto send = [&](auto&& message) { return handle(std::move(message)); };
+  const auto send = [&](std::unique_ptr<Message>&& message) { return handle(std::move(message)); };
   for (const bool hasRun : {false, true}) {
     if (hasRun) {
       provider->start();
@@ -89,7 +89,7 @@ TEST_F(Delivery, IsRefusedByAStoppedServiceForAnyMessage) {
 
 TEST_F(Delivery, IsRefusedForAMessageOfAnotherService) {
   provider->start();
-  const auto send = [&](auto&& message) { return handle(std::move(message)); };
+  const auto send = [&](std::unique_ptr<Message>&& message) { return handle(std::move(message)); };
   const std::string text = "Incorrect message type. Expected: connector::ServiceMessage<connector::"
                            "file::v1::FileServiceProvider> but found ";
   EXPECT_EQ(refusal<std::invalid_argument>(make<OpenWithBrowser>(""), send),
@@ -99,7 +99,7 @@ TEST_F(Delivery, IsRefusedForAMessageOfAnotherService) {
 
 TEST_F(Delivery, IsRefusedByARequestThatIsGivenAnotherMessage) {
   CloseFile request("own", File(), true, Version());
-  const auto send = [&](auto&& message) {
+  const auto send = [&](std::unique_ptr<Message>&& message) {
     return request.deliver(provider, std::move(message), {}, {});
   };
   const std::string text = "Unable to deliver to service. Incorrect message type. "
