@@ -158,10 +158,13 @@ TEST_F(MessageJson, AMoveLosesItsSourceAndFaultsLoseTheirConditions) {
   conditions.emplace_back("SECOND", std::vector<std::u16string>{});
   std::vector<Fault> faults;
   faults.emplace_back("code", "text", std::move(conditions));
-  const auto json = [](const std::string& ofFault, const std::string& source) {
+  const auto directory = [](const std::string& name) {
+    return R"({"location":"/)" + name + R"(","name":")" + name + R"(","isDirectory":true})";
+  };
+  const auto json = [&](const std::string& ofFault, const std::string& source) {
     const std::string fault =
         R"({"message":"text","faultCode":"code","faultConditions":[)" + ofFault + "]}";
-    return objectOf(request({info("fileInfo"),
+    return objectOf(request({{"fileInfo", directory("fileInfo"), ""},
                              {"srcPath", source, ""},
                              {"fault", fault, ""},
                              {"messageFaults", '[' + fault + ']', ""}}),
@@ -173,7 +176,7 @@ TEST_F(MessageJson, AMoveLosesItsSourceAndFaultsLoseTheirConditions) {
 
   EXPECT_EQ(textOf(written), json(R"({"faultId":"FIRST","faultInfo":["/w/é","😀"]},)"
                                   R"({"faultId":"SECOND","faultInfo":[]})",
-                                  info("source").value));
+                                  directory("source")));
   EXPECT_EQ(passed("MoveFileResponse", written), json("", NO_INFO));
 }
 

@@ -278,10 +278,10 @@ TEST_F(Confined, OneCallIsConfinedAndRootsMustBeDirectories) {
     EXPECT_THAT(finished.output, AllOf(HasSubstr(output), Not(HasSubstr(SECRET)))) << arguments;
     EXPECT_EQ(readFile("root/a.txt"), "inside") << arguments;
   };
-  const std::string read = R"( call OpenFile '{"path":"secret.txt"}')";
+  const std::string read = R"( call OpenFile '{"path":"../secret.txt"}')";
   expectEnd("--root $PWD/root/../root/." + read, 1, "FILE_ACCESS_DENIED");
   expectEnd("--read-only --root ." + CHANGE, 1, "FILE_ACCESS_DENIED");
-  expectEnd(R"(--root link <&- call OpenFile '{"path":"root/a.txt"}')", 0, "inside");
+  expectEnd(R"(--root link <&- call OpenFile '{"path":"a.txt"}')", 0, "inside");
   expectEnd("--root . --root missing" + CHANGE, 2, ": No such file or directory\n");
   expectEnd("--root root/a.txt" + CHANGE, 2, "root/a.txt: Not a directory\n");
   expectEnd("--root ''" + CHANGE, 2, "root");
