@@ -24,7 +24,8 @@ namespace connector::file::v1::wire {
 
 struct NoArgument {};
 
-/// If the key is absent or null, the value is `T()`.
+/// An argument of the message's constructor: the usual kind. If the key is absent or null, it is
+/// `T()`.
 template <typename M, typename T>
 struct Argument {
   const char* key;
@@ -38,7 +39,7 @@ struct Argument {
   void assign(const Object&, M&) const {}
 };
 
-/// If the key is absent or null, the value is `defaultValue`.
+/// An argument that is `defaultValue` if the key is absent or null.
 template <typename M>
 struct ArgumentOr {
   const char* key;
@@ -55,7 +56,8 @@ struct ArgumentOr {
   void assign(const Object&, M&) const {}
 };
 
-/// The result of an operation. Not written if it is empty and the response has a fault.
+/// An argument that is the File or FileInfo which an operation returned. Not written if it is empty
+/// and the response has a fault.
 template <typename M, typename T>
 struct ResponseValue {
   const char* key;
