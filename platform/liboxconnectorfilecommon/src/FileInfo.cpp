@@ -4,11 +4,12 @@
 #include <fl/filesystem/path.h>
 
 #include <stdexcept>
+#include <type_traits>
 #include <utility>
 
 namespace connector::file_common::v1 {
 
-// NOLINTBEGIN(cert-err58-cpp): only lack of memory while the library is loaded can throw here.
+// NOLINTBEGIN(cert-err58-cpp): throws only if memory runs out while the library is loaded
 const std::string FileAttributes::SIZE = "size";
 const std::string FileAttributes::MODIFIED = "modified";
 const std::string FileAttributes::CAN_WRITE = "canWrite";
@@ -20,27 +21,18 @@ const std::string FileAttributes::IS_SHARED = "isShared";
 namespace {
 
 template <typename T>
-bool setIf(const Attribute<T>& attribute, const std::string& key, T value,
-           AttributeAccess::Attributes& attributes) {
-  if (attribute.key != key) {
-    return false;
-  }
-  attributes.*attribute.value = value;
-  return true;
-}
-
-template <typename T, typename U>
-bool setIf(const Attribute<T>&, const std::string&, U, AttributeAccess::Attributes&) {
-  return false;
-}
-
-template <typename T>
 void set(AttributeAccess::Attributes& attributes, const std::string& key, T value) {
-  const bool done = std::apply(
-      [&](const auto&... attribute) { return (setIf(attribute, key, value, attributes) || ...); },
-      ATTRIBUTES);
-  if (!done) {
-    throw std::invalid_argument("No attribute with such values: " + key);
+  const auto setIf = [&](const auto& attribute) {
+    if constexpr (std::is_same_v<decltype(attribute), const Attribute<T>&>) {
+      if (attribute.key == key) {
+        attributes.*attribute.value = value;
+        return true;
+      }
+    }
+    return false;
+  };
+  if (!std::apply([&](const auto&... each) { return (setIf(each) || ...); }, ATTRIBUTES)) {
+    throw std::invalid_argument("Unknown attribute, or value of the wrong type: " + key);
   }
 }
 

@@ -9,11 +9,9 @@
 
 namespace fl::filesystem::detail {
 
-/// A descriptor as a stream buffer. Bytes that are written go to the system at once, so a write
-/// that the disk refuses fails at that write, with errno as the reason. A read that the disk
-/// refuses throws, which a stream turns into its badbit, with errno as the reason. Opening waits
-/// neither for a FIFO's other end nor, for more than a second, for another process to give up its
-/// lease on the file. Descriptors are close-on-exec. Not thread-safe.
+/// A stream buffer on a descriptor. Passes written bytes to the system at once, so a failed write
+/// is reported immediately. A failed read throws, and the stream then sets its badbit. errno has
+/// the reason in both cases. The descriptor is close-on-exec. Not thread-safe.
 class file_buf : public std::streambuf {
 public:
   file_buf() = default;
@@ -23,15 +21,14 @@ public:
 
   [[nodiscard]] bool is_open() const noexcept { return file_.isOpen(); }
 
-  /// `in` reads an existing file; `out` creates a missing one, and empties an existing one only
-  /// with `trunc`. Returns false with errno set if the system refuses. Writing on this process's
-  /// standard output (unless that is /dev/null) and on a pipe that no directory holds is refused
-  /// with EBUSY, before the file is emptied.
+  /// `in` opens an existing file; `out` creates a missing one, and empties an existing one only
+  /// with `trunc`. Waits like `open_file`. Returns false with errno set on failure. Writing to this
+  /// process's standard output (except /dev/null) or to an unnamed pipe fails with EBUSY, before
+  /// the file is emptied. Call at most once.
   bool open(const std::string& name, std::ios_base::openmode mode);
-  bool open(const char* name, std::ios_base::openmode mode);
 
-  /// False, with errno set, if the buffer is not open or the system reports a failure. The
-  /// descriptor is closed in any case.
+  /// Returns false with errno set if the buffer is not open or the system reports a failure. Closes
+  /// the descriptor in any case.
   bool close();
 
 protected:
@@ -45,7 +42,7 @@ protected:
 
 private:
   descriptor file_{-1};
-  off_type sought_ = -1;            // where the last seek has led, until a byte is read or written
+  off_type sought_ = -1;            // the result of the last seek; -1 after a read or write
   std::array<char, 512> lookahead_; // NOLINT(*-member-init): filled before it is read
 };
 

@@ -22,13 +22,13 @@ namespace {
 
 using detail::stat_buffer;
 
-constexpr mode_t CREATION_MODE = 0666; // before the process's umask
+constexpr mode_t CREATION_MODE = 0666; // the umask removes some
 
 bool is_for_writing(std::ios_base::openmode mode) {
   return (mode & (std::ios_base::out | std::ios_base::app)) != 0;
 }
 
-// Without O_TRUNC: see prepare_writing.
+// O_TRUNC is missing because prepare_writing truncates.
 int open_flags(std::ios_base::openmode mode) {
   if (!is_for_writing(mode)) {
     return O_RDONLY;
@@ -48,15 +48,15 @@ bool is_standard_output(const stat_buffer& file) {
          !is_null_device(file);
 }
 
-/// Whether the file is a pipe that no directory holds, such as a standard stream of this process,
-/// which has a name under /proc.
+/// Returns whether the file is an unnamed pipe, such as a standard stream of this process that is
+/// opened by its path under /proc.
 bool is_unnamed_pipe(int opened, const stat_buffer& file) {
   struct statfs system = {};
   return S_ISFIFO(file.st_mode) && ::fstatfs(opened, &system) == 0 && system.f_type == PIPEFS_MAGIC;
 }
 
-/// Refuses a file whose readers would mistake the data for this process's own output, and only
-/// then empties it. Returns false with errno set on failure.
+/// Refuses a file whose readers would mistake the contents for this process's own output. Only then
+/// empties the file. Returns false with errno set on failure.
 bool prepare_writing(int opened, bool truncates) {
   stat_buffer file{};
   if (::fstat(opened, &file) != 0) {
@@ -78,7 +78,7 @@ int origin(std::ios_base::seekdir way) {
   return way == std::ios_base::end ? SEEK_END : SEEK_CUR;
 }
 
-/// Throws if the read fails, because that is not the end of the file.
+/// Throws if the read fails, since returning 0 would mean the end of the file.
 std::size_t read_some(int source, char* data, std::size_t count) {
   const ssize_t done = detail::uninterrupted([&] { return ::read(source, data, count); });
   if (done < 0) {
@@ -96,15 +96,7 @@ bool file_buf::open(const std::string& name, std::ios_base::openmode mode) {
     errno = EINVAL;
     return false;
   }
-  return open(name.c_str(), mode);
-}
-
-bool file_buf::open(const char* name, std::ios_base::openmode mode) {
-  if (is_open()) {
-    errno = EINVAL;
-    return false;
-  }
-  descriptor opened(open_file(name, open_flags(mode), CREATION_MODE));
+  descriptor opened(open_file(name.c_str(), open_flags(mode), CREATION_MODE));
   const bool truncates = (mode & std::ios_base::trunc) != 0;
   if (!opened.isOpen() || (is_for_writing(mode) && !prepare_writing(opened.get(), truncates))) {
     return false;
@@ -133,7 +125,7 @@ file_buf::int_type file_buf::underflow() {
   return traits_type::to_int_type(*gptr());
 }
 
-// Reads into the caller's block, and not a byte more than requested.
+// Reads directly into the caller's memory, and never more than requested.
 std::streamsize file_buf::xsgetn(char* data, std::streamsize count) {
   sought_ = -1;
   std::streamsize done = std::min<std::streamsize>(count, egptr() - gptr());
@@ -188,9 +180,8 @@ file_buf::pos_type file_buf::seekpos(pos_type position, std::ios_base::openmode 
 ifstream::ifstream(const std::u16string& path, std::ios_base::openmode mode, int /*sharing*/)
     : std::istream(nullptr)
     , buffer_(std::make_unique<detail::file_buf>()) {
-  const detail::native_path name(path);
   rdbuf(buffer_.get());
-  if (!buffer_->open(name.c_str(), mode | std::ios_base::in)) {
+  if (!buffer_->open(detail::utf16_to_native(path), mode | std::ios_base::in)) {
     setstate(std::ios_base::failbit);
   }
 }

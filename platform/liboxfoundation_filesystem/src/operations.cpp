@@ -1,5 +1,6 @@
 #include "confined.h"
 #include "directory_cache.h"
+#include "native_name.h"
 #include "posix.h"
 #include "throw_errno.h"
 
@@ -29,8 +30,8 @@ using detail::means_missing;
 constexpr unsigned ACCESS_READ = 2;
 constexpr unsigned ACCESS_WRITE = 4;
 
-// A ptime counts microseconds, not from 1970 but from its calendar's first day, in 64 bits; within
-// this many seconds on either side of 1970 neither it nor its distance from 1970 overflows.
+// A ptime is a 64-bit number of microseconds since the first day of its calendar. Within this many
+// seconds of 1970, neither the ptime nor its distance from 1970 overflows.
 constexpr std::int64_t CALENDAR_DAY_OF_1970 = 2'440'588;
 constexpr std::int64_t FURTHEST_SECOND =
     std::numeric_limits<std::int64_t>::max() / 1'000'000 - CALENDAR_DAY_OF_1970 * 86'400 - 1;
@@ -43,7 +44,7 @@ posix_time::ptime to_ptime(const timespec& time) {
     return posix_time::neg_infin;
   }
   static const posix_time::ptime epoch(boost::gregorian::date(1970, 1, 1));
-  // tv_nsec counts forward also before 1970.
+  // tv_nsec is never negative, not even before 1970.
   const std::int64_t microseconds = time.tv_sec * std::int64_t{1'000'000} + time.tv_nsec / 1000;
   return epoch + posix_time::microseconds(microseconds);
 }
@@ -52,22 +53,22 @@ bool means_denied(int code) {
   return code == EACCES || code == EPERM || code == EROFS;
 }
 
-/// The link at a path that another call, which follows links, has just refused with errno. Throws
-/// that refusal if no link is there.
-detail::stat_buffer link_not_followed(const detail::place& place, const std::u16string& path) {
-  const int refusal = errno;
-  std::string name = place.name();
-  name.erase(name.find_last_not_of('/') + 1); // with a separator at its end, a link is followed
+/// Call after a system call that follows links has failed. Returns the status of the link at the
+/// path. Throws the errno of that call if the path is not a link.
+detail::stat_buffer status_of_link(const detail::lookup& lookup, const std::u16string& path) {
+  const int code = errno;
+  std::string name = lookup.name;
+  name.erase(name.find_last_not_of('/') + 1); // a separator at the end would follow the link
   detail::stat_buffer found{};
-  if (::fstatat(place.directory(), name.c_str(), &found, AT_SYMLINK_NOFOLLOW) != 0 ||
+  if (::fstatat(lookup.directory, name.c_str(), &found, AT_SYMLINK_NOFOLLOW) != 0 ||
       !S_ISLNK(found.st_mode)) {
-    detail::throw_errno(refusal, path);
+    detail::throw_errno(code, path);
   }
   return found;
 }
 
-/// 0, or -1 with errno set. Network and FUSE file systems and old kernels do not know
-/// RENAME_NOREPLACE. There, a target that appears between lstat and rename is replaced.
+/// Returns 0, or -1 with errno set. Network and FUSE file systems and old kernels do not support
+/// RENAME_NOREPLACE. On these, a target that appears between lstat and rename is replaced.
 int rename_without_replacing(const char* source, const char* target) {
   const int result = ::renameat2(AT_FDCWD, source, AT_FDCWD, target, RENAME_NOREPLACE);
   if (result == 0 || (errno != EINVAL && errno != ENOSYS)) {
@@ -86,9 +87,9 @@ int rename_without_replacing(const char* source, const char* target) {
 file_status status(const std::u16string& path) {
   file_status result;
   detail::stat_buffer found{};
-  const detail::place place(path);
+  const auto lookup = detail::lookup_for(path);
   using kind = file_status::kind;
-  if (::fstatat(place.directory(), place.name(), &found, 0) == 0) {
+  if (::fstatat(lookup.directory, lookup.name.c_str(), &found, 0) == 0) {
     result.kind_ = S_ISREG(found.st_mode)   ? kind::regular
                    : S_ISDIR(found.st_mode) ? kind::directory
                                             : kind::other;
@@ -96,33 +97,34 @@ file_status status(const std::u16string& path) {
     result.last_write_time_ = to_ptime(found.st_mtim);
   } else if (!means_missing(errno)) {
     result.kind_ = kind::other;
-    result.last_write_time_ = to_ptime(link_not_followed(place, path).st_mtim);
+    result.last_write_time_ = to_ptime(status_of_link(lookup, path).st_mtim);
   }
   return result;
 }
 
 bool exists(const std::u16string& path) {
-  // A fifth cheaper than `stat`.
-  const detail::place place(path);
-  if (::faccessat(place.directory(), place.name(), F_OK, AT_EACCESS) == 0) {
+  // Takes four fifths of the time of `stat`.
+  const auto lookup = detail::lookup_for(path);
+  if (::faccessat(lookup.directory, lookup.name.c_str(), F_OK, AT_EACCESS) == 0) {
     return true;
   }
   if (means_missing(errno)) {
     return false;
   }
-  static_cast<void>(link_not_followed(place, path));
+  static_cast<void>(status_of_link(lookup, path));
   return true;
 }
 
 bool access(const std::u16string& path, unsigned mode) {
   const int wanted =
       ((mode & ACCESS_READ) != 0 ? R_OK : 0) | ((mode & ACCESS_WRITE) != 0 ? W_OK : 0);
-  const detail::place place(path);
-  if (::faccessat(place.directory(), place.name(), wanted, AT_EACCESS) == 0) {
-    return !detail::is_denied(place.directory(), place.name(), (wanted & W_OK) != 0);
+  const auto lookup = detail::lookup_for(path);
+  const char* const name = lookup.name.c_str();
+  if (::faccessat(lookup.directory, name, wanted, AT_EACCESS) == 0) {
+    return !detail::is_denied(lookup.directory, name, (wanted & W_OK) != 0);
   }
   if (!means_denied(errno) && !means_missing(errno)) {
-    static_cast<void>(link_not_followed(place, path));
+    static_cast<void>(status_of_link(lookup, path));
   }
   return false;
 }

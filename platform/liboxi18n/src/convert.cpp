@@ -1,5 +1,3 @@
-#include "plain_text.h"
-
 #include <fl/i18n/convert.h>
 
 #include <boost/locale/utf.hpp>
@@ -25,17 +23,17 @@ template <typename To, typename From>
 std::basic_string<To> convert(std::basic_string_view<From> text) {
   std::basic_string<To> result;
   result.reserve(text.size());
-  const From* at = fl::detail::append_plain(result, text.begin(), text.end());
-  while (at != text.end()) {
-    const From* next = at;
+  const From* position = text.begin();
+  while (position != text.end()) {
+    const From* next = position;
     utf::code_point point = utf::utf_traits<From>::decode(next, text.end());
     if (!utf::is_valid_codepoint(point)) {
-      // The decoder may have read past the start of something valid: only one unit is given up.
+      // Replaces only one unit: the decoder may have read beyond the start of a valid character.
       point = REPLACEMENT_CHARACTER;
-      next = at + 1;
+      next = position + 1;
     }
     utf::utf_traits<To>::encode(point, std::back_inserter(result));
-    at = fl::detail::append_plain(result, next, text.end());
+    position = next;
   }
   return result;
 }

@@ -15,12 +15,11 @@ namespace fl::filesystem::detail {
 
 namespace {
 
-/// Null if the path is missing or not a directory.
+/// Returns null if the path is missing or not a directory.
 directory_stream open_directory(const std::u16string& path) {
   const std::string name = utf16_to_native(path);
-  // O_NONBLOCK: the directory may have become a FIFO, whose opening would wait.
-  descriptor opened(uninterrupted(
-      [&name] { return ::open(name.c_str(), O_RDONLY | O_CLOEXEC | O_DIRECTORY | O_NONBLOCK); }));
+  descriptor opened(
+      uninterrupted([&name] { return ::open(name.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC); }));
   if (!opened.isOpen() && means_missing(errno)) {
     return nullptr;
   }
@@ -51,14 +50,14 @@ public:
 
   ~stream() { leave(*directory_); }
 
-  /// The thread asks about its entries next.
+  /// Speeds up the lookup of the entries in the calling thread.
   void enter() const { iterate_over(directory_); }
 
-  /// The name of the next entry; false at the end.
+  /// Gets the name of the next entry. Returns false at the end.
   bool next(std::u16string& name) {
     const dirent* const entry = nextEntry(directory_->entries.get());
     if (entry != nullptr) {
-      native_to_utf16(entry->d_name, name);
+      name = native_to_utf16(entry->d_name);
     } else if (errno != 0) {
       throw_errno(errno, directory_->path);
     }
@@ -91,7 +90,7 @@ const upath_directory_entry& upath_directory_iterator_impl::entry() const noexce
 }
 
 void upath_directory_iterator_impl::increment() {
-  // Kept only with a next entry: the end and a failure both close the directory.
+  // Stays open only if there is a next entry: the end and a failure both close the directory.
   std::unique_ptr<stream> current = std::move(stream_);
   if (current->next(entry_.filename_)) {
     current->enter();
