@@ -13,7 +13,7 @@
 
 namespace fl::filesystem::detail {
 
-/// For short: `stat` is also a function.
+/// An alias, since `stat` is also the name of a function.
 using stat_buffer = struct stat;
 
 using connector::posix::isDotOrDotDot;
@@ -24,9 +24,9 @@ using connector::posix::uninterrupted;
 using descriptor = connector::posix::Descriptor;
 using directory_stream = connector::posix::DirectoryStream;
 
-/// Opens without waiting for the other end of a FIFO or for a device. Waits only for another
-/// process to give up its lease on a regular file, for up to a second: the first attempt makes the
-/// system ask for it. Returns -1 with errno set if the system refuses.
+/// Opens a file without waiting for a device or for the other end of a FIFO. If another process
+/// holds a lease on a regular file, waits up to a second: the first attempt makes the system ask
+/// that process to give it up. Returns -1 with errno set on failure.
 inline int open_file(const char* name, int flags, mode_t mode = 0) {
   constexpr std::chrono::milliseconds pause{5};
   const auto open_once = [=] {
@@ -41,20 +41,19 @@ inline int open_file(const char* name, int flags, mode_t mode = 0) {
   return opened;
 }
 
-/// Whether an errno means that a path is missing.
+/// Returns whether an errno means that a path is missing.
 inline bool means_missing(int code) {
   return code == ENOENT || code == ENOTDIR;
 }
 
-/// Writes until everything is written or the system refuses. Returns how many bytes were written;
-/// if not all, errno has the reason.
+/// Writes `count` bytes. Returns the number of bytes written; if it is less, errno has the reason.
 inline std::size_t write_all(int target, const char* data, std::size_t count) {
   std::size_t written = 0;
   while (written < count) {
     const ssize_t more =
         uninterrupted([&] { return ::write(target, data + written, count - written); });
     if (more == 0) {
-      errno = EIO; // The system gives no reason.
+      errno = EIO; // the system gave no reason
     }
     if (more <= 0) {
       break;

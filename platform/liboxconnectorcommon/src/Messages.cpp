@@ -5,7 +5,7 @@
 
 namespace connector::common::v1 {
 
-// NOLINTBEGIN(cert-err58-cpp): only lack of memory while the library is loaded can throw here.
+// NOLINTBEGIN(cert-err58-cpp): throws only if memory runs out while the library is loaded
 const std::string FaultCondition::FILE_NOT_FOUND = "FILE_NOT_FOUND";
 const std::string FaultCondition::FILE_EXISTS = "FILE_EXISTS";
 const std::string FaultCondition::FILE_ACCESS_DENIED = "FILE_ACCESS_DENIED";
@@ -20,7 +20,7 @@ const std::string FaultCondition::RESOURCE_IN_USE = "RESOURCE_IN_USE";
 
 // NOLINTEND(cert-err58-cpp)
 
-// NOLINTBEGIN(modernize-pass-by-value): the framework's signatures.
+// NOLINTBEGIN(modernize-pass-by-value): the signatures are the framework's
 FaultCondition::FaultCondition(const std::string& id, std::vector<std::u16string>&& info)
     : id_(id)
     , info_(std::move(info)) {}

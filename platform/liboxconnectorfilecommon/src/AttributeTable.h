@@ -15,14 +15,13 @@ struct AttributeAccess {
   static const Attributes& of(const FileInfo& info) noexcept { return info.attributes_; }
 };
 
-/// An attribute's key, and where its value is.
+/// The key of an attribute, and the member that holds its value.
 template <typename T>
 struct Attribute {
   const std::string& key;
   std::optional<T> AttributeAccess::Attributes::*value;
 };
 
-/// Each attribute once.
 inline constexpr std::tuple ATTRIBUTES{
     Attribute<std::uint64_t>{FileAttributes::SIZE, &AttributeAccess::Attributes::size},
     Attribute<std::int64_t>{FileAttributes::MODIFIED, &AttributeAccess::Attributes::modified},

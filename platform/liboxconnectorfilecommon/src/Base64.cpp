@@ -19,12 +19,12 @@ namespace {
 constexpr std::string_view ALPHABET =
     "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
 constexpr char PADDING = '=';
-constexpr std::uint32_t NO_DIGIT = 0x80000000; // in any of a group's digits it shows in their sum
+constexpr std::uint32_t INVALID = 0x80000000; // a bit that no value of a digit has
 
 constexpr std::array<std::uint32_t, 256> makeValues() {
   std::array<std::uint32_t, 256> values{};
   for (auto& value : values) {
-    value = NO_DIGIT;
+    value = INVALID;
   }
   for (std::size_t value = 0; value < ALPHABET.size(); ++value) {
     values[static_cast<unsigned char>(ALPHABET[value])] = static_cast<std::uint32_t>(value);
@@ -38,12 +38,12 @@ std::uint32_t byteAt(const char* bytes, std::size_t index) {
   return static_cast<unsigned char>(bytes[index]);
 }
 
-// Each converts whole groups from `in` to `out` and returns their number. Those by SSSE3 leave the
-// last groups, and decoding stops at a character that is not a digit.
+// A group is 3 bytes, or 4 digits. A converter converts groups from `in` to `out` and returns the
+// number of converted groups. Decoding stops at a group with an invalid character.
 
-using Groups = std::size_t (*)(const char* in, std::size_t groups, char* out);
+using Converter = std::size_t (*)(const char* in, std::size_t groups, char* out);
 
-std::size_t encodePlainly(const char* in, std::size_t groups, char* out) {
+std::size_t encodeScalar(const char* in, std::size_t groups, char* out) {
   for (std::size_t group = 0; group < groups; ++group, in += 3, out += 4) {
     const std::uint32_t bits = byteAt(in, 0) << 16U | byteAt(in, 1) << 8U | byteAt(in, 2);
     for (std::size_t digit = 0; digit < 4; ++digit) {
@@ -53,13 +53,13 @@ std::size_t encodePlainly(const char* in, std::size_t groups, char* out) {
   return groups;
 }
 
-std::size_t decodePlainly(const char* in, std::size_t groups, char* out) {
+std::size_t decodeScalar(const char* in, std::size_t groups, char* out) {
   for (std::size_t group = 0; group < groups; ++group, in += 4, out += 3) {
     std::uint32_t bits = 0;
     std::uint32_t error = 0;
     for (std::size_t digit = 0; digit < 4; ++digit) {
       const std::uint32_t value = VALUES[byteAt(in, digit)];
-      error |= value & NO_DIGIT;
+      error |= value & INVALID;
       bits = bits << 6U | value;
     }
     if (error != 0) {
@@ -82,19 +82,20 @@ void store(char* to, __m128i bytes) {
   _mm_storeu_si128(reinterpret_cast<__m128i*>(to), bytes);
 }
 
-/// Four groups in a step. Each step reads and writes 16 bytes of which it uses 12 or all, so the
-/// last groups are left to the plain function.
-__attribute__((target("ssse3"))) std::size_t encodeBySsse3(const char* in, std::size_t groups,
-                                                           char* out) {
+// The SSSE3 converters convert four groups per step. A step reads and writes 16 bytes even if it
+// needs only 12, so they leave the last groups unconverted.
+
+__attribute__((target("ssse3"))) std::size_t encodeSsse3(const char* in, std::size_t groups,
+                                                         char* out) {
   const __m128i spread = _mm_setr_epi8(1, 0, 2, 1, 4, 3, 5, 4, 7, 6, 8, 7, 10, 9, 11, 10);
-  // By range of the digit's value: the offset from the value to the character.
+  // Added to the value of a digit to get its character; indexed by the range of the value.
   const __m128i offsets =
       _mm_setr_epi8('a' - 26, '0' - 52, '0' - 52, '0' - 52, '0' - 52, '0' - 52, '0' - 52, '0' - 52,
                     '0' - 52, '0' - 52, '0' - 52, '+' - 62, '/' - 63, 'A', 0, 0);
   std::size_t group = 0;
   for (; group + 6 <= groups; group += 4, in += 12, out += 16) {
     const __m128i bytes = _mm_shuffle_epi8(load(in), spread);
-    // The four digits of a group are moved to the lower end of a byte each by multiplying.
+    // The multiplications shift each of the four digits of a group to the low end of a byte.
     const __m128i even = _mm_mulhi_epu16(_mm_and_si128(bytes, _mm_set1_epi32(0x0FC0FC00)),
                                          _mm_set1_epi32(0x04000040));
     const __m128i odd = _mm_mullo_epi16(_mm_and_si128(bytes, _mm_set1_epi32(0x003F03F0)),
@@ -108,14 +109,14 @@ __attribute__((target("ssse3"))) std::size_t encodeBySsse3(const char* in, std::
   return group;
 }
 
-__attribute__((target("ssse3"))) std::size_t decodeBySsse3(const char* in, std::size_t groups,
-                                                           char* out) {
-  // A character is a digit when no bit is set in both of its halves' masks.
+__attribute__((target("ssse3"))) std::size_t decodeSsse3(const char* in, std::size_t groups,
+                                                         char* out) {
+  // A character is a digit if the masks of its two halves have no bit in common.
   const __m128i lowMasks = _mm_setr_epi8(0x15, 0x11, 0x11, 0x11, 0x11, 0x11, 0x11, 0x11, 0x11, 0x11,
                                          0x13, 0x1A, 0x1B, 0x1B, 0x1B, 0x1A);
   const __m128i highMasks = _mm_setr_epi8(0x10, 0x10, 0x01, 0x02, 0x04, 0x08, 0x04, 0x08, 0x10,
                                           0x10, 0x10, 0x10, 0x10, 0x10, 0x10, 0x10);
-  // By upper half, less one for a slash: the offset from the character to its value.
+  // Added to a character to get its value; indexed by the upper half, minus one for a slash.
   const __m128i offsets = _mm_setr_epi8(0, 63 - '/', 62 - '+', 52 - '0', -'A', -'A', 26 - 'a',
                                         26 - 'a', 0, 0, 0, 0, 0, 0, 0, 0);
   const __m128i gather = _mm_setr_epi8(2, 1, 0, 6, 5, 4, 10, 9, 8, 14, 13, 12, -1, -1, -1, -1);
@@ -139,38 +140,38 @@ __attribute__((target("ssse3"))) std::size_t decodeBySsse3(const char* in, std::
   return group;
 }
 
-Groups pick(Groups fast, Groups plain) noexcept {
-  return static_cast<bool>(__builtin_cpu_supports("ssse3")) ? fast : plain;
+Converter pick(Converter fast, Converter scalar) noexcept {
+  return static_cast<bool>(__builtin_cpu_supports("ssse3")) ? fast : scalar;
 }
 
-const Groups FAST_ENCODE = pick(encodeBySsse3, encodePlainly);
-const Groups FAST_DECODE = pick(decodeBySsse3, decodePlainly);
+const Converter FAST_ENCODE = pick(encodeSsse3, encodeScalar);
+const Converter FAST_DECODE = pick(decodeSsse3, decodeScalar);
 
 #else
 
-constexpr Groups FAST_ENCODE = encodePlainly;
-constexpr Groups FAST_DECODE = decodePlainly;
+constexpr Converter FAST_ENCODE = encodeScalar;
+constexpr Converter FAST_DECODE = decodeScalar;
 
 #endif
 
 void encode(const char* in, std::size_t groups, char* out) {
   const std::size_t done = FAST_ENCODE(in, groups, out);
-  encodePlainly(in + 3 * done, groups - done, out + 4 * done);
+  encodeScalar(in + 3 * done, groups - done, out + 4 * done);
 }
 
 /// Returns false if a character is not a digit.
 bool decode(const char* in, std::size_t groups, char* out) {
   const std::size_t done = FAST_DECODE(in, groups, out);
-  return decodePlainly(in + 4 * done, groups - done, out + 3 * done) == groups - done;
+  return decodeScalar(in + 4 * done, groups - done, out + 3 * done) == groups - done;
 }
 
-/// Decodes the one group that may be padded: up to three bytes. Returns nullopt if it is malformed.
+/// Decodes the last group, which may be padded. Returns nullopt if it is invalid.
 std::optional<std::string> decodeLast(std::string_view group) {
   const std::size_t digits = std::min(group.find(PADDING), group.size());
   if (digits < 2 || group.substr(digits) != std::string_view("==", group.size() - digits)) {
     return std::nullopt;
   }
-  std::array<char, 4> filled{'A', 'A', 'A', 'A'}; // 'A' has no bit set
+  std::array<char, 4> filled{'A', 'A', 'A', 'A'}; // the value of 'A' is 0
   std::copy_n(group.begin(), digits, filled.begin());
   std::string bytes(3, '\0');
   if (!decode(filled.data(), 1, bytes.data()) ||
@@ -185,7 +186,8 @@ std::optional<std::string> decodeLast(std::string_view group) {
 } // namespace
 
 void appendBase64(std::string& text, std::string_view bytes) {
-  // A string cannot grow without being filled first: in blocks this costs next to nothing.
+  // In blocks, because growing the string fills it first; appending a block that is in the cache
+  // costs little.
   constexpr std::size_t blockGroups = 1024;
   std::array<char, 4 * blockGroups> block; // NOLINT(*-member-init): written before it is read
   text.reserve(text.size() + (bytes.size() + 2) / 3 * 4);

@@ -6,17 +6,17 @@
 #include <string>
 #include <string_view>
 
-// RFC 4648 base64, padded, in blocks by SSSE3 where the processor has it. Without SSSE3 an OpenFile
-// of 20 MB that is not text takes 1.6 times as long and a CreateFile 1.2 times (CPU time of
-// connector-host), and both conversions together 3.4 times (bench/conversion_bench,
+// RFC 4648 base64, padded. Uses SSSE3 if the processor has it. Without SSSE3, an OpenFile of 20 MB
+// that is not text takes 1.6 times as long, and a CreateFile 1.2 times (CPU time of
+// connector-host). Both conversions together take 3.4 times as long (bench/conversion_bench,
 // convertFile/bytes).
 namespace connector::file_common::v1 {
 
-/// Appends the text of `bytes`.
+/// Appends the base64 form of `bytes` to `text`.
 void appendBase64(std::string& text, std::string_view bytes);
 
-/// Returns nullopt unless `text` is whole groups of digits, padded only at the end, with no bit set
-/// after the last byte: no two texts decode to the same bytes.
+/// Returns nullopt unless `text` consists of whole groups of digits, padded only at the end, with
+/// no bit set after the last byte. No two texts therefore decode to the same bytes.
 std::optional<DataBuffer> fromBase64(std::string_view text);
 
 } // namespace connector::file_common::v1

@@ -7,7 +7,7 @@
 
 namespace connector::file_common::v1 {
 
-/// Uninitialized memory for a DataBuffer; null for no bytes. Throws std::bad_alloc.
+/// Returns uninitialized memory for a DataBuffer, null for size 0. Throws std::bad_alloc.
 DataBuffer::Memory allocate(std::size_t size);
 
 DataBuffer copyOf(std::string_view bytes);

@@ -18,7 +18,7 @@ namespace {
 
 /// A file system that does not count its blocks or inodes reports a total of 0.
 bool isFull(const struct statvfs& system) {
-  const bool root = geteuid() == 0; // May use the blocks and inodes that are kept in reserve.
+  const bool root = geteuid() == 0; // may use the reserved blocks and inodes
   const fsblkcnt_t freeBlocks = root ? system.f_bfree : system.f_bavail;
   const fsfilcnt_t freeInodes = root ? system.f_ffree : system.f_favail;
   return (system.f_blocks > 0 && freeBlocks == 0) || (system.f_files > 0 && freeInodes == 0);

@@ -10,7 +10,7 @@ namespace connector::json {
 
 namespace {
 
-/// Null when the map has no such key.
+/// Returns null if the map does not have the key.
 template <typename Map>
 typename Map::mapped_type find(std::shared_mutex& mutex, const Map& map,
                                const typename Map::key_type& key) {
@@ -25,7 +25,7 @@ void MessageRegistry::registerConverters(const std::string& name, const std::typ
                                          ToJson toJson, FromJson fromJson) {
   const auto entry = std::make_shared<const Converters>(
       Converters{std::type_index(type), std::move(toJson), std::move(fromJson)});
-  // The nodes are made beforehand, so that nothing can fail between the two insertions.
+  // The nodes are created first, so that nothing can fail between the two insertions.
   std::map<std::string, Entry> named{{name, entry}};
   std::map<std::type_index, Entry> typed{{entry->type, entry}};
 
@@ -39,7 +39,7 @@ void MessageRegistry::registerConverters(const std::string& name, const std::typ
 }
 
 void MessageRegistry::removeConverters(const std::type_info& type) {
-  Entry removed; // Freed after the lock: a converter's members may call the registry.
+  Entry removed; // destroyed after unlocking, because its destructor may call the registry
   const std::unique_lock lock(mutex_);
   const auto typed = byType_.find(type);
   if (typed == byType_.end()) {

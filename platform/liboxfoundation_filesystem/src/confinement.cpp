@@ -21,10 +21,10 @@ struct confinement {
   bool read_only = false;
 };
 
-confinement current; // constant as soon as there are threads
+confinement current; // does not change once the process has several threads
 
-/// The path of an open file, without links. Empty if the system does not give it: no file is open,
-/// /proc is not mounted, or the path is too long.
+/// Returns the path of an open file, with links resolved. Empty if no file is open, /proc is not
+/// mounted, or the path is too long.
 std::string path_of(int opened) {
   const std::string name = "/proc/self/fd/" + std::to_string(opened);
   std::array<char, PATH_MAX> path; // NOLINT(*-member-init): readlink fills it
@@ -37,19 +37,19 @@ bool is_within(const std::string& root, const std::string& path) {
          (path.size() == root.size() || root == "/" || path[root.size()] == '/');
 }
 
-/// Whether `name` is an entry, and not a link, of a directory that this thread iterates. The kernel
-/// let it open that directory, so the entry is inside too. Listing 10,000 entries under a root
-/// takes 2.3 times as long without this shortcut.
+/// Returns whether `name` is an entry, other than a link, of the directory that this thread
+/// iterates over. The kernel allowed opening that directory, so the entry is inside the roots too.
+/// Without this shortcut, listing 10,000 entries under a root takes 2.3 times as long.
 bool is_iterated_entry(int directory, const char* name) {
   char target = 0;
   return directory != AT_FDCWD && ::readlinkat(directory, name, &target, 1) < 0 && errno == EINVAL;
 }
 
-/// False for a path that cannot be resolved: the kernel decides.
+/// False for a path that cannot be resolved; the kernel then decides.
 bool is_outside(int directory, const char* name) {
   const detail::descriptor opened(::openat(directory, name, O_PATH | O_CLOEXEC));
   const std::string path = path_of(opened.get());
-  // The roots are resolved each time, since a root that is renamed stays a root.
+  // The roots are resolved each time, because a renamed root is still a root.
   return !path.empty() &&
          std::none_of(current.roots.begin(), current.roots.end(),
                       [&path](int root) { return is_within(path_of(root), path); });

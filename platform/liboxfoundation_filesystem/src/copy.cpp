@@ -29,7 +29,7 @@ void require(bool succeeded, const std::u16string& path) {
   }
 }
 
-/// The file that is copied. It may change at any moment; `require_unchanged` detects that.
+/// The file to copy. It may change at any moment; `require_unchanged` detects that.
 class source_file {
 public:
   explicit source_file(const std::u16string& path)
@@ -44,7 +44,7 @@ public:
 
   [[nodiscard]] const std::u16string& path() const { return path_; }
 
-  /// The size at opening, in bytes.
+  /// The size in bytes when the file was opened.
   [[nodiscard]] off_t size() const { return opened_.st_size; }
 
   [[nodiscard]] bool has_holes() const {
@@ -52,9 +52,8 @@ public:
     return opened_.st_blocks * block < opened_.st_size;
   }
 
-  /// Call directly before deleting the source. A later change is lost. The system renews the time
-  /// of the last status change (ctime) with every change, also if a program sets the old
-  /// modification time again.
+  /// Compares ctime too: every change updates it, even if a program restores the modification time.
+  /// A move deletes the source right after this check; a change in between is lost.
   void require_unchanged() const {
     stat_buffer now{};
     stat_buffer at_path{};
@@ -81,7 +80,7 @@ private:
     }
   }
 
-  /// Checks the kind before opening, since opening a device can already have an effect.
+  /// Checks the kind of file first, because opening a device can have side effects.
   [[nodiscard]] int open() const {
     stat_buffer found{};
     require(::stat(name_.c_str(), &found) == 0, path_);
@@ -97,8 +96,8 @@ private:
   stat_buffer opened_{};
 };
 
-/// A file that did not exist before and that is removed again unless it is kept. Only its owner can
-/// use it until it gets the attributes of the source.
+/// A new file. The destructor removes it unless `keep` was called. Only its owner can access it
+/// until it gets the attributes of the source.
 class new_file {
 public:
   explicit new_file(const std::u16string& path)
@@ -140,7 +139,7 @@ public:
     }
   }
 
-  /// Some file systems report only now that they could not write.
+  /// Some file systems report a failed write only at this point.
   void close() { require(::close(file_.release()) == 0, path_); }
 
   void keep() { kept_ = true; }
@@ -153,9 +152,9 @@ private:
   bool kept_ = false;
 };
 
-/// Copies `count` bytes from the position of one file to the position of the other. First lets the
-/// kernel copy. It may refuse any pair of files, and its errors do not distinguish source and
-/// target, so a read and write loop repeats the rest and reports the error precisely.
+/// Copies `count` bytes from the current position of one file to that of the other. The kernel
+/// copies first, but it may refuse any pair of files, and its errors do not distinguish source from
+/// target. The loop then copies the rest and reports errors precisely.
 void copy_bytes(const source_file& source, const new_file& target, off_t count) {
   const auto by_kernel = [&] {
     return ::copy_file_range(source.get(), nullptr, target.get(), nullptr,
@@ -185,7 +184,7 @@ void copy_around_holes(const source_file& source, const new_file& target) {
   while (end < source.size()) {
     const off_t begin = ::lseek(source.get(), end, SEEK_DATA);
     if (begin < 0 && errno == ENXIO) {
-      break; // nothing but a hole is left
+      break; // the rest is a hole
     }
     require(begin >= 0, source.path());
     end = ::lseek(source.get(), begin, SEEK_HOLE);
@@ -200,8 +199,8 @@ void copy_around_holes(const source_file& source, const new_file& target) {
   require(::lseek(source.get(), source.size(), SEEK_SET) >= 0, source.path());
 }
 
-/// Copies exactly as many bytes as the source had at opening. A further byte means that the source
-/// grows, or that its file system reports a wrong size.
+/// Copies exactly as many bytes as the source had when it was opened. If there is one byte more,
+/// the source has grown, or its file system reported a wrong size.
 void copy_contents(const source_file& source, const new_file& target) {
   if (source.has_holes()) {
     copy_around_holes(source, target);

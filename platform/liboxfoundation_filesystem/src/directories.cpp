@@ -11,9 +11,9 @@ namespace fl::filesystem {
 
 namespace {
 
-constexpr mode_t ALL_PERMISSIONS = 0777; // before the process's umask
+constexpr mode_t ALL_PERMISSIONS = 0777; // the umask removes some
 
-/// Returns 0 if the directory now exists, also if another process made it, else mkdir's errno.
+/// Returns 0 if the directory now exists, even if another process made it, else the errno of mkdir.
 int make_or_keep(const std::string& directory) {
   if (::mkdir(directory.c_str(), ALL_PERMISSIONS) == 0) {
     return 0;

@@ -21,11 +21,11 @@ using detail::stat_buffer;
 using detail::throw_errno;
 
 constexpr std::size_t MAX_OPEN_DIRECTORIES = 32;
-constexpr int MAX_SCANS = 100; // of one directory, while others keep changing it
+constexpr int MAX_SCANS = 100; // of one directory that other processes keep filling
 
-/// A directory that is being emptied. Its stream is closed while too many are open.
+/// A directory that is being emptied. Its stream is null while too many others are open.
 struct directory {
-  std::string name; // in the directory above
+  std::string name; // in its parent
   stat_buffer status{};
   detail::directory_stream stream;
   int scans_left = MAX_SCANS;
@@ -33,8 +33,8 @@ struct directory {
   [[nodiscard]] int get() const { return ::dirfd(stream.get()); }
 };
 
-/// Removes an entry that is not a directory with entries. Returns 0, ENOTEMPTY for a directory with
-/// entries, or another errno. A mount point is refused before anything on it is lost.
+/// Removes a file, a link or an empty directory. Returns 0, ENOTEMPTY for a directory with entries,
+/// or another errno. A mount point fails with EBUSY before anything in it is removed.
 int remove_one(int parent, const std::string& name) {
   if (::unlinkat(parent, name.c_str(), 0) == 0) {
     return 0;
@@ -48,12 +48,12 @@ int remove_one(int parent, const std::string& name) {
   return errno == EEXIST ? ENOTEMPTY : errno;
 }
 
-/// Empties and removes one directory, depth first, without recursion. Every step is relative to an
-/// open directory and follows no link, so neither the length of a path nor a link that is put in
-/// place of a directory matters.
+/// Empties and removes one directory, depth first, without recursion. Every system call is relative
+/// to an open directory and follows no link. Long paths therefore work, and a link that replaces a
+/// directory is not followed.
 class tree_removal {
 public:
-  /// `parent` stays open meanwhile; `path` is the path of both together, for errors.
+  /// `parent` must stay open. `path`, of `parent` and `name` together, is for errors.
   tree_removal(int parent, std::string name, std::string path)
       : parent_(parent)
       , path_(std::move(path)) {
@@ -73,7 +73,7 @@ public:
   }
 
 private:
-  /// Null at the end of the innermost directory.
+  /// Returns null at the end of the innermost directory.
   const dirent* next_entry() {
     const dirent* const entry = detail::nextEntry(directories_.back().stream.get());
     if (entry == nullptr && errno != 0) {
@@ -82,8 +82,8 @@ private:
     return entry;
   }
 
-  /// Removes an entry of the innermost directory, or enters it. An entry that vanishes or changes
-  /// its kind meanwhile is left for another scan.
+  /// Removes an entry of the innermost directory, or enters it. If the entry vanishes or changes
+  /// its kind meanwhile, leaves it to the next scan.
   void discard(const std::string& name) {
     const int here = directories_.back().get();
     int code = remove_one(here, name);
@@ -95,7 +95,7 @@ private:
     }
   }
 
-  /// Makes `name` the innermost directory. False, with errno set, if it cannot be opened as one.
+  /// Makes `name` the innermost directory. Returns false with errno set if it cannot be opened.
   bool enter(int parent, std::string name) {
     directory next;
     next.stream = open_stream(parent, name.c_str(), next.status);
@@ -110,7 +110,7 @@ private:
     return true;
   }
 
-  /// Removes the innermost directory, whose end is reached, or scans it once more.
+  /// Removes the innermost directory after its last entry, or scans it once more.
   void leave() {
     const int parent = open_parent();
     directory& here = directories_.back();
@@ -126,7 +126,7 @@ private:
     directories_.pop_back();
   }
 
-  /// The directory above the innermost one, opened again if it had to be closed.
+  /// Returns the parent of the innermost directory. Opens it again if it was closed.
   int open_parent() {
     if (directories_.size() == 1) {
       return parent_;
@@ -141,7 +141,7 @@ private:
       fail(errno);
     }
     if (!detail::isSameFile(found, parent.status)) {
-      fail(ESTALE); // the innermost directory was moved and has another parent
+      fail(ESTALE); // the innermost directory was moved to another parent
     }
     first_open_ = directories_.size() - 2;
     return parent.get();

@@ -6,7 +6,7 @@
 
 namespace connector {
 
-/// The base of all that the framework delivers, always as std::unique_ptr<Message>.
+/// Base class of all messages. The framework passes them as std::unique_ptr<Message>.
 class Message : private boost::noncopyable {
 public:
   virtual ~Message() = default;

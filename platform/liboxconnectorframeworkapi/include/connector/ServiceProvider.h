@@ -10,32 +10,32 @@
 
 namespace connector {
 
-// The result type is the product's own; here it is only named.
+// Defined by the service.
 template <typename T>
 class Future;
 
-/// Where a message came from.
+/// The sender of a message.
 struct Address {
   std::string client;
 };
 
-/// The framework's data about the current delivery.
+/// Information of the framework about one delivery.
 class Context {
 public:
   virtual ~Context() = default;
 };
 
-/// Whether a service runs. It starts stopped. Thread-safe.
+/// Starts and stops a service, which is stopped at first. Thread-safe.
 class Lifecycle {
 public:
   virtual ~Lifecycle();
   Lifecycle(const Lifecycle&) = delete;
   Lifecycle& operator=(const Lifecycle&) = delete;
 
-  /// Runs the hook, then lets requests in.
+  /// Runs the hook, then accepts requests.
   void start();
 
-  /// Lets no further request in, then runs the hook.
+  /// Stops accepting requests, then runs the hook.
   void stop();
 
   [[nodiscard]] bool isRunning() const noexcept { return running; }
@@ -49,14 +49,14 @@ protected:
   std::atomic<bool> running{false};
 };
 
-/// Marks a service whose answers may come later than the call that asked.
+/// Marks a service whose responses may arrive after the call has returned.
 class DeferredService {
 protected:
   DeferredService() = default;
   ~DeferredService() = default;
 };
 
-/// Takes the messages that the framework delivers.
+/// A service that receives messages from the framework.
 class ServiceProvider : public Lifecycle, public DeferredService {
 public:
   ~ServiceProvider() override = default;
@@ -66,7 +66,8 @@ protected:
   void onStop() override = 0;
 
 public:
-  /// Takes the message over when it is one of the provider's own. A refusal is a failed Future.
+  /// Takes ownership of the message if its type belongs to the provider. Otherwise, and if the
+  /// provider is stopped, returns a failed Future.
   virtual Future<std::unique_ptr<Message>> handle(std::unique_ptr<Message>&& message,
                                                   Address&& address,
                                                   std::shared_ptr<Context>&& context) = 0;

@@ -17,12 +17,12 @@ namespace connector::json {
 using ToJson = std::function<Poco::SharedPtr<Poco::JSON::Object>(const std::unique_ptr<Message>&)>;
 using FromJson = std::function<std::unique_ptr<Message>(Poco::SharedPtr<Poco::JSON::Object>)>;
 
-/// Where libraries register how their messages are written as JSON and read back.
+/// A registry of the functions that convert messages to JSON and back.
 class JsonSerializer {
 public:
   virtual ~JsonSerializer() = default;
 
-  /// `type` is the class whose run-time type finds `toJson`; `name` finds `fromJson`.
+  /// Writing finds `toJson` by the run-time type of the message, reading finds `fromJson` by name.
   virtual void registerConverters(const std::string& name, const std::type_info& type,
                                   ToJson toJson, FromJson fromJson) = 0;
 

@@ -20,29 +20,29 @@ class UnknownMessageType : public std::invalid_argument {
   using std::invalid_argument::invalid_argument;
 };
 
-/// The registry itself. Thread-safe; a converter runs without the registry's lock, so it may
-/// register or remove others.
+/// The implementation of JsonSerializer. Thread-safe. The registry is not locked while a converter
+/// runs, so a converter may register or remove others.
 class MessageRegistry : public JsonSerializer {
 public:
-  /// Throws std::invalid_argument, and changes nothing, if the name or the type is registered
-  /// already.
+  /// Throws std::invalid_argument if the name or the type is already registered, and then changes
+  /// nothing.
   void registerConverters(const std::string& name, const std::type_info& type, ToJson toJson,
                           FromJson fromJson) override;
 
-  /// An unknown type is ignored.
+  /// Ignores an unknown type.
   void removeConverters(const std::type_info& type) override;
 
   /// Finds the converter by the message's run-time type. Throws UnknownMessageType if there is
-  /// none, and std::invalid_argument if the message is null. Passes on the converter's exceptions.
+  /// none, std::invalid_argument if `message` is null, and the exceptions of the converter.
   [[nodiscard]] Poco::SharedPtr<Poco::JSON::Object>
   toJson(const std::unique_ptr<Message>& message) const;
 
-  /// Finds the converter by type name. Throws UnknownMessageType if there is none. Passes on the
-  /// converter's exceptions.
+  /// Finds the converter by type name. Throws UnknownMessageType if there is none, and the
+  /// exceptions of the converter.
   [[nodiscard]] std::unique_ptr<Message> fromJson(const std::string& name,
                                                   Poco::SharedPtr<Poco::JSON::Object> object) const;
 
-  /// The registered type names, sorted.
+  /// Returns the registered type names, sorted.
   [[nodiscard]] std::vector<std::string> names() const;
 
 private:

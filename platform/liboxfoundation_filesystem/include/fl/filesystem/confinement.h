@@ -6,13 +6,13 @@
 
 namespace fl::filesystem {
 
-/// For the program that hosts the service, after it has let the kernel confine the process. The
-/// kernel's access call ignores that confinement; from now on `access` and `isWritableDirectory`
-/// deny every path outside the roots, and with `read_only` all writing. These answers choose the
-/// refusal: the path may lead elsewhere a moment later, and only the kernel enforces anything.
+/// The host calls this after the kernel has confined the process, because the kernel's access call
+/// ignores that confinement. From then on `access` and `isWritableDirectory` deny every path
+/// outside the roots, and all write access if `read_only`. Their results only select the refusal:
+/// the path may lead elsewhere a moment later, and only the kernel enforces the confinement.
 ///
-/// `roots` are open directories and must stay open; none means that any path is inside. Call at
-/// most once, before the process starts threads.
+/// `roots` are open directories and must stay open. With no roots, no path is outside. Call at most
+/// once, before the process starts threads.
 void set_confinement(std::vector<int> roots, bool read_only);
 
 } // namespace fl::filesystem

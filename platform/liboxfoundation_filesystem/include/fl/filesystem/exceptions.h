@@ -9,8 +9,8 @@
 
 namespace fl::filesystem {
 
-/// Root of the family: an errno-style code and the path, as it was given, that it is about.
-/// EDQUOT is carried as ENOSPC (28), so that a full quota and a full disk are one condition.
+/// Base of all exceptions of this library: an errno code, and the path as the caller passed it.
+/// EDQUOT is reported as ENOSPC (28), so that a full quota and a full disk are one condition.
 class FsysExceptionBase : public std::runtime_error {
 public:
   FsysExceptionBase(int code, std::u16string path);
@@ -24,8 +24,8 @@ private:
   std::u16string path_;
 };
 
-/// Any code that has no class of its own. `arguments` are texts for a localised message; they have
-/// no effect here.
+/// All codes without a class of their own. `arguments` are for a localised message; the stand-in
+/// ignores them.
 class SystemError : public FsysExceptionBase {
 public:
   SystemError(int code, std::u16string path, const std::vector<std::u16string>& arguments);
@@ -55,12 +55,12 @@ class FileNameTooLarge : public FsysExceptionBase {
   using FsysExceptionBase::FsysExceptionBase;
 };
 
-/// A path that cannot be turned into the bytes of a file name.
+/// The path cannot be converted to the bytes of a file name.
 class FileNameConversionFailure : public FsysExceptionBase {
   using FsysExceptionBase::FsysExceptionBase;
 };
 
-/// A character that a codec refuses. Never thrown here, because the codecs replace such characters.
+/// A codec rejects a character. The stand-in never throws it: its codecs replace the character.
 class CvtInvalidCharacter : public FsysExceptionBase {
   using FsysExceptionBase::FsysExceptionBase;
 };

@@ -13,9 +13,9 @@ namespace detail {
 class file_buf;
 }
 
-// Streams without a buffer: a write that the disk refuses fails at that write. A refused open sets
-// the failbit, a refused write or read the badbit; errno has the reason. `sharing` has no effect:
-// on POSIX systems other processes may always read and write the file meanwhile.
+// The streams have no buffer, so a write fails immediately if the disk rejects it. A failed open
+// sets the failbit, a failed read or write the badbit; errno has the reason. `sharing` has no
+// effect: on POSIX systems other processes may always read and write the file meanwhile.
 
 /// Reads an existing file.
 class ifstream : public std::istream {
@@ -30,10 +30,10 @@ private:
   std::unique_ptr<detail::file_buf> buffer_;
 };
 
-/// Creates a missing file, and empties an existing one only with `trunc`.
+/// Creates a missing file. Empties an existing one only with `trunc`.
 class ofstream : public std::ostream {
 public:
-  /// `native_name` is in the form of make_native_access_form_i18n.
+  /// `native_name` is the result of make_native_access_form_i18n.
   ofstream(const std::string& native_name, std::ios_base::openmode mode, int sharing);
   ~ofstream() override;
   ofstream(const ofstream&) = delete;
@@ -41,7 +41,7 @@ public:
 
   [[nodiscard]] bool is_open() const noexcept;
 
-  /// Sets the failbit when the system reports a failure.
+  /// Sets the failbit if the system reports a failure.
   void close();
 
 private:

@@ -8,27 +8,27 @@
 
 namespace fl::filesystem::detail {
 
-// Pure text functions, without system calls. "." and ".." are components like others.
+// Functions on the text of a path, without system calls. "." and ".." are ordinary components.
 
-/// The last component; separators at the end do not count. Empty for a root and for no path.
+/// Returns the last component, ignoring separators at the end. Empty for "/" and the empty path.
 std::u16string extract_filename(const std::u16string& path);
 
-/// The path without its last component and without the separators before that; separators at the
-/// end do not count. "/" for a root and for a component directly below it; empty for a single one.
+/// Returns the path without its last component and the separators around it. "/" for "/" and for an
+/// entry of "/"; empty for a single relative component.
 std::u16string extract_parent_path(const std::u16string& path);
 
-/// Appends `name` to `base` as a further component, in place, with a separator between them when
-/// `separate` is set and `base` neither is empty nor ends in one.
+/// Appends `name` to `base`. Inserts a separator if `separate` is set and `base` is neither empty
+/// nor ends with one.
 void concatenate_pathname(std::u16string& base, const std::u16string& name, bool separate);
 
-/// The platform's form of a path component, which here is the component itself: the result is
-/// `name`, not a copy.
+/// Returns the platform's form of a path component: here `name` itself, without a copy.
 const std::u16string& make_native_form(const std::u16string& name, bool component);
 
-/// The bytes under which the system knows the path; see native_name.h for the mapping.
+/// Returns the path as the bytes that system calls take. Each code unit U+EF80 to U+EFFF is one
+/// byte of a name that is not UTF-8.
 std::string make_native_access_form_i18n(const std::u16string& path);
 
-/// The same with runs of separators made one.
+/// The same, with each run of separators replaced by one.
 std::string make_native_access_form_with_cleanup_i18n(const std::u16string& path);
 
 } // namespace fl::filesystem::detail

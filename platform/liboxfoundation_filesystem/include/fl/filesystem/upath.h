@@ -7,8 +7,8 @@
 
 namespace fl::filesystem {
 
-/// A path as UTF-16 text, received or absolute. It converts to its text implicitly, so that it is
-/// accepted by every function that takes a string.
+/// A path in UTF-16, received or absolute. Converts implicitly to a string, so that it can be
+/// passed to every function that takes one.
 class upath {
 public:
   explicit upath(std::u16string text)

@@ -11,7 +11,7 @@ class Logger;
 
 namespace fl::log {
 
-/// A named diagnostic log. It is silent until the process gives a channel to the Poco logger of
+/// A named diagnostic log. Writes nothing until the process gives a channel to the Poco logger of
 /// that name or to the root logger. Thread-safe.
 class Logger {
 public:
@@ -20,7 +20,7 @@ public:
   void warning(const std::string& text);
 
 private:
-  std::shared_ptr<Poco::Logger> logger_; // Shared with Poco, which lets go of it at its shutdown.
+  std::shared_ptr<Poco::Logger> logger_; // shared with Poco, which releases it at shutdown
 };
 
 } // namespace fl::log

@@ -14,7 +14,7 @@ class upath_directory_iterator_impl;
 /// One entry of a directory.
 class upath_directory_entry {
 public:
-  /// The entry's name, one component, in its one UTF-16 form.
+  /// The name of the entry, without the directory.
   [[nodiscard]] const std::u16string& filename() const noexcept { return filename_; }
 
 private:
@@ -25,26 +25,26 @@ private:
 
 namespace detail {
 
-/// Iterates over the entries of one directory in the system's order, without "." and "..". A new
-/// iterator is at the first entry. It keeps no descriptor after the end, unless another thread
-/// advanced it before, which then keeps it until it iterates over another directory.
+/// Iterates over the entries of one directory in no particular order, without "." and "..". A new
+/// iterator is at the first entry. It closes the directory at the end. If another thread advanced
+/// it, the directory stays open until that thread iterates over another one.
 class upath_directory_iterator_impl {
 public:
-  /// Not open if the path is empty, missing or not a directory. Throws an exception of the
-  /// FsysExceptionBase family for a directory that exists and cannot be read. `mode` must be 0;
-  /// `flag` has no effect.
+  /// The new iterator is not open if the path is empty, missing or not a directory. Throws an
+  /// exception of the FsysExceptionBase family if the directory exists but cannot be read. `mode`
+  /// must be 0; `flag` has no effect.
   upath_directory_iterator_impl(const std::u16string& path, unsigned mode, bool flag);
   ~upath_directory_iterator_impl();
   upath_directory_iterator_impl(const upath_directory_iterator_impl&) = delete;
   upath_directory_iterator_impl& operator=(const upath_directory_iterator_impl&) = delete;
 
-  /// False at the end.
+  /// Returns false at the end.
   [[nodiscard]] bool is_open() const noexcept;
 
-  /// The current entry. Only while open.
+  /// The current entry. Call only while open.
   [[nodiscard]] const upath_directory_entry& entry() const noexcept;
 
-  /// Goes to the next entry. Only while open; throws when the system cannot read on.
+  /// Advances to the next entry. Call only while open. Throws if reading the directory fails.
   void increment();
 
 private:

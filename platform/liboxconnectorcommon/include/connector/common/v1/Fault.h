@@ -7,7 +7,7 @@
 
 namespace connector::common::v1 {
 
-/// The kind of a failure and the paths that it concerns. The text of each constant is its own name.
+/// The cause of a failure, and the paths that it concerns. The value of each constant is its name.
 class FaultCondition {
 public:
   static const std::string FILE_NOT_FOUND;
@@ -33,7 +33,7 @@ private:
   std::vector<std::u16string> info_;
 };
 
-/// One failure, as a response carries it. Texts are UTF-8.
+/// A failed operation as the response reports it. Texts are UTF-8.
 class Fault {
 public:
   Fault(const std::string& code, const std::string& message,

@@ -27,12 +27,13 @@ private:
   Version apiVersion_;
 };
 
-/// A message that answers another; its faults are empty on success.
+/// The fields that every response has. The list of faults is empty on success.
 class Response : public Message {
 public:
   Response(const std::string& uuid, std::vector<Fault>&& faults, Version apiVersion);
 
-  /// The short forms set the `uuid` to "notset".
+  // These two set the `uuid` to "notset".
+
   Response(std::vector<Fault>&& faults, Version apiVersion);
   explicit Response(Version apiVersion);
 

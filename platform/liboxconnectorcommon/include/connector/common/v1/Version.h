@@ -8,7 +8,7 @@ namespace connector::common::v1 {
 
 class Version {
 public:
-  /// 0.0, the version of a message that names none.
+  /// 0.0, the version of a message without one.
   constexpr Version() = default;
 
   constexpr Version(std::uint16_t majorNumber, std::uint16_t minorNumber)

@@ -8,7 +8,7 @@
 
 namespace connector::file_common::v1 {
 
-/// The bytes of a file, in one block of memory from malloc.
+/// The contents of a file, in one block of memory from malloc.
 class DataBuffer {
 public:
   struct Free {
@@ -19,7 +19,7 @@ public:
 
   DataBuffer() = default;
 
-  /// Takes over `memory`, whose first `size` bytes are the contents.
+  /// Takes ownership of `memory`. Its first `size` bytes are the contents.
   DataBuffer(Memory memory, std::size_t size) noexcept;
 
   DataBuffer(const DataBuffer& other);
@@ -28,7 +28,7 @@ public:
   DataBuffer& operator=(DataBuffer&& other) noexcept;
   ~DataBuffer() = default;
 
-  /// May be null if there are no bytes.
+  /// May be null if the size is 0.
   [[nodiscard]] const char* data() const noexcept { return memory_.get(); }
 
   [[nodiscard]] std::size_t size() const noexcept { return size_; }

@@ -10,7 +10,7 @@
 
 namespace connector::file_common::v1 {
 
-/// Keys of a FileInfo's attributes, and the types of their values.
+/// The keys of a FileInfo's attributes, with the types of the values.
 struct FileAttributes {
   static const std::string SIZE;      ///< std::uint64_t, bytes
   static const std::string MODIFIED;  ///< std::int64_t, whole seconds since 1970-01-01 UTC
@@ -19,7 +19,7 @@ struct FileAttributes {
   static const std::string IS_SHARED; ///< bool
 };
 
-/// Path and attributes of one file or directory.
+/// The path and attributes of a file or directory.
 class FileInfo {
 public:
   /// The empty path, no attributes.
@@ -35,8 +35,8 @@ public:
 
   [[nodiscard]] bool isDirectory() const noexcept { return isDirectory_; }
 
-  // Replace any earlier value of the key. Throw std::invalid_argument if the key is unknown or has
-  // values of another type.
+  // Each replaces an earlier value of the key. Throws std::invalid_argument if the key is unknown
+  // or its values have another type.
 
   void setAttribute(const std::string& key, bool value);
   void setAttribute(const std::string& key, std::int64_t value);
@@ -45,7 +45,7 @@ public:
 private:
   friend struct AttributeAccess;
 
-  /// By type, inside the object: a long list has many of them.
+  /// Not a map, which would need memory of its own for each entry of a long list.
   struct Attributes {
     std::optional<std::uint64_t> size;
     std::optional<std::int64_t> modified;
