@@ -80,12 +80,7 @@ private:
     return textOf(registry_->toJson(registry_->fromJson(type, parseObject(Text(text)).object)));
   }
 
-  static std::string textOf(const Object::Ptr& object) {
-    StringOutput out;
-    appendJson(out, object);
-    out.flush();
-    return out.text();
-  }
+  static std::string textOf(const Object::Ptr& object) { return writeJson(object); }
 
   std::shared_ptr<connector::json::MessageRegistry> registry_ =
       std::make_shared<connector::json::MessageRegistry>();
@@ -97,7 +92,6 @@ std::string textOf(const std::optional<Reply>& reply) {
   if (reply) {
     reply->writeTo(out);
   }
-  out.flush();
   return out.text();
 }
 

@@ -1,6 +1,7 @@
 #include "Commands.h"
 #include "Descriptors.h"
 #include "Json.h"
+#include "JsonWriter.h"
 #include "Schema.h"
 #include "Suggestion.h"
 #include "Terminal.h"

@@ -9,7 +9,6 @@
 #include <cstdint>
 #include <new>
 #include <simdjson.h>
-#include <sstream>
 
 namespace connector::host {
 
@@ -299,12 +298,6 @@ void forEachElement(const Text& text, std::string_view name,
 
 bool isArray(std::string_view text) {
   return firstOf(text) == '[';
-}
-
-std::string writePrettyJson(const Poco::JSON::Object& object) {
-  std::ostringstream out;
-  object.stringify(out, 2);
-  return out.str();
 }
 
 } // namespace connector::host

@@ -48,7 +48,4 @@ void forEachElement(const Text& text, std::string_view name,
 /// Whether a text is an array, provided that it is JSON.
 bool isArray(std::string_view text);
 
-/// Indented, for people.
-std::string writePrettyJson(const Poco::JSON::Object& object);
-
 } // namespace connector::host

@@ -48,16 +48,9 @@ Reply resultReply(const std::string& id, const Object::Ptr& response) {
   return {replyHead(id) + R"("result":)", response, "}"};
 }
 
-std::string jsonOf(const Var& value) {
-  StringOutput text;
-  appendJson(text, value);
-  text.flush();
-  return std::move(text.text());
-}
-
 Reply errorReply(const std::string& id, const Error& error) {
-  const auto message = jsonOf(std::string(error.what()));
-  const auto data = error.data().isNull() ? "" : R"(,"data":)" + jsonOf(error.data());
+  const auto message = writeJson(std::string(error.what()));
+  const auto data = error.data().isNull() ? "" : R"(,"data":)" + writeJson(error.data());
   return Reply(replyHead(id) + R"("error":{"code":)" +
                std::to_string(static_cast<int>(error.code())) + R"(,"message":)" + message + data +
                "}}");
@@ -200,7 +193,7 @@ private:
     try {
       replies_.append(before == 0 ? '[' : ',');
       reply->writeTo(replies_);
-      replies_.flush();
+      replies_.flush(); // throws if they are too long
       return true;
     } catch (const std::length_error&) {
       replies_.cutBackAndLiftLimit(before);
@@ -241,6 +234,10 @@ bool isOfConnection(const Protocol& protocol, const std::string& method) {
 
 Error cancelledError() {
   return {ErrorCode::cancelled, "Cancelled"};
+}
+
+std::size_t Reply::size() const {
+  return head_.size() + (response_.isNull() ? 0 : jsonSize(response_)) + tail_.size();
 }
 
 void Reply::writeTo(Output& out) const {
@@ -288,7 +285,7 @@ std::optional<Reply> Request::replyWith(const Error& error) const {
 bool Request::isNamedBy(const Request& cancellation, const char* key) const {
   const auto params = cancellation.members_->get("params");
   return id_ && isA<Object::Ptr>(params) && !params.extract<Object::Ptr>()->isNull(key) &&
-         jsonOf(params.extract<Object::Ptr>()->get(key)) == jsonOf(members_->get(ID.data()));
+         writeJson(params.extract<Object::Ptr>()->get(key)) == writeJson(members_->get(ID.data()));
 }
 
 void Batch::copyText() {

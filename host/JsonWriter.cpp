@@ -5,7 +5,7 @@
 
 #include <array>
 #include <charconv>
-#include <cstddef>
+#include <sstream>
 #include <string_view>
 #include <typeinfo>
 #include <utility>
@@ -75,11 +75,11 @@ void appendEscape(Output& out, char c) {
   out.append(digits[code & 0xFU]);
 }
 
-void appendString(Output& out, std::string_view text) {
+void append(Output& out, const std::string& text) {
   out.append('"');
-  while (!text.empty()) {
-    // In pieces that are sent while they are at hand, and while a reader takes the one before.
-    const auto piece = text.substr(0, 128UL * 1024);
+  for (std::string_view rest = text; !rest.empty();) {
+    // In pieces, so that the reader receives one while the next is escaped.
+    const auto piece = rest.substr(0, 128UL * 1024);
     std::size_t sent = 0;
     forEachEscape(piece, [&](std::size_t position) {
       out.append(piece.substr(sent, position - sent));
@@ -87,111 +87,126 @@ void appendString(Output& out, std::string_view text) {
       sent = position + 1;
     });
     out.append(piece.substr(sent));
-    text.remove_prefix(piece.size());
+    rest.remove_prefix(piece.size());
   }
   out.append('"');
 }
 
-/// Between two elements, not before the first one.
-class Comma {
-public:
-  void appendTo(Output& out) {
-    if (std::exchange(isDue_, true)) {
+/// Appends the elements in brackets, each by a call of `append`, with commas between them.
+template <typename Elements, typename Append>
+void appendElements(Output& out, std::string_view brackets, const Elements& elements,
+                    const Append& append) {
+  out.append(brackets.front());
+  bool isFirst = true;
+  for (const auto& element : elements) {
+    if (!std::exchange(isFirst, false)) {
       out.append(',');
     }
+    append(element);
   }
-
-private:
-  bool isDue_ = false;
-};
-
-void appendObject(Output& out, const Object& object) {
-  out.append('{');
-  Comma comma;
-  for (const auto& [name, value] : object) {
-    comma.appendTo(out);
-    appendString(out, name);
-    out.append(':');
-    appendJson(out, value);
-  }
-  out.append('}');
+  out.append(brackets.back());
 }
 
-void appendArray(Output& out, const Array& array) {
-  out.append('[');
-  Comma comma;
-  for (const auto& value : array) {
-    comma.appendTo(out);
-    appendJson(out, value);
-  }
-  out.append(']');
+void append(Output& out, bool value) {
+  out.append(value ? "true" : "false");
 }
 
 template <typename Integer>
-void appendInteger(Output& out, Integer value) {
+void append(Output& out, Integer value) {
   std::array<char, 20> digits{};
   const auto end = std::to_chars(digits.begin(), digits.end(), value).ptr;
   out.append({digits.data(), static_cast<std::size_t>(end - digits.data())});
 }
 
-enum class Kind { null, truth, text, integer, natural, object, array, otherNumber, other };
-
-struct KindOfType {
-  const std::type_info* type;
-  Kind kind;
-};
-
-constexpr std::array KINDS{
-    KindOfType{&typeid(bool), Kind::truth},
-    KindOfType{&typeid(std::string), Kind::text},
-    KindOfType{&typeid(Poco::Int64), Kind::integer},
-    KindOfType{&typeid(Poco::UInt64), Kind::natural},
-    KindOfType{&typeid(Object::Ptr), Kind::object},
-    KindOfType{&typeid(Array::Ptr), Kind::array},
-};
-
-Kind kindOf(const Var& value) {
-  if (value.isEmpty()) {
-    return Kind::null;
-  }
-  const std::type_info& type = value.type();
-  // That two types differ, only their names tell, which takes longer than all the addresses.
-  for (const KindOfType& candidate : KINDS) {
-    if (candidate.type == &type) {
-      return candidate.kind;
-    }
-  }
-  for (const KindOfType& candidate : KINDS) {
-    if (*candidate.type == type) {
-      return candidate.kind;
-    }
-  }
-  return value.isNumeric() ? Kind::otherNumber : Kind::other;
+void append(Output& out, const Object::Ptr& object) {
+  appendElements(out, "{}", *object, [&](const auto& member) {
+    append(out, member.first);
+    out.append(':');
+    appendJson(out, member.second);
+  });
 }
+
+void append(Output& out, const Array::Ptr& array) {
+  appendElements(out, "[]", *array, [&](const Var& element) { appendJson(out, element); });
+}
+
+struct Writer {
+  const std::type_info* type;
+  void (*write)(Output& out, const Var& value);
+};
+
+template <typename T>
+constexpr Writer writerFor() {
+  return {&typeid(T), [](Output& out, const Var& value) { append(out, value.extract<T>()); }};
+}
+
+constexpr std::array WRITERS{writerFor<bool>(),        writerFor<std::string>(),
+                             writerFor<Poco::Int64>(), writerFor<Poco::UInt64>(),
+                             writerFor<Object::Ptr>(), writerFor<Array::Ptr>()};
+
+/// Returns null for other types.
+const Writer* findWriter(const std::type_info& type) {
+  // Addresses first: type_info::operator== may compare names.
+  for (const auto& writer : WRITERS) {
+    if (writer.type == &type) {
+      return &writer;
+    }
+  }
+  for (const auto& writer : WRITERS) {
+    if (*writer.type == type) {
+      return &writer;
+    }
+  }
+  return nullptr;
+}
+
+class CountingOutput : public Output {
+public:
+  CountingOutput()
+      : Output(1024) {}
+
+  [[nodiscard]] std::size_t count() {
+    flush();
+    return count_;
+  }
+
+protected:
+  void drain(std::string_view bytes) override { count_ += bytes.size(); }
+
+private:
+  std::size_t count_ = 0;
+};
 
 } // namespace
 
 void appendJson(Output& out, const Var& value) {
-  switch (kindOf(value)) {
-  case Kind::null:
-    return out.append("null");
-  case Kind::truth:
-    return out.append(value.extract<bool>() ? "true" : "false");
-  case Kind::text:
-    return appendString(out, value.extract<std::string>());
-  case Kind::integer:
-    return appendInteger(out, value.extract<Poco::Int64>());
-  case Kind::natural:
-    return appendInteger(out, value.extract<Poco::UInt64>());
-  case Kind::object:
-    return appendObject(out, *value.extract<Object::Ptr>());
-  case Kind::array:
-    return appendArray(out, *value.extract<Array::Ptr>());
-  case Kind::otherNumber:
-    return out.append(value.toString());
-  case Kind::other:
-    return appendString(out, value.toString());
+  if (value.isEmpty()) {
+    out.append("null");
+  } else if (const auto* writer = findWriter(value.type())) {
+    writer->write(out, value);
+  } else if (value.isNumeric()) {
+    out.append(value.toString());
+  } else {
+    append(out, value.toString());
   }
+}
+
+std::string writeJson(const Var& value) {
+  StringOutput out;
+  appendJson(out, value);
+  return std::move(out.text());
+}
+
+std::size_t jsonSize(const Var& value) {
+  CountingOutput out;
+  appendJson(out, value);
+  return out.count();
+}
+
+std::string writePrettyJson(const Object& object) {
+  std::ostringstream out;
+  object.stringify(out, 2);
+  return out.str();
 }
 
 } // namespace connector::host

@@ -3,12 +3,25 @@
 #include "Output.h"
 
 #include <Poco/Dynamic/Var.h>
+#include <Poco/JSON/Object.h>
 
+#include <cstddef>
+#include <string>
+
+/// Writes Poco's values as JSON.
 namespace connector::host {
 
-/// Appends the JSON text of a value: one line of UTF-8, keys in the order in which Poco gives them.
-/// Unlike Poco's stringifier it copies a string in runs and not byte by byte through a stream,
-/// which is what files consist of.
+/// Appends one line of UTF-8, with keys in Poco's order. Poco's stringifier is slower, because it
+/// copies strings byte by byte through a stream.
 void appendJson(Output& out, const Poco::Dynamic::Var& value);
+
+/// The text that appendJson appends.
+std::string writeJson(const Poco::Dynamic::Var& value);
+
+/// The number of bytes that appendJson appends.
+std::size_t jsonSize(const Poco::Dynamic::Var& value);
+
+/// An indented text for people.
+std::string writePrettyJson(const Poco::JSON::Object& object);
 
 } // namespace connector::host

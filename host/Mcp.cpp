@@ -1,7 +1,6 @@
 #include "Mcp.h"
 
 #include "JsonWriter.h"
-#include "Output.h"
 #include "Suggestion.h"
 #include "Terminal.h"
 
@@ -238,13 +237,6 @@ Object::Ptr resultFrom(Object::Ptr response) {
   return object({{"content", array({textBlock(text)})}, {"structuredContent", response}});
 }
 
-std::size_t sizeOf(const Object::Ptr& result) {
-  CountingOutput size;
-  appendJson(size, result);
-  size.flush();
-  return size.count();
-}
-
 bool isOfType(const Var& value, const std::string& type) {
   return type == "boolean" ? value.type() == typeid(bool) : isText(value);
 }
@@ -392,7 +384,7 @@ Object::Ptr Mcp::callTool(const Object& params) const {
   const auto& [type, keys] = tool->second;
   try {
     const auto result = resultFrom(files_.execute(type, messageFrom(keys, params)));
-    const auto size = sizeOf(result);
+    const auto size = jsonSize(result);
     return size <= maxReply_
                ? result
                : errorResult("The result has " + std::to_string(size) +

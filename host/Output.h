@@ -50,14 +50,17 @@ private:
   std::size_t size_ = 0;
 };
 
-/// Collects the bytes. Call flush() before text(). Throws std::length_error beyond `limit` bytes.
+/// Collects the bytes. Throws std::length_error beyond `limit` bytes.
 class StringOutput : public Output {
 public:
   explicit StringOutput(std::size_t limit = std::string::npos)
       : Output(1024)
       , limit_(limit) {}
 
-  [[nodiscard]] std::string& text() { return text_; }
+  [[nodiscard]] std::string& text() {
+    flush();
+    return text_;
+  }
 
   /// Keeps only the first `size` bytes of text().
   void cutBackAndLiftLimit(std::size_t size) {
@@ -77,21 +80,6 @@ protected:
 private:
   std::string text_;
   std::size_t limit_;
-};
-
-/// Only counts the bytes. Call flush() before count().
-class CountingOutput : public Output {
-public:
-  CountingOutput()
-      : Output(1024) {}
-
-  [[nodiscard]] std::size_t count() const { return count_; }
-
-protected:
-  void drain(std::string_view bytes) override { count_ += bytes.size(); }
-
-private:
-  std::size_t count_ = 0;
 };
 
 } // namespace connector::host

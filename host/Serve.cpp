@@ -23,13 +23,6 @@ void greetPerson(const char* example) {
             << example << '\n';
 }
 
-std::size_t sizeOf(const Reply& reply) {
-  CountingOutput size;
-  reply.writeTo(size);
-  size.flush();
-  return size.count();
-}
-
 std::size_t sizeOf(const Incoming& incoming) {
   const auto* text = std::get_if<Text>(&incoming);
   return text == nullptr ? 0 : text->bytes.size();
@@ -100,7 +93,7 @@ private:
       return;
     }
     const auto framing = reader_.framing();
-    const auto head = framing == Framing::lines ? "" : frameHead(framing, sizeOf(*reply));
+    const auto head = framing == Framing::lines ? "" : frameHead(framing, reply->size());
     const std::lock_guard lock(outputMutex_);
     try {
       output_.append(head);

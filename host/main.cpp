@@ -2,7 +2,7 @@
 #include "Confinement.h"
 #include "Descriptors.h"
 #include "FileApi.h"
-#include "Json.h"
+#include "JsonWriter.h"
 #include "Log.h"
 #include "Mcp.h"
 #include "Options.h"

@@ -39,7 +39,6 @@ protected:
     }
     StringOutput out;
     reply->writeTo(out);
-    out.flush();
     return out.text();
   }
 
