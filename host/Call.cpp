@@ -1,6 +1,7 @@
 #include "Commands.h"
 #include "Descriptors.h"
 #include "Json.h"
+#include "JsonValues.h"
 #include "JsonWriter.h"
 #include "Schema.h"
 #include "Suggestion.h"
@@ -9,7 +10,6 @@
 #include <Poco/Ascii.h>
 #include <Poco/Base64Decoder.h>
 #include <Poco/Dynamic/Var.h>
-#include <Poco/JSON/Array.h>
 #include <Poco/JSON/Object.h>
 #include <Poco/String.h>
 
@@ -161,12 +161,6 @@ Object::Ptr executeWithProgress(const Api& api, const std::string& type,
   return api.execute(fullType(type), request);
 }
 
-/// The first fault, or null.
-Object::Ptr faultOf(const Object& response) {
-  const auto faults = response.getArray("messageFaults");
-  return faults.isNull() || faults->size() == 0 ? nullptr : faults->getObject(0);
-}
-
 std::string contentsOf(const Object& response) {
   const auto file = response.getObject("file");
   auto text = file->getValue<std::string>("contents");
@@ -217,21 +211,20 @@ Object::Ptr callRequest(const Options& options, const Termination& termination) 
 
 ExitStatus call(const Options& options, const Api& api, const Object::Ptr& request) {
   const auto response = executeWithProgress(api, options.type, request);
-  const auto fault = faultOf(*response);
-  const bool failed = !fault.isNull();
+  const auto fault = faultIn(*response);
   if (!options.contents) {
     auto json = forTerminal(STDOUT_FILENO, writePrettyJson(*response));
-    if (failed && showsColor(STDOUT_FILENO)) {
+    if (fault && showsColor(STDOUT_FILENO)) {
       json = withColoredFaults(std::move(json));
     }
     print(json + '\n');
-  } else if (failed) {
-    const auto text = "connector-host: " + fault->getValue<std::string>("message") + '\n';
+  } else if (fault) {
+    const auto text = "connector-host: " + fault->message + '\n';
     std::cerr << forTerminal(STDERR_FILENO, text);
   } else {
     print(forTerminal(STDOUT_FILENO, contentsOf(*response)));
   }
-  return failed ? ExitStatus::fault : ExitStatus::success;
+  return fault ? ExitStatus::fault : ExitStatus::success;
 }
 
 } // namespace connector::host

@@ -1,10 +1,10 @@
 #include "Log.h"
 
+#include "JsonValues.h"
 #include "Terminal.h"
 
 #include <Poco/Channel.h>
 #include <Poco/Format.h>
-#include <Poco/JSON/Array.h>
 #include <Poco/Logger.h>
 #include <Poco/Message.h>
 
@@ -29,16 +29,9 @@ public:
   }
 };
 
-/// The condition and text of the fault, if there is one.
 std::string outcomeOf(const Poco::JSON::Object& response) {
-  const auto faults = response.getArray("messageFaults");
-  if (faults.isNull() || faults->size() == 0) {
-    return "ok";
-  }
-  const auto fault = faults->getObject(0);
-  const auto condition = fault->getArray("faultConditions")->getObject(0);
-  return condition->getValue<std::string>("faultId") + ": " +
-         fault->getValue<std::string>("message");
+  const auto fault = faultIn(response);
+  return fault ? fault->condition + ": " + fault->message : "ok";
 }
 
 std::string outcomeOf(ErrorCode code, const char* text) {

@@ -1,5 +1,6 @@
 #include "Mcp.h"
 
+#include "JsonValues.h"
 #include "JsonWriter.h"
 #include "Suggestion.h"
 #include "Terminal.h"
@@ -11,7 +12,6 @@
 #include <array>
 #include <cctype>
 #include <filesystem>
-#include <initializer_list>
 #include <string_view>
 #include <typeinfo>
 #include <utility>
@@ -72,22 +72,6 @@ const Effects& effectsOf(const std::string& type) {
   return found == EFFECTS.end() ? defaults : *found;
 }
 
-Object::Ptr object(std::initializer_list<std::pair<const char*, Var>> members) {
-  auto result = Poco::makeShared<Object>(Poco::JSON_PRESERVE_KEY_ORDER);
-  for (const auto& [name, value] : members) {
-    result->set(name, value);
-  }
-  return result;
-}
-
-Array::Ptr array(std::initializer_list<Var> elements) {
-  auto result = Poco::makeShared<Array>();
-  for (const auto& element : elements) {
-    result->add(element);
-  }
-  return result;
-}
-
 bool isText(const Var& value) {
   return value.type() == typeid(std::string);
 }
@@ -112,24 +96,24 @@ std::string argumentOf(const RequestKey& key) {
 }
 
 Object::Ptr inputSchema(const std::vector<RequestKey>& keys) {
-  auto properties = object({});
-  auto required = array({});
+  auto properties = makeObject();
+  auto required = makeArray();
   for (const auto& key : keys) {
     properties->set(argumentOf(key), key.schema);
     if (key.isRequired) {
       required->add(argumentOf(key));
     }
   }
-  return object({{"type", "object"},
-                 {"properties", properties},
-                 {"required", required},
-                 {"additionalProperties", false}});
+  return makeObject({{"type", "object"},
+                     {"properties", properties},
+                     {"required", required},
+                     {"additionalProperties", false}});
 }
 
 Object::Ptr serverInfo() {
-  return object({{"name", "connector-host"},
-                 {"title", "Connector file service"},
-                 {"version", CONNECTOR_HOST_VERSION}});
+  return makeObject({{"name", "connector-host"},
+                     {"title", "Connector file service"},
+                     {"version", CONNECTOR_HOST_VERSION}});
 }
 
 /// Whether a request belongs to the stateless protocol. Throws an Error if it has another version
@@ -141,8 +125,9 @@ bool isStateless(const std::string& method, const Object& params) {
     return method == DISCOVER;
   }
   if (!isText(version) || version.extract<std::string>() != STATELESS_VERSION) {
-    throw Error(ErrorCode::unsupportedVersion, "Unsupported protocol version",
-                object({{"supported", array({STATELESS_VERSION})}, {"requested", version}}));
+    throw Error(
+        ErrorCode::unsupportedVersion, "Unsupported protocol version",
+        makeObject({{"supported", makeArray({STATELESS_VERSION})}, {"requested", version}}));
   }
   if (meta->getObject(CAPABILITIES_KEY).isNull()) {
     throw Error(ErrorCode::invalidParams,
@@ -153,7 +138,7 @@ bool isStateless(const std::string& method, const Object& params) {
 
 /// Adds the members that each result of the stateless protocol has.
 void addStatelessMembers(const std::string& method, Object& result) {
-  result.set("_meta", object({{SERVER_KEY, serverInfo()}}));
+  result.set("_meta", makeObject({{SERVER_KEY, serverInfo()}}));
   result.set("resultType", "complete");
   if (method == LIST || method == DISCOVER) {
     result.set("ttlMs", FIVE_MINUTES);
@@ -169,21 +154,19 @@ std::string versionFor(const Object& params) {
 }
 
 Object::Ptr textBlock(const Var& text) {
-  auto block = object({{"type", "text"}});
+  auto block = makeObject({{"type", "text"}});
   block->set("text", text); // which may be long and is copied less often so
   return block;
 }
 
 Object::Ptr errorResult(const std::string& text) {
-  return object({{"content", array({textBlock(text)})}, {"isError", true}});
+  return makeObject({{"content", makeArray({textBlock(text)})}, {"isError", true}});
 }
 
-std::string faultText(const Object& fault) {
-  const auto condition = fault.getArray("faultConditions")->getObject(0);
-  auto text =
-      condition->getValue<std::string>("faultId") + ": " + fault.getValue<std::string>("message");
-  for (const auto& path : *condition->getArray("faultInfo")) {
-    text += text.find(path.toString()) == std::string::npos ? " (" + path.toString() + ")" : "";
+std::string textOf(const Fault& fault) {
+  auto text = fault.condition + ": " + fault.message;
+  for (const auto& path : fault.paths) {
+    text += text.find(path) == std::string::npos ? " (" + path + ")" : "";
   }
   return text;
 }
@@ -210,13 +193,13 @@ std::string listing(const Array& entries) {
 /// Contents are only a text: clients that show a model `structuredContent` instead of the text
 /// would show none, and both would double the result.
 Object::Ptr contentsResult(const Object& file) {
-  auto content = array({});
+  auto content = makeArray();
   if (file.getValue<std::string>("encoding") != "utf-8") {
     const auto size = file.get("size").toString();
     content->add(textBlock("These " + size + " bytes are not UTF-8. In base64:"));
   }
   content->add(textBlock(file.get("contents")));
-  return object({{"content", content}});
+  return makeObject({{"content", content}});
 }
 
 Object::Ptr resultFrom(Object::Ptr response) {
@@ -225,16 +208,15 @@ Object::Ptr resultFrom(Object::Ptr response) {
   }
   response->remove("uuid");
   response->remove("apiVersion");
-  const auto faults = response->getArray("messageFaults");
-  if (faults->size() > 0) {
-    auto result = errorResult(faultText(*faults->getObject(0)));
+  if (const auto fault = faultIn(*response)) {
+    auto result = errorResult(textOf(*fault));
     result->set("structuredContent", response);
     return result;
   }
   const auto entries = response->getArray("folderContents");
   const auto info = response->getObject(response->has("fileInfo") ? "fileInfo" : "newFileInfo");
   const auto text = entries.isNull() ? describe(*info, "location") : listing(*entries);
-  return object({{"content", array({textBlock(text)})}, {"structuredContent", response}});
+  return makeObject({{"content", makeArray({textBlock(text)})}, {"structuredContent", response}});
 }
 
 bool isOfType(const Var& value, const std::string& type) {
@@ -256,8 +238,8 @@ const RequestKey& keyOf(const std::vector<RequestKey>& keys, const std::string& 
 /// Throws an Error for arguments that the service itself would ignore or convert, or do without.
 Object::Ptr messageFrom(const std::vector<RequestKey>& keys, const Object& params) {
   const auto given = params.getObject("arguments");
-  const auto arguments = given.isNull() ? object({}) : given;
-  auto message = object({});
+  const auto arguments = given.isNull() ? makeObject() : given;
+  auto message = makeObject();
   for (const auto& [name, value] : *arguments) {
     const auto& key = keyOf(keys, name);
     if (!value.isEmpty() && !isOfType(value, key.type)) {
@@ -321,15 +303,15 @@ void Mcp::addTool(const std::string& type, bool readOnly) {
 
   const auto name = separated(Poco::toLower(title.substr(0, 1)) + title.substr(1), '_');
   const bool isReadOnly = effects.isReadOnly && !hasOptions;
-  definitions_->add(
-      object({{"name", name},
-              {"title", separated(title, ' ')},
-              {"description", schema->getValue<std::string>("description") + " " + effects.advice},
-              {"inputSchema", inputSchema(keys)},
-              {"annotations", object({{"readOnlyHint", isReadOnly},
-                                      {"destructiveHint", !isReadOnly && effects.isDestructive},
-                                      {"idempotentHint", effects.isIdempotent},
-                                      {"openWorldHint", false}})}}));
+  definitions_->add(makeObject(
+      {{"name", name},
+       {"title", separated(title, ' ')},
+       {"description", schema->getValue<std::string>("description") + " " + effects.advice},
+       {"inputSchema", inputSchema(keys)},
+       {"annotations", makeObject({{"readOnlyHint", isReadOnly},
+                                   {"destructiveHint", !isReadOnly && effects.isDestructive},
+                                   {"idempotentHint", effects.isIdempotent},
+                                   {"openWorldHint", false}})}}));
   tools_.emplace(name, Tool{type, std::move(keys)});
 }
 
@@ -347,26 +329,26 @@ Object::Ptr Mcp::execute(const std::string& method, const Object::Ptr& params) c
 }
 
 Object::Ptr Mcp::resultOf(const std::string& method, const Object& params) const {
-  const auto capabilities = object({{"tools", object({})}});
+  const auto capabilities = makeObject({{"tools", makeObject()}});
   if (method == "tools/call") {
     return callTool(params);
   }
   if (method == LIST) {
-    return object({{"tools", definitions_}});
+    return makeObject({{"tools", definitions_}});
   }
   if (method == DISCOVER) {
-    return object({{"supportedVersions", array({STATELESS_VERSION})},
-                   {"capabilities", capabilities},
-                   {"instructions", instructions_}});
+    return makeObject({{"supportedVersions", makeArray({STATELESS_VERSION})},
+                       {"capabilities", capabilities},
+                       {"instructions", instructions_}});
   }
   if (method == "initialize") {
-    return object({{"protocolVersion", versionFor(params)},
-                   {"capabilities", capabilities},
-                   {"serverInfo", serverInfo()},
-                   {"instructions", instructions_}});
+    return makeObject({{"protocolVersion", versionFor(params)},
+                       {"capabilities", capabilities},
+                       {"serverInfo", serverInfo()},
+                       {"instructions", instructions_}});
   }
   if (method == "ping") {
-    return object({});
+    return makeObject();
   }
   throw Error(ErrorCode::methodNotFound, "Unknown method: " + method);
 }

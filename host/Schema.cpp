@@ -1,10 +1,9 @@
 #include "Schema.h"
 
 #include "JsonRpc.h"
+#include "JsonValues.h"
 #include "Suggestion.h"
 #include "messages/MessageList.h"
-
-#include <Poco/JSON/Array.h>
 
 #include <algorithm>
 #include <array>
@@ -30,11 +29,11 @@ constexpr bool IS_REQUEST = std::is_base_of_v<ServiceMessage<FileServiceProvider
 template <typename M>
 constexpr bool IS_RESPONSE = std::is_base_of_v<common::v1::Response, M>;
 
-/// A key of a file. All but the last two are also the keys of a description.
+/// A key of a File. A FileInfo has all but the last two.
 struct FileKey {
   const char* key;
   const char* type;
-  bool isRead;    ///< by requests
+  bool isRead;    ///< in requests
   bool isWritten; ///< in every response
   const char* description;
 };
@@ -50,30 +49,21 @@ constexpr std::array FILE_KEYS{
     FileKey{"isShared", "boolean", false, false, "Always false."},
     FileKey{"contents", "string", true, true, "The bytes, in this encoding."},
     FileKey{"encoding", "string", true, true, R"("utf-8" or, for bytes that are not, "base64".)"}};
-constexpr std::size_t DESCRIPTION_KEYS = FILE_KEYS.size() - 2;
-
-Object::Ptr newObject() {
-  return Poco::makeShared<Object>(Poco::JSON_PRESERVE_KEY_ORDER);
-}
+constexpr std::size_t FILE_INFO_KEYS = FILE_KEYS.size() - 2;
 
 Object::Ptr schemaOfType(const char* type) {
-  auto schema = newObject();
-  schema->set("type", type);
-  return schema;
+  return makeObject({{"type", type}});
 }
 
 Object::Ptr objectSchema(const char* title) {
-  auto schema = schemaOfType("object");
-  schema->set("title", title);
-  schema->set("properties", newObject());
-  schema->set("required", Poco::makeShared<Array>());
-  return schema;
+  return makeObject({{"type", "object"},
+                     {"title", title},
+                     {"properties", makeObject()},
+                     {"required", makeArray()}});
 }
 
 Object::Ptr arraySchema(const Object::Ptr& items) {
-  auto schema = schemaOfType("array");
-  schema->set("items", items);
-  return schema;
+  return makeObject({{"type", "array"}, {"items", items}});
 }
 
 void addKey(Object& object, const char* key, Object::Ptr schema, bool isRequired,
@@ -85,22 +75,22 @@ void addKey(Object& object, const char* key, Object::Ptr schema, bool isRequired
   }
 }
 
-Object::Ptr fileSchema(bool isRequest, const char* title, std::size_t keys) {
+/// The schema of an object with the first `count` keys of a file.
+Object::Ptr fileSchema(bool isRequest, const char* title, std::size_t count) {
   auto schema = objectSchema(title);
-  auto encodings = Poco::makeShared<Array>();
-  encodings->add("utf-8");
-  encodings->add("base64");
-  std::for_each(FILE_KEYS.begin(), FILE_KEYS.begin() + keys, [&](const FileKey& file) {
+  for (std::size_t i = 0; i < count; ++i) {
+    const auto& file = FILE_KEYS.at(i);
+    const std::string_view key = file.key;
     auto value = schemaOfType(file.type);
     if (isRequest && !file.isRead) {
       value->set("readOnly", true);
     }
-    if (&file == &FILE_KEYS.back()) {
-      value->set("enum", encodings);
+    if (key == "encoding") {
+      value->set("enum", makeArray({"utf-8", "base64"}));
     }
-    const bool isRequired = isRequest ? &file == &FILE_KEYS.front() : file.isWritten;
+    const bool isRequired = isRequest ? key == "location" : file.isWritten;
     addKey(*schema, file.key, value, isRequired, file.description);
-  });
+  }
   return schema;
 }
 
@@ -120,7 +110,7 @@ Object::Ptr schemaOfValue(bool isRequest) {
   if constexpr (std::is_same_v<T, File>) {
     return fileSchema(isRequest, "File", FILE_KEYS.size());
   } else if constexpr (std::is_same_v<T, FileInfo>) {
-    return fileSchema(isRequest, "FileInfo", DESCRIPTION_KEYS);
+    return fileSchema(isRequest, "FileInfo", FILE_INFO_KEYS);
   } else if constexpr (std::is_same_v<T, std::vector<FileInfo>>) {
     return arraySchema(schemaOfValue<FileInfo>(isRequest));
   } else if constexpr (std::is_same_v<T, bool>) {
@@ -133,7 +123,7 @@ Object::Ptr schemaOfValue(bool isRequest) {
   }
 }
 
-/// In a request a flag may be absent, in a response the value that a fault replaces.
+/// A request may lack a flag. A response lacks its value if it has a fault.
 template <typename M, typename F>
 void addField(Object& schema, const F& field) {
   using Value = std::decay_t<decltype(std::declval<M&>().*field.member)>;
@@ -180,7 +170,7 @@ void addMessage(Schemas& schemas, const wire::Entry<M, Fields...>& entry) {
   }
 }
 
-/// Those of all requests and responses.
+/// The schemas of all requests and responses.
 const Schemas& schemas() {
   static const auto all = [] {
     Schemas result;
@@ -201,16 +191,13 @@ bool isRequired(const Object& schema, const std::string& key) {
   return std::find(required->begin(), required->end(), key) != required->end();
 }
 
-/// One parameter for each property of a request: OpenRPC has no schema for all of them.
+/// One parameter per property of a request, because OpenRPC has no schema for all of them.
 Array::Ptr openRpcParams(const Object& schema) {
-  auto params = Poco::makeShared<Array>();
+  auto params = makeArray();
   const auto properties = schema.getObject("properties");
   for (const auto& key : properties->getNames()) {
-    auto param = newObject();
-    param->set("name", key);
-    param->set("required", isRequired(schema, key));
-    param->set("schema", properties->get(key));
-    params->add(param);
+    params->add(makeObject(
+        {{"name", key}, {"required", isRequired(schema, key)}, {"schema", properties->get(key)}}));
   }
   return params;
 }
@@ -264,7 +251,7 @@ void setKey(Object& message, const std::string& name, const Poco::Dynamic::Var& 
     return;
   }
   if (message.getObject(first).isNull()) {
-    message.set(first, newObject());
+    message.set(first, makeObject());
   }
   setKey(*message.getObject(first), name.substr(dot + 1), value);
 }
@@ -274,29 +261,19 @@ bool returnsFile(const std::string& type) {
 }
 
 Object::Ptr openRpcDocument() {
-  auto methods = Poco::makeShared<Array>();
+  auto methods = makeArray();
   for (const auto& type : requestTypes()) {
     const auto request = requestSchema(type);
     const auto response = responseSchema(type);
-    auto result = newObject();
-    result->set("name", response->get("title"));
-    result->set("schema", response);
-    auto method = newObject();
-    method->set("name", type);
-    method->set("summary", request->get("description"));
-    method->set("paramStructure", "by-name");
-    method->set("params", openRpcParams(*request));
-    method->set("result", result);
-    methods->add(method);
+    methods->add(makeObject(
+        {{"name", type},
+         {"summary", request->get("description")},
+         {"paramStructure", "by-name"},
+         {"params", openRpcParams(*request)},
+         {"result", makeObject({{"name", response->get("title")}, {"schema", response}})}}));
   }
-  auto info = newObject();
-  info->set("title", "connector-host");
-  info->set("version", CONNECTOR_HOST_VERSION);
-  auto document = newObject();
-  document->set("openrpc", "1.3.2");
-  document->set("info", info);
-  document->set("methods", methods);
-  return document;
+  const auto info = makeObject({{"title", "connector-host"}, {"version", CONNECTOR_HOST_VERSION}});
+  return makeObject({{"openrpc", "1.3.2"}, {"info", info}, {"methods", methods}});
 }
 
 } // namespace connector::host
