@@ -13,8 +13,8 @@
 
 namespace connector::bench {
 
-/// Measures both in each round; `prepare` runs before each of them and is not measured. Needs
-/// UseManualTime.
+/// Measures both functions in each round. `prepare` runs before each of them and is not measured.
+/// Needs UseManualTime.
 template <typename Prepare, typename Ours, typename Bare>
 void compare(benchmark::State& state, const Prepare& prepare, const Ours& ours, const Bare& bare) {
   std::vector<double> oursTimes;
@@ -30,13 +30,13 @@ void compare(benchmark::State& state, const Prepare& prepare, const Ours& ours, 
 }
 
 /// Measures how the time per item grows from `little` items to `much`. The counter "growth" is the
-/// median of the rounds' quotients; "bareGrowth" is that of the fewest system calls, which also
-/// grows when the caches are too small. Each function takes a number of items; `prepare` runs
-/// before each of the others and is not measured.
+/// median of the quotients of the rounds. "bareGrowth" is that of the fewest system calls, whose
+/// time per item also grows if the caches are too small. Each function takes a number of items.
+/// `prepare` runs before each of the others and is not measured.
 template <typename Prepare, typename Ours, typename Bare>
 void compareGrowth(benchmark::State& state, std::size_t little, std::size_t much,
                    const Prepare& prepare, const Ours& ours, const Bare& bare) {
-  // As many items on both sides, so that neither is measured on a warmer machine.
+  // Repeats the small work until it has as many items, so that both heat the machine equally.
   const auto timeAll = [&](std::size_t items, const auto& work) {
     double total = 0;
     for (std::size_t done = 0; done < much; done += items) {

@@ -7,7 +7,7 @@
 
 namespace connector::bench {
 
-/// In seconds.
+/// Returns the duration in seconds.
 template <typename Work>
 double timeOf(const Work& work) {
   const auto start = std::chrono::steady_clock::now();

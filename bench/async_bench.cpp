@@ -1,4 +1,4 @@
-// Futures beside the standard library's.
+// Compares futures with the standard library's.
 
 #include "Compare.h"
 
@@ -16,7 +16,7 @@ using connector::bench::compare;
 
 constexpr int TIMES = 10'000;
 
-/// A result that is there before it is asked for, as every file operation gives it.
+/// The result is set before `get`, as by every file operation.
 void readyResult(benchmark::State& state) {
   compare(
       state, [] {},
@@ -34,7 +34,7 @@ void readyResult(benchmark::State& state) {
       });
 }
 
-/// A reader on another thread, who may have to be woken.
+/// The result is set by another thread. The reader may have to be woken.
 template <typename Promise, typename Set, typename Future>
 void handOver(const Set& set, const Future& future) {
   std::vector<Promise> promises(TIMES);

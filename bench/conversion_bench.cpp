@@ -1,4 +1,4 @@
-// Messages to JSON and back, and paths to native names, beside the least that either must do.
+// Compares the conversion of messages and of paths with the least work that each must do.
 
 #include "Compare.h"
 #include "tests/support/FileContents.h"
@@ -38,8 +38,8 @@ std::string contentsOf(bool isText) {
   return contents;
 }
 
-/// The response that carries a file, both ways. Beside it: one validation of text, one copy into
-/// the JSON and one out of it.
+/// Converts a response with a file to JSON and back. The least work is one UTF-8 validation, one
+/// copy into the JSON and one out of it.
 void convertFile(benchmark::State& state, bool isText) {
   const std::string contents = contentsOf(isText);
   const auto registry = std::make_shared<connector::json::MessageRegistry>();
@@ -61,7 +61,7 @@ void convertFile(benchmark::State& state, bool isText) {
       });
 }
 
-/// Beside a new string that takes the characters one by one.
+/// The least work is a new string that gets the characters one by one.
 void convertName(benchmark::State& state, const std::u16string& name) {
   constexpr int times = 10'000;
   compare(

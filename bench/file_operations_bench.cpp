@@ -1,5 +1,5 @@
-// The file operations beside the same system calls made bare. Files are made beneath TMPDIR: a
-// tmpfs shows the service rather than the disk.
+// Compares the file operations with the bare system calls. The files are in TMPDIR; use a tmpfs to
+// measure the service rather than the disk.
 
 #include "Compare.h"
 #include "tests/support/TemporaryDirectory.h"
@@ -122,7 +122,7 @@ void read(benchmark::State& state) {
       [&] { readBare(path.c_str(), size); });
 }
 
-/// Per byte; the little one may still be in a cache when it is read again.
+/// Per byte. The small file may still be in a CPU cache when it is read again.
 void readGrowth(benchmark::State& state) {
   constexpr std::size_t little = 1'000'000;
   constexpr std::size_t much = 19'999'999;
@@ -139,8 +139,7 @@ void readGrowth(benchmark::State& state) {
       [&](std::size_t size) { readBare(fileOf(size).c_str(), size); });
 }
 
-/// How the entries of a directory are looked up: as we do, or as a caller would who knows their
-/// paths.
+/// How the entries of a directory are looked up: by its descriptor, like the service, or by path.
 enum class LookUp { inOpenDirectory, byPath };
 
 /// Describes each entry, with a status, an existence test and an access test.
@@ -169,7 +168,7 @@ std::size_t listBare(const std::string& directory, LookUp lookUp) {
 
 void list(benchmark::State& state, LookUp bare) {
   const Scratch scratch;
-  const std::string directory = scratch.at("folder");
+  const std::string directory = scratch.at("directory");
   const auto entries = static_cast<std::size_t>(state.range(0));
   fillDirectory(directory, entries);
   FileServiceImpl service;
@@ -211,7 +210,7 @@ void removeBare(const std::string& directory) {
 
 void removeGrowth(benchmark::State& state) {
   const Scratch scratch;
-  const std::string directory = scratch.at("folder");
+  const std::string directory = scratch.at("directory");
   FileServiceImpl service;
   compareGrowth(
       state, LITTLE, MUCH, [&](std::size_t entries) { fillDirectory(directory, entries); },
@@ -241,7 +240,7 @@ void moveBare(const std::string& from, const std::string& to) {
 void move(benchmark::State& state) {
   const Scratch scratch;
   const std::string source = scratch.at("file");
-  const std::string directory = scratch.at("folder");
+  const std::string directory = scratch.at("directory");
   fs::create_directory(directory);
   FileServiceImpl service;
   compare(
@@ -259,7 +258,7 @@ void move(benchmark::State& state) {
 BENCHMARK(open)->Arg(4096)->UseManualTime()->Unit(benchmark::kMillisecond);
 BENCHMARK(read)->Arg(19999999)->UseManualTime()->Unit(benchmark::kMillisecond);
 BENCHMARK(readGrowth)->UseManualTime()->Iterations(15)->Unit(benchmark::kMillisecond);
-BENCHMARK_CAPTURE(list, in_open_folder, LookUp::inOpenDirectory)
+BENCHMARK_CAPTURE(list, in_open_directory, LookUp::inOpenDirectory)
     ->Arg(100)
     ->Arg(10000)
     ->UseManualTime()

@@ -17,11 +17,12 @@
 
 namespace connector::bench {
 
-/// How a client waits for an answer. Waking up takes it longer than a service needs for a small
-/// request, and as long whichever service it is.
+/// How the client waits for a reply. Waking it takes longer than a service needs for a small
+/// request, and equally long for every service.
 enum class Waiting { asleep, awake };
 
-/// A program between two pipes, which is to end when its input does: when this goes.
+/// A child process between two pipes. It must end at the end of its input, which the destructor
+/// closes.
 class Child {
 public:
   Child(const std::string& program, const Poco::Process::Args& arguments, Waiting waiting)
@@ -33,11 +34,11 @@ public:
 
   ~Child() {
     in_.close();
-    out_.close(); // It may be in the middle of an answer that nobody reads any more.
+    out_.close(); // the process may be blocked in writing a reply
     process_.wait();
   }
 
-  /// Both parts in one system call, as far as the pipe takes them.
+  /// Sends both parts in one system call, if the pipe has enough space.
   void send(std::string_view head, std::string_view tail = {}) {
     while (!head.empty() || !tail.empty()) {
       const std::array<iovec, 2> parts{asPart(head), asPart(tail)};
@@ -48,16 +49,16 @@ public:
     }
   }
 
-  /// At least one byte.
+  /// Receives at least one byte.
   std::size_t receive(char* to, std::size_t size) {
     if (waiting_ == Waiting::awake) {
-      watch();
+      poll();
     }
     return checked(::read(out_.readHandle(), to, size));
   }
 
 private:
-  void watch() const {
+  void poll() const {
     pollfd output{out_.readHandle(), POLLIN, 0};
     while (::poll(&output, 1, 0) == 0) {
     }

@@ -32,7 +32,7 @@ public:
     }
   }
 
-  // Both hold from then on, for this thread and every process that it starts.
+  // Each takes effect for this thread and for every process that it starts later.
 
   void useClients() const { use(client_); }
 

@@ -15,13 +15,13 @@ enum class Verb { open, openTogether, list, create, update, rename, move, remove
 
 struct Job {
   std::string path;
-  std::string after; ///< where the file is afterwards; empty when it is gone
+  std::string after; ///< the path of the file after the work; empty if it is deleted
 };
 
 struct Batch {
   Verb verb = Verb::open;
   std::vector<Job> jobs;
-  std::string contents; ///< of each file, before or afterwards
+  std::string contents; ///< of each file, before or after the work
   bool isText = true;
   std::map<std::string, std::uint64_t> entries; ///< of each directory: size by name
 };
@@ -33,7 +33,7 @@ Batch makeBatch(Verb verb, const std::filesystem::path& directory, std::size_t f
 /// Empties the directory and brings it into the state before the work.
 void prepareDisk(const Batch& batch, const std::filesystem::path& directory);
 
-/// Whether the disk is in the state after the work.
+/// Returns whether the disk is in the state after the work.
 bool isDone(const Batch& batch);
 
 } // namespace connector::bench

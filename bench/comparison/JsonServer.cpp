@@ -24,7 +24,7 @@ enum class Framing { line, contentLength };
 
 struct Request {
   std::string bytes;
-  std::string answerStart;
+  std::string replyStart;
 };
 
 std::string fromBase64(const std::string& text) {
@@ -74,7 +74,7 @@ std::pair<const char*, Object> methodAndParams(const Batch& batch, const Job& jo
   throw std::logic_error("no such verb");
 }
 
-/// Speaks to a service that answers our messages as JSON-RPC.
+/// A service that takes our messages over JSON-RPC.
 class JsonServer : public Server {
 public:
   JsonServer(const char* name, Framing framing, const std::string& program,
@@ -83,7 +83,7 @@ public:
       , child_(program, arguments, waiting)
       , framing_(framing) {}
 
-  std::function<void()> ready(const Batch& batch) override {
+  std::function<void()> prepare(const Batch& batch) override {
     std::vector<Request> requests;
     for (const Job& job : batch.jobs) {
       requests.push_back(makeRequest(batch, job));
@@ -96,8 +96,8 @@ public:
   }
 
   [[nodiscard]] Decoded decode(const Batch& batch) const override {
-    const auto answer = Poco::JSON::Parser().parse(std::string(answer_)).extract<Object::Ptr>();
-    const Object::Ptr result = answer->getObject("result");
+    const auto reply = Poco::JSON::Parser().parse(std::string(reply_)).extract<Object::Ptr>();
+    const Object::Ptr result = reply->getObject("result");
     Decoded decoded;
     if (batch.verb == Verb::open || batch.verb == Verb::openTogether) {
       const Object::Ptr file = result->getObject("file");
@@ -128,26 +128,26 @@ private:
          << R"(","params":)";
     params.stringify(body);
     body << '}';
-    const std::string answerStart = R"({"jsonrpc":"2.0","id":)" + id + R"(,"result":{)";
+    const std::string replyStart = R"({"jsonrpc":"2.0","id":)" + id + R"(,"result":{)";
     if (framing_ == Framing::line) {
-      return {body.str() + "\n", answerStart};
+      return {body.str() + "\n", replyStart};
     }
     const auto length = std::to_string(body.str().size());
-    return {"Content-Length: " + length + "\r\n\r\n" + body.str(), answerStart};
+    return {"Content-Length: " + length + "\r\n\r\n" + body.str(), replyStart};
   }
 
   void exchange(const Request& request) {
     child_.send(request.bytes);
     received_ = 0;
-    answer_ = framing_ == Framing::line ? receiveLine() : receiveBody();
+    reply_ = framing_ == Framing::line ? receiveLine() : receiveBody();
     // The faults follow the contents, so they are searched from the end.
-    if (answer_.compare(0, request.answerStart.size(), request.answerStart) != 0 ||
-        answer_.rfind(R"("messageFaults":[])") == std::string_view::npos) {
-      throw WrongAnswer("answers " + std::string(answer_.substr(0, 500)));
+    if (reply_.compare(0, request.replyStart.size(), request.replyStart) != 0 ||
+        reply_.rfind(R"("messageFaults":[])") == std::string_view::npos) {
+      throw WrongReply("replies " + std::string(reply_.substr(0, 500)));
     }
   }
 
-  /// No other answer is outstanding, so nothing follows the end of the line.
+  /// No other reply is outstanding, so nothing follows the end of the line.
   std::string_view receiveLine() {
     do {
       receiveMore();
@@ -183,9 +183,9 @@ private:
   Child child_;
   Framing framing_;
   int lastId_ = 0;
-  std::vector<char> buffer_; // keeps its size, so that only the first long answer makes it grow
+  std::vector<char> buffer_; // never shrinks, so that it grows only for the first long reply
   std::size_t received_ = 0;
-  std::string_view answer_;
+  std::string_view reply_;
 };
 
 } // namespace

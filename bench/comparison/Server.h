@@ -12,20 +12,20 @@
 
 namespace connector::bench {
 
-struct WrongAnswer : std::runtime_error {
+struct WrongReply : std::runtime_error {
   using std::runtime_error::runtime_error;
 };
 
-/// The decoded contents of an answer.
+/// A decoded reply.
 struct Decoded {
   std::string contents;                       ///< of an opened file
   std::map<std::string, std::uint64_t> sizes; ///< of a directory's entries, by name
-  std::uint64_t size = 0;                     ///< of the file that any other answer describes
+  std::uint64_t size = 0;                     ///< of the file that any other reply describes
 };
 
-/// A running service with our client of it. The times contain the service and the least work of any
-/// client: it writes the requests, reads the whole answers into memory and checks that they are not
-/// refusals. It does not decode them, and does not copy bulk data after reading it.
+/// A running service and our client for it. The measured time includes the service and the least
+/// work of a client: it writes the requests, reads the complete replies into memory and checks that
+/// none is a refusal. It does not decode the replies or copy their contents.
 class Server {
 public:
   explicit Server(const char* name)
@@ -37,11 +37,11 @@ public:
 
   [[nodiscard]] const char* name() const { return name_; }
 
-  /// Returns the work to be timed, after preparing what it can. Refers to `batch`. The work throws
-  /// WrongAnswer if an answer is a refusal.
-  virtual std::function<void()> ready(const Batch& batch) = 0;
+  /// Does everything that can be done in advance, and returns the work to be timed. `batch` must
+  /// outlive it. The work throws WrongReply if a request is refused.
+  virtual std::function<void()> prepare(const Batch& batch) = 0;
 
-  /// Decodes the answer about the last file of the last work; not measured.
+  /// Decodes the last reply that the work received.
   [[nodiscard]] virtual Decoded decode(const Batch& batch) const = 0;
 
 private:

@@ -1,6 +1,6 @@
-// SFTP, version 3, as OpenSSH's own client uses it: each request waits for the answer before, but
-// the pieces of a file's contents are on their way together. Requests are put together while the
-// time runs, since most of them name a handle that an answer has just brought.
+// SFTP, version 3, used like OpenSSH's own client: it waits for the reply to each request, except
+// that it sends several reads or writes of one file at once. The measured time includes composing
+// the requests, since most of them contain a handle from an earlier reply.
 
 #include "Server.h"
 
@@ -69,7 +69,7 @@ void put(std::string& out, std::string_view text) {
   out += text;
 }
 
-/// `following` bytes belong to the packet and are sent after `out`.
+/// Appends a packet to `out`, without its last `following` bytes, which are sent separately.
 template <typename... Fields>
 void putPacket(std::string& out, std::size_t following, Type type, std::uint32_t request,
                const Fields&... fields) {
@@ -103,7 +103,7 @@ public:
 
   std::string_view take(std::size_t size) {
     if (size > left_.size()) {
-      throw WrongAnswer("a packet is too short");
+      throw WrongReply("a packet is too short");
     }
     const std::string_view taken = left_.substr(0, size);
     left_.remove_prefix(size);
@@ -121,10 +121,10 @@ struct Attributes {
   std::uint32_t modified = 0;
 };
 
-/// All that OpenSSH sends: always these and no others.
+/// OpenSSH always sends exactly these attributes.
 Attributes readAttributes(Reader& reader) {
   if (reader.u32() != (SIZE | OWNER | PERMISSIONS | TIMES)) {
-    throw WrongAnswer("other attributes than sftp-server sends");
+    throw WrongReply("replies with unexpected attributes");
   }
   Attributes attributes;
   attributes.size = reader.number(8);
@@ -135,7 +135,7 @@ Attributes readAttributes(Reader& reader) {
   return attributes;
 }
 
-struct Answer {
+struct Reply {
   Type type = Type::status;
   std::uint32_t request = 0;
   std::string_view body;
@@ -151,11 +151,11 @@ public:
     putPacket(out_, 0, Type::init, version);
     child_.send(out_);
     if (receive().request != version) {
-      throw WrongAnswer("speaks another version");
+      throw WrongReply("speaks another version");
     }
   }
 
-  std::function<void()> ready(const Batch& batch) override {
+  std::function<void()> prepare(const Batch& batch) override {
     return [this, &batch] {
       for (const Job& job : batch.jobs) {
         received_ = 0;
@@ -181,7 +181,7 @@ public:
     for (Reader names : names_) {
       for (auto left = names.u32(); left > 0; --left) {
         const std::string name(names.text());
-        names.text(); // the line that is meant for people
+        names.text(); // the line for display
         const std::uint64_t size = readAttributes(names).size;
         if (name.front() != '.') {
           decoded.sizes[name] = size;
@@ -204,18 +204,18 @@ private:
       write(job.path, WRITE | CREATE | EXCLUSIVE, batch.contents);
       break;
     case Verb::update:
-      attributes(ask(Type::stat, job.path)); // a missing file is to be refused
+      attributes(ask(Type::stat, job.path)); // refuses a missing file
       write(job.path, WRITE | TRUNCATE, batch.contents);
       break;
     case Verb::rename:
-      done(ask(Type::rename, job.path, job.after));
+      requireStatus(ask(Type::rename, job.path, job.after));
       break;
     case Verb::move:
       move(job.path, job.after);
       break;
     case Verb::remove:
-      done(ask(Type::remove, job.path));
-      done(ask(Type::stat, job.path), NO_SUCH_FILE);
+      requireStatus(ask(Type::remove, job.path));
+      requireStatus(ask(Type::stat, job.path), NO_SUCH_FILE);
       described_ = {};
       return;
     }
@@ -225,10 +225,10 @@ private:
   void open(const std::string& path) {
     const auto file = handle(ask(Type::open, path, READ, NO_ATTRIBUTES));
     receiveContents(file, attributes(ask(Type::fstat, file)).size);
-    done(ask(Type::close, file));
+    requireStatus(ask(Type::close, file));
   }
 
-  /// For a file that fits into one piece.
+  /// Call for a file that fits into one piece.
   void openTogether(const std::string& path) {
     const auto file = handle(ask(Type::open, path, READ, NO_ATTRIBUTES));
     out_.clear();
@@ -236,24 +236,24 @@ private:
     putPacket(out_, 0, Type::close, ++lastRequest_, file);
     child_.send(out_);
     contents_ = {data(receive(lastRequest_ - 1))};
-    done(receive(lastRequest_));
+    requireStatus(receive(lastRequest_));
   }
 
   void list(const std::string& path) {
     const auto directory = handle(ask(Type::opendir, path));
     names_.clear();
-    Answer answer = ask(Type::readdir, directory);
-    for (; answer.type != Type::status; answer = ask(Type::readdir, directory)) {
-      names_.emplace_back(expect(answer, Type::name));
+    Reply reply = ask(Type::readdir, directory);
+    for (; reply.type != Type::status; reply = ask(Type::readdir, directory)) {
+      names_.emplace_back(expect(reply, Type::name));
     }
-    done(answer, END_OF_FILE);
-    done(ask(Type::close, directory));
+    requireStatus(reply, END_OF_FILE);
+    requireStatus(ask(Type::close, directory));
   }
 
   void write(const std::string& path, std::uint32_t flags, const std::string& contents) {
     const auto file = handle(ask(Type::open, path, flags, NO_ATTRIBUTES));
     sendContents(file, contents);
-    done(ask(Type::close, file));
+    requireStatus(ask(Type::close, file));
   }
 
   void move(const std::string& from, const std::string& to) {
@@ -263,12 +263,12 @@ private:
         handle(ask(Type::open, to, WRITE | CREATE | EXCLUSIVE, PERMISSIONS, found.permissions));
     constexpr std::uint64_t start = 0;
     constexpr std::uint64_t toTheEnd = 0;
-    done(
+    requireStatus(
         ask(Type::extended, std::string_view("copy-data"), source, start, toTheEnd, target, start));
-    done(ask(Type::fsetstat, target, TIMES, found.accessed, found.modified));
-    done(ask(Type::close, source));
-    done(ask(Type::close, target));
-    done(ask(Type::remove, from));
+    requireStatus(ask(Type::fsetstat, target, TIMES, found.accessed, found.modified));
+    requireStatus(ask(Type::close, source));
+    requireStatus(ask(Type::close, target));
+    requireStatus(ask(Type::remove, from));
   }
 
   /// Sends the next requests when half of those in flight are answered, so that it writes seldom.
@@ -287,7 +287,7 @@ private:
       const std::uint32_t request = firstRequest + static_cast<std::uint32_t>(contents_.size());
       contents_.push_back(data(receive(request)));
       if (contents_.back().size() != std::min<std::uint64_t>(PIECE, size - got)) {
-        throw WrongAnswer("answers less than a piece");
+        throw WrongReply("replies with less than a piece");
       }
     }
   }
@@ -296,7 +296,7 @@ private:
     std::uint32_t acknowledged = lastRequest_;
     for (std::uint64_t offset = 0; offset < contents.size(); offset += PIECE) {
       if (lastRequest_ - acknowledged == IN_FLIGHT) {
-        done(receive(++acknowledged));
+        requireStatus(receive(++acknowledged));
       }
       const std::string_view piece = contents.substr(offset, PIECE);
       out_.clear();
@@ -305,28 +305,28 @@ private:
       child_.send(out_, piece);
     }
     while (acknowledged != lastRequest_) {
-      done(receive(++acknowledged));
+      requireStatus(receive(++acknowledged));
     }
   }
 
   template <typename... Fields>
-  Answer ask(Type type, const Fields&... fields) {
+  Reply ask(Type type, const Fields&... fields) {
     out_.clear();
     putPacket(out_, 0, type, ++lastRequest_, fields...);
     child_.send(out_);
     return receive(lastRequest_);
   }
 
-  Answer receive(std::uint32_t request) {
-    const Answer answer = receive();
-    if (answer.request != request) {
-      throw WrongAnswer("answers another request");
+  Reply receive(std::uint32_t request) {
+    const Reply reply = receive();
+    if (reply.request != request) {
+      throw WrongReply("replies to another request");
     }
-    return answer;
+    return reply;
   }
 
-  /// Refers to the buffer, which is not used again before the next file.
-  Answer receive() {
+  /// The reply points into the buffer, which is reused only for the next file.
+  Reply receive() {
     const std::size_t size = Reader(receivedBytes(4)).u32();
     Reader packet(receivedBytes(size));
     const auto type = static_cast<Type>(packet.number(1));
@@ -342,31 +342,30 @@ private:
     return {&buffer_[read_ - size], size};
   }
 
-  static std::string_view expect(const Answer& answer, Type type) {
-    if (answer.type != type) {
-      throw WrongAnswer("answers with packet type " +
-                        std::to_string(static_cast<int>(answer.type)));
+  static std::string_view expect(const Reply& reply, Type type) {
+    if (reply.type != type) {
+      throw WrongReply("replies with packet type " + std::to_string(static_cast<int>(reply.type)));
     }
-    return answer.body;
+    return reply.body;
   }
 
-  static void done(const Answer& answer, Status status = OK) {
-    const auto found = Reader(expect(answer, Type::status)).u32();
+  static void requireStatus(const Reply& reply, Status status = OK) {
+    const auto found = Reader(expect(reply, Type::status)).u32();
     if (found != status) {
-      throw WrongAnswer("answers with status " + std::to_string(found));
+      throw WrongReply("replies with status " + std::to_string(found));
     }
   }
 
-  static std::string_view handle(const Answer& answer) {
-    return Reader(expect(answer, Type::handle)).text();
+  static std::string_view handle(const Reply& reply) {
+    return Reader(expect(reply, Type::handle)).text();
   }
 
-  static std::string_view data(const Answer& answer) {
-    return Reader(expect(answer, Type::data)).text();
+  static std::string_view data(const Reply& reply) {
+    return Reader(expect(reply, Type::data)).text();
   }
 
-  static Attributes attributes(const Answer& answer) {
-    Reader reader(expect(answer, Type::attributes));
+  static Attributes attributes(const Reply& reply) {
+    Reader reader(expect(reply, Type::attributes));
     return readAttributes(reader);
   }
 
@@ -376,7 +375,7 @@ private:
   std::size_t read_ = 0;
   std::string out_;
   std::uint32_t lastRequest_ = 0;
-  std::vector<std::string_view> contents_; // in pieces, where they were received
+  std::vector<std::string_view> contents_; // the pieces, in the buffer
   std::vector<Reader> names_;
   Attributes described_;
 };

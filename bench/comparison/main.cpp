@@ -1,6 +1,6 @@
-// Each operation on files in a scratch directory, by each service in turn.
+// Times each operation on files in a scratch directory, with each service in turn.
 //
-// Usage: comparison FOLDER [--node SCRIPT] OPTIONS, which are those of bench/compare
+// Usage: comparison DIRECTORY [--node SCRIPT] [OPTIONS of bench/compare]
 
 #include "../Timing.h"
 #include "Cores.h"
@@ -37,7 +37,7 @@ struct Operation {
   std::size_t files;
   std::size_t size; ///< of each file, or the number of the directory's entries
   bool isText;
-  double sftpTarget; ///< The time of the other over ours is to be at least that.
+  double sftpTarget; ///< the least quotient of the other service's time and ours
   double nodeTarget;
 };
 
@@ -46,13 +46,13 @@ constexpr std::array OPERATIONS{
     Operation{"open and read 4 KiB (SFTP in two)", Verb::openTogether, 300, SMALL, true, 1.7, 8.0},
     Operation{"list 10,000 entries", Verb::list, 1, 10000, true, 1.2, 5.0},
     Operation{"read 19,999,999 bytes of text", Verb::open, 1, BIG, true, 1.0, 8.0},
-    Operation{"read 19,999,999 bytes, no text", Verb::open, 1, BIG, false, 0.9, 8.0},
+    Operation{"read 19,999,999 bytes, not text", Verb::open, 1, BIG, false, 0.9, 8.0},
     Operation{"create 4 KiB", Verb::create, 300, SMALL, true, 2.0, 3.5},
     Operation{"update 4 KiB", Verb::update, 300, SMALL, true, 2.5, 3.5},
     Operation{"rename", Verb::rename, 300, SMALL, true, 1.1, 3.5},
     Operation{"delete", Verb::remove, 300, SMALL, true, 1.2, 3.5},
     Operation{"move 19,999,999 bytes", Verb::move, 1, BIG, true, 1.2, 3.5},
-    Operation{"create 19,999,999 bytes, no text", Verb::create, 1, BIG, false, 0.5, 3.5},
+    Operation{"create 19,999,999 bytes, not text", Verb::create, 1, BIG, false, 0.5, 3.5},
 };
 
 /// Only for our host: the quotient of the times of `much` and `little` per byte or entry, and its
@@ -79,17 +79,17 @@ struct Options {
   std::filesystem::path directory;
   std::optional<std::string> nodeScript;
   int rounds = 21;
-  bool anyCore = false; ///< the client and the services run where the system puts them
+  bool anyCore = false; ///< the system places the client and the services
   Waiting waiting = Waiting::asleep;
   std::string filter;
 };
 
-/// Ours, sftp-server and, if it can be had, Node.js.
+/// Ours, sftp-server and, if available, Node.js.
 using Servers = std::vector<Server*>;
 
-void require(bool right, const char* what) {
-  if (!right) {
-    throw WrongAnswer(what);
+void require(bool isRight, const char* failure) {
+  if (!isRight) {
+    throw WrongReply(failure);
   }
 }
 
@@ -98,7 +98,7 @@ struct Rounds {
   Rounds(Server& its, const Batch& given)
       : server(&its)
       , batch(&given)
-      , work(its.ready(given)) {}
+      , work(its.prepare(given)) {}
 
   Server* server;
   const Batch* batch;
@@ -106,13 +106,13 @@ struct Rounds {
   std::vector<double> times; ///< seconds per file
 };
 
-void checkAnswer(const Server& server, const Batch& batch) {
+void checkReply(const Server& server, const Batch& batch) {
   const Decoded decoded = server.decode(batch);
   const bool isOpen = batch.verb == Verb::open || batch.verb == Verb::openTogether;
-  require(decoded.contents == (isOpen ? batch.contents : ""), "answers other contents");
-  require(decoded.sizes == batch.entries, "answers other entries");
+  require(decoded.contents == (isOpen ? batch.contents : ""), "replies with other contents");
+  require(decoded.sizes == batch.entries, "replies with other entries");
   require(decoded.size == (batch.verb == Verb::remove ? 0 : batch.contents.size()),
-          "answers another size");
+          "replies with another size");
 }
 
 void runRound(Rounds& rounds, const std::filesystem::path& directory) {
@@ -122,14 +122,14 @@ void runRound(Rounds& rounds, const std::filesystem::path& directory) {
   rounds.times.push_back(seconds / static_cast<double>(rounds.batch->jobs.size()));
 }
 
-/// The median of each one's times. The first rounds serve to check the answers and to warm up.
+/// Returns the median time of each element. The first round checks the replies and warms up.
 std::vector<double> measure(std::vector<Rounds> all, const Options& options) {
   for (int round = 0; round <= options.rounds; ++round) {
     for (Rounds& rounds : all) {
       try {
         runRound(rounds, options.directory);
         if (round == 0) {
-          checkAnswer(*rounds.server, *rounds.batch);
+          checkReply(*rounds.server, *rounds.batch);
           rounds.times.clear();
         }
       } catch (const std::exception& error) {
@@ -229,7 +229,7 @@ Options parse(const std::vector<std::string>& words) {
     }
   }
   if (options.anyCore && options.waiting == Waiting::awake) {
-    throw std::invalid_argument("keeps the services from a core that they may share");
+    throw std::invalid_argument("--awake keeps a core busy that --any-core shares");
   }
   return options;
 }
@@ -237,7 +237,7 @@ Options parse(const std::vector<std::string>& words) {
 std::optional<Options> parseOrExplain(const std::vector<std::string>& words) {
   try {
     return parse(words);
-  } catch (const std::logic_error&) { // an argument is missing, or no number, or unknown
+  } catch (const std::logic_error&) { // a value is missing or not a number, or an option is unknown
     std::cerr << "Usage: bench/compare [--rounds N] [--any-core | --awake] "
                  "[PART_OF_AN_OPERATION'S_NAME]\n";
     return std::nullopt;
@@ -248,7 +248,7 @@ std::optional<Options> parseOrExplain(const std::vector<std::string>& words) {
 
 int main(int argc, char** argv) {
   try {
-    static_cast<void>(std::signal(SIGPIPE, SIG_IGN)); // A service that has ended is reported.
+    static_cast<void>(std::signal(SIGPIPE, SIG_IGN)); // writing to an ended service throws
     const auto options = parseOrExplain({argv + 1, argv + argc});
     if (!options) {
       return 2;

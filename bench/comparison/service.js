@@ -1,5 +1,5 @@
-// The messages that bench/compare sends, answered by Node.js as it is meant to be used: through
-// asynchronous calls, those that do not depend on each other together.
+// Handles the messages of bench/compare in Node.js in the usual way: with asynchronous calls, and
+// with independent calls at the same time.
 
 const { isUtf8 } = require("node:buffer");
 const { constants, promises: fs } = require("node:fs");
@@ -42,7 +42,7 @@ async function write(file, flag) {
 }
 
 const operations = {
-  // Faster than fs.readFile, which asks for the size itself and reads in pieces.
+  // Faster than fs.readFile, which also determines the size and reads in pieces.
   async OpenFile({ path: location }) {
     const handle = await fs.open(location);
     try {
