@@ -17,14 +17,14 @@ using connector::file::v1::FileServiceImpl;
 using connector::file::v1::FileServiceProviderImpl;
 
 void printAnswer(const char* type, const char* params) {
-  // Once, at the start of the framework.
+  // Once, when the framework starts.
   const auto registry = std::make_shared<connector::json::MessageRegistry>();
-  const FileJsonSerialization serialization(registry); // makes the file messages known
+  const FileJsonSerialization serialization(registry); // registers the file messages
   const auto provider =
       std::make_shared<FileServiceProviderImpl>(std::make_shared<FileServiceImpl>());
   provider->start();
 
-  // For every request. A failed file operation is a response too, with a fault in it.
+  // For every request. A failed file operation also returns a response, which has a fault.
   const auto json = Poco::JSON::Parser().parse(params).extract<Poco::JSON::Object::Ptr>();
   auto response = provider->handle(registry->fromJson(type, json), {}, nullptr);
   registry->toJson(response.get())->stringify(std::cout);

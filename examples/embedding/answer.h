@@ -1,4 +1,4 @@
 #pragma once
 
-/// Prints the file service's answer to one request: the name of its type and its JSON.
+/// Sends one request to the file service and prints the response. `params` is the request in JSON.
 extern "C" void printAnswer(const char* type, const char* params);

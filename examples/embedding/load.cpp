@@ -1,7 +1,7 @@
-// The library is opened at run time. It exports C++ classes, whose constructors and type
-// information no program should look up by name. The code that uses them is therefore a module of
-// its own, which is compiled against the headers and not linked against the service. The loader
-// resolves its undefined symbols in the library, which was opened globally before it.
+// Opens the library at run time. The library exports C++ classes, whose constructors and type
+// information should not be looked up by name. The code that uses them is therefore a module, which
+// is compiled against the headers but not linked against the library. The loader resolves its
+// undefined symbols in the library, because that was opened before with RTLD_GLOBAL.
 
 #include "answer.h"
 
@@ -12,7 +12,7 @@
 
 namespace {
 
-// Neither is ever closed: objects of their classes may outlive any scope.
+// Never closes the library or the module: objects of their classes may outlive any scope.
 void* open(const char* library, int visibility) {
   void* const handle = dlopen(library, RTLD_NOW | visibility);
   if (handle == nullptr) {

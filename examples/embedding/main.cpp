@@ -1,4 +1,4 @@
-// The library is linked, as it is for most programs.
+// Links the library, as most programs do.
 
 #include "answer.h"
 
