@@ -1,8 +1,7 @@
 #pragma once
 
-// Measures our operation and the fewest system calls that do its work, alternately in one run, so
-// that the figures hold on a shared machine. The counter "ratio" is the quotient of the two
-// medians.
+// Compares an operation of ours with the least work that it must do. Alternates the two in one run,
+// so that the figures are valid on a shared machine.
 
 #include "Timing.h"
 
@@ -13,8 +12,8 @@
 
 namespace connector::bench {
 
-/// Measures both functions in each round. `prepare` runs before each of them and is not measured.
-/// Needs UseManualTime.
+/// Measures both functions in each round; `prepare` runs before each of them and is not measured.
+/// The counter "ratio" is the quotient of the two medians. Needs UseManualTime.
 template <typename Prepare, typename Ours, typename Bare>
 void compare(benchmark::State& state, const Prepare& prepare, const Ours& ours, const Bare& bare) {
   std::vector<double> oursTimes;
@@ -30,9 +29,8 @@ void compare(benchmark::State& state, const Prepare& prepare, const Ours& ours, 
 }
 
 /// Measures how the time per item grows from `little` items to `much`. The counter "growth" is the
-/// median of the quotients of the rounds. "bareGrowth" is that of the fewest system calls, whose
-/// time per item also grows if the caches are too small. Each function takes a number of items.
-/// `prepare` runs before each of the others and is not measured.
+/// median over the rounds. "bareGrowth" is the same for the least work, which also slows down when
+/// the data exceeds the caches. Each function takes a number of items.
 template <typename Prepare, typename Ours, typename Bare>
 void compareGrowth(benchmark::State& state, std::size_t little, std::size_t much,
                    const Prepare& prepare, const Ours& ours, const Bare& bare) {

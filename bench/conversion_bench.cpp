@@ -24,9 +24,9 @@ using connector::bench::compare;
 
 constexpr std::size_t LARGEST = 19'999'999;
 
-void require(bool done, const char* what) {
+void require(bool done, const char* step) {
   if (!done) {
-    throw std::runtime_error(what);
+    throw std::runtime_error(step);
   }
 }
 

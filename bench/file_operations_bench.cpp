@@ -26,9 +26,9 @@ using connector::bench::compare;
 using connector::bench::compareGrowth;
 using connector::file::v1::FileServiceImpl;
 
-void require(bool done, const char* what) {
+void require(bool done, const char* step) {
   if (!done) {
-    throw std::runtime_error(what);
+    throw std::runtime_error(step);
   }
 }
 

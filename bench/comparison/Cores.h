@@ -34,9 +34,9 @@ public:
 
   // Each takes effect for this thread and for every process that it starts later.
 
-  void useClients() const { use(client_); }
+  void useClientCore() const { use(client_); }
 
-  void useServices() const { use(services_); }
+  void useServiceCores() const { use(services_); }
 
 private:
   static void use(const cpu_set_t& cores) {

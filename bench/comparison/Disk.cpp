@@ -52,7 +52,7 @@ Job makeJob(Verb verb, const fs::path& directory, const std::string& name) {
   }
 }
 
-void makeFolder(const fs::path& path, const std::map<std::string, std::uint64_t>& entries) {
+void makeDirectory(const fs::path& path, const std::map<std::string, std::uint64_t>& entries) {
   fs::create_directory(path);
   for (const auto& [name, size] : entries) {
     writeFile(path / name, std::string(size, 'x'));
@@ -82,7 +82,7 @@ void prepareDisk(const Batch& batch, const fs::path& directory) {
   fs::create_directories(directory / "target");
   for (const Job& job : batch.jobs) {
     if (batch.verb == Verb::list) {
-      makeFolder(job.path, batch.entries);
+      makeDirectory(job.path, batch.entries);
     } else if (batch.verb != Verb::create) {
       writeFile(job.path, batch.verb == Verb::update ? "before" : batch.contents);
     }

@@ -204,7 +204,7 @@ private:
       write(job.path, WRITE | CREATE | EXCLUSIVE, batch.contents);
       break;
     case Verb::update:
-      attributes(ask(Type::stat, job.path)); // refuses a missing file
+      attributes(ask(Type::stat, job.path)); // throws if the file is missing
       write(job.path, WRITE | TRUNCATE, batch.contents);
       break;
     case Verb::rename:

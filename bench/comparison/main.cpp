@@ -255,14 +255,14 @@ int main(int argc, char** argv) {
     }
     const Cores cores;
     if (!options->anyCore) {
-      cores.useServices();
+      cores.useServiceCores();
     }
     const auto ours = startConnectorHost(options->waiting);
     const auto sftp = startSftpServer(options->waiting);
     const auto node =
         options->nodeScript ? startNodeService(*options->nodeScript, options->waiting) : nullptr;
     if (!options->anyCore) {
-      cores.useClients();
+      cores.useClientCore();
     }
     Servers servers{ours.get(), sftp.get()};
     if (node) {

@@ -52,8 +52,9 @@ public:
     return opened_.st_blocks * block < opened_.st_size;
   }
 
-  /// Compares ctime too: every change updates it, even if a program restores the modification time.
-  /// A move deletes the source right after this check; a change in between is lost.
+  /// Throws EBUSY if the source has changed. Compares ctime too: every change updates it, even if a
+  /// program restores the modification time. A move deletes the source right after this check; a
+  /// change in between is lost.
   void require_unchanged() const {
     stat_buffer now{};
     stat_buffer at_path{};

@@ -23,7 +23,7 @@ using detail::throw_errno;
 constexpr std::size_t MAX_OPEN_DIRECTORIES = 32;
 constexpr int MAX_SCANS = 100; // of one directory that other processes keep filling
 
-/// A directory that is being emptied. Its stream is null while too many others are open.
+/// A directory that is being emptied. The stream is closed while too many others are open.
 struct directory {
   std::string name; // in its parent
   stat_buffer status{};
@@ -53,7 +53,7 @@ int remove_one(int parent, const std::string& name) {
 /// directory is not followed.
 class tree_removal {
 public:
-  /// `parent` must stay open. `path`, of `parent` and `name` together, is for errors.
+  /// `parent` must stay open. `path` is the path of the directory, for exceptions.
   tree_removal(int parent, std::string name, std::string path)
       : parent_(parent)
       , path_(std::move(path)) {

@@ -50,8 +50,8 @@ public:
 
   ~stream() { leave(*directory_); }
 
-  /// Speeds up the lookup of the entries in the calling thread.
-  void enter() const { iterate_over(directory_); }
+  /// Makes the calling thread look up the entries in this directory.
+  void make_current() const { iterate_over(directory_); }
 
   /// Gets the name of the next entry. Returns false at the end.
   bool next(std::u16string& name) {
@@ -93,7 +93,7 @@ void upath_directory_iterator_impl::increment() {
   // Stays open only if there is a next entry: the end and a failure both close the directory.
   std::unique_ptr<stream> current = std::move(stream_);
   if (current->next(entry_.filename_)) {
-    current->enter();
+    current->make_current();
     stream_ = std::move(current);
   }
 }
