@@ -11,24 +11,19 @@ namespace connector::host {
 
 namespace {
 
-/// All other bytes outside strings, valid or not, are parts of numbers and literals.
-bool isDelimiter(char byte) {
-  switch (byte) {
-  case ' ':
-  case '\t':
-  case '\r':
-  case '\n':
-  case '"':
-  case '{':
-  case '}':
-  case '[':
-  case ']':
-  case ':':
-  case ',':
-    return true;
-  default:
-    return false;
-  }
+constexpr std::string_view ID_KEY = R"("id":)";
+
+/// One byte more than needed, so that a longer value is noticed.
+constexpr auto MAX_KEPT = ID_KEY.size() + MAX_ID + 1;
+
+bool isId(std::string_view member) {
+  return member.substr(0, ID_KEY.size()) == ID_KEY;
+}
+
+/// Returns an empty text for a value that is too long.
+std::string valueOfId(std::string_view member) {
+  const auto value = member.substr(ID_KEY.size());
+  return value.size() <= MAX_ID ? std::string(value) : "";
 }
 
 bool isInWord(char byte) {
@@ -39,147 +34,106 @@ bool isInWord(char byte) {
 
 /// The last member may lack the bracket after it, but then only a string is surely complete.
 std::string TextScanner::id() const {
-  const bool isString = !inString_ && scalar_.size() > 1 && scalar_.front() == '"';
-  return isString && hasId() ? scalar_ : id_;
-}
-
-/// Whether the current member is a usable `id`.
-bool TextScanner::hasId() const {
-  return isKeyId_ && !isPastObject_ && valuesSinceSeparator_ == 1 && scalar_.size() <= MAX_ID;
+  if (isId(member_) && !inString_) {
+    const auto value = valueOfId(member_);
+    if (value.size() > 1 && value.front() == '"' && value.back() == '"') {
+      return value;
+    }
+  }
+  return id_;
 }
 
 void TextScanner::scan(std::string_view bytes) {
   while (!bytes.empty()) {
-    std::size_t count = 1;
     if (inString_) {
-      count = scanString(bytes);
-    } else if (isDelimiter(bytes.front())) {
-      scanDelimiter(bytes.front());
+      bytes.remove_prefix(scanString(bytes));
     } else {
-      count = scanWord(bytes);
+      scanByte(bytes.front());
+      bytes.remove_prefix(1);
     }
-    bytes.remove_prefix(count);
   }
 }
 
-/// Returns the number of bytes that belong to the string, with its final quote. A quote ends the
-/// string unless an odd number of backslashes precedes it; some may have been in an earlier piece.
+/// Returns the number of bytes that belong to the string, with its final quote.
 std::size_t TextScanner::scanString(std::string_view bytes) {
-  std::size_t end = 0;
-  while (inString_ && end < bytes.size()) {
-    const auto begin = end;
-    end = std::min(bytes.find('"', begin), bytes.size());
-    auto backslashes = end;
-    while (backslashes > begin && bytes[backslashes - 1] == '\\') {
-      --backslashes;
-    }
-    const bool isFirstEscaped = backslashes == begin && isEscaped_;
-    isEscaped_ = ((end - backslashes) % 2 == 1) != isFirstEscaped;
-    if (end < bytes.size()) {
-      ++end;
-      inString_ = std::exchange(isEscaped_, false);
-    }
+  std::size_t count = 0;
+  while (inString_ && count < bytes.size()) {
+    const char byte = bytes[count++];
+    inString_ = isEscaped_ || byte != '"';
+    isEscaped_ = !isEscaped_ && byte == '\\';
   }
-  appendToScalar(bytes.substr(0, end));
-  return end;
-}
-
-/// Returns the number of bytes that belong to the number or literal.
-std::size_t TextScanner::scanWord(std::string_view bytes) {
-  const auto* const end = std::find_if(bytes.begin(), bytes.end(), isDelimiter);
-  const auto count = static_cast<std::size_t>(end - bytes.begin());
-  if (!std::exchange(inWord_, true)) {
-    beginScalar();
-  }
-  isMalformed_ = isMalformed_ || !std::all_of(bytes.begin(), end, isInWord);
-  appendToScalar(bytes.substr(0, count));
+  keep(bytes.substr(0, count));
   return count;
 }
 
-void TextScanner::scanDelimiter(char byte) {
-  inWord_ = false;
+void TextScanner::scanByte(char byte) {
+  const bool continuesWord = std::exchange(inWord_, false);
   switch (byte) {
+  case ' ':
+  case '\t':
+  case '\r':
+  case '\n':
+    return;
   case '"':
-    beginScalar();
-    appendToScalar("\"");
     inString_ = true;
-    break;
+    return beginScalar(byte);
   case '{':
   case '[':
-    openContainer(byte);
-    break;
+    return openContainer(byte);
   case '}':
   case ']':
-    closeContainer();
-    break;
+    return closeContainer(byte);
   case ':':
-    endKey();
-    break;
+    ++tokens_;
+    return keep(":");
   case ',':
-    endMember();
-    break;
-  default: // white space
-    break;
+    ++tokens_;
+    return endMember();
+  default:
+    isMalformed_ = isMalformed_ || !isInWord(byte);
+    inWord_ = true;
+    return continuesWord ? keep({&byte, 1}) : beginScalar(byte);
   }
+}
+
+void TextScanner::beginScalar(char byte) {
+  ++tokens_;
+  if (!member_.empty() && member_.back() != ':') {
+    keep(" "); // otherwise `1 2` would become 12
+  }
+  keep({&byte, 1});
 }
 
 void TextScanner::openContainer(char bracket) {
   ++tokens_;
-  if (depth_ == 0 && bracket == '[') {
-    isPastObject_ = true;
-  }
-  if (depth_ == 1) {
-    ++valuesSinceSeparator_;
-  }
+  isPastObject_ = isPastObject_ || (depth_ == 0 && bracket == '[');
+  keep({&bracket, 1});
   ++depth_;
 }
 
-void TextScanner::closeContainer() {
+void TextScanner::closeContainer(char bracket) {
+  ++tokens_;
   endMember();
-  if (depth_ <= 1) {
-    isPastObject_ = true;
-  }
+  isPastObject_ = isPastObject_ || depth_ <= 1;
   depth_ -= std::min<std::size_t>(depth_, 1);
-}
-
-void TextScanner::beginScalar() {
-  ++tokens_;
-  if (depth_ == 1) {
-    ++valuesSinceSeparator_;
-  }
-}
-
-/// Keeps at most one byte more than an `id` may have, so that a longer one is noticed.
-void TextScanner::appendToScalar(std::string_view bytes) {
-  if (depth_ == 1 && !isPastObject_) {
-    scalar_ += bytes.substr(0, MAX_ID + 1 - scalar_.size());
-  }
-}
-
-void TextScanner::endKey() {
-  ++tokens_;
-  if (depth_ == 1) {
-    const bool isId = valuesSinceSeparator_ == 1 && scalar_ == R"("id")";
-    forgetMember();
-    isKeyId_ = isId;
-  }
+  keep({&bracket, 1});
 }
 
 void TextScanner::endMember() {
-  ++tokens_;
   if (depth_ != 1) {
     return;
   }
-  if (isKeyId_ && !isPastObject_) {
-    id_ = hasId() ? scalar_ : "";
+  if (isId(member_)) {
+    id_ = valueOfId(member_);
   }
-  forgetMember();
+  member_.clear();
 }
 
-void TextScanner::forgetMember() {
-  scalar_.clear();
-  valuesSinceSeparator_ = 0;
-  isKeyId_ = false;
+/// Adds bytes to the current member, if they are at its level.
+void TextScanner::keep(std::string_view bytes) {
+  if (depth_ == 1 && !isPastObject_) {
+    member_ += bytes.substr(0, MAX_KEPT - member_.size());
+  }
 }
 
 } // namespace connector::host

@@ -14,12 +14,12 @@ public:
   /// Takes the next bytes of the text.
   void scan(std::string_view bytes);
 
-  /// The JSON text of the outermost object's last member `id` that is complete. Empty if there is
-  /// none, or if it is an object, an array or longer than MAX_ID. It may be invalid JSON.
+  /// The value of the outermost object's last member `id` that is complete. Empty if there is none
+  /// or it is longer than MAX_ID. It may be invalid JSON; nested values are replaced by brackets.
   [[nodiscard]] std::string id() const;
 
   /// The number of brackets, separators, strings, numbers and literals so far. If isMalformed, a
-  /// parser may see more.
+  /// parser may find more.
   [[nodiscard]] std::size_t tokens() const { return tokens_; }
 
   /// Whether a byte outside strings cannot be part of JSON.
@@ -27,17 +27,12 @@ public:
 
 private:
   std::size_t scanString(std::string_view bytes);
-  std::size_t scanWord(std::string_view bytes);
-  void scanDelimiter(char byte);
+  void scanByte(char byte);
+  void beginScalar(char byte);
   void openContainer(char bracket);
-  void closeContainer();
-  void beginScalar();
-  void appendToScalar(std::string_view bytes);
-  void endKey();
+  void closeContainer(char bracket);
   void endMember();
-  void forgetMember();
-
-  [[nodiscard]] bool hasId() const;
+  void keep(std::string_view bytes);
 
   std::size_t tokens_ = 0;
   bool isMalformed_ = false;
@@ -46,10 +41,8 @@ private:
   bool inString_ = false;
   bool isEscaped_ = false; // the last byte was a backslash that escapes the next one
   bool inWord_ = false;    // in a number or literal
-  std::string scalar_;     // the bytes of all scalars at depth 1 since the last : or ,
-  std::size_t valuesSinceSeparator_ = 0; // at depth 1
-  bool isKeyId_ = false;                 // of the current member at depth 1
-  std::string id_;
+  std::string member_;     // the current one at depth 1, without white space and nested values
+  std::string id_;         // of the complete members
 };
 
 } // namespace connector::host
