@@ -82,7 +82,7 @@ Pointer nested(const Var& value, const char* key) {
 template <>
 std::u16string readOr(const Object& object, const char* key, const std::u16string& defaultValue) {
   const Var value = object.get(key);
-  return value.isEmpty() ? defaultValue : fl::i18n::to_ustring(value.convert<std::string>());
+  return value.isEmpty() ? defaultValue : text::fromUtf8(value.convert<std::string>());
 }
 
 template <>

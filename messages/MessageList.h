@@ -68,10 +68,9 @@ inline constexpr std::tuple MESSAGES{
                       Argument{key::PATH, &OpenFile::path, FILE_PATH}),
     response<OpenFileResponse>(
         ResponseValue{key::FILE, &OpenFileResponse::file, OPENED_FILE},
-        Member{"lineNumber", &OpenFileResponse::lineNumber, "The line to show; -1 if unknown."},
-        Member{"column", &OpenFileResponse::column, "The column to show; -1 if unknown."},
-        OutputMember{"isDebugEvent", &OpenFileResponse::isDebugEvent,
-                     "Whether a debugger opened the file."}),
+        Member{"lineNumber", &OpenFileResponse::lineNumber, "Always -1."},
+        Member{"column", &OpenFileResponse::column, "Always -1."},
+        OutputMember{"isDebugEvent", &OpenFileResponse::isDebugEvent, "Always false."}),
     request<UpdateFile>("Replace the contents of an existing file.",
                         Argument{key::FILE, &UpdateFile::file, "The path and the new contents."}),
     response<UpdateFileResponse>(

@@ -4,7 +4,7 @@
 
 namespace fl::filesystem::detail {
 
-/// Throws the exception of the FsysExceptionBase family for an errno. This is the only mapping.
+/// Throws the exception of the FsysExceptionBase family for an errno.
 [[noreturn]] void throw_errno(int code, const std::u16string& path);
 
 } // namespace fl::filesystem::detail

@@ -23,9 +23,9 @@ using fl::i18n::ustring;
 /// are thrown by the call itself.
 ///
 /// Thread-safe. Concurrent operations race only through the file system, which may change between
-/// an operation's checks and its effect. Such a race ends in a platform exception or in the effect
-/// of the last operation. If two calls of `create` need the same missing parent directory, one may
-/// be refused (FILE_EXISTS).
+/// an operation's checks and its effect. Such a race ends in a refusal, in an exception or in the
+/// effect of the last operation. If two calls of `create` need the same missing parent directory,
+/// one may be refused (FILE_EXISTS).
 ///
 /// Every returned FileInfo has an absolute location and describes the file at the time of the call.
 /// Sizes are in bytes, modification times in seconds since 1970-01-01 UTC.
@@ -40,7 +40,8 @@ public:
   /// Refuses an invalid name (FILE_NAME_NOT_SUPPORTED), an existing path (FILE_EXISTS), an
   /// existing file without write permission (FILE_ACCESS_DENIED), and a parent directory without
   /// write permission (FOLDER_ACCESS_DENIED) or on a full disk (OVER_DISK_QUOTA). Throws
-  /// SystemError if the file cannot be opened or written.
+  /// SystemError if the file cannot be opened or written, and AccessDenied or SystemError if a
+  /// directory cannot be created.
   ///
   /// Not atomic: a reader may see the file empty or half-written, and a failed write leaves the
   /// bytes written so far. Parent directories that were created stay.
@@ -87,8 +88,8 @@ public:
   ///
   /// Refuses invalid names (FILE_NAME_NOT_SUPPORTED), a missing source (FILE_NOT_FOUND), a source
   /// without write permission (FILE_ACCESS_DENIED), and an existing `to` (FILE_EXISTS). If `to`
-  /// is a dangling link or appears after that check, the platform throws FileExistsError instead of
-  /// replacing it.
+  /// is a dangling link or appears after that check, the platform throws FileExistsError. On file
+  /// systems that cannot rename without replacing, a `to` that appears last is replaced.
   ///
   /// The rename is atomic. The platform throws if `to` is on another file system. Parent
   /// directories that were created stay if the rename fails.
@@ -103,15 +104,15 @@ public:
   ///
   /// A file is copied and then deleted at the source. The copy keeps contents, holes, permission
   /// bits, access ACL and modification time, and owner and group where the system permits. If the
-  /// source changes meanwhile, SystemError with EBUSY is thrown and the source stays. A failed copy
-  /// leaves only the source, a failed deletion leaves both.
+  /// source changes while it is copied, SystemError with EBUSY is thrown and the source stays. A
+  /// failed copy leaves only the source, a failed deletion leaves both.
   ///
   /// For a directory, the target is created and restricted to its owner, and the entries are moved
   /// one by one. Then the source directory is deleted, and the target gets the attributes that a
   /// copied file keeps. If setting them fails, the move is already complete. Entries whose name
   /// begins with a dot or has one character are not moved; the platform then refuses to delete the
-  /// source directory. After any failure, the entries moved so far are in the target, which stays
-  /// restricted, and the others in the source.
+  /// source directory. After a failure half-way, the entries moved so far are in the target, which
+  /// stays restricted, and the others in the source.
   ///
   /// A link to a file becomes a copy of the file. Any other link is moved as a link, also a
   /// dangling link in a moved directory. The link keeps its text, so a relative link may dangle

@@ -27,7 +27,8 @@ public:
   /// One of the FaultCondition constants.
   [[nodiscard]] const std::string& getCondition() const noexcept { return condition; }
 
-  /// The file names or paths that the condition is about. Paths are as received or absolute.
+  /// The file names or paths that the condition is about, as received or absolute. For a file that
+  /// is too big, a text with the path.
   [[nodiscard]] const std::vector<fl::i18n::ustring>& getPaths() const noexcept { return paths; }
 
 private:

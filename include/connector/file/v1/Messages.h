@@ -17,7 +17,8 @@
 /// relative to the current directory of the process that executes them.
 ///
 /// On success, the faults of a response are empty and its FileInfos have absolute locations, unless
-/// stated otherwise. On failure, a response has one fault and its own fields are empty.
+/// stated otherwise. On failure, a response has one fault and its own fields have
+/// their defaults.
 namespace connector::file::v1 {
 
 // Exported before its first use as a template argument: otherwise the instances would be hidden.
@@ -207,7 +208,7 @@ public:
   ~MoveFileResponse() override;
 
   FileInfo fileInfo; ///< the file at its new path
-  FileInfo srcPath;  ///< the source path as received; says whether it was a directory
+  FileInfo srcPath;  ///< the source path as received, with the directory flag of fileInfo
 };
 
 /// Deletes a file, or a directory with everything beneath it.

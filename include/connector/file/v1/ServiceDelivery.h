@@ -16,7 +16,7 @@
 
 /// Delivers a message to the provider's overload of `handle` for its type. The provider's generic
 /// `handle` calls the message's `deliver`, and `deliver` calls the overload. A new type of request
-/// therefore needs only a class and an overload.
+/// therefore needs a class, an overload and an instance of MessageAPI.
 namespace connector {
 
 // The library contains these instances.

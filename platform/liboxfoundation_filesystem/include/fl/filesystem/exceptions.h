@@ -9,7 +9,7 @@
 
 namespace fl::filesystem {
 
-/// Base of all exceptions of this library: an errno code, and the path as the caller passed it.
+/// Base of all exceptions of this library: an errno code, and the path that failed.
 /// EDQUOT is reported as ENOSPC (28), so that a full quota and a full disk are one condition.
 class FsysExceptionBase : public std::runtime_error {
 public:

@@ -13,7 +13,7 @@ namespace detail {
 class file_buf;
 }
 
-// The streams have no buffer, so a write fails immediately if the disk rejects it. A failed open
+// Writes are not buffered, so a write fails immediately if the disk rejects it. A failed open
 // sets the failbit, a failed read or write the badbit; errno has the reason. `sharing` has no
 // effect: on POSIX systems other processes may always read and write the file meanwhile.
 
