@@ -72,28 +72,18 @@ private:
   /// Some keys are lost on the first way back; from then on nothing changes. An exception here is a
   /// fault.
   void requireStable(const std::string& type, const Object::Ptr& object) const noexcept {
-    const std::string once = readAndWritten(type, textOf(object));
+    const std::string once = readAndWritten(type, writeJson(object));
     require(readAndWritten(type, once) == once, "what is written reads back as the same message");
   }
 
   [[nodiscard]] std::string readAndWritten(const std::string& type, const std::string& text) const {
-    return textOf(registry_->toJson(registry_->fromJson(type, parseObject(Text(text)).object)));
+    return writeJson(registry_->toJson(registry_->fromJson(type, parseObject(Text(text)).object)));
   }
-
-  static std::string textOf(const Object::Ptr& object) { return writeJson(object); }
 
   std::shared_ptr<connector::json::MessageRegistry> registry_ =
       std::make_shared<connector::json::MessageRegistry>();
   connector::file::v1::FileJsonSerialization serialization_{registry_};
 };
-
-std::string textOf(const std::optional<Reply>& reply) {
-  StringOutput out;
-  if (reply) {
-    reply->writeTo(out);
-  }
-  return out.text();
-}
 
 /// Returns nullopt for a text beyond the host's limit of nesting, the rest of which is not parsed.
 std::optional<bool> isJson(const std::string& text) {
@@ -131,7 +121,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
       require(text->bytes.size() <= limit, "no text is longer than the limit");
       compareParsers(std::string(text->bytes));
     }
-    const auto text = textOf(execute(api, parse(*incoming), conditions));
+    const auto reply = execute(api, parse(*incoming), conditions);
+    const auto text = reply ? reply->text() : "";
     require(text.find('\n') == std::string::npos, "an answer is one line");
     if (!text.empty()) {
       parseObject(Text(text));

@@ -161,7 +161,7 @@ public:
   BatchExecution(const Api& api, const Conditions& conditions, std::size_t maxReply)
       : api_(api)
       , conditions_(conditions)
-      , replies_(maxReply) {}
+      , maxReply_(maxReply) {}
 
   void execute(const Task& element) {
     const auto* request = std::get_if<Request>(&element);
@@ -176,36 +176,32 @@ public:
   }
 
   std::optional<Reply> reply() && {
-    if (replies_.text().empty()) {
-      return std::nullopt;
-    }
-    return Reply(std::move(replies_.text()), nullptr, "]");
+    return replies_.empty() ? std::nullopt
+                            : std::optional(Reply(std::move(replies_), nullptr, "]"));
   }
 
 private:
-  /// If the reply does not fit, or there is no memory for it, returns false and lifts the limit:
-  /// only short errors follow.
+  /// Returns false if the reply does not fit, or if there is no memory for it. A full batch takes
+  /// every reply, because only short errors follow.
   bool add(const std::optional<Reply>& reply) {
     if (!reply) {
       return true;
     }
-    const auto before = replies_.text().size();
-    try {
-      replies_.append(before == 0 ? '[' : ',');
-      reply->writeTo(replies_);
-      replies_.flush(); // throws if they are too long
-      return true;
-    } catch (const std::length_error&) {
-      replies_.cutBackAndLiftLimit(before);
-    } catch (const std::bad_alloc&) {
-      replies_.cutBackAndLiftLimit(before);
+    if (!isFull_ && reply->size() >= maxReply_ - replies_.size()) {
+      return false;
     }
-    return false;
+    try {
+      replies_ += (replies_.empty() ? "[" : ",") + reply->text();
+      return true;
+    } catch (const std::bad_alloc&) {
+      return false;
+    }
   }
 
   const Api& api_;
   const Conditions& conditions_;
-  StringOutput replies_;
+  const std::size_t maxReply_;
+  std::string replies_;
   bool isFull_ = false;
 };
 
@@ -238,6 +234,10 @@ Error cancelledError() {
 
 std::size_t Reply::size() const {
   return head_.size() + (response_.isNull() ? 0 : jsonSize(response_)) + tail_.size();
+}
+
+std::string Reply::text() const {
+  return head_ + (response_.isNull() ? "" : writeJson(response_)) + tail_;
 }
 
 void Reply::writeTo(Output& out) const {

@@ -92,7 +92,9 @@ public:
       , response_(std::move(response))
       , tail_(std::move(tail)) {}
 
-  /// In bytes. Generates the text.
+  [[nodiscard]] std::string text() const;
+
+  /// The size of text().
   [[nodiscard]] std::size_t size() const;
 
   void writeTo(Output& out) const;

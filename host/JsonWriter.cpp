@@ -160,6 +160,23 @@ const Writer* findWriter(const std::type_info& type) {
   return nullptr;
 }
 
+class StringOutput : public Output {
+public:
+  StringOutput()
+      : Output(1024) {}
+
+  [[nodiscard]] std::string takeText() {
+    flush();
+    return std::move(text_);
+  }
+
+protected:
+  void drain(std::string_view bytes) override { text_ += bytes; }
+
+private:
+  std::string text_;
+};
+
 class CountingOutput : public Output {
 public:
   CountingOutput()
@@ -194,7 +211,7 @@ void appendJson(Output& out, const Var& value) {
 std::string writeJson(const Var& value) {
   StringOutput out;
   appendJson(out, value);
-  return std::move(out.text());
+  return out.takeText();
 }
 
 std::size_t jsonSize(const Var& value) {

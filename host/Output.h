@@ -2,8 +2,6 @@
 
 #include <cstddef>
 #include <cstring>
-#include <stdexcept>
-#include <string>
 #include <string_view>
 #include <vector>
 
@@ -40,46 +38,12 @@ protected:
   explicit Output(std::size_t bufferSize)
       : buffer_(bufferSize) {}
 
-  void dropBuffer() { size_ = 0; }
-
   /// Writes `bytes`, which are not kept.
   virtual void drain(std::string_view bytes) = 0;
 
 private:
   std::vector<char> buffer_; // on the heap, so that running out of memory throws
   std::size_t size_ = 0;
-};
-
-/// Collects the bytes. Throws std::length_error beyond `limit` bytes.
-class StringOutput : public Output {
-public:
-  explicit StringOutput(std::size_t limit = std::string::npos)
-      : Output(1024)
-      , limit_(limit) {}
-
-  [[nodiscard]] std::string& text() {
-    flush();
-    return text_;
-  }
-
-  /// Keeps only the first `size` bytes of text().
-  void cutBackAndLiftLimit(std::size_t size) {
-    dropBuffer();
-    text_.resize(size);
-    limit_ = std::string::npos;
-  }
-
-protected:
-  void drain(std::string_view bytes) override {
-    if (bytes.size() > limit_ - text_.size()) {
-      throw std::length_error("too long a text");
-    }
-    text_.append(bytes);
-  }
-
-private:
-  std::string text_;
-  std::size_t limit_;
 };
 
 } // namespace connector::host

@@ -34,12 +34,7 @@ public:
 protected:
   std::string answer(const Incoming& incoming) {
     const auto reply = host::execute(*this, parse(incoming), conditions);
-    if (!reply) {
-      return "(none)";
-    }
-    StringOutput out;
-    reply->writeTo(out);
-    return out.text();
+    return reply ? reply->text() : "(none)";
   }
 
   std::string answer(const std::string& text) { return answer(Incoming(Text(text))); }
