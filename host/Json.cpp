@@ -36,8 +36,8 @@ Var& slotOf(Object& object, const std::string& name) {
       ->second;
 }
 
-/// Adds a member that `fill` fills in place. Finding it takes longer the more there are, so a large
-/// object gets a copy instead.
+/// Adds a member that `fill` fills in place. In a large object it would take long to find the
+/// member, so `fill` fills a copy.
 template <typename Fill>
 void addMember(Object& object, const std::string& name, const Fill& fill) {
   constexpr std::size_t few = 32;
@@ -88,7 +88,7 @@ void readNumber(Var& slot, value& number) {
   }
 }
 
-/// What a value may still contain. Poco takes hundreds of bytes for a value of two characters.
+/// The levels and values that may still follow. Poco needs hundreds of bytes for a small value.
 struct Allowance {
   std::size_t levels;
   std::size_t values = MAX_VALUES;
@@ -106,14 +106,19 @@ void readArray(Var& slot, simdjson::ondemand::array elements, Allowance& left) {
   slot = array;
 }
 
-void readObject(Var& slot, simdjson::ondemand::object members, Allowance& left) {
-  Object::Ptr object = new Object;
+/// `memberText` is that of the member `textName`.
+ObjectWithText readObject(simdjson::ondemand::object members, std::string_view textName,
+                          Allowance& left) {
+  ObjectWithText result{new Object, std::nullopt};
   for (auto member : members) {
     const std::string name = nameOf(member);
     value content = member.value();
-    addMember(*object, name, [&](Var& into) { read(into, content, left); });
+    if (name == textName && !textName.empty()) {
+      result.memberText = std::string(tokenOf(content));
+    }
+    addMember(*result.object, name, [&](Var& slot) { read(slot, content, left); });
   }
-  slot = object;
+  return result;
 }
 
 void readContainer(Var& slot, value& json, json_type type, Allowance& left) {
@@ -124,7 +129,7 @@ void readContainer(Var& slot, value& json, json_type type, Allowance& left) {
   if (type == json_type::array) {
     readArray(slot, json.get_array(), left);
   } else {
-    readObject(slot, json.get_object(), left);
+    slot = readObject(json.get_object(), {}, left).object;
   }
   ++left.levels;
 }
@@ -154,13 +159,13 @@ void read(Var& slot, value json, Allowance& left) {
 
 extern "C" __attribute__((weak)) void MallocExtension_ReleaseFreeMemory();
 
-/// Whether a text is so long that its memory has to be watched.
+/// Whether a text is so long that its memory must be limited.
 bool isLong(std::string_view text) {
   return text.size() > MAX_TOKENS;
 }
 
-/// Lets the allocator return the memory of freed copies of a long text. Otherwise the process would
-/// keep it beside that of the next copy. The allocators of sanitizers lack this function.
+/// Returns the memory of freed copies of a long text to the kernel. Otherwise the process would
+/// keep it in addition to that of the next copy. The allocators of sanitizers lack this function.
 void releaseFreeMemory(std::string_view text) {
   if (isLong(text) && MallocExtension_ReleaseFreeMemory != nullptr) {
     MallocExtension_ReleaseFreeMemory();
@@ -188,33 +193,24 @@ simdjson::ondemand::parser& parserFor(std::size_t size,
 
 /// Calls `take` with the document of a text that is an object or an array.
 template <typename Take>
-void readContainerText(simdjson::padded_string_view text, const Take& take) {
+void readContainerText(const Text& text, const Take& take) {
+  static_assert(Text::PADDING >= simdjson::SIMDJSON_PADDING);
+  const auto size = text.bytes.size();
+  const simdjson::padded_string copy(text.isPadded ? std::string_view() : text.bytes);
+  if (!text.isPadded && copy.size() != size) {
+    throw std::bad_alloc(); // padded_string leaves the copy empty instead
+  }
+  const char* const bytes = text.isPadded ? text.bytes.data() : copy.data();
   std::optional<simdjson::ondemand::parser> own;
-  auto document = parserFor(text.size(), own).iterate(text).value();
+  auto document =
+      parserFor(size, own).iterate(bytes, size, size + simdjson::SIMDJSON_PADDING).value();
   take(document);
   if (document.current_location().error() != simdjson::OUT_OF_BOUNDS) {
     throw JsonError("more than one value");
   }
 }
 
-template <typename Take>
-void readContainerText(const Text& text, const Take& take) {
-  static_assert(Text::PADDING >= simdjson::SIMDJSON_PADDING);
-  if (text.isPadded) {
-    const auto size = text.bytes.size();
-    readContainerText(
-        simdjson::padded_string_view(text.bytes.data(), size, size + simdjson::SIMDJSON_PADDING),
-        take);
-  } else {
-    const simdjson::padded_string copy(text.bytes);
-    if (copy.size() != text.bytes.size()) {
-      throw std::bad_alloc();
-    }
-    readContainerText(simdjson::padded_string_view(copy), take);
-  }
-}
-
-/// Calls `read` and turns the parser's exceptions into a JsonError.
+/// Calls `read`, and throws a JsonError instead of the parser's exceptions.
 template <typename Read>
 auto reportingErrors(const Read& read) {
   try {
@@ -227,26 +223,13 @@ auto reportingErrors(const Read& read) {
   }
 }
 
-ObjectWithText readObjectWithText(simdjson::ondemand::object members, std::string_view name,
-                                  Allowance left) {
-  ObjectWithText result{new Object, std::nullopt};
-  for (auto member : members) {
-    const std::string key = nameOf(member);
-    value content = member.value();
-    if (key == name) {
-      result.memberText = std::string(tokenOf(content));
-    }
-    addMember(*result.object, key, [&](Var& slot) { read(slot, content, left); });
-  }
-  return result;
-}
-
 ObjectWithText readElement(value element, std::string_view name) {
+  Allowance left{MAX_DEPTH - 1};
   if (element.type() == json_type::object) {
-    return readObjectWithText(element.get_object(), name, {MAX_DEPTH - 2});
+    --left.levels;
+    return readObject(element.get_object(), name, left);
   }
   Var other;
-  Allowance left{MAX_DEPTH - 1};
   read(other, element, left);
   return {};
 }
@@ -261,7 +244,8 @@ ObjectWithText parseObject(const Text& text, std::string_view name) {
     switch (firstOf(text.bytes)) {
     case '{':
       return readContainerText(text, [&](auto& document) {
-        result = readObjectWithText(document.get_object(), name, {MAX_DEPTH - 1});
+        Allowance left{MAX_DEPTH - 1};
+        result = readObject(document.get_object(), name, left);
       });
     case '[':
       static_cast<void>(countElements(text));
