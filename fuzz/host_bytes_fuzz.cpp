@@ -112,7 +112,7 @@ void compareParsers(const std::string& text) {
 // NOLINTNEXTLINE(readability-identifier-naming): libFuzzer calls this name.
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   static const Conversion api;
-  static const Conditions conditions{10'000, [] { return false; }};
+  static const ExecutionLimits limits{10'000, [] { return false; }};
   constexpr std::size_t limit = 1000;
   Bytes input(data, size, size % 2 == 0 ? size : 7);
   FrameReader reader(input, limit);
@@ -121,7 +121,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
       require(text->bytes.size() <= limit, "no text is longer than the limit");
       compareParsers(std::string(text->bytes));
     }
-    const auto reply = execute(api, parse(*incoming), conditions);
+    const auto reply = execute(api, parse(*incoming), limits);
     const auto text = reply ? reply->text() : "";
     require(text.find('\n') == std::string::npos, "an answer is one line");
     if (!text.empty()) {

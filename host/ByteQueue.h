@@ -24,13 +24,13 @@ public:
 
   ~ByteQueue() { resize(0); }
 
-  /// Valid until the next `reserve`, dropped bytes included.
+  /// Valid until the next `reserve`, even after `drop` and `clear`.
   [[nodiscard]] std::string_view view() const { return {memory_ + begin_, end_ - begin_}; }
 
   [[nodiscard]] bool empty() const { return begin_ == end_; }
 
-  /// Returns the address and the number of free bytes after the last one, at least `size`. The
-  /// caller fills some of them and reports their number to `add`. Throws std::bad_alloc.
+  /// Returns the address and number of the free bytes after the last byte, at least `size`. The
+  /// caller fills some of them and passes their number to `add`. Throws std::bad_alloc.
   std::pair<char*, std::size_t> reserve(std::size_t size) {
     if (begin_ > 0) {
       std::memmove(memory_, memory_ + begin_, end_ - begin_);
@@ -81,7 +81,7 @@ private:
     memory_ = static_cast<char*>(moved);
     capacity_ = capacity;
     if (capacity > KEPT) {
-      madvise(memory_, capacity_, MADV_HUGEPAGE); // fewer faults on the way through a long text
+      madvise(memory_, capacity_, MADV_HUGEPAGE); // fewer page faults
     }
   }
 
@@ -89,7 +89,7 @@ private:
   std::size_t begin_ = 0;
   std::size_t end_ = 0;
   std::size_t capacity_ = 0;
-  std::size_t mostUsed_ = 0; // since memory was last offered to the kernel
+  std::size_t mostUsed_ = 0; // since the last allowReclaim
 };
 
 } // namespace connector::host

@@ -36,7 +36,7 @@ std::string fullType(const std::string& type) {
   return type.find('/') == std::string::npos ? "connector/v1/" + type : type;
 }
 
-/// Reads by `read(buffer, size)` until it returns 0.
+/// Calls `read(buffer, size)` until it returns 0. Throws a UsageError beyond `limit` bytes.
 template <typename Read>
 std::string readAll(const Read& read, std::size_t limit) {
   constexpr std::size_t chunk = 64UL * 1024;
@@ -82,7 +82,7 @@ bool isAssignment(const std::string& argument) {
   return argument.find('=') != std::string::npos && Poco::Ascii::isAlpha(argument.front());
 }
 
-/// The key with this name or last part of a name; null if there is none.
+/// The key that has this name or ends with it after a dot. Null if there is none.
 const RequestKey* findKey(const Keys& keys, const std::string& name) {
   const auto found = std::find_if(keys.begin(), keys.end(), [&](const RequestKey& key) {
     return key.name == name || Poco::endsWith(key.name, "." + name);
@@ -100,7 +100,7 @@ Var parseValue(const RequestKey& key, const std::string& text, std::size_t limit
     }
     return text == "true";
   }
-  // Not base64 even if they are not UTF-8: the message is not written as JSON on its way.
+  // Any bytes are allowed, even if not UTF-8, because the message is never written as JSON.
   const bool isFile = key.name == "file.contents" && text[0] == '@';
   return isFile ? readFile(text.substr(1), limit) : text;
 }

@@ -12,16 +12,16 @@ enum class ExitStatus { success = 0, fault = 1, failure = 2 };
 /// termination is requested or the reader of the output has gone away.
 ExitStatus serve(const Options& options, const Api& api, const Termination& termination);
 
-/// The request that the arguments of `call` and the files that they name are. Null if a termination
-/// is requested before it is complete.
+/// Builds the request of `call` from its arguments and from the files that they name. Returns null
+/// if a termination is requested before the request is complete.
 Poco::JSON::Object::Ptr callRequest(const Options& options, const Termination& termination);
 
 /// Executes one request and prints the response on standard output. Throws an Error or another
 /// exception if there is no response.
 ExitStatus call(const Options& options, const Api& api, const Poco::JSON::Object::Ptr& request);
 
-/// The keys of a request, for people. `type` may be its short name. Throws an Error if there is no
-/// such request.
+/// Describes the keys of a request for people. `type` may be its short name. Throws an Error if
+/// there is no such request.
 std::string callHelp(const std::string& type);
 
 } // namespace connector::host

@@ -16,16 +16,16 @@ namespace connector::host {
 
 namespace {
 
-// Before this version a file cannot be renamed from one directory to another.
+// Earlier versions do not let a file be renamed from one directory to another.
 constexpr long OLDEST_VERSION = 2;
 
 constexpr std::uint64_t READING = LANDLOCK_ACCESS_FS_READ_FILE | LANDLOCK_ACCESS_FS_READ_DIR;
 
-// Rights that are younger than the oldest headers this is built with.
+// Rights that the oldest supported kernel headers lack.
 constexpr std::uint64_t TRUNCATE = 1ULL << 14U;  // version 3
 constexpr std::uint64_t IOCTL_DEV = 1ULL << 15U; // version 5
 
-/// Every right that this kernel knows. The process has none of them where no rule allows it.
+/// Every right that this kernel knows. Where no rule allows it, the process loses it.
 std::uint64_t allRights(long version) {
   std::uint64_t rights = (LANDLOCK_ACCESS_FS_REFER << 1U) - 1;
   if (version >= 3) {
@@ -37,10 +37,10 @@ std::uint64_t allRights(long version) {
   return rights;
 }
 
-/// The result of a system call. Throws with errno if it failed.
-int require(long result, const std::string& what) {
+/// Returns the result of a system call. Throws if it failed; `subject` precedes the error's text.
+int require(long result, const std::string& subject) {
   if (result < 0) {
-    throw std::system_error(errno, std::generic_category(), what);
+    throw std::system_error(errno, std::generic_category(), subject);
   }
   return static_cast<int>(result);
 }

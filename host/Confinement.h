@@ -5,20 +5,22 @@
 
 namespace connector::host {
 
-/// What the process may do with files.
+/// The files that the process may use.
 struct Confinement {
-  std::vector<std::string> roots; ///< nothing outside these folders; none given: anywhere
-  bool readOnly = false;          ///< nothing is created, changed or removed
+  std::vector<std::string> roots; ///< directories; if empty, all files may be used
+  bool readOnly = false;          ///< no file may be created, changed or removed
 
   [[nodiscard]] bool isNeeded() const { return readOnly || !roots.empty(); }
 };
 
-/// Has the kernel (Landlock) hold this thread, and what it starts, to the confinement, for good;
-/// links and ".." lead nowhere outside. It does not hide that a path exists, nor what kind, size
-/// and times it has, and it does not take away what an open descriptor holds that has no path, such
-/// as a memfd's memory, which has a name under /proc/self/fd. Returns the roots as open
-/// descriptors, which nothing closes. Throws std::runtime_error when the kernel cannot do it or a
-/// root is not a directory; the process must not go on then.
+/// Confines this thread, and every thread and process that it starts, until it ends. The kernel
+/// (Landlock) enforces it, so links and ".." do not lead outside. It does not hide whether a path
+/// exists, nor its kind, size and times. Files without a path, such as a memfd, stay usable if they
+/// are open already.
+///
+/// Starts relative paths in the first root. Returns the roots as open descriptors, which stay open.
+/// Throws std::runtime_error if the kernel cannot confine or a root is not a directory; the process
+/// must not execute requests then.
 std::vector<int> confine(const Confinement& confinement);
 
 } // namespace connector::host

@@ -16,8 +16,8 @@ namespace connector::host {
 
 namespace {
 
-[[noreturn]] void fail(const char* what) {
-  throw std::system_error(errno, std::generic_category(), what);
+[[noreturn]] void fail(const char* call) {
+  throw std::system_error(errno, std::generic_category(), call);
 }
 
 /// Whether the call that set errno may be repeated.
@@ -114,7 +114,7 @@ void DescriptorOutput::drain(std::string_view bytes) {
 }
 
 void widenPipe(int descriptor) {
-  constexpr int wanted = 256 * 1024; // bytes; all pipes of a user have a limit together
+  constexpr int wanted = 256 * 1024; // bytes; the system limits the sum of a user's pipes
   const int size = fcntl(descriptor, F_GETPIPE_SZ);
   if (size > 0 && size < wanted) {
     static_cast<void>(fcntl(descriptor, F_SETPIPE_SZ, wanted)); // keeps its size on failure
@@ -122,7 +122,7 @@ void widenPipe(int descriptor) {
 }
 
 void reserveStandardDescriptors() {
-  // Every open returns the lowest free number. Once that is above the standard ones, none is free.
+  // Every open returns the lowest free number. Once it is above the standard ones, all are in use.
   int descriptor = 0;
   while (descriptor <= STDERR_FILENO) {
     if ((descriptor = open("/dev/null", O_RDWR | O_CLOEXEC)) < 0) {

@@ -13,9 +13,10 @@ namespace connector::host {
 
 class Termination;
 
-/// Reads a descriptor until its end, until `termination`, which must end this descriptor, is
-/// requested, until `stop`, or until nobody reads from the descriptor `output`, unless that is
-/// negative.
+/// Reads a descriptor until one of these events:
+/// - its end, which `termination` causes, too;
+/// - a call of `stop`;
+/// - nobody reads from the descriptor `output` any more, unless that is negative.
 class DescriptorInput : public Input {
 public:
   DescriptorInput(int descriptor, const Termination& termination, int output = -1);
@@ -24,7 +25,7 @@ public:
 
   [[nodiscard]] bool stopped() const override;
 
-  /// Ends the input, and a `read` that waits for it. May be called from any thread.
+  /// Ends the input and wakes a waiting `read`. May be called from any thread.
   void stop();
 
 private:

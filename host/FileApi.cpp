@@ -38,8 +38,8 @@ std::size_t lengthOf(const Poco::Dynamic::Var& value) { // NOLINT(misc-no-recurs
   return length;
 }
 
-/// Throws an Error if a member, without the contents of a file, is longer than MAX_STRING. An array
-/// or object counts as the text that the converters make of it.
+/// Throws an Error if a member, without the contents of a file, is longer than MAX_STRING. Arrays
+/// and objects are checked, too, because a converter may turn them into a text.
 void checkLengths(const Poco::JSON::Object& params) {
   for (const auto& [name, member] : params) {
     auto length = lengthOf(member);
@@ -69,7 +69,7 @@ std::unique_ptr<Message> requestFrom(const connector::json::MessageRegistry& reg
   }
 }
 
-/// A fault is part of the response. The Future fails only if the request was not delivered.
+/// A Future fails only if the request was not delivered. A fault is part of a response.
 std::unique_ptr<Message> responseFrom(Future<std::unique_ptr<Message>> future) {
   try {
     return future.get();

@@ -121,7 +121,7 @@ std::optional<std::size_t> FrameReader::findLineEnd(std::size_t limit) {
   return pending_.view().size();
 }
 
-/// Skips a line whose end may not yet be read. Keeps its last bytes, which may be a header.
+/// Skips a line, of which the end may not yet be read. Keeps its last bytes, which may be a header.
 FrameReader::Line FrameReader::skipLine(Reason reason) {
   TextScanner scanner;
   std::optional<std::size_t> rest;
@@ -173,7 +173,7 @@ std::optional<std::size_t> FrameReader::lengthIn(std::string_view header) const 
     return std::nullopt;
   }
   const auto name = Poco::toLower(std::string(trimmed(header.substr(0, colon))));
-  // A skipped text need not end with a line break, so the header may follow it directly.
+  // A skipped text may lack a line break, so that the header follows on the same line.
   const bool named = lost_ ? endsWith(name, CONTENT_LENGTH) : name == CONTENT_LENGTH;
   return named ? parseLength(trimmed(header.substr(colon + 1))) : std::nullopt;
 }
@@ -207,7 +207,7 @@ Unreadable FrameReader::skipBody(std::size_t length, Reason reason) {
   return {reason, scanner.id()};
 }
 
-/// Reads until `size` bytes are pending; false if the input ends before.
+/// Reads until `size` bytes are pending. Returns false if the input ends earlier.
 bool FrameReader::fill(std::size_t size) {
   while (pending_.view().size() < size) {
     if (!fill()) {

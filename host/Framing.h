@@ -16,20 +16,20 @@ namespace connector::host {
 
 enum class Framing {
   lines,        ///< one text per line
-  contentLength ///< header lines of which only Content-Length matters, an empty line, the text
+  contentLength ///< header lines with a Content-Length, an empty line, the text
 };
 
 /// A text that could not be read. The stream continues after it.
 struct Unreadable {
   enum class Reason {
     tooLong,
-    noMemory, ///< for the whole text
+    noMemory, ///< to keep the whole text
     noLength, ///< headers without a valid Content-Length
     cutShort  ///< by the end of the input
   };
 
   Reason reason = Reason::tooLong;
-  std::string id; ///< as TextScanner finds it in the text
+  std::string id; ///< from a TextScanner
 };
 
 using Incoming = std::variant<Text, Unreadable>;
@@ -38,9 +38,9 @@ using Incoming = std::variant<Text, Unreadable>;
 std::string frameHead(Framing framing, std::size_t size);
 std::string_view frameTail(Framing framing);
 
-/// Reads one text after another from an Input. The first byte that is neither white space nor of a
-/// byte order mark selects the framing of the whole stream: `C` or `c` begins headers, any other
-/// byte begins a line.
+/// Reads one text after another from an Input. The first byte, after any white space and byte order
+/// mark, selects the framing of the whole stream: `C` or `c` begins headers, any other byte begins
+/// a line.
 class FrameReader {
 public:
   /// A text of more than `limit` bytes is skipped without being kept.
@@ -48,11 +48,10 @@ public:
       : input_(input)
       , limit_(limit) {}
 
-  /// Returns nullopt at the end of the input. If it was stopped, a partial text is dropped.
+  /// Returns nullopt at the end of the input. If the input was stopped, a partial text is dropped.
   /// A text is valid until the next call. Blank lines are skipped; the last line needs no line
-  /// break. After headers without a length the size of the text is unknown: all bytes are skipped
-  /// up to the next Content-Length, and only the first such headers are reported. Throws
-  /// std::bad_alloc if there is no memory even to skip a text.
+  /// break. Headers without a length are reported once. Then all bytes are skipped up to the next
+  /// Content-Length. Throws std::bad_alloc if there is no memory even to skip a text.
   std::optional<Incoming> next();
 
   /// Meaningful once `next` has returned a value.
@@ -62,7 +61,7 @@ private:
   using Reason = Unreadable::Reason;
 
   struct Line {
-    std::string_view text; ///< only its end if the line was skipped
+    std::string_view text; ///< if the line was skipped, only its end
     std::optional<Unreadable> error;
   };
 

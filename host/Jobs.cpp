@@ -9,8 +9,8 @@ namespace connector::host {
 
 namespace {
 
-/// Blocks SIGTERM and SIGINT in this thread and in those that it starts meanwhile, so that only the
-/// reading thread receives them afterwards.
+/// Blocks SIGTERM and SIGINT in this thread while it exists, and for good in the threads that are
+/// started meanwhile. Only the reading thread receives these signals then.
 class TerminationBlocked {
 public:
   TerminationBlocked() {
@@ -64,7 +64,7 @@ void Jobs::add(Task task, std::size_t textSize) {
   }
   std::unique_lock lock(mutex_);
   if (!fits(textSize, 4 * count_)) {
-    // Not for one free place only: waking this thread takes longer than a small request.
+    // Waits for many free places, because waking this thread takes longer than a small request.
     queueDrained_.wait(lock, [&] { return fits(textSize, 2 * count_) || failure_ != nullptr; });
   }
   if (failure_ != nullptr) {
@@ -119,7 +119,8 @@ void Jobs::run() {
   }
 }
 
-/// Waits for a task, after one of `executedBytes`. Returns nullopt at the end, or after a failure.
+/// Waits for a task. Returns nullopt at the end or after a failure. `executedBytes` is the size of
+/// the thread's previous task.
 std::optional<Jobs::Queued> Jobs::next(std::size_t executedBytes) {
   std::unique_lock lock(mutex_);
   executingBytes_ -= executedBytes;

@@ -15,11 +15,11 @@
 namespace connector::host {
 
 /// Executes tasks. With a count of 1, `add` executes the task itself. Otherwise that many threads
-/// execute queued tasks, in any order. All functions are for one thread only.
+/// execute queued tasks, in any order. Call all functions from one thread.
 class Jobs {
 public:
-  /// `execute` is called from several threads at once if `count` is above 1. Queued texts have at
-  /// most `maxBytes` bytes together, and with those of the tasks in execution `count` times that.
+  /// `execute` is called from several threads at once if `count` is above 1. The texts of queued
+  /// tasks have at most `maxBytes` bytes together; those of all tasks have `count` times as many.
   Jobs(std::size_t count, std::size_t maxBytes, std::function<void(const Task&)> execute);
 
   /// Executes all queued tasks first, as `finish` does, but drops an exception.
@@ -55,8 +55,8 @@ private:
   std::vector<std::thread> threads_;
 
   std::mutex mutex_;                     // guards all members below
-  std::condition_variable taskQueued_;   // or no further task will be, or an execution failed
-  std::condition_variable queueDrained_; // by half, or an execution failed
+  std::condition_variable taskQueued_;   // notified at the end and after a failure, too
+  std::condition_variable queueDrained_; // to half its size; notified after a failure, too
   std::deque<Queued> queue_;
   std::size_t queuedBytes_ = 0;
   std::size_t executingBytes_ = 0;

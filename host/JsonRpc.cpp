@@ -67,7 +67,7 @@ void checkId(std::string_view json) {
   }
 }
 
-/// Returns the `id` that a TextScanner has found, if it is one. An empty text is not valid JSON.
+/// Returns the `id` that a TextScanner has found, or null if it is invalid or empty.
 std::string validId(const std::string& scanned) {
   try {
     auto id = parseObject(Text(R"({"id":)" + scanned + "}"), ID).memberText.value();
@@ -158,16 +158,16 @@ Task parseText(const Text& text) {
 /// Executes the requests of a batch and collects their replies.
 class BatchExecution {
 public:
-  BatchExecution(const Api& api, const Conditions& conditions, std::size_t maxReply)
+  BatchExecution(const Api& api, const ExecutionLimits& limits, std::size_t maxReply)
       : api_(api)
-      , conditions_(conditions)
+      , limits_(limits)
       , maxReply_(maxReply) {}
 
   void execute(const Task& element) {
     const auto* request = std::get_if<Request>(&element);
     if (request != nullptr && isFull_) {
       add(request->replyWith(internalError("not executed, the batch's reply is too long")));
-    } else if (!add(host::execute(api_, element, conditions_))) {
+    } else if (!add(host::execute(api_, element, limits_))) {
       isFull_ = true;
       add(request == nullptr ? std::get<Reply>(element)
                              : request->replyWith(internalError(
@@ -199,18 +199,17 @@ private:
   }
 
   const Api& api_;
-  const Conditions& conditions_;
+  const ExecutionLimits& limits_;
   const std::size_t maxReply_;
   std::string replies_;
   bool isFull_ = false;
 };
 
 std::optional<Reply> executeBatch(const Api& api, const Batch& batch,
-                                  const Conditions& conditions) {
+                                  const ExecutionLimits& limits) {
   try {
     const auto size = batch.text().bytes.size();
-    BatchExecution execution(api, conditions,
-                             conditions.maxBatch - std::min(conditions.maxBatch, size));
+    BatchExecution execution(api, limits, limits.maxBatch - std::min(limits.maxBatch, size));
     forEachElement(batch.text(), ID, [&](const ObjectWithText& element) {
       execution.execute(parseRequest(element));
     });
@@ -220,7 +219,7 @@ std::optional<Reply> executeBatch(const Api& api, const Batch& batch,
   }
 }
 
-/// Whether the connection itself has this method.
+/// Whether the connection executes this method. Others are methods of the Api.
 bool isOfConnection(const Protocol& protocol, const std::string& method) {
   return method == protocol.cancellation ||
          (protocol.hasShutdown && (method == SHUTDOWN || method == EXIT));
@@ -248,7 +247,7 @@ void Reply::writeTo(Output& out) const {
   out.append(tail_);
 }
 
-/// Fields have names, so an array is only accepted if it is empty.
+/// An array has no names, so it is only accepted if it is empty.
 Object::Ptr Request::params() const {
   const auto params = members_->get("params");
   if (isA<Object::Ptr>(params)) {
@@ -281,7 +280,7 @@ std::optional<Reply> Request::replyWith(const Error& error) const {
   return id_ ? std::optional(errorReply(*id_, error)) : std::nullopt;
 }
 
-// The same id may be spelled in two ways: "a" and "\u0061".
+// Compares the values, because the same id has several texts: "a" and "\u0061".
 bool Request::isNamedBy(const Request& cancellation, const char* key) const {
   const auto params = cancellation.members_->get("params");
   return id_ && isA<Object::Ptr>(params) && !params.extract<Object::Ptr>()->isNull(key) &&
@@ -310,13 +309,13 @@ Task parse(const Incoming& incoming) {
   }
 }
 
-std::optional<Reply> execute(const Api& api, const Task& task, const Conditions& conditions) {
+std::optional<Reply> execute(const Api& api, const Task& task, const ExecutionLimits& limits) {
   if (const auto* request = std::get_if<Request>(&task)) {
-    return conditions.isStopped() ? request->replyWith(cancelledError()) : request->execute(api);
+    return limits.isStopped() ? request->replyWith(cancelledError()) : request->execute(api);
   }
   if (const auto* batch = std::get_if<Batch>(&task)) {
     return api.protocol().hasBatches
-               ? executeBatch(api, *batch, conditions)
+               ? executeBatch(api, *batch, limits)
                : errorReply(UNKNOWN_ID, invalidRequest("this protocol has no batches"));
   }
   return std::get<Reply>(task);

@@ -15,8 +15,8 @@
 #include <variant>
 #include <vector>
 
-/// JSON-RPC 2.0: from texts to replies, for any methods. A response is the message that an Api
-/// returns. A reply is the JSON-RPC text with that response, or with an Error.
+/// Turns texts into JSON-RPC 2.0 replies, for any methods. An Api returns a response. A reply is
+/// the JSON-RPC text with that response or with an Error.
 namespace connector::host {
 
 enum class ErrorCode {
@@ -51,13 +51,13 @@ private:
 /// The error of a request that was not begun.
 Error cancelledError();
 
-/// Everything but the methods of an Api in which protocols that use JSON-RPC differ.
+/// The differences between protocols that use JSON-RPC, except for their methods.
 struct Protocol {
-  /// A request, for a person at a terminal.
+  /// A request that a person at a terminal may try.
   const char* example =
       R"({"jsonrpc":"2.0","id":1,"method":"connector/v1/ListFolder","params":{"path":"/"}})";
   const char* cancellation = "$/cancelRequest"; ///< the notification that cancels a request
-  const char* cancelledId = "id";               ///< its param with the id of that request
+  const char* cancelledId = "id";               ///< its param that names the request
   bool repliesToCancelled = true;
   bool hasBatches = true;
   bool hasShutdown = true; ///< the methods below, for clients of language servers
@@ -105,8 +105,7 @@ private:
   std::string tail_;
 };
 
-/// A request whose members have the right types. Whether the method accepts its `params` is only
-/// known once it is executed.
+/// A request whose members have the right types. Only its execution checks the method and `params`.
 class Request {
 public:
   /// `id` is the JSON text of the reply's `id`, or nullopt for a notification, which has no reply.
@@ -131,8 +130,8 @@ private:
   Poco::JSON::Object::Ptr members_;
 };
 
-/// The text of a batch: an array that countElements has checked. It refers to the bytes of the
-/// FrameReader, which are valid until its next text.
+/// The text of a batch: an array that countElements has checked. It refers to bytes of the
+/// FrameReader, which are valid until the reader's next text.
 class Batch {
 public:
   explicit Batch(Text text)
@@ -154,17 +153,16 @@ private:
   std::vector<char> copy_; // keeps its address when it is moved
 };
 
-/// What to do for one text: execute a request or a batch, or send this reply.
+/// The task that one text gives: to execute a request or a batch, or to send a reply.
 using Task = std::variant<Request, Batch, Reply>;
 
-/// Makes a task of what was read. If anything in a text is not JSON, none of its requests is
-/// executed. Throws std::bad_alloc if there is no memory even for a reply.
+/// Returns the task that a text gives. If any part of a batch is not JSON, the task is to send an
+/// error. Throws std::bad_alloc if there is no memory even for a reply.
 [[nodiscard]] Task parse(const Incoming& incoming);
 
-/// The conditions under which tasks are executed.
-struct Conditions {
-  /// Of a batch and its reply together, in bytes. Once a reply does not fit, later requests are not
-  /// executed.
+struct ExecutionLimits {
+  /// The size of a batch and its reply together, in bytes. Once a reply does not fit, later
+  /// requests are not executed.
   std::size_t maxBatch;
   std::function<bool()> isStopped; ///< whether no further request may be begun
 };
@@ -172,6 +170,6 @@ struct Conditions {
 /// Executes a task and returns its reply, if it has one. The requests of a batch are executed in
 /// order. Throws std::bad_alloc if there is no memory even for a reply.
 [[nodiscard]] std::optional<Reply> execute(const Api& api, const Task& task,
-                                           const Conditions& conditions);
+                                           const ExecutionLimits& limits);
 
 } // namespace connector::host

@@ -12,15 +12,15 @@ constexpr std::size_t MAX_DEPTH = 128;
 /// Values in an object, or in each element of an array, at all levels.
 constexpr std::size_t MAX_VALUES = 100'000;
 
-/// Tokens in a text. The parser takes 4 bytes for each before it checks any other limit.
+/// Tokens in a text. The parser needs 4 bytes for each before it checks any other limit.
 constexpr std::size_t MAX_TOKENS = 32UL * 1024 * 1024;
 
 constexpr std::size_t MAX_REQUESTS_IN_BATCH = 10'000;
 
-/// A member's name: an object keeps several copies.
+/// The name of a member. An object keeps several copies.
 constexpr std::size_t MAX_NAME = 64UL * 1024;
 
-/// The strings of a member of params, without file.contents: converters take up to 30 times that.
+/// All strings in a member of params, except file.contents. Converters need up to 30 times that.
 constexpr std::size_t MAX_STRING = 64UL * 1024;
 
 /// The JSON text of an id.

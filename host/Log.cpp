@@ -16,7 +16,7 @@ namespace connector::host {
 
 namespace {
 
-/// Types and paths come from clients: they cannot end a line, and do not make it longer than this.
+/// Limits the length of a line, because types and paths come from clients.
 constexpr std::size_t MAX_LINE = 8192;
 
 class StandardErrorChannel : public Poco::Channel {

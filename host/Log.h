@@ -6,8 +6,9 @@
 
 namespace connector::host {
 
-/// Writes one line per request to standard error: its type, duration and outcome. While the process
-/// lives, the causes of faults, which the service logs, are written there too. Thread-safe.
+/// Writes one line per request to standard error: its type, duration and outcome. From the first
+/// object on, the process also writes there the causes of faults, which the service logs.
+/// Thread-safe.
 class LoggingApi : public Api {
 public:
   /// `api` executes the requests.

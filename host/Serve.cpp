@@ -19,7 +19,7 @@ void greetPerson(const char* example) {
   if (isatty(STDIN_FILENO) == 0) {
     return;
   }
-  std::cerr << "connector-host answers JSON-RPC 2.0 requests, one a line; Ctrl-D ends it. Try:\n"
+  std::cerr << "connector-host answers JSON-RPC 2.0 requests, one per line; Ctrl-D ends it. Try:\n"
             << example << '\n';
 }
 
@@ -38,7 +38,7 @@ public:
       , output_(STDOUT_FILENO)
       , input_(STDIN_FILENO, termination, STDOUT_FILENO)
       , reader_(input_, options.maxMessage)
-      , conditions_{options.maxMessage, [this] { return isStopped(); }}
+      , limits_{options.maxMessage, [this] { return isStopped(); }}
       , jobs_(options.jobs, options.maxMessage, [this](const Task& task) { execute(task); }) {}
 
   ExitStatus serve() {
@@ -76,7 +76,7 @@ private:
   /// Called from all threads, as are the functions below.
   void execute(const Task& task) {
     try {
-      send(host::execute(api_, task, conditions_));
+      send(host::execute(api_, task, limits_));
     } catch (...) {
       input_.stop();
       throw;
@@ -113,7 +113,7 @@ private:
   DescriptorOutput output_;
   DescriptorInput input_;
   FrameReader reader_;
-  Conditions conditions_;
+  ExecutionLimits limits_;
   bool isShutDown_ = false;
   bool isExiting_ = false;
   Jobs jobs_; // the last member, so that its threads end first

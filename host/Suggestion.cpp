@@ -10,7 +10,7 @@ namespace connector::host {
 
 namespace {
 
-// Two neighbours that changed places are two edits.
+// Swapping two neighbours counts as two edits.
 constexpr std::size_t MAX_EDITS = 2;
 
 std::string_view lastPart(std::string_view name) {
@@ -32,7 +32,7 @@ std::size_t editDistance(std::string_view from, std::string_view to) {
   return row.back();
 }
 
-/// Edits from one to the other, or more than MAX_EDITS, which for a long text is known at once.
+/// Returns the number of edits, or any number above MAX_EDITS, without comparing a long text.
 std::size_t edits(std::string_view text, std::string_view name) {
   const auto [shorter, longer] = std::minmax({text.size(), name.size()});
   return longer - shorter > MAX_EDITS ? MAX_EDITS + 1 : editDistance(text, name);

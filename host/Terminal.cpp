@@ -56,7 +56,7 @@ Progress::Progress(int descriptor, std::string type)
   try {
     thread_ = std::thread([this] { run(); });
   } catch (const std::system_error&) {
-    return; // the request is executed without it
+    return; // the request needs no progress line
   }
 }
 
@@ -90,7 +90,7 @@ void Progress::run() {
 }
 
 void Progress::show(const std::string& text) const {
-  // A terminal that has gone away does not disturb the request.
+  // Without the terminal, the request goes on.
   [[maybe_unused]] const auto written = write(descriptor_, text.data(), text.size());
 }
 

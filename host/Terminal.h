@@ -6,7 +6,7 @@
 #include <string_view>
 #include <thread>
 
-/// Output for a person at a terminal, in addition to that for programs.
+/// Output for a person at a terminal.
 namespace connector::host {
 
 /// Whether the descriptor is a terminal with colours, and NO_COLOR is not set.
@@ -15,8 +15,8 @@ bool showsColor(int descriptor);
 /// Colours the faults in a response that `writePrettyJson` has written.
 std::string withColoredFaults(std::string response);
 
-/// Writes each control character, unless it is among `kept`, as JSON escapes it: "\\u001b". Text
-/// that is not from this program could otherwise command a terminal or forge a line.
+/// Writes each control character as JSON escapes it: "\\u001b". Those in `kept` are unchanged. Text
+/// from clients or files could otherwise control the terminal or forge a line.
 std::string withEscapedControls(std::string_view text, std::string_view kept);
 
 /// The text for this descriptor: with escaped controls if it is a terminal.

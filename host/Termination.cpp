@@ -47,7 +47,7 @@ Termination::Termination(int input) {
   if (nullDevice < 0) {
     throw std::system_error(errno, std::generic_category(), "/dev/null");
   }
-  // The kernel restarts an interrupted call, so that a file operation goes on.
+  // SA_RESTART: an interrupted file operation continues.
   for (const int signal : TERMINATING) {
     setAction(signal, requestTermination, SA_RESTART);
   }
@@ -56,7 +56,7 @@ Termination::Termination(int input) {
   setAction(SIGXFSZ, SIG_IGN, 0);
 }
 
-// Not static: without an object the handlers are not set.
+// Not static, because only an object installs the handlers.
 bool Termination::isRequested() const { // NOLINT(readability-convert-member-functions-to-static)
   return requested;
 }

@@ -33,14 +33,14 @@ public:
 
 protected:
   std::string answer(const Incoming& incoming) {
-    const auto reply = host::execute(*this, parse(incoming), conditions);
+    const auto reply = host::execute(*this, parse(incoming), limits);
     return reply ? reply->text() : "(none)";
   }
 
   std::string answer(const std::string& text) { return answer(Incoming(Text(text))); }
 
   mutable std::string executed;
-  Conditions conditions{10'000'000, [] { return false; }};
+  ExecutionLimits limits{10'000'000, [] { return false; }};
 };
 
 std::string error(const std::string& id, const std::string& code, const std::string& text) {
@@ -221,7 +221,7 @@ TEST_F(JsonRpcTest, LimitsTheReplyToABatch) {
   const auto batch =
       "[" + echo("1", "{}") + "," + echo("2", R"({"a":1})") + "," + echo("3", "{}") + "]";
   const auto ask = [&](std::size_t limit) {
-    conditions.maxBatch = batch.size() + limit;
+    limits.maxBatch = batch.size() + limit;
     executed.clear();
     return answer(batch);
   };
@@ -239,7 +239,7 @@ TEST_F(JsonRpcTest, LimitsTheReplyToABatch) {
 }
 
 TEST_F(JsonRpcTest, ExecutesNothingOnceStopped) {
-  conditions.isStopped = [this] { return !executed.empty(); };
+  limits.isStopped = [this] { return !executed.empty(); };
   EXPECT_EQ(answer("[" + echo("1", "{}") + "," + echo("2", "{}") + ",0]"),
             "[" + result("1", "{}") + "," + error("2", "-32800", "Cancelled") + "," +
                 error("null", "-32600", "Invalid request: not an object") + "]");
