@@ -61,7 +61,7 @@ constexpr std::array COMMANDS{CommandName{"serve", Command::serve},
                               CommandName{"types", Command::types},
                               CommandName{"schema", Command::schema}};
 
-/// The row of a table that has this name. `kind` is the kind of name in a refusal.
+/// The row of a table that has this name. `kind` describes the name in the error.
 template <typename Table>
 const auto& rowOf(const Table& table, const std::string& kind, const std::string& name) {
   std::vector<std::string> names;
@@ -109,11 +109,11 @@ void setCommand(Options& options, const Arguments& words) {
   }
 }
 
-/// A model's tools must not reach every file because an option was forgotten.
+/// Without this check, tools could use every file because an option was forgotten.
 void checkTools(const Options& options) {
   if (options.command == Command::mcp && options.confinement.roots.empty()) {
-    throw UsageError("mcp needs --root DIR, the directory that its tools may use; --root / is "
-                     "every file");
+    throw UsageError("mcp needs --root DIR, the directory that its tools may use; --root / "
+                     "allows every file");
   }
 }
 
@@ -154,39 +154,40 @@ std::string usage() {
 
 Answers messages of the connector file service.
 
-  serve             answer JSON-RPC 2.0 requests on standard input, on standard
-                    output, until the input ends; this is the default
+  serve             answer JSON-RPC 2.0 requests from standard input on standard
+                    output until the input ends; this is the default
   mcp               offer each message as a tool of the Model Context Protocol,
                     for AI programs, in the directories given by --root
-  call TYPE ...     answer one message and print the response. A TYPE without a
+  call TYPE ...     execute one request and print the response. A TYPE without a
                     slash is short: ListFolder is connector/v1/ListFolder. The
-                    message is a JSON object, - for one on standard input, or
-                    KEY=VALUE...: path=a.txt, or file.location=a.txt, which may
-                    be location=a.txt; contents=@FILE sends the bytes of FILE
-  call --help TYPE  print the keys of a message
-  types             print the message types that are answered
+                    request is a JSON object, - for one on standard input, or
+                    KEY=VALUE...: file.location=a.txt or location=a.txt;
+                    contents=@FILE sends the bytes of FILE
+  call --help TYPE  print the keys of a request
+  types             print the types of requests
   schema            print their OpenRPC document, with JSON Schema for all keys
 
   --root DIR           confine all requests to this directory; may be repeated
   --read-only          refuse every change to files and directories
   --jobs N             execute up to N requests at once (default 1, mcp 4; at
                        most 64)
-  --max-message BYTES  refuse messages that are longer (default 67108864)
+  --max-message BYTES  refuse longer messages (default 67108864)
   --contents           of call: print only the contents of the file
-  --max-reply BYTES    of mcp: refuse results that are longer (default 8388608)
+  --max-reply BYTES    of mcp: refuse longer results (default 8388608)
   --log                write one line per request, and the cause of every fault,
                        to standard error
   -h, --help           print this text
   --version            print the version
 
-A stream that begins with { or [ has one JSON text a line; one that begins with
-C has Content-Length headers. `method` is the message type, `params` the message.
+A stream that begins with { or [ has one JSON text per line; one that begins
+with C has Content-Length headers. `method` is the message type, `params` the
+message.
 
-The kernel does the confining (Landlock, Linux 5.19 or later), whatever the path
-or link; where it cannot, nothing is started. A path outside can be neither read
-nor changed, but that it exists, its kind, size and times are not hidden.
+The kernel enforces the confinement (Landlock, Linux 5.19 or later). If it
+cannot, connector-host does not start. Paths outside can be neither read nor
+changed, but their existence, kind, size and times are not hidden.
 
-Exit status of call: 0 success, 1 the response holds a fault, 2 no response.
+Exit status of call: 0 success, 1 the response has a fault, 2 no response.
 )";
 }
 
