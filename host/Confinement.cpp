@@ -1,6 +1,5 @@
 #include "Confinement.h"
 
-#include <cerrno>
 #include <cstdint>
 #include <fcntl.h>
 #include <linux/landlock.h>
@@ -8,7 +7,6 @@
 #include <stdexcept>
 #include <sys/prctl.h>
 #include <sys/syscall.h>
-#include <system_error>
 #include <unistd.h>
 #include <utility>
 
@@ -37,14 +35,6 @@ std::uint64_t allRights(long version) {
   return rights;
 }
 
-/// Returns the result of a system call. Throws if it failed; `subject` precedes the error's text.
-int require(long result, const std::string& subject) {
-  if (result < 0) {
-    throw std::system_error(errno, std::generic_category(), subject);
-  }
-  return static_cast<int>(result);
-}
-
 long supportedVersion() {
   const long version =
       syscall(SYS_landlock_create_ruleset, nullptr, 0, LANDLOCK_CREATE_RULESET_VERSION);
@@ -56,15 +46,15 @@ long supportedVersion() {
 }
 
 int openDirectory(const std::string& path) {
-  return require(open(path.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC), "--root " + path);
+  return posix::check(open(path.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC), "--root " + path);
 }
 
 void allow(const posix::Descriptor& ruleset, int directory, std::uint64_t rights) {
   landlock_path_beneath_attr rule{};
   rule.allowed_access = rights;
   rule.parent_fd = directory;
-  require(syscall(SYS_landlock_add_rule, ruleset.get(), LANDLOCK_RULE_PATH_BENEATH, &rule, 0),
-          "Landlock");
+  posix::check(syscall(SYS_landlock_add_rule, ruleset.get(), LANDLOCK_RULE_PATH_BENEATH, &rule, 0),
+               "Landlock");
 }
 
 } // namespace
@@ -73,8 +63,8 @@ std::vector<int> confine(const Confinement& confinement) {
   const std::uint64_t all = allRights(supportedVersion());
   landlock_ruleset_attr attributes{};
   attributes.handled_access_fs = all;
-  const posix::Descriptor ruleset(
-      require(syscall(SYS_landlock_create_ruleset, &attributes, sizeof attributes, 0), "Landlock"));
+  const posix::Descriptor ruleset(posix::check(
+      syscall(SYS_landlock_create_ruleset, &attributes, sizeof attributes, 0), "Landlock"));
 
   const std::uint64_t rights = confinement.readOnly ? READING : all;
   std::vector<int> roots;
@@ -85,10 +75,10 @@ std::vector<int> confine(const Confinement& confinement) {
   if (roots.empty()) {
     allow(ruleset, posix::Descriptor(openDirectory("/")).get(), rights);
   }
-  require(prctl(PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0), "Landlock");
-  require(syscall(SYS_landlock_restrict_self, ruleset.get(), 0), "Landlock");
+  posix::check(prctl(PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0), "Landlock");
+  posix::check(syscall(SYS_landlock_restrict_self, ruleset.get(), 0), "Landlock");
   if (!roots.empty()) {
-    require(fchdir(roots.front()), "--root " + confinement.roots.front());
+    posix::check(fchdir(roots.front()), "--root " + confinement.roots.front());
   }
   return roots;
 }

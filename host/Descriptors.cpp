@@ -8,7 +8,6 @@
 #include <fcntl.h>
 #include <poll.h>
 #include <sys/eventfd.h>
-#include <system_error>
 #include <thread>
 #include <unistd.h>
 
@@ -16,20 +15,21 @@ namespace connector::host {
 
 namespace {
 
-[[noreturn]] void fail(const char* call) {
-  throw std::system_error(errno, std::generic_category(), call);
-}
-
 /// Whether the call that set errno may be repeated.
 bool isTemporary() {
   return errno == EINTR || errno == EAGAIN;
 }
 
+/// Throws if the call failed and may not be repeated.
+void checkUnlessTemporary(long result, const char* call) {
+  if (!isTemporary()) {
+    posix::check(result, call);
+  }
+}
+
 void waitUntilReady(int descriptor, short event) {
   pollfd waited{descriptor, event, 0};
-  if (poll(&waited, 1, -1) < 0 && !isTemporary()) {
-    fail("poll");
-  }
+  checkUnlessTemporary(poll(&waited, 1, -1), "poll");
 }
 
 /// Polls for a moment before the process sleeps: the next request usually arrives within
@@ -52,11 +52,7 @@ DescriptorInput::DescriptorInput(int descriptor, const Termination& termination,
     : descriptor_(descriptor)
     , output_(output)
     , termination_(termination)
-    , wakeUp_(eventfd(0, EFD_CLOEXEC)) {
-  if (wakeUp_.get() < 0) {
-    fail("eventfd");
-  }
-}
+    , wakeUp_(posix::check(eventfd(0, EFD_CLOEXEC), "eventfd")) {}
 
 /// Returns false once the input is stopped, or if nobody reads from the output.
 bool DescriptorInput::awaitInput() {
@@ -65,10 +61,9 @@ bool DescriptorInput::awaitInput() {
     return true;
   }
   std::array waited{input, pollfd{output_, 0, 0}, pollfd{wakeUp_.get(), POLLIN, 0}};
-  while (poll(waited.data(), waited.size(), -1) < 0) {
-    if (!isTemporary()) {
-      fail("poll");
-    }
+  int ready = -1;
+  while ((ready = poll(waited.data(), waited.size(), -1)) < 0) {
+    checkUnlessTemporary(ready, "poll");
   }
   return (waited[1].revents & (POLLERR | POLLHUP)) == 0 && waited[2].revents == 0;
 }
@@ -82,9 +77,7 @@ std::size_t DescriptorInput::read(char* buffer, std::size_t size) {
     if (errno == ECONNRESET) {
       return 0; // a socket whose other end is closed
     }
-    if (!isTemporary()) {
-      fail("read");
-    }
+    checkUnlessTemporary(count, "read");
   }
   return 0;
 }
@@ -108,7 +101,7 @@ void DescriptorOutput::drain(std::string_view bytes) {
     } else if (isTemporary()) {
       waitUntilReady(descriptor_, POLLOUT);
     } else {
-      fail("write");
+      posix::check(count, "write");
     }
   }
 }
@@ -124,11 +117,9 @@ void widenPipe(int descriptor) {
 void reserveStandardDescriptors() {
   // Every open returns the lowest free number. Once it is above the standard ones, all are in use.
   int descriptor = 0;
-  while (descriptor <= STDERR_FILENO) {
-    if ((descriptor = open("/dev/null", O_RDWR | O_CLOEXEC)) < 0) {
-      fail("/dev/null");
-    }
-  }
+  do {
+    descriptor = posix::check(open("/dev/null", O_RDWR | O_CLOEXEC), "/dev/null");
+  } while (descriptor <= STDERR_FILENO);
   close(descriptor);
 }
 

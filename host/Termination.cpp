@@ -5,7 +5,7 @@
 #include <cerrno>
 #include <csignal>
 #include <fcntl.h>
-#include <system_error>
+#include <posix/Descriptor.h>
 #include <unistd.h>
 
 namespace connector::host {
@@ -34,19 +34,14 @@ void setAction(int signal, void (*handler)(int), int flags) {
   struct sigaction action = {};
   action.sa_handler = handler;
   action.sa_flags = flags;
-  if (sigaction(signal, &action, nullptr) != 0) {
-    throw std::system_error(errno, std::generic_category(), "sigaction");
-  }
+  posix::check(sigaction(signal, &action, nullptr), "sigaction");
 }
 
 } // namespace
 
 Termination::Termination(int input) {
   endedInput = input;
-  nullDevice = open("/dev/null", O_RDWR | O_CLOEXEC);
-  if (nullDevice < 0) {
-    throw std::system_error(errno, std::generic_category(), "/dev/null");
-  }
+  nullDevice = posix::check(open("/dev/null", O_RDWR | O_CLOEXEC), "/dev/null");
   // SA_RESTART: an interrupted file operation continues.
   for (const int signal : TERMINATING) {
     setAction(signal, requestTermination, SA_RESTART);

@@ -1,6 +1,8 @@
 #pragma once
 
 #include <cerrno>
+#include <string>
+#include <system_error>
 #include <unistd.h>
 #include <utility>
 
@@ -41,6 +43,15 @@ public:
 private:
   int number_;
 };
+
+/// Returns the result of a system call. Throws std::system_error if it failed; `subject` precedes
+/// the text of the error.
+inline int check(long result, const std::string& subject) {
+  if (result < 0) {
+    throw std::system_error(errno, std::generic_category(), subject);
+  }
+  return static_cast<int>(result);
+}
 
 /// Repeats a system call while it fails with EINTR, and returns its result.
 template <typename Call>
