@@ -14,11 +14,7 @@ namespace {
 constexpr std::size_t CHUNK = 64UL * 1024;
 constexpr std::size_t HEADER_LIMIT = 8UL * 1024;
 constexpr std::string_view WHITE_SPACE = " \t\r\n";
-constexpr std::string_view CONTENT_LENGTH = "content-length";
-
-bool isBlank(std::string_view text) {
-  return text.find_first_not_of(WHITE_SPACE) == std::string_view::npos;
-}
+const std::string CONTENT_LENGTH = "content-length";
 
 std::string_view trimmed(std::string_view text) {
   const auto begin = text.find_first_not_of(WHITE_SPACE);
@@ -26,10 +22,6 @@ std::string_view trimmed(std::string_view text) {
     return {};
   }
   return text.substr(begin, text.find_last_not_of(WHITE_SPACE) - begin + 1);
-}
-
-bool endsWith(std::string_view text, std::string_view end) {
-  return text.size() >= end.size() && text.substr(text.size() - end.size()) == end;
 }
 
 std::optional<std::size_t> parseLength(std::string_view text) {
@@ -78,7 +70,7 @@ std::optional<Incoming> FrameReader::nextLine() {
     if (line->error) {
       return *line->error;
     }
-    if (!isBlank(line->text)) {
+    if (!trimmed(line->text).empty()) {
       return Text(line->text, true);
     }
   }
@@ -147,7 +139,7 @@ std::optional<Incoming> FrameReader::nextBody() {
   std::optional<std::size_t> length;
   bool begun = false;
   while (const auto line = readLine(HEADER_LIMIT)) {
-    if (!isBlank(line->text)) {
+    if (!trimmed(line->text).empty()) {
       begun = true;
       if (const auto found = lengthIn(line->text)) {
         length = found;
@@ -174,7 +166,7 @@ std::optional<std::size_t> FrameReader::lengthIn(std::string_view header) const 
   }
   const auto name = Poco::toLower(std::string(trimmed(header.substr(0, colon))));
   // A skipped text may lack a line break, so that the header follows on the same line.
-  const bool named = lost_ ? endsWith(name, CONTENT_LENGTH) : name == CONTENT_LENGTH;
+  const bool named = lost_ ? Poco::endsWith(name, CONTENT_LENGTH) : name == CONTENT_LENGTH;
   return named ? parseLength(trimmed(header.substr(colon + 1))) : std::nullopt;
 }
 
