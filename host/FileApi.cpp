@@ -4,10 +4,13 @@
 #include "Schema.h"
 #include "Suggestion.h"
 
+#include <connector/file/v1/FileJsonSerialization.h>
 #include <connector/file/v1/FileServiceImpl.h>
+#include <connector/file/v1/FileServiceProviderImpl.h>
 #include <connector/file/v1/Future.h>
 
 #include <connector/common/v1/Message.h>
+#include <connector/json/MessageRegistry.h>
 
 #include <Poco/Exception.h>
 #include <Poco/JSON/Array.h>
@@ -52,13 +55,12 @@ void checkLengths(const Poco::JSON::Object& params) {
   }
 }
 
-std::unique_ptr<Message> requestFrom(const connector::json::MessageRegistry& registry,
-                                     const std::string& type,
+std::unique_ptr<Message> requestFrom(const json::MessageRegistry& registry, const std::string& type,
                                      const Poco::JSON::Object::Ptr& params) {
   checkLengths(*params);
   try {
     return registry.fromJson(type, params);
-  } catch (const connector::json::UnknownMessageType& e) {
+  } catch (const json::UnknownMessageType& e) {
     throw Error(ErrorCode::methodNotFound, e.what() + suggestion(type, requestTypes()));
   } catch (const std::bad_alloc&) {
     throw; // not an error in the params
@@ -80,24 +82,33 @@ std::unique_ptr<Message> responseFrom(Future<std::unique_ptr<Message>> future) {
   }
 }
 
+class FileApi : public Api {
+public:
+  FileApi() { provider_->start(); }
+
+  ~FileApi() override { provider_->stop(); }
+
+  FileApi(const FileApi&) = delete;
+  FileApi& operator=(const FileApi&) = delete;
+
+  [[nodiscard]] Poco::JSON::Object::Ptr
+  execute(const std::string& type, const Poco::JSON::Object::Ptr& params) const override {
+    auto future = provider_->handle(requestFrom(*registry_, type, params), Address{}, nullptr);
+    return registry_->toJson(responseFrom(std::move(future)));
+  }
+
+private:
+  std::shared_ptr<json::MessageRegistry> registry_ = std::make_shared<json::MessageRegistry>();
+  std::shared_ptr<file::v1::FileServiceProviderImpl> provider_ =
+      std::make_shared<file::v1::FileServiceProviderImpl>(
+          std::make_shared<file::v1::FileServiceImpl>());
+  file::v1::FileJsonSerialization serialization_{registry_};
+};
+
 } // namespace
 
-FileApi::FileApi()
-    : registry_(std::make_shared<connector::json::MessageRegistry>())
-    , provider_(std::make_shared<file::v1::FileServiceProviderImpl>(
-          std::make_shared<file::v1::FileServiceImpl>()))
-    , serialization_(registry_) {
-  provider_->start();
-}
-
-FileApi::~FileApi() {
-  provider_->stop();
-}
-
-Poco::JSON::Object::Ptr FileApi::execute(const std::string& type,
-                                         const Poco::JSON::Object::Ptr& params) const {
-  auto future = provider_->handle(requestFrom(*registry_, type, params), Address{}, nullptr);
-  return registry_->toJson(responseFrom(std::move(future)));
+std::unique_ptr<Api> makeFileApi() {
+  return std::make_unique<FileApi>();
 }
 
 } // namespace connector::host

@@ -11,6 +11,7 @@
 #include <chrono>
 #include <exception>
 #include <iostream>
+#include <utility>
 
 namespace connector::host {
 
@@ -38,37 +39,46 @@ std::string outcomeOf(ErrorCode code, const char* text) {
   return "error " + std::to_string(static_cast<int>(code)) + ": " + text;
 }
 
+class LoggingApi : public Api {
+public:
+  explicit LoggingApi(std::unique_ptr<Api> api)
+      : api_(std::move(api)) {}
+
+  [[nodiscard]] Poco::JSON::Object::Ptr
+  execute(const std::string& type, const Poco::JSON::Object::Ptr& params) const override {
+    const auto begin = std::chrono::steady_clock::now();
+    const auto log = [&](const auto&... outcome) {
+      const std::chrono::duration<double, std::milli> duration =
+          std::chrono::steady_clock::now() - begin;
+      try {
+        const auto start = Poco::format("%s %.3f ms ", type, duration.count());
+        Poco::Logger::get("connector::host").information(start + outcomeOf(outcome...));
+      } catch (...) {
+        return; // the client gets its response even if the log cannot be written
+      }
+    };
+    try {
+      auto response = api_->execute(type, params);
+      log(*response);
+      return response;
+    } catch (const Error& e) {
+      log(e.code(), e.what());
+      throw;
+    } catch (const std::exception& e) {
+      log(ErrorCode::internalError, e.what());
+      throw;
+    }
+  }
+
+private:
+  const std::unique_ptr<Api> api_;
+};
+
 } // namespace
 
-LoggingApi::LoggingApi(const Api& api)
-    : api_(api) {
+std::unique_ptr<Api> makeLoggingApi(std::unique_ptr<Api> api) {
   Poco::Logger::root().setChannel(Poco::makeAuto<StandardErrorChannel>());
-}
-
-Poco::JSON::Object::Ptr LoggingApi::execute(const std::string& type,
-                                            const Poco::JSON::Object::Ptr& params) const {
-  const auto begin = std::chrono::steady_clock::now();
-  const auto log = [&](const auto&... outcome) {
-    const std::chrono::duration<double, std::milli> duration =
-        std::chrono::steady_clock::now() - begin;
-    try {
-      const auto line = Poco::format("%s %.3f ms ", type, duration.count()) + outcomeOf(outcome...);
-      Poco::Logger::get("connector::host").information(line);
-    } catch (...) {
-      return; // the client gets its response even if the log cannot be written
-    }
-  };
-  try {
-    auto response = api_.execute(type, params);
-    log(*response);
-    return response;
-  } catch (const Error& e) {
-    log(e.code(), e.what());
-    throw;
-  } catch (const std::exception& e) {
-    log(ErrorCode::internalError, e.what());
-    throw;
-  }
+  return std::make_unique<LoggingApi>(std::move(api));
 }
 
 } // namespace connector::host

@@ -2,23 +2,13 @@
 
 #include "JsonRpc.h"
 
-#include <string>
+#include <memory>
 
 namespace connector::host {
 
-/// Writes one line per request to standard error: its type, duration and outcome. From the first
-/// object on, the process also writes there the causes of faults, which the service logs.
-/// Thread-safe.
-class LoggingApi : public Api {
-public:
-  /// `api` executes the requests.
-  explicit LoggingApi(const Api& api);
-
-  [[nodiscard]] Poco::JSON::Object::Ptr
-  execute(const std::string& type, const Poco::JSON::Object::Ptr& params) const override;
-
-private:
-  const Api& api_;
-};
+/// Returns an Api that executes requests by `api` and writes one line for each to standard error:
+/// its type, duration and outcome. From this call on, the process also writes there the causes of
+/// faults, which the service logs.
+std::unique_ptr<Api> makeLoggingApi(std::unique_ptr<Api> api);
 
 } // namespace connector::host

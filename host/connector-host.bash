@@ -1,4 +1,4 @@
-# Completion for bash. What there is to complete is asked of the program itself.
+# Completion for bash. The program itself lists the words.
 
 _connector_host() {
   local program=$1 word=$2 previous=$3 choices='' words=() i

@@ -16,7 +16,6 @@
 
 #include <exception>
 #include <iostream>
-#include <optional>
 #include <string>
 #include <unistd.h>
 #include <vector>
@@ -32,7 +31,7 @@ ExitStatus executeRequests(const Options& options) {
   std::vector<int> roots;
   Poco::JSON::Object::Ptr request;
   if (isCall) {
-    request = callRequest(options, termination); // files outside the roots, too
+    request = callRequest(options, termination); // may read files outside the roots
     if (request.isNull()) {
       return ExitStatus::failure;
     }
@@ -42,13 +41,11 @@ ExitStatus executeRequests(const Options& options) {
     fl::filesystem::set_confinement(roots, options.confinement.readOnly);
   }
 
-  const FileApi service;
-  std::optional<LoggingApi> log;
-  const Api& api = options.log ? static_cast<const Api&>(log.emplace(service)) : service;
+  const auto api = options.log ? makeLoggingApi(makeFileApi()) : makeFileApi();
   if (options.command == Options::Command::mcp) {
-    return serve(options, Mcp(api, options, roots), termination);
+    return serve(options, Mcp(*api, options, roots), termination);
   }
-  return isCall ? call(options, api, request) : serve(options, api, termination);
+  return isCall ? call(options, *api, request) : serve(options, *api, termination);
 }
 
 ExitStatus printTypes() {
