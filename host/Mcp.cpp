@@ -5,12 +5,12 @@
 #include "Suggestion.h"
 #include "Terminal.h"
 
+#include <Poco/Ascii.h>
 #include <Poco/Dynamic/Var.h>
 #include <Poco/String.h>
 
 #include <algorithm>
 #include <array>
-#include <cctype>
 #include <filesystem>
 #include <string_view>
 #include <typeinfo>
@@ -36,12 +36,12 @@ constexpr const char* LIST = "tools/list";
 
 constexpr int FIVE_MINUTES = 300'000; // in milliseconds
 
-/// The effects of a request, and advice for a model that has to choose a tool. A request without a
-/// row gets the protocol's defaults: it destroys, and a repetition has a further effect.
+/// The effects of a request, and advice for a model that chooses a tool. The defaults of the
+/// protocol hold for a request without a row: it is destructive and not idempotent.
 struct Effects {
   std::string_view type;
-  bool isReadOnly;    ///< without the keys that are optional
-  bool isDestructive; ///< it replaces or removes what exists
+  bool isReadOnly;    ///< unless an optional key is given
+  bool isDestructive; ///< may replace or remove files
   bool isIdempotent;
   const char* advice;
 };
@@ -76,21 +76,18 @@ bool isText(const Var& value) {
   return value.type() == typeid(std::string);
 }
 
-/// "OpenFile" with a separator: "open_file", "Open file".
+/// Separates the words of a name: "Open_file" or "Open file" for "OpenFile".
 std::string separated(const std::string& name, char separator) {
   std::string result;
   for (const char c : name) {
-    if (std::isupper(static_cast<unsigned char>(c)) != 0 && !result.empty()) {
-      result += separator;
-      result += static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
-    } else {
-      result += c;
-    }
+    const bool beginsWord = Poco::Ascii::isUpper(c) && !result.empty();
+    result += beginsWord ? std::string{separator, static_cast<char>(Poco::Ascii::toLower(c))}
+                         : std::string{c};
   }
   return result;
 }
 
-/// The part of a key that is the name of the argument. A key inside an object has no other prefix.
+/// The name of the argument for a key, which is the last part of the key.
 std::string argumentOf(const RequestKey& key) {
   return key.name.substr(key.name.find('.') + 1);
 }
@@ -116,8 +113,8 @@ Object::Ptr serverInfo() {
                      {"version", CONNECTOR_HOST_VERSION}});
 }
 
-/// Whether a request belongs to the stateless protocol. Throws an Error if it has another version
-/// of it.
+/// Whether a request belongs to the stateless protocol. Throws an Error if its `_meta` is not valid
+/// for the only version of that protocol.
 bool isStateless(const std::string& method, const Object& params) {
   const auto meta = params.getObject("_meta");
   const auto version = meta.isNull() ? Var() : meta->get(VERSION_KEY);
@@ -155,7 +152,7 @@ std::string versionFor(const Object& params) {
 
 Object::Ptr textBlock(const Var& text) {
   auto block = makeObject({{"type", "text"}});
-  block->set("text", text); // which may be long and is copied less often so
+  block->set("text", text); // not in the list above, which would copy a long text again
   return block;
 }
 
@@ -171,7 +168,7 @@ std::string textOf(const Fault& fault) {
   return text;
 }
 
-/// "NAME/" of a directory, "NAME (6 bytes)" of a file. The name is that member of the description.
+/// "NAME/" for a directory, "NAME (6 bytes)" for a file. `name` is the key of NAME.
 std::string describe(const Object& info, const char* name) {
   const auto text = withEscapedControls(info.getValue<std::string>(name), "");
   if (info.optValue("deleted", false)) {
@@ -190,8 +187,8 @@ std::string listing(const Array& entries) {
   return lines.empty() ? "(no entries)" : Poco::cat(std::string("\n"), lines.begin(), lines.end());
 }
 
-/// Contents are only a text: clients that show a model `structuredContent` instead of the text
-/// would show none, and both would double the result.
+/// The result has only text: with `structuredContent`, too, contents would be sent twice, and some
+/// clients would show a model only that.
 Object::Ptr contentsResult(const Object& file) {
   auto content = makeArray();
   if (file.getValue<std::string>("encoding") != "utf-8") {
@@ -235,7 +232,8 @@ const RequestKey& keyOf(const std::vector<RequestKey>& keys, const std::string& 
               "Unknown argument: " + argument + suggestion(argument, names));
 }
 
-/// Throws an Error for arguments that the service itself would ignore or convert, or do without.
+/// Throws an Error for an argument that is unknown, missing or of the wrong type. The service
+/// itself would ignore it, use a default or convert it.
 Object::Ptr messageFrom(const std::vector<RequestKey>& keys, const Object& params) {
   const auto given = params.getObject("arguments");
   const auto arguments = given.isNull() ? makeObject() : given;
@@ -284,7 +282,7 @@ Protocol Mcp::protocol() const {
           false};
 }
 
-/// With `readOnly` only if the request, without its optional keys, changes nothing.
+/// With `readOnly`, adds only a tool that changes nothing, without its optional arguments.
 void Mcp::addTool(const std::string& type, bool readOnly) {
   const auto schema = requestSchema(type);
   const auto title = schema->getValue<std::string>("title");
@@ -301,7 +299,7 @@ void Mcp::addTool(const std::string& type, bool readOnly) {
   const bool hasOptions =
       std::any_of(keys.begin(), keys.end(), [](const RequestKey& key) { return !key.isRequired; });
 
-  const auto name = separated(Poco::toLower(title.substr(0, 1)) + title.substr(1), '_');
+  const auto name = Poco::toLower(separated(title, '_'));
   const bool isReadOnly = effects.isReadOnly && !hasOptions;
   definitions_->add(makeObject(
       {{"name", name},

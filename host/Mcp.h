@@ -14,9 +14,9 @@
 
 namespace connector::host {
 
-/// The Model Context Protocol: offers each message as a tool. Each request is answered by itself:
-/// one whose `_meta` has a protocol version by the stateless protocol of 2026-07-28, any other by
-/// the earlier one, which begins with `initialize`.
+/// The Model Context Protocol: offers each message as a tool. A request whose `_meta` has a
+/// protocol version belongs to the stateless protocol of 2026-07-28. Any other request belongs to
+/// the earlier protocol, which begins with `initialize`. No state is kept between requests.
 class Mcp : public Api {
 public:
   /// `files` executes the messages. `roots` are the open directories of the confinement.
