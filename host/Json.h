@@ -18,16 +18,14 @@ class JsonError : public std::runtime_error {
   using std::runtime_error::runtime_error;
 };
 
-/// An object, or null for any other value. The text is that of one of the object's members,
-/// unchanged; of a member that is an object or array it is only the beginning.
 struct ObjectWithText {
-  Poco::JSON::Object::Ptr object;
-  std::optional<std::string> memberText;
+  Poco::JSON::Object::Ptr object;        ///< null for any other value
+  std::optional<std::string> memberText; ///< of one member; of an object or array, its beginning
 };
 
 // All functions throw a JsonError if the text is not valid JSON or UTF-8, is nested too deep or has
-// too many values. Of members with the same name the last one counts. A number beyond 64 bits
-// becomes the nearest double. A padded text is parsed in place, any other is copied.
+// too many values. The last of several members with the same name is kept. A number beyond 64 bits
+// becomes the nearest double. A padded text is parsed in place; any other text is copied.
 
 /// Parses a text; `memberText` is that of the member `name`.
 ObjectWithText parseObject(const Text& text, std::string_view name = {});

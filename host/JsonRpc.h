@@ -80,8 +80,8 @@ public:
   execute(const std::string& type, const Poco::JSON::Object::Ptr& params) const = 0;
 };
 
-/// The JSON-RPC text that answers one request. The text of a response is generated while it is
-/// written, so it need not fit into memory.
+/// The JSON-RPC text that answers one request. `writeTo` generates the text of a response while it
+/// writes, so that the text need not fit into memory.
 class Reply {
 public:
   explicit Reply(std::string text)
@@ -113,7 +113,7 @@ public:
       : id_(std::move(id))
       , members_(std::move(members)) {}
 
-  /// Executes the request. Every failure becomes the reply.
+  /// Executes the request. A failure becomes an error reply.
   [[nodiscard]] std::optional<Reply> execute(const Api& api) const;
 
   [[nodiscard]] std::optional<Reply> replyWith(const Error& error) const;
@@ -153,11 +153,11 @@ private:
   std::vector<char> copy_; // keeps its address when it is moved
 };
 
-/// The task that one text gives: to execute a request or a batch, or to send a reply.
+/// One text becomes one task: execute a request, execute a batch, or send a reply.
 using Task = std::variant<Request, Batch, Reply>;
 
-/// Returns the task that a text gives. If any part of a batch is not JSON, the task is to send an
-/// error. Throws std::bad_alloc if there is no memory even for a reply.
+/// Returns the task for a text. If any part of the text is not JSON, the task is to send an error
+/// reply. Throws std::bad_alloc if there is no memory even for a reply.
 [[nodiscard]] Task parse(const Incoming& incoming);
 
 struct ExecutionLimits {

@@ -19,11 +19,11 @@ struct Options {
   Command command = Command::serve;
   std::size_t maxMessage = 64ULL * 1024 * 1024; ///< bytes
   std::size_t maxReply = 8ULL * 1024 * 1024;    ///< bytes of a result of `mcp`
-  std::size_t jobs = 0;                         ///< requests executed at once
+  std::size_t jobs = 0;                         ///< the number of requests executed at once
   bool log = false;
   Confinement confinement;
-  bool contents = false;
-  std::string type; ///< of `call` and its help: as given, which may be its short name
+  bool contents = false;              ///< of `call`: print only the contents of the file
+  std::string type;                   ///< of `call` and its help; may be a short name
   std::vector<std::string> arguments; ///< of `call`: one JSON object, "-", or KEY=VALUE...
 };
 

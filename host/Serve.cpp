@@ -34,11 +34,10 @@ public:
   Connection(const Options& options, const Api& api, const Termination& termination)
       : api_(api)
       , protocol_(api.protocol())
-      , termination_(termination)
       , output_(STDOUT_FILENO)
       , input_(STDIN_FILENO, termination, STDOUT_FILENO)
       , reader_(input_, options.maxMessage)
-      , limits_{options.maxMessage, [this] { return isStopped(); }}
+      , limits_{options.maxMessage, [this] { return input_.stopped(); }}
       , jobs_(options.jobs, options.maxMessage, [this](const Task& task) { execute(task); }) {}
 
   ExitStatus serve() {
@@ -73,7 +72,7 @@ private:
     }
   }
 
-  /// Called from all threads, as are the functions below.
+  /// All threads call this function and `send`.
   void execute(const Task& task) {
     try {
       send(host::execute(api_, task, limits_));
@@ -85,8 +84,6 @@ private:
       input_.stop();
     }
   }
-
-  [[nodiscard]] bool isStopped() const { return termination_.isRequested() || !output_.isOpen(); }
 
   void send(const std::optional<Reply>& reply) {
     if (!reply) {
@@ -108,7 +105,6 @@ private:
 
   const Api& api_;
   const Protocol protocol_;
-  const Termination& termination_;
   std::mutex outputMutex_;
   DescriptorOutput output_;
   DescriptorInput input_;
