@@ -9,9 +9,9 @@ build_dependencies() {
 }
 packages_to_build=(g++ $(build_dependencies '[^>,],?$'))
 packages_to_test=($(build_dependencies '<!nocheck>'))
-packages_to_lint=(clang clang-format clang-tidy doxygen libbenchmark-dev mandoc)
+packages_to_lint=(clang clang-format clang-tidy doxygen mandoc)
 packages_to_pack=(build-essential debhelper lintian)
-packages_to_compare=(libbenchmark-dev openssh-sftp-server)
+packages_to_compare=(openssh-sftp-server python3)
 packages_of_node=(nodejs npm)
 packages_of_clients=(python3-pylsp-jsonrpc socat systemd) # with Node.js, those that tests/interop uses
 

@@ -8,8 +8,8 @@
 
 // RFC 4648 base64, padded. Uses SSSE3 if the processor has it. Without SSSE3, an OpenFile of 20 MB
 // that is not text takes 1.6 times as long, and a CreateFile 1.2 times (CPU time of
-// connector-host). Both conversions together take 3.4 times as long (bench/conversion_bench,
-// convertFile/bytes).
+// connector-host). Both conversions together take 3.4 times as long (bench/operations,
+// bytes that are not text).
 namespace connector::file_common::v1 {
 
 /// Appends the base64 form of `bytes` to `text`.

@@ -3,7 +3,7 @@
 //
 // Gain: in a directory of 11 components, listing 10,000 entries takes 1.24 times as long as the
 // bare system calls with the cache and 1.91 times without; with 4 components, 1.25 and 1.48 times
-// (bench/file_operations_bench, list/in_open_directory, medians of 5 alternating runs, on tmpfs).
+// (bench/operations, medians of 5 alternating runs, on tmpfs).
 //
 // Assumption: a thread that asks for an entry of the directory that it iterates over means the
 // directory that it opened, even if another directory has that path by now.

@@ -1,0 +1,411 @@
+#!/usr/bin/env python3
+"""Each operation on files in a scratch directory, by each service in turn.
+
+The times contain the service and the least work of any client: it writes requests that were prepared
+before, and reads the whole answers into memory. It decodes them afterwards. Python adds one or two
+microseconds for each answer: sftp-server needs several of them for most operations."""
+import argparse
+import base64
+import collections
+import gc
+import itertools
+import json
+import os
+import random
+import shutil
+import statistics
+import struct
+import subprocess
+import time
+
+SMALL, BIG = 4096, 19_999_999
+
+# The time of each of the others over ours is to be at least that in the last two columns.
+Operation = collections.namedtuple(
+    "Operation", "name verb files size is_text sftp_target node_target", defaults=(True, 0, 0))
+OPERATIONS = [
+    Operation("open and read 4 KiB", "open", 300, SMALL, True, 3.0, 8.0),
+    Operation("open and read 4 KiB (SFTP in two)", "open together", 300, SMALL, True, 1.7, 8.0),
+    Operation("list 10,000 entries", "list", 1, 10_000, True, 1.2, 5.0),
+    Operation("read 19,999,999 bytes of text", "open", 1, BIG, True, 1.0, 8.0),
+    Operation("read 19,999,999 bytes, no text", "open", 1, BIG, False, 0.9, 8.0),
+    Operation("create 4 KiB", "create", 300, SMALL, True, 2.0, 3.5),
+    Operation("update 4 KiB", "update", 300, SMALL, True, 2.5, 3.5),
+    Operation("rename", "rename", 300, SMALL, True, 1.1, 3.5),
+    Operation("delete", "delete", 300, SMALL, True, 1.2, 3.5),
+    Operation("move 19,999,999 bytes", "move", 1, BIG, True, 1.2, 3.5),
+    Operation("create 19,999,999 bytes, no text", "create", 1, BIG, False, 0.5, 3.5),
+]
+
+# Only for our host: the quotient of the times per byte or entry, which is to be at most the target.
+GROWTH_TARGET = 1.3
+GROWTHS = [
+    ("list, from 100 to 100,000 entries",
+     Operation("", "list", 20, 100), Operation("", "list", 1, 100_000)),
+    ("read, from 1 MB to 19,999,999 bytes",
+     Operation("", "open", 5, 1_000_000), Operation("", "open", 1, BIG)),
+]
+
+
+def require(holds, complaint):
+    if not holds:
+        raise RuntimeError(complaint)
+
+
+class Task:
+    """An operation in a directory. `after` is where a job's file is afterwards, None if deleted."""
+
+    def __init__(self, operation, directory):
+        self.verb, self.is_text, self.directory = operation.verb, operation.is_text, directory
+        paths = [f"{directory}/file-{index}" for index in range(operation.files)]
+        after = {"rename": lambda path: path + ".renamed", "delete": lambda path: None,
+                 "move": lambda path: f"{directory}/target/{os.path.basename(path)}"}
+        self.jobs = [(path, after.get(self.verb, str)(path)) for path in paths]
+        self.entries = operation.size if self.verb == "list" else 0
+        size = 0 if self.entries else operation.size
+        noise = random.Random(1)
+        line = bytes(noise.choices(range(ord("a"), ord("z") + 1), k=63)) + b"\n"
+        self.contents = (line * (size // 64 + 1))[:size] if self.is_text else noise.randbytes(size)
+        self.expected = {"list": self.entries, "open": self.contents, "open together": self.contents,
+                         "delete": 0}.get(self.verb, size)
+
+    def prepare_disk(self):
+        shutil.rmtree(self.directory, ignore_errors=True)
+        os.makedirs(self.directory + "/target")
+        for path, _ in self.jobs:
+            if self.verb == "list":
+                os.mkdir(path)
+                for index in range(self.entries):
+                    write_file(f"{path}/entry-{index}", b"x" * (index % 100))
+            elif self.verb != "create":
+                write_file(path, b"before" if self.verb == "update" else self.contents)
+
+    def check_disk(self):
+        for path, after in self.jobs:
+            require(after == path or not os.path.lexists(path), f"leaves {path}")
+            if after and self.verb != "list":
+                with open(after, "rb") as file:
+                    require(file.read() == self.contents, f"leaves other contents in {after}")
+
+
+def write_file(path, contents):
+    with open(path, "wb") as file:
+        file.write(contents)
+
+
+class Service:
+    """A running service. A step is a request and the starts of the answers to wait for."""
+
+    def __init__(self, name, *command):
+        self.name = name
+        process = subprocess.Popen(command, stdin=subprocess.PIPE, stdout=subprocess.PIPE, bufsize=0)
+        self.process, self.input, self.output = process, process.stdin.fileno(), process.stdout.fileno()
+        self.buffer = bytearray(64 << 20)
+        self.view = memoryview(self.buffer)
+        self.start = self.end = 0 # of the bytes in the buffer that belong to no answer yet
+        self.answers = []
+
+    def stop(self):
+        self.process.stdin.close()
+        self.process.stdout.close()
+        self.process.wait()
+
+    def time(self, steps):
+        """Seconds. The answers may refer to the buffer."""
+        self.start = self.end = 0
+        self.answers = []
+        start = time.perf_counter()
+        for request, starts in steps:
+            if request:
+                os.write(self.input, request)
+            for _ in starts:
+                self.answers.append(self.receive())
+        return time.perf_counter() - start
+
+    def receive(self):
+        if self.start == self.end: # a short cut for small answers, which come whole
+            answer = os.read(self.output, 65536)
+            require(answer, "has ended")
+            if self.is_whole(answer):
+                return answer
+            self.view[self.end:self.end + len(answer)] = answer
+            self.end += len(answer)
+        while (stop := self.find_end()) is None:
+            count = os.readv(self.output, [self.view[self.end:]])
+            require(count, "has ended")
+            self.end += count
+        start, self.start = self.start, stop
+        return self.view[start:stop]
+
+    def check(self, task, steps):
+        """Requires that no answer is a refusal and that the last ones describe the right file."""
+        starts = [start for _, starts in steps for start in starts]
+        answers = [self.without_header(bytes(answer)) for answer in self.answers]
+        for answer, start in zip(answers, starts, strict=True):
+            require(answer.startswith(start), f"answers {answer[:500]} and not {start}...")
+        require(self.seen(task, answers) == task.expected,
+                "answers another size, or other entries or contents")
+
+
+class JsonService(Service):
+    """A service whose answers are our messages as JSON-RPC."""
+
+    def __init__(self, name, *command, has_headers=False):
+        super().__init__(name, *command)
+        self.has_headers = has_headers
+
+    def steps(self, task):
+        return [(self.request(task, *job), [b'{"jsonrpc":"2.0","id":1,"result":{']) for job in task.jobs]
+
+    def request(self, task, path, after):
+        contents = ({"contents": task.contents.decode()} if task.is_text else
+                    {"contents": base64.b64encode(task.contents).decode(), "encoding": "base64"})
+        file = {"file": {"location": path, **contents}}
+        method, params = {
+            "list": ("ListFolder", {"path": path}),
+            "create": ("CreateFile", file),
+            "update": ("UpdateFile", file),
+            "rename": ("RenameFile", {"originalFileInfo": path, "newFileInfo": after}),
+            "move": ("MoveFile", {"srcPath": path, "destPath": os.path.dirname(after or "")}),
+            "delete": ("DeleteFile", {"path": path}),
+        }.get(task.verb, ("OpenFile", {"path": path}))
+        body = json.dumps({"jsonrpc": "2.0", "id": 1, "method": "connector/v1/" + method,
+                           "params": params}, separators=(",", ":")).encode()
+        return b"Content-Length: %d\r\n\r\n%b" % (len(body), body) if self.has_headers else body + b"\n"
+
+    def is_whole(self, answer):
+        return not self.has_headers and answer.endswith(b"\n")
+
+    def find_end(self):
+        if not self.has_headers:
+            return self.end if self.buffer[self.end - 1] == ord("\n") else None
+        blank = self.buffer.find(b"\r\n\r\n", self.start, self.end)
+        if blank < 0:
+            return None
+        end = blank + 4 + int(self.buffer[self.start + len("Content-Length: "):blank])
+        return end if end <= self.end else None
+
+    @staticmethod
+    def without_header(answer):
+        require(b'"messageFaults":[]' in answer, f"answers {answer[:500]}")
+        return answer[answer.find(b"{"):]
+
+    @staticmethod
+    def seen(task, answers):
+        result = json.loads(answers[-1])["result"]
+        if task.verb == "list":
+            return len(result["folderContents"])
+        file = result.get("file") or result.get("newFileInfo") or result["fileInfo"]
+        if "contents" not in file:
+            return file["size"]
+        decode = base64.b64decode if file["encoding"] == "base64" else str.encode
+        return decode(file["contents"])
+
+
+# SFTP, version 3. Types of requests and of answers:
+INIT, OPEN, CLOSE, READ, WRITE, FSTAT, FSETSTAT, OPENDIR, READDIR = 1, 3, 4, 5, 6, 8, 10, 11, 12
+REMOVE, STAT, RENAME, EXTENDED = 13, 17, 18, 200
+VERSION, STATUS, HANDLE, DATA, NAME, ATTRIBUTES = 2, 101, 102, 103, 104, 105
+# Flags of opening, and of the attributes that are present:
+TO_READ, TO_REWRITE, TO_CREATE = 1, 2 | 16, 2 | 8 | 32
+NONE, PERMISSIONS, TIMES, ALL = 0, 4, 8, 15
+END_OF_FILE, NO_SUCH_FILE = 1, 2
+
+PIECE, IN_FLIGHT, NAMES_PER_ANSWER = 32768, 64, 100
+
+
+LENGTH = struct.Struct(">I")
+u32, u64 = LENGTH.pack, struct.Struct(">Q").pack
+
+
+def text(data):
+    data = data.encode() if isinstance(data, str) else data
+    return u32(len(data)) + data
+
+
+def joined(steps):
+    return b"".join(request for request, _ in steps), [start for _, starts in steps for start in starts]
+
+
+def pipelined(steps):
+    """While the answers to one half of the requests in flight are received, the other is executed."""
+    halves = [joined(steps[at:at + IN_FLIGHT // 2]) for at in range(0, len(steps), IN_FLIGHT // 2)]
+    nothing = (b"", [])
+    for (request, _), (_, starts) in zip(halves + [nothing], [nothing] + halves):
+        yield request, starts
+
+
+class SftpService(Service):
+    """sftp-server as OpenSSH's own client uses it: each request waits for the answer before, but the
+    pieces of a file's contents are on their way together. The server counts its handles from 0 and
+    uses the one that was closed last again, so the requests can be prepared."""
+
+    def __init__(self):
+        super().__init__("sftp-server", "/usr/lib/openssh/sftp-server")
+        self.ids = itertools.count(3) # the first is the version
+        self.time([self.ask(INIT, answer=VERSION, start=b"")])
+
+    def ask(self, kind, *fields, answer=STATUS, start=u32(0)):
+        """The step of one request, and how its answer starts: a status of 0 unless stated."""
+        number = u32(next(self.ids))
+        body = bytes([kind]) + number + b"".join(fields)
+        return u32(len(body)) + body, [bytes([answer]) + number + start]
+
+    def open(self, path, flags, *attributes, handle=0):
+        fields = [text(path), u32(flags), *(attributes or [u32(NONE)])]
+        return self.ask(OPEN, *fields, answer=HANDLE, start=text(u32(handle)))
+
+    def describe(self, kind, file):
+        return self.ask(kind, file, answer=ATTRIBUTES, start=u32(ALL))
+
+    def steps(self, task):
+        return [step for job in task.jobs for step in self.steps_of_job(task, *job)]
+
+    def steps_of_job(self, task, path, after):
+        first, second = text(u32(0)), text(u32(1))
+        pieces = [(u64(at), task.contents[at:at + PIECE]) for at in range(0, len(task.contents), PIECE)]
+        reads = (self.ask(READ, first, at, u32(PIECE), answer=DATA, start=u32(len(piece)))
+                 for at, piece in pieces)
+        if task.verb == "open":
+            yield self.open(path, TO_READ)
+            yield self.describe(FSTAT, first)
+            yield from pipelined(list(reads))
+            yield self.ask(CLOSE, first)
+        elif task.verb == "open together":
+            yield self.open(path, TO_READ)
+            yield joined([*reads, self.ask(CLOSE, first)])
+        elif task.verb == "list":
+            yield self.ask(OPENDIR, text(path), answer=HANDLE, start=first)
+            for _ in range(0, task.entries + len([".", ".."]), NAMES_PER_ANSWER):
+                yield self.ask(READDIR, first, answer=NAME, start=b"")
+            yield self.ask(READDIR, first, start=u32(END_OF_FILE))
+            yield self.ask(CLOSE, first)
+        elif task.verb in ("create", "update"):
+            if task.verb == "update":
+                yield self.describe(STAT, text(path)) # a missing file is to be refused
+            yield self.open(path, TO_CREATE if task.verb == "create" else TO_REWRITE)
+            yield from pipelined([self.ask(WRITE, first, at, text(piece)) for at, piece in pieces])
+            yield self.ask(CLOSE, first)
+        elif task.verb == "rename":
+            yield self.ask(RENAME, text(path), text(after))
+        elif task.verb == "move":
+            yield self.open(path, TO_READ)
+            yield self.describe(FSTAT, first)
+            yield self.open(after, TO_CREATE, u32(PERMISSIONS), u32(0o644), handle=1)
+            yield self.ask(EXTENDED, text("copy-data"), first, u64(0), u64(0), second, u64(0))
+            yield self.ask(FSETSTAT, second, u32(TIMES), u32(1_700_000_000), u32(1_700_000_000))
+            yield self.ask(CLOSE, second)
+            yield self.ask(CLOSE, first)
+            yield self.ask(REMOVE, text(path))
+        elif task.verb == "delete":
+            yield self.ask(REMOVE, text(path))
+            yield self.ask(STAT, text(path), start=u32(NO_SUCH_FILE))
+        if task.verb in ("create", "update", "rename", "move"):
+            yield self.describe(STAT, text(after))
+
+    def is_whole(self, answer):
+        return len(answer) > 4 and len(answer) == 4 + LENGTH.unpack_from(answer)[0]
+
+    def find_end(self):
+        if self.end < self.start + 4:
+            return None
+        end = self.start + 4 + LENGTH.unpack_from(self.buffer, self.start)[0]
+        return end if end <= self.end else None
+
+    @staticmethod
+    def without_header(answer):
+        return answer[LENGTH.size:]
+
+    @staticmethod
+    def seen(task, answers):
+        if task.verb.startswith("open"):
+            contents = b"".join(answer[9:] for answer in answers if answer[0] == DATA)
+            return contents[-len(task.contents):]
+        if task.verb == "list":
+            names = sum(LENGTH.unpack_from(answer, 5)[0] for answer in answers if answer[0] == NAME)
+            return names - len([".", ".."])
+        return 0 if task.verb == "delete" else int.from_bytes(answers[-1][9:17], "big")
+
+
+def median_times(tasks, directory, rounds):
+    """The median seconds per file of each service and operation, which take turns."""
+    runs = []
+    for service, operation in tasks:
+        task = Task(operation, directory)
+        runs.append((service, task, service.steps(task), []))
+    for round_number in range(rounds + 1): # the first is to warm up
+        for service, task, steps, times in runs:
+            task.prepare_disk()
+            try:
+                seconds = service.time(steps)
+                service.check(task, steps)
+                task.check_disk()
+            except (RuntimeError, OSError) as error:
+                raise SystemExit(f"comparison: {service.name}: {error}") from error
+            if round_number > 0:
+                times.append(seconds / len(task.jobs))
+    return [statistics.median(times) for *_, times in runs]
+
+
+def time_text(seconds):
+    return f"{seconds * 1e6:.1f} us" if seconds < 1e-3 else f"{seconds * 1e3:.2f} ms"
+
+
+def ratio_text(ratio, target):
+    return f"{ratio:.2f} (>= {target:.1f})" + (" below" if ratio < target else "")
+
+
+def compare(services, options):
+    heads = [f"{service.name} / ours" for service in services[1:]]
+    print(f"{'':36}{'ours':>10}   {heads[0]:23}{''.join(heads[1:])}", flush=True)
+    for operation in OPERATIONS:
+        if options.part not in operation.name:
+            continue
+        ours, *others = median_times([(service, operation) for service in services],
+                                     options.directory, options.rounds)
+        ratios = [ratio_text(time / ours, target)
+                  for time, target in zip(others, (operation.sftp_target, operation.node_target))]
+        print(f"{operation.name:36}{time_text(ours):>10}   {ratios[0]:23}{''.join(ratios[1:])}",
+              flush=True)
+
+
+def measure_growth(ours, options):
+    for name, little, much in GROWTHS:
+        if options.part not in name:
+            continue
+        times = median_times([(ours, little), (ours, much)], options.directory, options.rounds)
+        ratio = times[1] / much.size / (times[0] / little.size)
+        print(f"growth: {name}: {ratio:.2f} (<= {GROWTH_TARGET})" +
+              (" above" if ratio > GROWTH_TARGET else ""), flush=True)
+
+
+def main():
+    parser = argparse.ArgumentParser(prog="bench/compare", allow_abbrev=False)
+    parser.add_argument("host", help=argparse.SUPPRESS)
+    parser.add_argument("node_service", help=argparse.SUPPRESS) # empty without Node.js
+    parser.add_argument("directory", help=argparse.SUPPRESS)
+    parser.add_argument("--rounds", type=int, default=21)
+    parser.add_argument("--any-core", action="store_true",
+                        help="let the client and the services run where the system puts them")
+    parser.add_argument("part", nargs="?", default="", help="a part of an operation's name")
+    options = parser.parse_intermixed_args()
+    gc.disable()
+
+    # Otherwise the kernel sometimes puts both on one core, where a round trip is several times
+    # cheaper: the times would depend on the placement and not on the service.
+    client, *others = sorted(os.sched_getaffinity(0))
+    is_split = others and not options.any_core
+    if is_split:
+        os.sched_setaffinity(0, others)
+    services = [JsonService("connector-host", options.host), SftpService()]
+    if options.node_service:
+        services.append(JsonService("Node.js", "node", options.node_service, has_headers=True))
+    if is_split:
+        os.sched_setaffinity(0, [client])
+    compare(services, options)
+    measure_growth(services[0], options)
+    for service in services:
+        service.stop()
+
+
+main()
