@@ -147,8 +147,10 @@ void warnOfUnknownKeys(const std::string& type, const Object& message, const Key
   for (const auto& member : message) {
     const auto name = prefix + member.first;
     if (std::find(names.begin(), names.end(), name) == names.end()) {
-      std::cerr << forTerminal(STDERR_FILENO, "connector-host: " + type + " has no key " + name +
-                                                  suggestion(name, names) + '\n');
+      std::cerr << "connector-host: "
+                << forTerminal(STDERR_FILENO,
+                               type + " has no key " + name + suggestion(name, names))
+                << '\n';
     } else if (const auto object = message.getObject(member.first)) {
       warnOfUnknownKeys(type, *object, keys, name + ".");
     }

@@ -157,6 +157,7 @@ void read(Var& slot, value json, Allowance& left) {
   }
 }
 
+// NOLINTNEXTLINE(readability-identifier-naming): the name is the allocator's.
 extern "C" __attribute__((weak)) void MallocExtension_ReleaseFreeMemory();
 
 /// Whether a text is so long that its memory must be limited.

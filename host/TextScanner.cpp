@@ -35,7 +35,7 @@ bool isInWord(char byte) {
 /// The last member may lack the bracket after it, but then only a string is surely complete.
 std::string TextScanner::id() const {
   if (isId(member_) && !inString_) {
-    const auto value = valueOfId(member_);
+    auto value = valueOfId(member_);
     if (value.size() > 1 && value.front() == '"' && value.back() == '"') {
       return value;
     }
