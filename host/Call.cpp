@@ -16,7 +16,6 @@
 #include <algorithm>
 #include <fstream>
 #include <iomanip>
-#include <iostream>
 #include <iterator>
 #include <sstream>
 #include <string>
@@ -147,10 +146,7 @@ void warnOfUnknownKeys(const std::string& type, const Object& message, const Key
   for (const auto& member : message) {
     const auto name = prefix + member.first;
     if (std::find(names.begin(), names.end(), name) == names.end()) {
-      std::cerr << "connector-host: "
-                << forTerminal(STDERR_FILENO,
-                               type + " has no key " + name + suggestion(name, names))
-                << '\n';
+      printDiagnostic(Poco::cat(type, std::string(" has no key "), name, suggestion(name, names)));
     } else if (const auto object = message.getObject(member.first)) {
       warnOfUnknownKeys(type, *object, keys, name + ".");
     }
@@ -221,8 +217,7 @@ ExitStatus call(const Options& options, const Api& api, const Object::Ptr& reque
     }
     print(json + '\n');
   } else if (fault) {
-    const auto text = "connector-host: " + fault->message + '\n';
-    std::cerr << forTerminal(STDERR_FILENO, text);
+    printDiagnostic(fault->message);
   } else {
     print(forTerminal(STDOUT_FILENO, contentsOf(*response)));
   }

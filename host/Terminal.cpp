@@ -4,6 +4,7 @@
 #include <Poco/Format.h>
 
 #include <chrono>
+#include <iostream>
 #include <system_error>
 #include <unistd.h>
 #include <utility>
@@ -45,6 +46,10 @@ std::string withEscapedControls(std::string_view text, std::string_view kept) {
     i += isPair ? 1 : 0;
   }
   return result;
+}
+
+void printDiagnostic(const std::string& text) {
+  std::cerr << forTerminal(STDERR_FILENO, "connector-host: " + text + '\n');
 }
 
 Progress::Progress(int descriptor, std::string type)

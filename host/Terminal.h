@@ -22,6 +22,9 @@ std::string withEscapedControls(std::string_view text, std::string_view kept);
 /// The text for this descriptor: with escaped controls if it is a terminal.
 std::string forTerminal(int descriptor, const std::string& text);
 
+/// Prints a line on standard error that begins with the program's name.
+void printDiagnostic(const std::string& text);
+
 /// Shows "connector-host: TYPE ... N s" on a terminal once a request takes longer than a second.
 /// The destructor erases it. Does nothing if the descriptor is not a terminal.
 class Progress {

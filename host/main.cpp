@@ -77,7 +77,8 @@ ExitStatus run(const Options& options) {
 }
 
 int fail(const char* text, const char* hint = "") {
-  std::cerr << forTerminal(STDERR_FILENO, std::string("connector-host: ") + text + '\n') << hint;
+  printDiagnostic(text);
+  std::cerr << hint;
   return static_cast<int>(ExitStatus::failure);
 }
 
