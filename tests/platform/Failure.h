@@ -1,8 +1,11 @@
 #pragma once
 
+#include "support/ScratchFolder.h"
+
 #include <fl/filesystem/exceptions.h>
 
 #include <boost/core/demangle.hpp>
+#include <gtest/gtest.h>
 
 #include <cstdint>
 #include <string>
@@ -28,5 +31,16 @@ Failure failureOf(const Call& call) {
   }
   return {};
 }
+
+class FilesystemTest : public connector::test::ScratchFolder {
+protected:
+  /// The call fails, and leaves the disk as it was.
+  template <typename Call>
+  void expectRefusal(const Call& call, const Failure& expected) {
+    const auto before = disk();
+    EXPECT_EQ(failureOf(call), expected);
+    EXPECT_EQ(disk(), before);
+  }
+};
 
 } // namespace fl::filesystem::test

@@ -2,12 +2,15 @@
 #include "support/JsonText.h"
 
 #include <connector/file_common/v1/Json.h>
+#include <connector/json/MessageRegistry.h>
 #include <fl/i18n/convert.h>
 
 #include <Poco/Exception.h>
 #include <gmock/gmock.h>
 
+#include <memory>
 #include <random>
+#include <stdexcept>
 #include <string>
 #include <utility>
 #include <vector>
@@ -135,3 +138,39 @@ TEST(FileJson, RefusalsNameTheKey) {
 
 } // namespace
 } // namespace connector::file_common::v1
+
+namespace connector::json {
+namespace {
+
+using ::testing::ElementsAre;
+using JsonObject = Poco::SharedPtr<Poco::JSON::Object>;
+
+struct Ping : Message {};
+
+struct Pong : Message {};
+
+template <typename T>
+void add(MessageRegistry& registry, const std::string& name) {
+  registry.registerConverters(
+      name, typeid(T), [](const auto&) { return new Poco::JSON::Object; },
+      [](const JsonObject&) { return std::make_unique<T>(); });
+}
+
+TEST(MessageRegistry, KnowsOneTypePerNameUntilItIsRemoved) {
+  MessageRegistry registry;
+  add<Ping>(registry, "ping");
+  EXPECT_THROW(add<Pong>(registry, "ping"), std::invalid_argument);
+  EXPECT_THROW(add<Ping>(registry, "pong"), std::invalid_argument);
+  EXPECT_FALSE(registry.toJson(registry.fromJson("ping", nullptr)).isNull());
+  EXPECT_THROW((void)registry.toJson(nullptr), std::invalid_argument);
+
+  add<Pong>(registry, "pong");
+  registry.removeConverters(typeid(Message)); // not registered
+  registry.removeConverters(typeid(Ping));
+  EXPECT_THAT(registry.names(), ElementsAre("pong"));
+  EXPECT_THROW((void)registry.toJson(std::make_unique<Ping>()), UnknownMessageType);
+  EXPECT_THROW((void)registry.fromJson("ping", nullptr), UnknownMessageType);
+}
+
+} // namespace
+} // namespace connector::json

@@ -1,13 +1,17 @@
 #include "platform/Failure.h"
-#include "support/ScratchFolder.h"
+#include "support/FileContents.h"
 
+#include <connector/file_common/v1/Json.h>
 #include <fl/filesystem/fstream.h>
 #include <fl/filesystem/operations.h>
 #include <fl/filesystem/path.h>
+#include <fl/i18n/convert.h>
 
 #include <gtest/gtest.h>
 
 #include <cerrno>
+#include <string>
+#include <utility>
 #include <vector>
 
 namespace fl::filesystem::test {
@@ -15,15 +19,7 @@ namespace {
 
 constexpr int SHARE_READ_WRITE = 0x40;
 
-class Filesystem : public connector::test::ScratchFolder {
-protected:
-  template <typename Call>
-  void expectRefusal(const Call& call, const Failure& expected) {
-    const auto before = disk();
-    EXPECT_EQ(failureOf(call), expected);
-    EXPECT_EQ(disk(), before);
-  }
-};
+using Filesystem = FilesystemTest;
 
 TEST_F(Filesystem, SplitsAPathIntoParentAndNameThatJoinAgain) {
   struct Row {
@@ -126,6 +122,33 @@ TEST_F(Filesystem, RemoveAllRemovesOnlyTheNamedEntry) {
     expectRefusal([&] { remove_all(textAt(name)); }, failure<SystemError>(EINVAL, textAt(name)));
   }
   EXPECT_EQ(disk(), (std::map<std::string, std::string>{{"victim", "/"}, {"victim/file", "kept"}}));
+}
+
+TEST(Text, IsTheSameInUtf8AndInUtf16) {
+  const fl::i18n::codecvt_ustring_to_string toUtf8("UTF-8", true);
+  const fl::i18n::codecvt_string_to_ustring fromUtf8("UTF-8");
+  const std::vector<std::pair<std::string, std::u16string>> rows = {
+      {std::string("a\0b", 3), std::u16string(u"a\0b", 3)},
+      {"\xE0\xA0\x80 \xED\x9F\xBF", u"\u0800 \uD7FF"},
+      {"\xEE\xBE\x80 \xEE\xBF\xBF", u"\uEF80 \uEFFF"},
+      {"\xF0\x90\x80\x80 \xF4\x8F\xBF\xBF", u"\U00010000 \U0010FFFF"},
+  };
+  for (const auto& [narrow, wide] : rows) {
+    EXPECT_EQ(fl::i18n::to_ustring(narrow, fromUtf8), wide) << narrow;
+    EXPECT_EQ(fl::i18n::to_string(wide, toUtf8), narrow);
+  }
+}
+
+TEST(FileJson, KeepsEveryByteOfTheContents) {
+  using namespace connector::file_common::v1;
+  for (const std::string& bytes : {std::string(), std::string("\0\r\"\\\xC3\xA9", 6),
+                                   std::string("\x80"), std::string(100, '\xFF')}) {
+    File file(FileInfo(u"/w/\u00E9", false), connector::test::bufferOf(bytes));
+    const File read = toFile(fromFile(file));
+    EXPECT_EQ(connector::test::bytesOf(read.getContents()), bytes);
+    EXPECT_EQ(read.getFileInfo().getLocation(), u"/w/\u00E9");
+    EXPECT_EQ(connector::test::bytesOf(file.getContents()), bytes);
+  }
 }
 
 } // namespace
