@@ -1,7 +1,7 @@
-#include "FailingService.h"
 #include "support/FileContents.h"
 
 #include <connector/file/v1/FileServiceException.h>
+#include <connector/file/v1/FileServiceImpl.h>
 #include <connector/file/v1/FileServiceProviderImpl.h>
 
 #include <fl/filesystem/exceptions.h>
@@ -13,6 +13,7 @@
 #include <Poco/Logger.h>
 #include <gtest/gtest.h>
 
+#include <exception>
 #include <functional>
 #include <memory>
 #include <new>
@@ -41,6 +42,54 @@ namespace connector::file::v1::test {
 namespace {
 
 using common::v1::Response;
+
+/// Fails in every operation that a request calls: by turns it throws and returns a failed Future. A
+/// listing may succeed.
+class FailingService : public FileServiceImpl {
+public:
+  Future<FileInfo> create(File&& /*file*/, bool /*overwrite*/) override { return fail<FileInfo>(); }
+
+  Future<File> openOrCreate(const ustring& /*path*/) override { return fail<File>(); }
+
+  Future<File> open(const ustring& /*path*/) override { return fail<File>(); }
+
+  Future<FileInfo> update(File&& /*file*/) override { return fail<FileInfo>(); }
+
+  Future<FileInfo> close(File&& /*file*/) override { return fail<FileInfo>(); }
+
+  Future<FileInfo> close(const ustring& /*path*/) override { return fail<FileInfo>(); }
+
+  Future<FileInfo> rename(const ustring& /*from*/, const ustring& /*to*/) override {
+    return fail<FileInfo>();
+  }
+
+  Future<FileInfo> move(const ustring& /*from*/, const ustring& /*to*/) override {
+    return fail<FileInfo>();
+  }
+
+  Future<FileInfo> remove(const ustring& /*path*/) override { return fail<FileInfo>(); }
+
+  Future<FileInfo> info(const ustring& /*path*/) override { return fail<FileInfo>(); }
+
+  Future<std::vector<FileInfo>> list(const ustring& /*path*/) override {
+    return lists ? makeReadyFuture(std::vector<FileInfo>(2)) : fail<std::vector<FileInfo>>();
+  }
+
+  std::exception_ptr exception;
+  bool lists = false;
+
+private:
+  template <typename T>
+  Future<T> fail() {
+    thrown_ = !thrown_;
+    if (thrown_) {
+      std::rethrow_exception(exception);
+    }
+    return makeFailedFuture<T>(exception);
+  }
+
+  bool thrown_ = false;
+};
 
 using Texts = std::vector<std::u16string>;
 
