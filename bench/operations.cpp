@@ -114,7 +114,9 @@ void listBare(const std::string& directory, bool byPath) {
   std::size_t count = 0;
   require(::stat(directory.c_str(), &st) == 0, "stat");
   DIR* const entries = ::opendir(directory.c_str());
-  require(entries != nullptr, "opendir");
+  if (entries == nullptr) {
+    throw std::runtime_error("opendir");
+  }
   const int start = byPath ? AT_FDCWD : ::dirfd(entries);
   while (const dirent* entry = ::readdir(entries)) { // NOLINT(concurrency-mt-unsafe): own stream
     if (entry->d_name[0] == '.') {
