@@ -4,7 +4,6 @@
 #include "support/Requests.h"
 #include "support/ScratchFolder.h"
 
-#include <Poco/String.h>
 #include <gtest/gtest.h>
 
 #include <array>
@@ -125,31 +124,6 @@ TEST_F(NeverStuck, WaitsForALeaseThatItsHolderGivesUp) {
   }
   std::signal(SIGIO, SIG_IGN);
   close(leased);
-}
-
-// In memory, since disks take long to make so many files.
-TEST_F(NeverStuck, OnADirectoryOfManyEntries) {
-  onTmpfs(folder(), "size=1g", [this] {
-    constexpr int count = 200'000;
-    const auto big = makeFolder("big");
-    makeFolder("other");
-    writeFile("file");
-    for (int i = 0; i < count; ++i) {
-      ASSERT_EQ(link(at("file").c_str(), (big / ("entry" + std::to_string(i))).c_str()), 0);
-    }
-    HostClient host(folder());
-    host.setPatience(std::chrono::minutes(4)); // there is so much to do
-    const auto listed = host.askForText("ListFolder", R"({"path":"big"})");
-    const auto described = Poco::replace<std::string>(listed, R"("location")", "").size();
-    EXPECT_EQ(listed.size() - described, (count + 1) * std::string(R"("location")").size());
-    for (const auto& [type, params] :
-         {std::pair("RenameFile", R"({"originalFileInfo":"big","newFileInfo":"renamed"})"),
-          std::pair("MoveFile", R"({"srcPath":"renamed","destPath":"other"})"),
-          std::pair("DeleteFile", R"({"path":"other"})")}) {
-      EXPECT_EQ(ask(host, type, params), 0U) << type;
-    }
-    EXPECT_FALSE(fs::exists(at("other")));
-  });
 }
 
 } // namespace connector::test
