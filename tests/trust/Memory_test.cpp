@@ -84,22 +84,6 @@ TEST_F(Memory, IsBoundedForEveryRequest) {
   }
 }
 
-TEST_F(Memory, OfALongMessageCanBeReclaimedOnceItIsAnswered) {
-  HostClient host(folder());
-  const auto kept = [&host] {
-    return host.memory("Rss:", "/smaps_rollup") - host.memory("LazyFree:", "/smaps_rollup");
-  };
-  const auto ask = [&](const std::string& blanks) {
-    host.send(R"({"jsonrpc":"2.0",)" + blanks + R"("id":7,"method":"none"})" + "\n");
-    EXPECT_THAT(host.receiveLine(), HasSubstr("-32601"));
-  };
-  ask("");
-  const auto idle = kept();
-  ask(std::string(60 * MIB, ' '));
-  ask(""); // so that the host has waited
-  EXPECT_LT(kept(), idle + 4 * MIB);
-}
-
 TEST_F(Memory, WhereItIsShortARequestIsRefusedAndTheNextOneServed) {
   const auto request = [](const std::string& id, const std::string& more) {
     return R"({"jsonrpc":"2.0","method":"connector/v1/OpenFile","params":{"path":"/")" + more +

@@ -103,13 +103,6 @@ TEST_F(StandIn, HasOneUtf16FormForEachNativeName) {
   }
 }
 
-TEST_F(StandIn, DeniesAccessForEveryLackOfPermission) {
-  for (const int code : {EACCES, EPERM, EROFS}) {
-    EXPECT_EQ(failureOf([=] { detail::throw_errno(code, u"/a"); }),
-              failure<AccessDenied>(code, u"/a"));
-  }
-}
-
 TEST_F(StandIn, LastWriteTimesAreExactOrInfinite) {
   onTmpfs(folder(), "size=64k", [this] {
     constexpr std::int64_t aeons = std::int64_t{1} << 45U;
@@ -120,12 +113,6 @@ TEST_F(StandIn, LastWriteTimesAreExactOrInfinite) {
     EXPECT_TRUE(lastWriteSinceEpoch({-aeons, 0}).is_neg_infinity());
     EXPECT_EQ(lastWriteSinceEpoch({representable, 0}).total_seconds(), representable);
     EXPECT_EQ(lastWriteSinceEpoch({-representable, 0}).total_seconds(), -representable);
-  });
-}
-
-TEST_F(StandIn, WritesToAFileSystemThatCountsNothing) {
-  onTmpfs(makeFolder("disk"), "size=0,nr_inodes=0", [&] {
-    EXPECT_EQ(connector::file_common::v1::isWritableDirectory(textAt("disk"), false), 0);
   });
 }
 

@@ -111,8 +111,7 @@ TEST(Base64, RefusesEveryOtherCharacterAtEveryPlace) {
 TEST(FileJson, IsReadableOnlyWhenTheBytesAreStrictUtf8) {
   const std::vector<std::pair<std::string, std::vector<std::string>>> rows = {
       {"utf-8",
-       {"", std::string("\0\r\"\\", 4), "\xED\x9F\xBF", "\xEE\x80\x80", "\xF4\x8F\xBF\xBF",
-        std::string(65533, 'x') + "\xF0\x9F\x98\x80"}},
+       {"", std::string("\0\r\"\\", 4), "\xED\x9F\xBF", "\xEE\x80\x80", "\xF4\x8F\xBF\xBF"}},
       {"base64",
        {"\x80", "a\xC3", "\xC0\x80", "\xE0\x9F\xBF", "\xED\xA0\x80", "\xF0\x8F\xBF\xBF",
         "\xF4\x90\x80\x80", "\xC3\x28"}},
