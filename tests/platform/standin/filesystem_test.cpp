@@ -4,7 +4,6 @@
 #include "support/Machine.h"
 #include "throw_errno.h"
 
-#include <connector/file_common/v1/FileNames.h>
 #include <fl/filesystem/fstream.h>
 #include <fl/filesystem/operations.h>
 #include <fl/i18n/directory_iterator.h>
