@@ -1,6 +1,7 @@
 #include "Json.h"
 
 #include "Limits.h"
+#include "Memory.h"
 #include "TextScanner.h"
 
 #include <Poco/JSON/Array.h>
@@ -157,19 +158,14 @@ void read(Var& slot, value json, Allowance& left) {
   }
 }
 
-// NOLINTNEXTLINE(readability-identifier-naming): the name is the allocator's.
-extern "C" __attribute__((weak)) void MallocExtension_ReleaseFreeMemory();
-
 /// Whether a text is so long that its memory must be limited.
 bool isLong(std::string_view text) {
   return text.size() > MAX_TOKENS;
 }
 
-/// Returns the memory of freed copies of a long text to the kernel. Otherwise the process would
-/// keep it in addition to that of the next copy. The allocators of sanitizers lack this function.
 void releaseFreeMemory(std::string_view text) {
-  if (isLong(text) && MallocExtension_ReleaseFreeMemory != nullptr) {
-    MallocExtension_ReleaseFreeMemory();
+  if (isLong(text)) {
+    host::releaseFreeMemory();
   }
 }
 
