@@ -41,15 +41,22 @@ std::size_t lengthOf(const Poco::Dynamic::Var& value) { // NOLINT(misc-no-recurs
   return length;
 }
 
-/// Throws an Error if a member, without the contents of a file, is longer than MAX_STRING. Arrays
-/// and objects are checked, too, because a converter may turn them into a text.
+/// The length of a file's description, without its contents.
+std::size_t lengthOfFile(const Poco::JSON::Object& file) {
+  std::size_t length = 0;
+  for (const auto& [name, member] : file) {
+    const bool isContents = name == "contents" && member.type() == typeid(std::string);
+    length += name.size() + (isContents ? 0 : lengthOf(member));
+  }
+  return length;
+}
+
+/// Throws an Error if a member, without the contents of a file, is longer than MAX_STRING. An array
+/// or object counts as the text that the converters make of it.
 void checkLengths(const Poco::JSON::Object& params) {
   for (const auto& [name, member] : params) {
-    auto length = lengthOf(member);
-    if (const auto file = name == "file" ? params.getObject(name) : nullptr) {
-      length -= lengthOf(file->get("contents"));
-    }
-    if (length > MAX_STRING) {
+    const auto file = name == "file" ? params.getObject(name) : nullptr;
+    if ((file ? lengthOfFile(*file) : lengthOf(member)) > MAX_STRING) {
       throw Error(ErrorCode::invalidParams, "Invalid params: \"" + name + "\" is too long");
     }
   }
