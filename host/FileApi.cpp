@@ -56,7 +56,7 @@ std::size_t lengthOfFile(const Poco::JSON::Object& file) {
 void checkLengths(const Poco::JSON::Object& params) {
   for (const auto& [name, member] : params) {
     const auto file = name == "file" ? params.getObject(name) : nullptr;
-    if ((file ? lengthOfFile(*file) : lengthOf(member)) > MAX_STRING) {
+    if ((!file.isNull() ? lengthOfFile(*file) : lengthOf(member)) > MAX_STRING) {
       throw Error(ErrorCode::invalidParams, "Invalid params: \"" + name + "\" is too long");
     }
   }
