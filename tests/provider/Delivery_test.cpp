@@ -41,12 +41,13 @@ protected:
     return provider->handle(std::move(message), {"client"}, std::make_shared<Context>());
   }
 
-  /// The text of the exception, of exactly this type, that the Future holds after `send`. The
-  /// message stays with its caller and reaches no overload.
-  template <typename Exception, typename Send>
-  std::string refusal(std::unique_ptr<Message> message, const Send& send) {
+  /// Returns the text of the exception, of exactly this type, in the Future of the provider or, if
+  /// given, of `request`. The message stays with its caller and reaches no overload.
+  template <typename Exception>
+  std::string refusal(std::unique_ptr<Message> message, CloseFile* request = nullptr) {
     const Message* const sent = message.get();
-    auto response = send(std::move(message));
+    auto response = request == nullptr ? handle(std::move(message))
+                                       : request->deliver(provider, std::move(message), {}, {});
     EXPECT_EQ(message.get(), sent);
     EXPECT_EQ(provider->handled, "");
     try {
@@ -74,41 +75,36 @@ TEST_F(Delivery, HandsTheRequestToTheOverloadForItsType) {
 }
 
 TEST_F(Delivery, IsRefusedByAStoppedServiceForAnyMessage) {
-  const auto send = [&](std::unique_ptr<Message>&& message) { return handle(std::move(message)); };
   for (const bool hasRun : {false, true}) {
     if (hasRun) {
       provider->start();
       provider->stop();
     }
     constexpr auto stopped = "Service exists but is not running.";
-    EXPECT_EQ(refusal<std::runtime_error>(make<OpenFile>(u""), send), stopped);
-    EXPECT_EQ(refusal<std::runtime_error>(make<OpenWithBrowser>(""), send), stopped);
-    EXPECT_EQ(refusal<std::runtime_error>(nullptr, send), stopped);
+    EXPECT_EQ(refusal<std::runtime_error>(make<OpenFile>(u"")), stopped);
+    EXPECT_EQ(refusal<std::runtime_error>(make<OpenWithBrowser>("")), stopped);
+    EXPECT_EQ(refusal<std::runtime_error>(nullptr), stopped);
   }
 }
 
 TEST_F(Delivery, IsRefusedForAMessageOfAnotherService) {
   provider->start();
-  const auto send = [&](std::unique_ptr<Message>&& message) { return handle(std::move(message)); };
   const std::string text = "Incorrect message type. Expected: connector::ServiceMessage<connector::"
                            "file::v1::FileServiceProvider> but found ";
-  EXPECT_EQ(refusal<std::invalid_argument>(make<OpenWithBrowser>(""), send),
+  EXPECT_EQ(refusal<std::invalid_argument>(make<OpenWithBrowser>("")),
             text + "connector::file::v1::OpenWithBrowser");
-  EXPECT_EQ(refusal<std::invalid_argument>(nullptr, send), text + "null");
+  EXPECT_EQ(refusal<std::invalid_argument>(nullptr), text + "null");
 }
 
 TEST_F(Delivery, IsRefusedByARequestThatIsGivenAnotherMessage) {
   CloseFile request("own", File(), true, Version());
-  const auto send = [&](std::unique_ptr<Message>&& message) {
-    return request.deliver(provider, std::move(message), {}, {});
-  };
   const std::string text = "Unable to deliver to service. Incorrect message type. "
                            "Expected: connector::file::v1::CloseFile but found ";
-  EXPECT_EQ(refusal<std::invalid_argument>(make<OpenFile>(u""), send),
+  EXPECT_EQ(refusal<std::invalid_argument>(make<OpenFile>(u""), &request),
             text + "connector::file::v1::OpenFile");
-  EXPECT_EQ(refusal<std::invalid_argument>(make<CloseFile>(File(), true), send),
+  EXPECT_EQ(refusal<std::invalid_argument>(make<CloseFile>(File(), true), &request),
             text + "connector::file::v1::CloseFile");
-  EXPECT_EQ(refusal<std::invalid_argument>(nullptr, send), text + "null");
+  EXPECT_EQ(refusal<std::invalid_argument>(nullptr, &request), text + "null");
 }
 
 TEST_F(Delivery, RequiresAnOwnerAServiceAndARequest) {

@@ -1,7 +1,5 @@
 #include "platform/Failure.h"
-#include "support/FileContents.h"
 
-#include <connector/file_common/v1/Json.h>
 #include <fl/filesystem/fstream.h>
 #include <fl/filesystem/operations.h>
 #include <fl/filesystem/path.h>
@@ -136,18 +134,6 @@ TEST(Text, IsTheSameInUtf8AndInUtf16) {
   for (const auto& [narrow, wide] : rows) {
     EXPECT_EQ(fl::i18n::to_ustring(narrow, fromUtf8), wide) << narrow;
     EXPECT_EQ(fl::i18n::to_string(wide, toUtf8), narrow);
-  }
-}
-
-TEST(FileJson, KeepsEveryByteOfTheContents) {
-  using namespace connector::file_common::v1;
-  for (const std::string& bytes : {std::string(), std::string("\0\r\"\\\xC3\xA9", 6),
-                                   std::string("\x80"), std::string(100, '\xFF')}) {
-    File file(FileInfo(u"/w/\u00E9", false), connector::test::bufferOf(bytes));
-    const File read = toFile(fromFile(file));
-    EXPECT_EQ(connector::test::bytesOf(read.getContents()), bytes);
-    EXPECT_EQ(read.getFileInfo().getLocation(), u"/w/\u00E9");
-    EXPECT_EQ(connector::test::bytesOf(file.getContents()), bytes);
   }
 }
 
