@@ -19,7 +19,7 @@ using file_common::v1::FileInfo;
 
 } // namespace file::v1
 
-// The library contains the instances for the results of the file service.
+// Instantiated in the library: the results of the file service.
 
 extern template class detail::SharedFutureState<file::v1::File>;
 extern template class detail::SharedFutureState<file::v1::FileInfo>;

@@ -29,8 +29,8 @@
 /// take the result first. A thread that was already blocked in `wait` is woken only after the
 /// continuation has returned or thrown.
 ///
-/// A cancelled state never runs an attached continuation, but keeps it until the state is
-/// destroyed. A `get` is then refused because of the continuation.
+/// A cancelled state keeps an attached continuation until the state is destroyed, but never runs
+/// it. `get` then throws because a continuation is attached.
 namespace connector {
 
 template <typename T>
@@ -57,8 +57,8 @@ namespace detail {
 
 enum class FutureStatus : std::int32_t { pending = 0, value = 1, exception = 2, cancelled = 3 };
 
-/// The state that Promises and Futures share. Thread-safe. Throws std::runtime_error, except where
-/// a function says otherwise.
+/// The state that Promises and Futures share. Thread-safe. Functions throw std::runtime_error,
+/// unless stated otherwise.
 template <typename T>
 class CONNECTOR_FILE_EXPORT SharedFutureState
     : public std::enable_shared_from_this<SharedFutureState<T>> {
@@ -105,7 +105,7 @@ public:
   }
 
   /// Runs `attached` as soon as there is a result, possibly before this function returns. Throws if
-  /// `get` was called, if a continuation is attached, or if the state is cancelled.
+  /// `get` was called, if another continuation is attached, or if the state is cancelled.
   void attach(std::unique_ptr<Continuation<T>> attached) {
     std::unique_lock lock(mutex);
     refuseSecondReader();
@@ -232,13 +232,14 @@ public:
 
   [[nodiscard]] bool valid() const noexcept { return state_ != nullptr; }
 
-  /// Blocks until there is a result, then returns the value or rethrows the exception. Call once.
+  /// Blocks until there is a result or a cancellation. Returns the value, rethrows the exception,
+  /// or throws std::runtime_error("Future has been cancelled."). Call once.
   T get() { return checked().get(); }
 
   /// Blocks until there is a result or a cancellation. May be called any number of times.
   void wait() const { checked().wait(); }
 
-  /// Returns whether the result is an exception. Call `wait` first: false while there is no result.
+  /// Returns whether the result is an exception. Does not wait: returns false while pending.
   [[nodiscard]] bool hasException() const { return checked().hasException(); }
 
   /// Returns another owner of the state.
@@ -255,8 +256,8 @@ private:
   std::shared_ptr<State> state_;
 };
 
-/// The producing end. Copies share the state. A move copies, so that every Promise has a state. The
-/// thread that reads the result may destroy the Promise even before setValue has returned.
+/// The producing end. Copies share the state. Moving a Promise copies it, so that every Promise has
+/// a state. The thread that reads the result may destroy the Promise before setValue has returned.
 template <typename T>
 class CONNECTOR_FILE_EXPORT Promise {
 public:
@@ -267,7 +268,8 @@ public:
   Promise& operator=(const Promise&) = default;
   ~Promise() = default;
 
-  /// Throws std::runtime_error("Promise already resolved.") if there is a result.
+  /// Throws std::runtime_error("Promise already resolved.") if there is a result. Does nothing
+  /// after a cancellation.
   void setValue(T value) { state_->setValue(std::move(value)); }
 
   /// Same as setValue. Throws std::invalid_argument if `exception` is null.
@@ -296,7 +298,7 @@ Future<T> makeFailedFuture(std::exception_ptr exception) {
   return Future<T>(std::move(state));
 }
 
-// The library contains these instances, and those for the file service and for messages.
+// Instantiated in the library, as are those for the file service and for messages.
 extern template class detail::SharedFutureState<bool>;
 extern template class Future<bool>;
 extern template class Promise<bool>;

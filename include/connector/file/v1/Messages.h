@@ -16,12 +16,12 @@
 /// a request can also deliver itself to the provider. Paths in requests are UTF-16, absolute or
 /// relative to the current directory of the process that executes them.
 ///
-/// On success, the faults of a response are empty and its FileInfos have absolute locations, unless
-/// stated otherwise. On failure, a response has one fault and its own fields have
-/// their defaults.
+/// On success, a response has no faults and its FileInfos have absolute locations, unless stated
+/// otherwise. On failure, a response has one fault and its own fields have their defaults.
 namespace connector::file::v1 {
 
-// Exported before its first use as a template argument: otherwise the instances would be hidden.
+// Declared as exported before its first use as a template argument: otherwise the instantiations
+// would be hidden.
 class CONNECTOR_FILE_EXPORT FileServiceProvider;
 
 using common::v1::Fault;
@@ -29,8 +29,8 @@ using common::v1::Version;
 using file_common::v1::File;
 using file_common::v1::FileInfo;
 
-// NOLINTBEGIN(cppcoreguidelines-special-member-functions): the bases are not copyable. Declaring
-// the destructor keeps the virtual table of the class in the library.
+// Each class declares its destructor, to keep its virtual table in the library.
+// NOLINTBEGIN(cppcoreguidelines-special-member-functions): the bases are not copyable.
 
 /// Creates a file with its contents, or a directory.
 class CONNECTOR_FILE_EXPORT CreateFile : public MessageAPI<CreateFile, FileServiceProvider>,
@@ -94,6 +94,7 @@ public:
   std::u16string path;
 };
 
+/// The provider leaves `lineNumber`, `column` and `isDebugEvent` at their defaults.
 class CONNECTOR_FILE_EXPORT OpenFileResponse : public connector::Message,
                                                public common::v1::Response {
 public:

@@ -16,10 +16,10 @@
 
 /// Delivers a message to the provider's overload of `handle` for its type. The provider's generic
 /// `handle` calls the message's `deliver`, and `deliver` calls the overload. A new type of request
-/// therefore needs a class, an overload and an instance of MessageAPI.
+/// therefore needs a class, an overload and an instantiation of MessageAPI.
 namespace connector {
 
-// The library contains these instances.
+// Instantiated in the library.
 extern template class detail::SharedFutureState<std::unique_ptr<Message>>;
 extern template class Future<std::unique_ptr<Message>>;
 extern template class Promise<std::unique_ptr<Message>>;
@@ -31,6 +31,7 @@ inline std::string typeNameOf(const Message* message) {
   return message == nullptr ? "null" : boost::core::demangle(typeid(*message).name());
 }
 
+/// Returns a Future that holds std::invalid_argument with the names of both types.
 inline Future<std::unique_ptr<Message>>
 unexpectedType(const std::string& prefix, const std::type_info& expected, const Message* found) {
   return makeFailedFuture<std::unique_ptr<Message>>(std::make_exception_ptr(std::invalid_argument(
@@ -53,7 +54,7 @@ public:
 };
 
 /// The base class of the request class `Req`; implements `deliver`. The library contains the
-/// instances for the requests of the file service.
+/// instantiations for the requests of the file service.
 template <typename Req, typename Provider>
 class CONNECTOR_FILE_EXPORT MessageAPI : public ServiceMessage<Provider> {
 public:
