@@ -50,7 +50,7 @@ private:
     if (block == nullptr) {
       throw std::runtime_error("Out of memory!");
     }
-    static_cast<void>(memory_.release()); // moved by realloc
+    static_cast<void>(memory_.release()); // freed or reused by realloc
     memory_.reset(static_cast<char*>(block));
     capacity_ = capacity;
   }

@@ -61,7 +61,7 @@ Future<FileInfo> FileServiceImpl::create(File&& file, bool overwrite) {
       return failedFuture<FileInfo>(
           refusal(abs.string() + u" cannot be created.", FaultCondition::FILE_IO_GENERIC, {abs}));
     }
-    // Each call of the virtual operation creates one level and, before it, the level above.
+    // Virtual and recursive: each call creates one directory, after the directories above it.
     Future<FileInfo> made = create(File(FileInfo(parent, true)), false);
     made.wait();
     if (made.hasException()) {

@@ -39,6 +39,8 @@ std::int64_t sizeOf(std::istream& file) {
   return file.seekg(0, std::ios_base::beg) ? size : -1;
 }
 
+/// Keeps the contents of a file that another process has created meanwhile: the platform's stream
+/// empties a file only with `trunc`.
 void createEmpty(const ustring& path) {
   const auto name = fl::filesystem::detail::make_native_access_form_with_cleanup_i18n(path);
   fl::filesystem::ofstream file(name, std::ios_base::out | std::ios_base::binary, SHARE_READ_WRITE);

@@ -23,7 +23,7 @@ using posix::Descriptor;
 
 namespace {
 
-/// Throws for links and directories what the platform throws for files.
+/// Throws the platform's exception for denied access or an existing path, otherwise SystemError.
 [[noreturn]] void fail(int code, const upath& path) {
   switch (code) {
   case EACCES:
@@ -43,7 +43,7 @@ void requireZero(int code, const upath& path) {
   }
 }
 
-/// Throws for errno if a system call failed.
+/// Throws the exception for errno unless the system call succeeded.
 void require(bool succeeded, const upath& path) {
   requireZero(succeeded ? 0 : errno, path);
 }

@@ -1,7 +1,7 @@
 #pragma once
 
 // Functions that no platform library offers. Posix.cpp is the only source of the product that calls
-// POSIX or std::filesystem. Paths are absolute. If a system call fails, functions throw
+// POSIX or std::filesystem. Paths are absolute. If a system call fails, the functions throw
 // AccessDenied, FileExistsError or SystemError with its errno and the path.
 
 #include <fl/filesystem/upath.h>
@@ -46,7 +46,7 @@ private:
   const fl::filesystem::upath& source_;
   const fl::filesystem::upath& target_;
   posix::Attributes attributes_;
-  struct stat targetStatus_ = {}; // at restrictTarget
+  struct stat targetStatus_ = {}; // when restrictTarget was called
 };
 
 } // namespace connector::file::v1

@@ -32,7 +32,7 @@ WritableCheck checkParentWritable(const ustring& absolutePath) {
   if (rc == 0) {
     return {{}, {}, fl::i18n::to_ustring(""), true};
   }
-  // The message starts with the parent's path, because the refusal is about the directory.
+  // The message names the parent, because the refusal is about the directory.
   std::vector<ustring> paths{parent, extract_filename(absolutePath)};
   if (rc == ENOSPC) {
     return {std::move(paths), FaultCondition::OVER_DISK_QUOTA, parent + u" disk quota exceeded.",

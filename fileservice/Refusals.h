@@ -1,6 +1,6 @@
 #pragma once
 
-// Refusals that several operations share, and Futures of results and refusals.
+// The refusals that several operations share, and Futures that hold a result or a refusal.
 
 #include <connector/file/v1/FileService.h>
 #include <connector/file/v1/FileServiceException.h>
@@ -16,10 +16,11 @@ namespace connector::file::v1 {
 FileServiceException refusal(ustring message, const std::string& condition,
                              std::vector<ustring> paths);
 
-/// Refuses `absolutePath` for its file name.
+/// Returns the refusal of a path that is not a valid file name.
 FileServiceException invalidNameError(const ustring& absolutePath);
 
-/// The same, with `shownPath` instead of `absolutePath` in the message.
+/// The same, with `shownPath` instead of `absolutePath` in the message. The file name in `paths` is
+/// that of `absolutePath`.
 FileServiceException invalidNameError(const ustring& shownPath, const ustring& absolutePath);
 
 /// The result of checkParentWritable. If `ok` is false, the other fields are those of the refusal.

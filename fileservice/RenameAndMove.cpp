@@ -39,13 +39,14 @@ void moveLink(const upath& link, const upath& target) {
   fl::filesystem::remove(link);
 }
 
-/// Returns whether the path is a dangling link with a valid name. `move` would refuse it.
+/// Returns whether the path is a dangling link with a valid name. `move` would refuse such a link
+/// as missing.
 bool isDanglingLink(const upath& path) {
   return !fl::filesystem::exists(path) && isValidFileName(path) && isLink(path);
 }
 
 /// Moves the entries of `source` to the directory `target` with the virtual operation. Stops at the
-/// first entry that is refused and returns its Future.
+/// first entry that is refused and returns its Future; otherwise returns nullopt.
 std::optional<Future<FileInfo>> moveEntries(FileService& service, const upath& source,
                                             upath_directory_iterator_impl& entries,
                                             const upath& target) {
@@ -69,9 +70,9 @@ std::optional<Future<FileInfo>> moveEntries(FileService& service, const upath& s
   return std::nullopt;
 }
 
-/// Creates the directory `target` in `destination` and moves the entries of `source` into it. If an
-/// entry is refused, returns its Future; the entries moved so far stay in `target`, which only its
-/// owner can access.
+/// Moves the directory `source` to the new directory `target` in `destination`. If an entry is
+/// refused, returns its Future; the entries moved so far stay in `target`, which only its owner can
+/// access. Otherwise returns nullopt.
 std::optional<Future<FileInfo>> moveDirectory(FileService& service, const upath& source,
                                               const upath& destination, const upath& target) {
   std::optional<upath_directory_iterator_impl> entries(std::in_place, source, 0, false);
@@ -173,7 +174,7 @@ Future<FileInfo> FileServiceImpl::move(const ustring& from, const ustring& to) {
   }
 
   if (!file_status::is_regular(sourceStatus)) {
-    // Has no trailing separator, which would make the system follow the link.
+    // `source` may end with a separator, which would make the system follow the link.
     const upath link = childOf(upath(extract_parent_path(source)), name);
     if (isLink(link)) {
       moveLink(link, target);
