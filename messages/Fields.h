@@ -24,8 +24,8 @@ namespace connector::file::v1::wire {
 
 struct NoArgument {};
 
-/// An argument of the message's constructor: the usual kind. If the key is absent or null, it is
-/// `T()`.
+/// The usual kind: an argument of the message's constructor. If the key is absent or null, the
+/// argument is `T()`.
 template <typename M, typename T>
 struct Argument {
   const char* key;
@@ -56,8 +56,8 @@ struct ArgumentOr {
   void assign(const Object&, M&) const {}
 };
 
-/// An argument that is the File or FileInfo which an operation returned. Not written if it is empty
-/// and the response has a fault.
+/// The File or FileInfo that an operation returned. Not written if its location is empty and the
+/// response has a fault.
 template <typename M, typename T>
 struct ResponseValue {
   const char* key;
@@ -82,7 +82,7 @@ private:
   }
 };
 
-/// When a message is read, the value is `T()`.
+/// An argument that is written but not read. When a message is read, it is `T()`.
 template <typename M, typename T>
 struct OutputArgument {
   const char* key;
@@ -96,7 +96,8 @@ struct OutputArgument {
   void assign(const Object&, M&) const {}
 };
 
-/// Set after construction. If the key is absent or null, the constructor's value stays.
+/// A member that is set after construction. If the key is absent or null, the constructor's value
+/// stays.
 template <typename M, typename T>
 struct Member {
   const char* key;
@@ -112,7 +113,7 @@ struct Member {
   }
 };
 
-/// When a message is read, the constructor's value stays.
+/// A member that is written but not read. When a message is read, the constructor's value stays.
 template <typename M, typename T>
 struct OutputMember {
   const char* key;

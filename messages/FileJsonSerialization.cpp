@@ -26,7 +26,7 @@ constexpr const auto& fields = std::get<E>(MESSAGES).fields;
 template <typename E>
 Object::Ptr toJson(const std::unique_ptr<connector::Message>& message) {
   using M = typename E::Type;
-  auto& typed = static_cast<M&>(*message); // the registry finds converters by dynamic type
+  auto& typed = static_cast<M&>(*message); // the serializer selects converters by dynamic type
   Object::Ptr object = new Object;
   write(*object, key::UUID, typed.getUuid());
   std::apply([&](const auto&... field) { (field.write(*object, typed), ...); }, fields<E>);

@@ -27,12 +27,13 @@ T readOr(const Object& object, const char* key, const T& defaultValue) {
   return value.isEmpty() ? defaultValue : value.convert<T>();
 }
 
-// Paths are UTF-8 in JSON.
+// For paths, which are UTF-8 in JSON.
 template <>
 std::u16string readOr(const Object& object, const char* key, const std::u16string& defaultValue);
 
-// Ignore the default: absent or null gives an empty value. Throw Poco::BadCastException with the
-// key in its text if the value is not an object or, for the vector, not an array of objects.
+// Ignore `defaultValue`: if the key is absent or null, the value is empty. Throw
+// Poco::BadCastException with the key in its text if the value is not an object or, for the vector,
+// not an array of objects.
 template <>
 File readOr(const Object& object, const char* key, const File& defaultValue);
 template <>
