@@ -44,8 +44,9 @@ const std::string& conditionOf(const fl::filesystem::SystemError& error) {
   }
 }
 
-/// AccessDenied becomes the condition for directories even if the path is a file's: only the file
-/// service itself reports FILE_ACCESS_DENIED.
+/// Returns the condition for the exception that is being handled. AccessDenied becomes the
+/// condition for directories even if the path is a file: only the file service itself reports
+/// FILE_ACCESS_DENIED.
 const std::string& currentCondition() {
   try {
     throw;
@@ -72,6 +73,7 @@ const std::string& currentCondition() {
   }
 }
 
+/// Returns the text of the exception that is being handled.
 std::string currentCause() {
   try {
     throw;
@@ -82,7 +84,7 @@ std::string currentCause() {
   }
 }
 
-/// Logs the text of the exception, which the fault does not contain.
+/// Logs the cause, which the fault does not contain.
 void logCause(const std::string& contextText, const std::string& cause) {
   try {
     fl::log::Logger("connector::file").warning(contextText + ": " + cause);

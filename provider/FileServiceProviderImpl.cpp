@@ -19,7 +19,7 @@ namespace {
 
 using FutureResponse = FileServiceProvider::FutureResponse;
 
-/// The text and the paths of the fault if the file service fails without a FileServiceException.
+/// The text and the paths of the fault for an exception other than FileServiceException.
 struct RequestContext {
   std::u16string text;
   std::vector<std::u16string> paths;
@@ -32,9 +32,9 @@ RequestContext fileContext(const File& file, const std::u16string& phrase) {
   return {u"File: '" + location + name + phrase + name + u"'", {location, name}};
 }
 
-RequestContext pathContext(const std::u16string& kind, const std::u16string& path,
+RequestContext pathContext(const std::u16string& prefix, const std::u16string& path,
                            const std::u16string& phrase) {
-  return {kind + path + phrase + path + u"'", {path}};
+  return {prefix + path + phrase + path + u"'", {path}};
 }
 
 RequestContext twoPathContext(const std::u16string& source, const std::u16string& phrase,
@@ -67,15 +67,16 @@ FutureResponse respond(std::unique_ptr<Req> request, const Describe& describe,
   }
   const RequestContext context = describe(*request);
   Promise<std::unique_ptr<connector::Message>> promise;
-  std::string text = "File operation failed"; // used if the context text is empty or not converted
+  // Stays if the context text is empty or cannot be converted.
+  std::string contextText = "File operation failed";
   try {
     if (std::string converted = text::toUtf8(context.text); !converted.empty()) {
-      text = std::move(converted);
+      contextText = std::move(converted);
     }
     promise.setValue(makeResponse<Response>(request->getUuid(), perform(*request), {}));
   } catch (...) {
-    promise.setValue(
-        makeResponse<Response>(request->getUuid(), Payload(), {currentFault(text, context.paths)}));
+    promise.setValue(makeResponse<Response>(request->getUuid(), Payload(),
+                                            {currentFault(contextText, context.paths)}));
   }
   return promise.getFuture();
 }
