@@ -15,8 +15,9 @@ namespace connector::file::v1 {
 
 using fl::i18n::ustring;
 
-/// The file operations. Paths are UTF-16, either absolute or relative to the process's current
-/// directory. Every operation finishes before it returns, so the returned Future is resolved.
+/// The file operations. Paths, including the location of a File, are UTF-16, either absolute or
+/// relative to the process's current directory. Every operation finishes before it returns, so the
+/// returned Future is resolved.
 ///
 /// An operation that refuses a request returns a Future that holds a FileServiceException; the
 /// comments below name its condition in parentheses. Exceptions of the platform (fl::filesystem)
