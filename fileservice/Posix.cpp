@@ -58,7 +58,7 @@ struct stat statusOf(const Descriptor& opened, const upath& path) {
   return found;
 }
 
-/// Opens a directory only for fstat and "..", which does not need permission to read it.
+/// Opens a directory for fstat and "..". Needs no permission to read it.
 Descriptor openForStat(int base, const char* name) {
   return Descriptor(::openat(base, name, O_PATH | O_DIRECTORY | O_CLOEXEC));
 }

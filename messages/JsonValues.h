@@ -48,7 +48,7 @@ void write(Object& object, const char* key, const T& value) {
 }
 
 void write(Object& object, const char* key, const std::u16string& path);
-void write(Object& object, const char* key, File& file);
+void write(Object& object, const char* key, File& file); // not const, as fromFile requires
 void write(Object& object, const char* key, const FileInfo& info);
 void write(Object& object, const char* key, const std::vector<FileInfo>& infos);
 

@@ -54,7 +54,7 @@ constexpr auto RESULT = "The description of the path after the operation.";
 /// and "messageFaults", which all responses have.
 inline constexpr std::tuple MESSAGES{
     request<CreateFile>(
-        "Create a file with its contents, or a directory. Missing parents are created.",
+        "Create a file with its contents, or a directory. Missing parent directories are created.",
         Argument{key::FILE, &CreateFile::file, "The path and the contents."},
         Argument{"updateIfExists", &CreateFile::updateIfExists,
                  "Whether an existing file is overwritten."}),
@@ -104,7 +104,7 @@ inline constexpr std::tuple MESSAGES{
     response<ListFolderResponse>(
         ResponseValue{"folder", &ListFolderResponse::folder, "The directory."},
         Argument{"folderContents", &ListFolderResponse::folderContents,
-                 "The entries, in no order."}),
+                 "The entries, in no particular order."}),
     request<OpenWithBrowser>("Show a location in a browser.",
                              ArgumentOr{"uri", &OpenWithBrowser::uri, "The location.", NOT_GIVEN})};
 
