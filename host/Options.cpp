@@ -61,9 +61,9 @@ constexpr std::array COMMANDS{CommandName{"serve", Command::serve},
                               CommandName{"types", Command::types},
                               CommandName{"schema", Command::schema}};
 
-/// The row of a table that has this name. `kind` describes the name in the error.
+/// A copy of the row that has this name. `kind` describes the name in the error.
 template <typename Table>
-const auto& rowOf(const Table& table, const std::string& kind, const std::string& name) {
+auto rowOf(const Table& table, const std::string& kind, const std::string& name) {
   std::vector<std::string> names;
   for (const auto& row : table) {
     if (name == row.name) {
@@ -82,7 +82,7 @@ void takeOption(Options& options, Arguments::const_iterator& next,
                 const Arguments::const_iterator& end) {
   const std::string& text = *next++;
   const auto equals = text.find('=');
-  const Option& option = rowOf(OPTIONS, "option", text == "-h" ? "--help" : text.substr(0, equals));
+  const Option option = rowOf(OPTIONS, "option", text == "-h" ? "--help" : text.substr(0, equals));
   std::string value;
   if (equals != std::string::npos) {
     value = text.substr(equals + 1);
