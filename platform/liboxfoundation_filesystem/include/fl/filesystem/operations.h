@@ -9,12 +9,11 @@
 
 #pragma GCC visibility push(default)
 
+/// Paths are received or absolute; a relative path starts in the current directory. Every function
+/// throws an exception of the FsysExceptionBase family on failure, and FileNameConversionFailure if
+/// a path cannot be converted to bytes. While a thread iterates over a directory, its `status`,
+/// `exists` and `access` may look up the entries in the directory that the iterator opened.
 namespace fl::filesystem {
-
-// Paths are received or absolute; a relative path starts in the current directory. Every function
-// throws an exception of the FsysExceptionBase family on failure, and FileNameConversionFailure if
-// a path cannot be converted to bytes. While a thread iterates over a directory, its `status`,
-// `exists` and `access` may look up the entries in the directory that the iterator opened.
 
 /// Kind, size and time of a path at one moment. A missing path has size 0 and time 1970-01-01.
 class file_status {

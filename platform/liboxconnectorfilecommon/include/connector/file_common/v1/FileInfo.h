@@ -35,9 +35,8 @@ public:
 
   [[nodiscard]] bool isDirectory() const noexcept { return isDirectory_; }
 
-  // Each replaces an earlier value of the key. Throws std::invalid_argument if the key is unknown
-  // or its values have another type.
-
+  /// Replaces an earlier value of the key. Throws std::invalid_argument if the key is unknown or
+  /// its values have another type.
   void setAttribute(const std::string& key, bool value);
   void setAttribute(const std::string& key, std::int64_t value);
   void setAttribute(const std::string& key, std::uint64_t value);
