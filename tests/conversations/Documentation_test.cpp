@@ -62,9 +62,9 @@ protected:
 
 } // namespace
 
-TEST_F(Documentation, TourPrintsWhatTheReadmeShows) {
+TEST_F(Documentation, TourPrintsWhatItsPageShows) {
   std::vector<std::string> shown;
-  for (const auto& line : linesOf(page("README.md"))) {
+  for (const auto& line : linesOf(page("examples/README.md"))) {
     if (line.rfind(R"(    {"jsonrpc":"2.0","id":")", 0) == 0) {
       shown.push_back(comparable(line));
     }
