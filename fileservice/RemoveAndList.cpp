@@ -77,7 +77,7 @@ Future<std::vector<FileInfo>> FileServiceImpl::list(const ustring& path) {
   const upath abs = toAbsolutePath(path.empty() ? fl::filesystem::get_current_path() : path);
   const file_status st = fl::filesystem::status(abs);
 
-  // Checks and shows the absolute path; `remove` uses the received one.
+  // The name check and its message use the absolute path; those of `remove` use the received one.
   if (!isValidFileName(abs)) {
     return failedFuture<std::vector<FileInfo>>(invalidNameError(abs));
   }

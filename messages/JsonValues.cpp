@@ -42,8 +42,8 @@ std::uint16_t toVersionNumber(const std::string& token) {
 
 Object::Ptr toObject(const FaultCondition& condition) {
   Array::Ptr info = new Array;
-  for (const auto& text : condition.getInfo()) {
-    info->add(text::toUtf8(text));
+  for (const auto& entry : condition.getInfo()) {
+    info->add(text::toUtf8(entry));
   }
   Object::Ptr object = new Object;
   object->set(FAULT_ID, condition.getId());
@@ -101,7 +101,7 @@ std::vector<FileInfo> readOr(const Object& object, const char* key,
   const auto array = nested<Array::Ptr>(object.get(key), key);
   if (!array.isNull()) {
     for (const Var& element : *array) {
-      nested<Object::Ptr>(element, key); // toFileInfos would read other types as null
+      nested<Object::Ptr>(element, key); // throws for other types; toFileInfos reads them as null
     }
   }
   return file_common::v1::toFileInfos(array);
@@ -156,8 +156,8 @@ std::vector<Fault> readFaults(const Object& object, const char* key) {
   }
   for (const Var& element : *array) {
     const auto& fault = element.extract<Object::Ptr>();
-    const auto text = readOr<std::string>(*fault, MESSAGE, "");
-    faults.emplace_back(readOr<std::string>(*fault, FAULT_CODE, ""), text,
+    const auto message = readOr<std::string>(*fault, MESSAGE, "");
+    faults.emplace_back(readOr<std::string>(*fault, FAULT_CODE, ""), message,
                         std::vector<FaultCondition>());
   }
   return faults;

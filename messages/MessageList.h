@@ -60,7 +60,7 @@ inline constexpr std::tuple MESSAGES{
                  "Whether an existing file is overwritten."}),
     response<CreateFileResponse>(
         ResponseValue{key::FILE_INFO, &CreateFileResponse::fileInfo, RESULT}),
-    request<OpenOrCreateFile>("Read a file. A missing file is created, without contents.",
+    request<OpenOrCreateFile>("Read a file of less than 20,000,000 bytes. Creates a missing one.",
                               Argument{key::PATH, &OpenOrCreateFile::path, FILE_PATH}),
     response<OpenOrCreateFileResponse>(
         ResponseValue{key::FILE, &OpenOrCreateFileResponse::file, OPENED_FILE}),
@@ -81,7 +81,7 @@ inline constexpr std::tuple MESSAGES{
         Argument{"updateFile", &CloseFile::updateFile, "Whether the contents are written."}),
     response<CloseFileResponse>(
         ResponseValue{key::FILE_INFO, &CloseFileResponse::fileInfo, RESULT}),
-    request<RenameFile>("Rename a file or directory. An existing file is never replaced.",
+    request<RenameFile>("Rename a file or directory. Fails if the new path already exists.",
                         Argument{"originalFileInfo", &RenameFile::originalFileInfo, ANY_PATH},
                         Argument{key::NEW_FILE_INFO, &RenameFile::newFileInfo, "Its new path."}),
     // Not a ResponseValue, because the key is written even if the operation failed.
@@ -105,7 +105,7 @@ inline constexpr std::tuple MESSAGES{
         ResponseValue{"folder", &ListFolderResponse::folder, "The directory."},
         Argument{"folderContents", &ListFolderResponse::folderContents,
                  "The entries, in no particular order."}),
-    request<OpenWithBrowser>("Show a location in a browser.",
-                             ArgumentOr{"uri", &OpenWithBrowser::uri, "The location.", NOT_GIVEN})};
+    request<OpenWithBrowser>("Show a URI in a browser.",
+                             ArgumentOr{"uri", &OpenWithBrowser::uri, "The URI.", NOT_GIVEN})};
 
 } // namespace connector::file::v1::wire

@@ -17,11 +17,11 @@ using common::v1::FaultCondition;
 
 namespace {
 
-Fault faultOf(const std::string& id, const std::string& message, const std::string& condition,
+Fault faultOf(const std::string& code, const std::string& message, const std::string& condition,
               std::vector<std::u16string> paths) {
   std::vector<FaultCondition> conditions;
   conditions.emplace_back(condition, std::move(paths));
-  return {id, message, std::move(conditions)};
+  return {code, message, std::move(conditions)};
 }
 
 Fault faultOf(const FileServiceException& refusal) {
@@ -74,20 +74,20 @@ const std::string& currentCondition() {
 }
 
 /// Returns the text of the exception that is being handled.
-std::string currentCause() {
+std::string currentText() {
   try {
     throw;
-  } catch (const std::exception& cause) {
-    return cause.what();
+  } catch (const std::exception& error) {
+    return error.what();
   } catch (...) {
     return "unknown";
   }
 }
 
-/// Logs the cause, which the fault does not contain.
-void logCause(const std::string& contextText, const std::string& cause) {
+/// Logs the exception's text, which the fault does not contain.
+void logText(const std::string& contextText, const std::string& what) {
   try {
-    fl::log::Logger("connector::file").warning(contextText + ": " + cause);
+    fl::log::Logger("connector::file").warning(contextText + ": " + what);
   } catch (...) {
     return; // a failure to log must not prevent the response
   }
@@ -101,7 +101,7 @@ Fault currentFault(const std::string& contextText, const std::vector<std::u16str
   } catch (const FileServiceException& refusal) {
     return faultOf(refusal);
   } catch (...) {
-    logCause(contextText, currentCause());
+    logText(contextText, currentText());
     return faultOf(FileServiceException::IO_ERROR, contextText, currentCondition(), paths);
   }
 }

@@ -20,25 +20,25 @@ namespace {
 using FutureResponse = FileServiceProvider::FutureResponse;
 
 /// The text and the paths of the fault for an exception other than FileServiceException.
-struct RequestContext {
+struct FaultContext {
   std::u16string text;
   std::vector<std::u16string> paths;
 };
 
-/// Location and name are joined without a separator.
-RequestContext fileContext(const File& file, const std::u16string& phrase) {
+/// The required text repeats the name right after the location, without a separator.
+FaultContext fileContext(const File& file, const std::u16string& phrase) {
   const std::u16string& location = file.getFileInfo().getLocation();
   const std::u16string name = file.getFileInfo().getName();
   return {u"File: '" + location + name + phrase + name + u"'", {location, name}};
 }
 
-RequestContext pathContext(const std::u16string& prefix, const std::u16string& path,
-                           const std::u16string& phrase) {
+FaultContext pathContext(const std::u16string& prefix, const std::u16string& path,
+                         const std::u16string& phrase) {
   return {prefix + path + phrase + path + u"'", {path}};
 }
 
-RequestContext twoPathContext(const std::u16string& source, const std::u16string& phrase,
-                              const std::u16string& destination) {
+FaultContext twoPathContext(const std::u16string& source, const std::u16string& phrase,
+                            const std::u16string& destination) {
   return {u"File: " + source + phrase + source + u"' to '" + destination + u"'",
           {source, destination}};
 }
@@ -55,7 +55,7 @@ makeResponse(const std::string& uuid, std::tuple<Fields...> payload, std::vector
       payload);
 }
 
-/// Executes a request. `describe` returns its RequestContext. `perform` calls the file service and
+/// Executes a request. `describe` returns its FaultContext. `perform` calls the file service and
 /// returns the response's payload. If it throws, the response has a fault and an empty payload.
 template <typename Response, typename Req, typename Describe, typename Perform>
 FutureResponse respond(std::unique_ptr<Req> request, const Describe& describe,
@@ -65,9 +65,9 @@ FutureResponse respond(std::unique_ptr<Req> request, const Describe& describe,
     return makeFailedFuture<std::unique_ptr<connector::Message>>(
         std::make_exception_ptr(std::invalid_argument("The request is null.")));
   }
-  const RequestContext context = describe(*request);
+  const FaultContext context = describe(*request);
   Promise<std::unique_ptr<connector::Message>> promise;
-  // Stays if the context text is empty or cannot be converted.
+  // The text of the fault if the context text is empty or cannot be converted.
   std::string contextText = "File operation failed";
   try {
     if (std::string converted = text::toUtf8(context.text); !converted.empty()) {

@@ -7,8 +7,8 @@
 
 namespace connector::file::v1 {
 
-/// The file operations on the local file system. Keeps no state between calls. Create it as a
-/// std::shared_ptr<FileService>; `getPtr` requires one.
+/// The file operations on the local file system. Keeps no state between calls. `getPtr` requires
+/// that a std::shared_ptr owns the object.
 class CONNECTOR_FILE_EXPORT FileServiceImpl : public FileService {
 public:
   FileServiceImpl();

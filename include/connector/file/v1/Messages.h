@@ -12,9 +12,10 @@
 #include <string>
 #include <vector>
 
-/// The messages of the file service, with the type names of their JSON form. They are plain values;
-/// a request can also deliver itself to the provider. Paths in requests are UTF-16, absolute or
-/// relative to the current directory of the process that executes them.
+/// The messages of the file service, with the type names of their JSON form. They cannot be
+/// copied. Every request except OpenWithBrowser can deliver itself to the provider. Paths in
+/// requests are UTF-16, absolute or relative to the current directory of the process that executes
+/// them.
 ///
 /// On success, a response has no faults and its FileInfos have absolute locations, unless stated
 /// otherwise. On failure, a response has one fault and its own fields have their defaults.
@@ -262,7 +263,7 @@ public:
   std::vector<FileInfo> folderContents; ///< its entries
 };
 
-/// Asks to open a location in a browser. The provider refuses this message.
+/// Asks to open a URI in a browser. The provider's Future holds std::invalid_argument.
 class CONNECTOR_FILE_EXPORT OpenWithBrowser : public connector::Message,
                                               public common::v1::Message {
 public:
