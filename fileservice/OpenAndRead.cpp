@@ -39,8 +39,8 @@ std::int64_t sizeOf(std::istream& file) {
   return file.seekg(0, std::ios_base::beg) ? size : -1;
 }
 
-/// Keeps the contents of a file that another process has created meanwhile: the platform's stream
-/// empties a file only with `trunc`.
+/// Creates an empty file. A file that another process has created meanwhile keeps its contents: the
+/// platform's stream empties a file only with `trunc`.
 void createEmpty(const ustring& path) {
   const auto name = fl::filesystem::detail::make_native_access_form_with_cleanup_i18n(path);
   fl::filesystem::ofstream file(name, std::ios_base::out | std::ios_base::binary, SHARE_READ_WRITE);
@@ -57,7 +57,7 @@ Future<File> FileServiceImpl::read(const ustring& path) {
   const file_status st = fl::filesystem::status(abs);
 
   if (!file_status::exists(st) || !file_status::is_regular(st)) {
-    // The only failure detected by the service that is not a FileServiceException.
+    // The only check whose Future holds a std::runtime_error instead of a refusal.
     return makeFailedFuture<File>(std::make_exception_ptr(
         std::runtime_error(text::toUtf8(u"Error creating or reading file: '" + path + u"'."))));
   }
@@ -69,7 +69,7 @@ Future<File> FileServiceImpl::read(const ustring& path) {
   fl::filesystem::ifstream file(abs, std::ios_base::in | std::ios_base::binary, SHARE_READ_WRITE);
   const std::int64_t size = sizeOf(file);
   if (size < 0 || static_cast<double>(size) >= SIZE_LIMIT) {
-    // The paths entry repeats the phrase, with the path instead of the size.
+    // The entry of `paths` is the same phrase, followed by the path instead of the size.
     const ustring phrase = u"File size is invalid or too big (20MB limit): ";
     return failedFuture<File>(refusal(phrase + fl::i18n::to_ustring(size),
                                       FaultCondition::FILE_IO_GENERIC, {phrase + path}));

@@ -32,8 +32,8 @@ WritableCheck checkParentWritable(const ustring& absolutePath) {
   if (rc == 0) {
     return {{}, {}, fl::i18n::to_ustring(""), true};
   }
-  // The message names the parent, because the refusal is about the directory.
   std::vector<ustring> paths{parent, extract_filename(absolutePath)};
+  // Both messages name the parent, because the entry cannot be created in it.
   if (rc == ENOSPC) {
     return {std::move(paths), FaultCondition::OVER_DISK_QUOTA, parent + u" disk quota exceeded.",
             false};

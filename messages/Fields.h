@@ -9,8 +9,8 @@
 //                    constructor argument   written              read
 //   Argument         yes                    yes                  yes
 //   ArgumentOr       yes                    yes                  yes, with its own default
-//   ResponseValue    yes                    if not empty or      yes
-//                                           without faults
+//   ResponseValue    yes                    unless empty and     yes
+//                                           there is a fault
 //   OutputArgument   yes                    yes                  no
 //   Member           no                     yes                  yes
 //   OutputMember     no                     yes                  no
@@ -82,7 +82,7 @@ private:
   }
 };
 
-/// An argument that is written but not read. When a message is read, it is `T()`.
+/// An argument that is written but not read: the constructor gets `T()`.
 template <typename M, typename T>
 struct OutputArgument {
   const char* key;

@@ -60,7 +60,7 @@ inline constexpr std::tuple MESSAGES{
                  "Whether an existing file is overwritten."}),
     response<CreateFileResponse>(
         ResponseValue{key::FILE_INFO, &CreateFileResponse::fileInfo, RESULT}),
-    request<OpenOrCreateFile>("Read a file of less than 20,000,000 bytes. Creates a missing one.",
+    request<OpenOrCreateFile>("Read a file of less than 20,000,000 bytes. Create it if missing.",
                               Argument{key::PATH, &OpenOrCreateFile::path, FILE_PATH}),
     response<OpenOrCreateFileResponse>(
         ResponseValue{key::FILE, &OpenOrCreateFileResponse::file, OPENED_FILE}),

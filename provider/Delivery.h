@@ -1,7 +1,7 @@
 #pragma once
 
-// Defines MessageAPI::deliver. Not exported: it needs the complete provider class, which the
-// headers of the messages do not include.
+// Defines MessageAPI::deliver. This header is not installed: it needs the complete
+// provider class, which the headers of the messages do not include.
 
 #include <connector/file/v1/ServiceDelivery.h>
 
@@ -33,7 +33,7 @@ Future<std::unique_ptr<Message>>
 MessageAPI<Req, Provider>::deliver(std::shared_ptr<Provider> provider,
                                    std::unique_ptr<Message>&& message, Address&& address,
                                    std::shared_ptr<Context>&& context) {
-  // Otherwise the call below would select the generic `handle`, which calls `deliver` again.
+  // Without an overload, the call selects the generic `handle`, which calls `deliver` again.
   static_assert(detail::HANDLES<Provider, Req>,
                 "The provider has no overload of 'handle' for this request.");
   if (message.get() != static_cast<Message*>(this)) {

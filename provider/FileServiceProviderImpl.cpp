@@ -67,7 +67,7 @@ FutureResponse respond(std::unique_ptr<Req> request, const Describe& describe,
   }
   const FaultContext context = describe(*request);
   Promise<std::unique_ptr<connector::Message>> promise;
-  // The text of the fault if the context text is empty or cannot be converted.
+  // Replaces the context text if its conversion throws or returns an empty text.
   std::string contextText = "File operation failed";
   try {
     if (std::string converted = text::toUtf8(context.text); !converted.empty()) {

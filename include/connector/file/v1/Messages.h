@@ -135,7 +135,7 @@ public:
   FileInfo fileInfo;
 };
 
-/// Describes a file, after replacing its contents if `updateFile` is true.
+/// Describes a path. If `updateFile` is true, replaces the contents of the file first.
 class CONNECTOR_FILE_EXPORT CloseFile : public MessageAPI<CloseFile, FileServiceProvider>,
                                         public common::v1::Message {
 public:
@@ -263,7 +263,8 @@ public:
   std::vector<FileInfo> folderContents; ///< its entries
 };
 
-/// Asks to open a URI in a browser. The provider's Future holds std::invalid_argument.
+/// Asks to open a URI in a browser. The message has no handler, so the provider's Future holds
+/// std::invalid_argument.
 class CONNECTOR_FILE_EXPORT OpenWithBrowser : public connector::Message,
                                               public common::v1::Message {
 public:
