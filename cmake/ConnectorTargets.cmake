@@ -1,4 +1,4 @@
-# Compiles and installs our own code: C++ standard, warnings, sanitizers, install rules.
+# Settings and functions for our own targets: C++ standard, warnings, sanitizers, installation.
 
 include(CMakePackageConfigHelpers)
 include(GNUInstallDirs)
@@ -10,7 +10,7 @@ set(CMAKE_POSITION_INDEPENDENT_CODE ON)
 include(CheckPIESupported)
 check_pie_supported(LANGUAGES CXX)
 
-# An installed library finds libraries in its own directory and those of a platform elsewhere.
+# Installed libraries find each other in their directory, and a platform outside the prefix.
 set(CMAKE_INSTALL_RPATH "$ORIGIN")
 set(CMAKE_INSTALL_RPATH_USE_LINK_PATH ON)
 
@@ -32,7 +32,7 @@ function(connector_own_code target)
     -Wcast-qual -Wconversion -Wextra-semi -Wformat=2 -Wimplicit-fallthrough -Wnon-virtual-dtor
     -Wold-style-cast -Woverloaded-virtual -Wsign-conversion -Wundef -Wunused
     $<$<CXX_COMPILER_ID:Clang>:-Wshadow>
-    # "local" allows a constructor's parameter to have the name of the member that it sets.
+    # GCC's plain -Wshadow also warns about a constructor's parameter with the name of a member.
     $<$<CXX_COMPILER_ID:GNU>:-Wshadow=local -Wduplicated-branches -Wduplicated-cond -Wlogical-op -Wuseless-cast>)
 endfunction()
 
@@ -42,8 +42,8 @@ function(connector_install_library target export include)
   install(DIRECTORY "${include}" DESTINATION "${CMAKE_INSTALL_INCLUDEDIR}")
 endfunction()
 
-# Installs the files for find_package and pkg-config: those of the export set `package`, and
-# <package>-config.cmake and <package>.pc.in from `source`. The installed prefix can be moved.
+# Installs the files for find_package and pkg-config: the export set `package`, and the files
+# <package>-config.cmake and <package>.pc.in from the directory `source`. The prefix may be moved later.
 function(connector_install_package package namespace source)
   set(destination "${CMAKE_INSTALL_LIBDIR}/cmake/${package}")
   install(EXPORT ${package} NAMESPACE ${namespace}:: FILE ${package}-targets.cmake
@@ -56,7 +56,7 @@ function(connector_install_package package namespace source)
   set(destination "${CMAKE_INSTALL_LIBDIR}/pkgconfig")
   set(prefix "${CMAKE_INSTALL_PREFIX}")
   cmake_path(RELATIVE_PATH prefix BASE_DIRECTORY "${CMAKE_INSTALL_FULL_LIBDIR}/pkgconfig")
-  # Relative to the prefix, unless the directories are absolute.
+  # An absolute directory replaces the prefix.
   set(libdir "\${prefix}")
   set(includedir "\${prefix}")
   cmake_path(APPEND libdir "${CMAKE_INSTALL_LIBDIR}")

@@ -1,29 +1,29 @@
-# Sourced by ./run, ./test and the scripts in .ci. Installs packages on Debian 12 and 13, and builds.
+# Installs packages on Debian 12 and 13, and builds the project. Other scripts source this file.
 
-unset CDPATH # with which cd prints a directory, or enters another one
+unset CDPATH # with CDPATH, cd may enter another directory, and prints its name
 project=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
 
-# build_dependencies PATTERN: those in debian/control whose line matches.
+# build_dependencies PATTERN: prints the build dependencies in debian/control whose line matches.
 build_dependencies() {
   sed -nE "/^Build-Depends:/,/^Standards-Version:/ { /$1/ s/^ ([a-z0-9.+-]+).*/\1/p }" "$project/debian/control"
 }
-packages_to_build=(g++ $(build_dependencies '[^>,],?$'))
+packages_to_build=(g++ $(build_dependencies '[^>,],?$')) # the lines that do not end in <!nocheck>
 packages_to_test=($(build_dependencies '<!nocheck>'))
 packages_to_lint=(clang clang-format clang-tidy doxygen mandoc)
 packages_to_pack=(build-essential debhelper lintian)
 packages_to_compare=(openssh-sftp-server python3)
 packages_of_node=(nodejs npm)
-packages_of_clients=(python3-pylsp-jsonrpc socat systemd) # with Node.js, those that tests/interop uses
+packages_of_clients=(python3-pylsp-jsonrpc socat systemd) # tests/interop needs these and Node.js
 
 say() { printf '%s\n' "$@" >&2; }
 
-# copy_project DIRECTORY: without its history and builds.
+# copy_project DIRECTORY: copies the project there, without its history and builds.
 copy_project() {
   mkdir -p "$1"
   tar -C "$project" --exclude-vcs --exclude=./build -c . | tar -C "$1" --no-same-owner -x
 }
 
-# install_packages NAME...: installs those that are missing, by sudo when not root.
+# install_packages NAME...: installs those that are missing. Uses sudo if the user is not root.
 install_packages() {
   local missing=() name
   for name in "$@"; do
@@ -34,29 +34,29 @@ install_packages() {
   local as_root=()
   if [ "$(id -u)" != 0 ]; then
     command -v sudo >/dev/null || {
-      say "Packages are missing, and there is no sudo. Run this as root, then try again:" \
+      say "Packages are missing, and sudo is not installed. Run this as root, then try again:" \
           "apt-get update && apt-get install -y --no-install-recommends ${missing[*]}"
       return 1
     }
     as_root=(sudo)
   fi
   say "Installing ${missing[*]} ..."
-  # A mirror may fail for a moment, and a machine that has just started may still be installing.
+  # Retries, since a mirror may fail for a moment. Waits while another process installs packages.
   local apt=("${as_root[@]}" env DEBIAN_FRONTEND=noninteractive
              apt-get -o Acquire::Retries=3 -o DPkg::Lock::Timeout=300)
   { "${apt[@]}" update &&
     "${apt[@]}" install -y --no-install-recommends "${missing[@]}"; } </dev/null >&2
 }
 
-# say_if_slow TEXT: says it unless the input ends within two seconds.
+# say_if_slow TEXT: prints the text unless standard input ends within two seconds.
 say_if_slow() {
   local status=0
   read -rt 2 || status=$?
   [ $status -le 128 ] || say "$1"
 }
 
-# build PRESET TARGET...: quiet unless it fails or takes time; one at a time. Needs pipefail.
-# with_tests=OFF leaves the tests out, unless an earlier build has them.
+# build PRESET TARGET...: builds the targets, one build at a time. Prints the log only if the build
+# fails. Needs pipefail. With with_tests=OFF, a new build directory does not contain the tests.
 with_tests=ON
 build() {
   local preset=$1 directory=$project/build/$1
@@ -71,7 +71,7 @@ build() {
           grep -qE "^CONNECTOR_BUILD_TESTS:BOOL=(ON|$with_tests)" "$directory/CMakeCache.txt" ||
           cmake --preset "$preset" -S "$project" -DCONNECTOR_BUILD_TESTS=$with_tests
       } && ninja -C "$directory" "$@"
-    } >"$log" 2>&1 || { # opened under the lock, so that it is the log of one build only
+    } >"$log" 2>&1 || { # opened under the lock, so that builds do not mix their logs
       cat "$log" >&2
       exit 1
     }
