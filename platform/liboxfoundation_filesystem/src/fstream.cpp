@@ -1,18 +1,17 @@
-#include "file_buf.h"
 #include "native_name.h"
 #include "posix.h"
 
 #include <fl/filesystem/fstream.h>
 
-#include <algorithm>
 #include <cerrno>
-#include <cstring>
 #include <fcntl.h>
+#include <ios>
 #include <linux/magic.h>
+#include <streambuf>
+#include <string>
 #include <sys/stat.h>
 #include <sys/sysmacros.h>
 #include <sys/vfs.h>
-#include <system_error>
 #include <unistd.h>
 #include <utility>
 
@@ -20,6 +19,7 @@ namespace fl::filesystem {
 
 namespace {
 
+using detail::descriptor;
 using detail::stat_buffer;
 
 constexpr mode_t CREATION_MODE = 0666; // the umask removes some
@@ -28,7 +28,7 @@ bool is_for_writing(std::ios_base::openmode mode) {
   return (mode & (std::ios_base::out | std::ios_base::app)) != 0;
 }
 
-// O_TRUNC is missing because prepare_writing truncates.
+// Never O_TRUNC: prepare_writing empties the file.
 int open_flags(std::ios_base::openmode mode) {
   if (!is_for_writing(mode)) {
     return O_RDONLY;
@@ -71,6 +71,16 @@ bool prepare_writing(int opened, bool truncates) {
          detail::uninterrupted([opened] { return ::ftruncate(opened, 0); }) == 0;
 }
 
+/// Returns no descriptor, with errno set, on failure.
+descriptor open_stream(const std::string& name, std::ios_base::openmode mode) {
+  descriptor opened(detail::open_file(name.c_str(), open_flags(mode), CREATION_MODE));
+  const bool truncates = (mode & std::ios_base::trunc) != 0;
+  if (opened.isOpen() && is_for_writing(mode) && !prepare_writing(opened.get(), truncates)) {
+    return descriptor(-1);
+  }
+  return opened;
+}
+
 int origin(std::ios_base::seekdir way) {
   if (way == std::ios_base::beg) {
     return SEEK_SET;
@@ -78,110 +88,61 @@ int origin(std::ios_base::seekdir way) {
   return way == std::ios_base::end ? SEEK_END : SEEK_CUR;
 }
 
-/// Throws if the read fails, since returning 0 would mean the end of the file.
-std::size_t read_some(int source, char* data, std::size_t count) {
-  const ssize_t done = detail::uninterrupted([&] { return ::read(source, data, count); });
-  if (done < 0) {
-    throw std::ios_base::failure("read", {errno, std::generic_category()});
-  }
-  return static_cast<std::size_t>(done);
-}
-
 } // namespace
 
-namespace detail {
+/// A stream buffer without a buffer: each call is a system call. If it fails, errno has the reason,
+/// and the stream sets its badbit. Reading or writing single characters sets the badbit too.
+class detail::file_buf : public std::streambuf {
+public:
+  explicit file_buf(descriptor opened)
+      : file_(std::move(opened)) {}
 
-bool file_buf::open(const std::string& name, std::ios_base::openmode mode) {
-  if (name.find('\0') != std::string::npos) {
-    errno = EINVAL;
-    return false;
-  }
-  descriptor opened(open_file(name.c_str(), open_flags(mode), CREATION_MODE));
-  const bool truncates = (mode & std::ios_base::trunc) != 0;
-  if (!opened.isOpen() || (is_for_writing(mode) && !prepare_writing(opened.get(), truncates))) {
-    return false;
-  }
-  file_ = std::move(opened);
-  return true;
-}
+  [[nodiscard]] bool is_open() const noexcept { return file_.isOpen(); }
 
-bool file_buf::close() {
-  if (!is_open()) {
-    errno = EBADF;
-    return false;
-  }
-  setg(nullptr, nullptr, nullptr);
-  sought_ = -1;
-  return ::close(file_.release()) == 0;
-}
+  /// Returns false with errno set on failure. Closes the descriptor in any case.
+  bool close() { return ::close(file_.release()) == 0; }
 
-file_buf::int_type file_buf::underflow() {
-  sought_ = -1;
-  const std::size_t count = read_some(file_.get(), lookahead_.data(), lookahead_.size());
-  if (count == 0) {
-    return traits_type::eof();
-  }
-  setg(lookahead_.data(), lookahead_.data(), lookahead_.data() + count);
-  return traits_type::to_int_type(*gptr());
-}
-
-// Reads directly into the caller's memory, and never more than requested.
-std::streamsize file_buf::xsgetn(char* data, std::streamsize count) {
-  sought_ = -1;
-  std::streamsize done = std::min<std::streamsize>(count, egptr() - gptr());
-  if (done > 0) {
-    std::memcpy(data, gptr(), static_cast<std::size_t>(done));
-    setg(eback(), gptr() + done, egptr());
-  }
-  while (done < count) {
-    const std::size_t more =
-        read_some(file_.get(), data + done, static_cast<std::size_t>(count - done));
-    if (more == 0) {
-      break;
+protected:
+  std::streamsize xsgetn(char* data, std::streamsize count) override {
+    std::streamsize done = 0;
+    ssize_t more = 1;
+    while (done < count && more > 0) {
+      more = uninterrupted(
+          [&] { return ::read(file_.get(), data + done, static_cast<std::size_t>(count - done)); });
+      done += more;
     }
-    done += static_cast<std::streamsize>(more);
+    if (more < 0) {
+      throw std::ios_base::failure("read"); // a shorter count would mean the end of the file
+    }
+    return done;
   }
-  return done;
-}
 
-file_buf::int_type file_buf::overflow(int_type character) {
-  if (traits_type::eq_int_type(character, traits_type::eof())) {
-    return traits_type::not_eof(character);
+  int_type underflow() override { throw std::ios_base::failure("read of one character"); }
+
+  std::streamsize xsputn(const char* data, std::streamsize count) override {
+    return static_cast<std::streamsize>(
+        write_all(file_.get(), data, static_cast<std::size_t>(count)));
   }
-  const char byte = traits_type::to_char_type(character);
-  return xsputn(&byte, 1) == 1 ? character : traits_type::eof();
-}
 
-std::streamsize file_buf::xsputn(const char* data, std::streamsize count) {
-  sought_ = -1;
-  return static_cast<std::streamsize>(
-      write_all(file_.get(), data, static_cast<std::size_t>(count)));
-}
-
-file_buf::pos_type file_buf::seekoff(off_type offset, std::ios_base::seekdir way,
-                                     std::ios_base::openmode /*which*/) {
-  if (way == std::ios_base::cur && offset == 0 && sought_ >= 0) {
-    return sought_;
+  pos_type seekoff(off_type offset, std::ios_base::seekdir way,
+                   std::ios_base::openmode /*which*/) override {
+    return ::lseek(file_.get(), offset, origin(way));
   }
-  const off_type ahead = way == std::ios_base::cur ? egptr() - gptr() : 0;
-  sought_ = ::lseek(file_.get(), offset - ahead, origin(way));
-  if (sought_ >= 0) {
-    setg(nullptr, nullptr, nullptr);
+
+  pos_type seekpos(pos_type position, std::ios_base::openmode which) override {
+    return seekoff(position, std::ios_base::beg, which);
   }
-  return sought_;
-}
 
-file_buf::pos_type file_buf::seekpos(pos_type position, std::ios_base::openmode which) {
-  return seekoff(position, std::ios_base::beg, which);
-}
-
-} // namespace detail
+private:
+  descriptor file_;
+};
 
 ifstream::ifstream(const std::u16string& path, std::ios_base::openmode mode, int /*sharing*/)
     : std::istream(nullptr)
-    , buffer_(std::make_unique<detail::file_buf>()) {
+    , buffer_(std::make_unique<detail::file_buf>(
+          open_stream(detail::utf16_to_native(path), mode | std::ios_base::in))) {
   rdbuf(buffer_.get());
-  if (!buffer_->open(detail::utf16_to_native(path), mode | std::ios_base::in)) {
+  if (!buffer_->is_open()) {
     setstate(std::ios_base::failbit);
   }
 }
@@ -190,9 +151,10 @@ ifstream::~ifstream() = default;
 
 ofstream::ofstream(const std::string& native_name, std::ios_base::openmode mode, int /*sharing*/)
     : std::ostream(nullptr)
-    , buffer_(std::make_unique<detail::file_buf>()) {
+    , buffer_(
+          std::make_unique<detail::file_buf>(open_stream(native_name, mode | std::ios_base::out))) {
   rdbuf(buffer_.get());
-  if (!buffer_->open(native_name, mode | std::ios_base::out)) {
+  if (!buffer_->is_open()) {
     setstate(std::ios_base::failbit);
   }
 }

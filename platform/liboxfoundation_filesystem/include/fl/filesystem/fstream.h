@@ -13,9 +13,11 @@ namespace detail {
 class file_buf;
 }
 
-// Writes are not buffered, so a write fails immediately if the disk rejects it. A failed open
-// sets the failbit, a failed read or write the badbit; errno has the reason. `sharing` has no
-// effect: on POSIX systems other processes may always read and write the file meanwhile.
+// The streams have no buffer, so a write fails immediately if the disk rejects it. They support
+// `read`, `write` and seeking, but not single characters. A failed open sets the
+// failbit, a failed read or write the badbit; errno has the reason. Opening for writing fails with
+// EBUSY for this process's standard output (except /dev/null) and for unnamed pipes. `sharing` has
+// no effect: on POSIX systems other processes may always read and write the file meanwhile.
 
 /// Reads an existing file.
 class ifstream : public std::istream {
