@@ -7,6 +7,7 @@
 #include <posix/Descriptor.h>
 #include <posix/Directory.h>
 #include <posix/Identity.h>
+#include <string>
 #include <sys/stat.h>
 #include <thread>
 #include <unistd.h>
@@ -16,25 +17,29 @@ namespace fl::filesystem::detail {
 /// An alias, since `stat` is also the name of a function.
 using stat_buffer = struct stat;
 
-using connector::posix::isDotOrDotDot;
-using connector::posix::isSameFile;
-using connector::posix::nextEntry;
-using connector::posix::toDirectoryStream;
-using connector::posix::uninterrupted;
-using descriptor = connector::posix::Descriptor;
-using directory_stream = connector::posix::DirectoryStream;
+using namespace connector::posix;
+
+/// Throws the exception of the FsysExceptionBase family for an errno.
+[[noreturn]] void throw_errno(int code, const std::u16string& path);
+
+/// Throws for errno unless a system call succeeded.
+inline void require(bool succeeded, const std::u16string& path) {
+  if (!succeeded) {
+    throw_errno(errno, path);
+  }
+}
 
 /// Opens a file without waiting for a device or for the other end of a FIFO. If another process
-/// holds a lease on a regular file, waits up to a second: the first attempt makes the system ask
-/// that process to give it up. Returns -1 with errno set on failure.
-inline int open_file(const char* name, int flags, mode_t mode = 0) {
+/// holds a lease on a regular file, waits up to a second: the first attempt makes the kernel ask
+/// that process to give it up. Returns no descriptor, with errno set, on failure.
+inline Descriptor open_file(const std::string& name, int flags, mode_t mode = 0) {
   constexpr std::chrono::milliseconds pause{5};
-  const auto open_once = [=] {
-    return uninterrupted(
-        [=] { return ::open(name, flags | O_CLOEXEC | O_NOCTTY | O_NONBLOCK, mode); });
+  const auto open_once = [&] {
+    return Descriptor(uninterrupted(
+        [&] { return ::open(name.c_str(), flags | O_CLOEXEC | O_NOCTTY | O_NONBLOCK, mode); }));
   };
-  int opened = open_once();
-  for (int left = 200; opened < 0 && errno == EWOULDBLOCK && left > 0; --left) {
+  Descriptor opened = open_once();
+  for (int left = 200; !opened.isOpen() && errno == EWOULDBLOCK && left > 0; --left) {
     std::this_thread::sleep_for(pause);
     opened = open_once();
   }

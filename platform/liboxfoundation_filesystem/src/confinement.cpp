@@ -47,7 +47,7 @@ bool is_iterated_entry(int directory, const char* name) {
 
 /// False for a path that cannot be resolved; the kernel then decides.
 bool is_outside(int directory, const char* name) {
-  const detail::descriptor opened(::openat(directory, name, O_PATH | O_CLOEXEC));
+  const detail::Descriptor opened(::openat(directory, name, O_PATH | O_CLOEXEC));
   const std::string path = path_of(opened.get());
   // The roots are resolved each time, because a renamed root is still a root.
   return !path.empty() &&

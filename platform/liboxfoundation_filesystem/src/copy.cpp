@@ -1,6 +1,5 @@
 #include "native_name.h"
 #include "posix.h"
-#include "throw_errno.h"
 
 #include <fl/filesystem/operations.h>
 
@@ -18,16 +17,11 @@ namespace fl::filesystem {
 
 namespace {
 
-using detail::descriptor;
+using detail::Descriptor;
+using detail::require;
 using detail::stat_buffer;
 using detail::throw_errno;
 using detail::uninterrupted;
-
-void require(bool succeeded, const std::u16string& path) {
-  if (!succeeded) {
-    throw_errno(errno, path);
-  }
-}
 
 /// The file to copy. It may change at any moment; `require_unchanged` detects that.
 class source_file {
@@ -82,18 +76,18 @@ private:
   }
 
   /// Checks the kind of file first, because opening a device can have side effects.
-  [[nodiscard]] int open() const {
+  [[nodiscard]] Descriptor open() const {
     stat_buffer found{};
     require(::stat(name_.c_str(), &found) == 0, path_);
     require_regular(found);
-    const int number = detail::open_file(name_.c_str(), O_RDONLY);
-    require(number >= 0, path_);
-    return number;
+    Descriptor opened = detail::open_file(name_, O_RDONLY);
+    require(opened.isOpen(), path_);
+    return opened;
   }
 
   const std::u16string& path_;
   std::string name_;
-  descriptor file_;
+  Descriptor file_;
   stat_buffer opened_{};
 };
 
@@ -148,7 +142,7 @@ public:
 private:
   const std::u16string& path_;
   std::string name_;
-  descriptor file_;
+  Descriptor file_;
   stat_buffer created_{};
   bool kept_ = false;
 };

@@ -1,6 +1,5 @@
 #include "native_name.h"
 #include "posix.h"
-#include "throw_errno.h"
 
 #include <fl/filesystem/operations.h>
 
@@ -36,9 +35,7 @@ int make_with_ancestors(const std::string& directory) {
 } // namespace
 
 void create_directory(const std::u16string& path) {
-  if (::mkdir(detail::utf16_to_native(path).c_str(), ALL_PERMISSIONS) != 0) {
-    detail::throw_errno(errno, path);
-  }
+  detail::require(::mkdir(detail::utf16_to_native(path).c_str(), ALL_PERMISSIONS) == 0, path);
 }
 
 void create_directories(const std::u16string& path) {

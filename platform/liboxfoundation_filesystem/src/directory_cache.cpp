@@ -22,7 +22,7 @@ namespace {
 
 constexpr char16_t SEPARATOR = u'/';
 
-thread_local std::shared_ptr<const iterated_directory> current;
+thread_local std::weak_ptr<const iterated_directory> current;
 
 /// Returns the name of the entry at `path`; empty if that is not an entry of the directory.
 std::u16string_view name_in(std::u16string_view directory, std::u16string_view path) {
@@ -43,26 +43,15 @@ std::u16string_view name_in(std::u16string_view directory, std::u16string_view p
 } // namespace
 
 void iterate_over(const std::shared_ptr<const iterated_directory>& directory) {
-  if (current == directory) {
-    return;
-  }
-  current.reset();
   if (!directory->path.empty() && directory->path.front() == SEPARATOR) {
     current = directory;
   }
 }
 
-void leave(iterated_directory& directory) {
-  directory.is_left = true;
-  if (current.get() == &directory) {
-    current.reset();
-  }
-}
-
 lookup lookup_for(const std::u16string& path) {
-  if (current != nullptr && !current->is_left) {
-    if (const auto name = name_in(current->path, path); !name.empty()) {
-      return {current->descriptor, utf16_to_native(name, path)};
+  if (const auto directory = current.lock()) {
+    if (const auto name = name_in(directory->path, path); !name.empty()) {
+      return {::dirfd(directory->entries.get()), utf16_to_native(name, path), directory};
     }
   }
   return {AT_FDCWD, utf16_to_native(path)};

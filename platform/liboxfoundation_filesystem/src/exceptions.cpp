@@ -1,4 +1,4 @@
-#include "throw_errno.h"
+#include "posix.h"
 
 #include <fl/filesystem/exceptions.h>
 

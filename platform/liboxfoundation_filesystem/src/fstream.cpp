@@ -19,24 +19,8 @@ namespace fl::filesystem {
 
 namespace {
 
-using detail::descriptor;
+using detail::Descriptor;
 using detail::stat_buffer;
-
-constexpr mode_t CREATION_MODE = 0666; // the umask removes some
-
-bool is_for_writing(std::ios_base::openmode mode) {
-  return (mode & (std::ios_base::out | std::ios_base::app)) != 0;
-}
-
-// Never O_TRUNC: prepare_writing empties the file.
-int open_flags(std::ios_base::openmode mode) {
-  if (!is_for_writing(mode)) {
-    return O_RDONLY;
-  }
-  const bool reads = (mode & std::ios_base::in) != 0;
-  const bool appends = (mode & std::ios_base::app) != 0;
-  return O_CREAT | (reads ? O_RDWR : O_WRONLY) | (appends ? O_APPEND : 0);
-}
 
 bool is_null_device(const stat_buffer& file) {
   return S_ISCHR(file.st_mode) && file.st_rdev == makedev(1, 3);
@@ -72,11 +56,11 @@ bool prepare_writing(int opened, bool truncates) {
 }
 
 /// Returns no descriptor, with errno set, on failure.
-descriptor open_stream(const std::string& name, std::ios_base::openmode mode) {
-  descriptor opened(detail::open_file(name.c_str(), open_flags(mode), CREATION_MODE));
-  const bool truncates = (mode & std::ios_base::trunc) != 0;
-  if (opened.isOpen() && is_for_writing(mode) && !prepare_writing(opened.get(), truncates)) {
-    return descriptor(-1);
+Descriptor open_for_writing(const std::string& name, bool truncates) {
+  constexpr mode_t all = 0666; // the umask removes some
+  Descriptor opened = detail::open_file(name, O_WRONLY | O_CREAT, all);
+  if (opened.isOpen() && !prepare_writing(opened.get(), truncates)) {
+    return Descriptor(-1);
   }
   return opened;
 }
@@ -94,7 +78,7 @@ int origin(std::ios_base::seekdir way) {
 /// and the stream sets its badbit. Reading or writing single characters sets the badbit too.
 class detail::file_buf : public std::streambuf {
 public:
-  explicit file_buf(descriptor opened)
+  explicit file_buf(Descriptor opened)
       : file_(std::move(opened)) {}
 
   [[nodiscard]] bool is_open() const noexcept { return file_.isOpen(); }
@@ -134,13 +118,13 @@ protected:
   }
 
 private:
-  descriptor file_;
+  Descriptor file_;
 };
 
-ifstream::ifstream(const std::u16string& path, std::ios_base::openmode mode, int /*sharing*/)
+ifstream::ifstream(const std::u16string& path, std::ios_base::openmode /*mode*/, int /*sharing*/)
     : std::istream(nullptr)
     , buffer_(std::make_unique<detail::file_buf>(
-          open_stream(detail::utf16_to_native(path), mode | std::ios_base::in))) {
+          detail::open_file(detail::utf16_to_native(path), O_RDONLY))) {
   rdbuf(buffer_.get());
   if (!buffer_->is_open()) {
     setstate(std::ios_base::failbit);
@@ -151,8 +135,8 @@ ifstream::~ifstream() = default;
 
 ofstream::ofstream(const std::string& native_name, std::ios_base::openmode mode, int /*sharing*/)
     : std::ostream(nullptr)
-    , buffer_(
-          std::make_unique<detail::file_buf>(open_stream(native_name, mode | std::ios_base::out))) {
+    , buffer_(std::make_unique<detail::file_buf>(
+          open_for_writing(native_name, (mode & std::ios_base::trunc) != 0))) {
   rdbuf(buffer_.get());
   if (!buffer_->is_open()) {
     setstate(std::ios_base::failbit);

@@ -2,7 +2,6 @@
 #include "directory_cache.h"
 #include "native_name.h"
 #include "posix.h"
-#include "throw_errno.h"
 
 #include <fl/filesystem/operations.h>
 #include <fl/filesystem/path.h>
@@ -131,9 +130,7 @@ bool access(const std::u16string& path, unsigned mode) {
 
 std::u16string get_current_path() {
   const std::unique_ptr<char, decltype(&std::free)> directory(::getcwd(nullptr, 0), &std::free);
-  if (directory == nullptr) {
-    detail::throw_errno(errno, u".");
-  }
+  detail::require(directory != nullptr, u".");
   return detail::native_to_utf16(directory.get());
 }
 
@@ -161,9 +158,7 @@ void rename(const std::u16string& from, const std::u16string& to,
 }
 
 void remove(const std::u16string& path) {
-  if (std::remove(detail::utf16_to_native(path).c_str()) != 0) {
-    detail::throw_errno(errno, path);
-  }
+  detail::require(std::remove(detail::utf16_to_native(path).c_str()) == 0, path);
 }
 
 } // namespace fl::filesystem

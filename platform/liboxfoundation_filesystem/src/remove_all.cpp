@@ -1,6 +1,5 @@
 #include "native_name.h"
 #include "posix.h"
-#include "throw_errno.h"
 
 #include <fl/filesystem/operations.h>
 
@@ -16,7 +15,7 @@ namespace fl::filesystem {
 
 namespace {
 
-using detail::descriptor;
+using detail::Descriptor;
 using detail::stat_buffer;
 using detail::throw_errno;
 
@@ -27,7 +26,7 @@ constexpr int MAX_SCANS = 100; // of one directory that other processes keep fil
 struct directory {
   std::string name; // in its parent
   stat_buffer status{};
-  detail::directory_stream stream;
+  detail::DirectoryStream stream;
   int scans_left = MAX_SCANS;
 
   [[nodiscard]] int get() const { return ::dirfd(stream.get()); }
@@ -147,8 +146,8 @@ private:
     return parent.get();
   }
 
-  static detail::directory_stream open_stream(int parent, const char* name, stat_buffer& status) {
-    descriptor opened(::openat(parent, name, O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
+  static detail::DirectoryStream open_stream(int parent, const char* name, stat_buffer& status) {
+    Descriptor opened(::openat(parent, name, O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
     if (!opened.isOpen() || ::fstat(opened.get(), &status) != 0) {
       return nullptr;
     }
@@ -187,7 +186,7 @@ void remove_all(const std::u16string& path) {
   }
 
   const std::string parent_name = whole.substr(0, whole.size() - name.size());
-  const descriptor parent(
+  const Descriptor parent(
       ::open(parent_name.empty() ? "." : parent_name.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC));
   const int code = parent.isOpen() ? remove_one(parent.get(), name) : errno;
   if (code == ENOTEMPTY) {

@@ -2,7 +2,6 @@
 #include "platform/Failure.h"
 #include "support/ChildProcess.h"
 #include "support/Machine.h"
-#include "throw_errno.h"
 
 #include <fl/filesystem/fstream.h>
 #include <fl/filesystem/operations.h>

@@ -15,9 +15,8 @@ class file_buf;
 
 // The streams have no buffer, so a write fails immediately if the disk rejects it. They support
 // `read`, `write` and seeking, but not single characters. A failed open sets the
-// failbit, a failed read or write the badbit; errno has the reason. Opening for writing fails with
-// EBUSY for this process's standard output (except /dev/null) and for unnamed pipes. `sharing` has
-// no effect: on POSIX systems other processes may always read and write the file meanwhile.
+// failbit, a failed read or write the badbit; errno has the reason. Of `mode`, only `trunc` has an
+// effect. `sharing` has none: on POSIX systems other processes may always use the file meanwhile.
 
 /// Reads an existing file.
 class ifstream : public std::istream {
@@ -32,7 +31,9 @@ private:
   std::unique_ptr<detail::file_buf> buffer_;
 };
 
-/// Creates a missing file. Empties an existing one only with `trunc`.
+/// Writes a file, from its beginning. Creates a missing file; empties an existing one only with
+/// `trunc`. Opening this process's standard output (except /dev/null) or an unnamed pipe fails with
+/// EBUSY.
 class ofstream : public std::ostream {
 public:
   /// `native_name` is the result of make_native_access_form_i18n.

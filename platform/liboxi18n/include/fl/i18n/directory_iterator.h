@@ -9,7 +9,8 @@ namespace fl::filesystem {
 
 namespace detail {
 class upath_directory_iterator_impl;
-}
+struct iterated_directory;
+} // namespace detail
 
 /// One entry of a directory.
 class upath_directory_entry {
@@ -26,8 +27,7 @@ private:
 namespace detail {
 
 /// Iterates over the entries of one directory in no particular order, without "." and "..". A new
-/// iterator is at the first entry. It closes the directory at the end. If another thread advanced
-/// it, the directory stays open until that thread iterates over another one.
+/// iterator is at the first entry. It closes the directory at the end.
 class upath_directory_iterator_impl {
 public:
   /// The new iterator is not open if the path is empty, missing or not a directory. Throws an
@@ -48,8 +48,7 @@ public:
   void increment();
 
 private:
-  class stream;
-  std::unique_ptr<stream> stream_;
+  std::shared_ptr<iterated_directory> directory_;
   upath_directory_entry entry_;
 };
 
