@@ -14,7 +14,7 @@
 #include <string>
 #include <string_view>
 #include <text/Utf8.h>
-#include <tuple>
+#include <type_traits>
 #include <utility>
 #include <vector>
 
@@ -104,20 +104,6 @@ T numberOf(const Var& value) {
   return value.convert<T>();
 }
 
-template <typename T>
-void writeAttribute(Object& object, const Attribute<T>& attribute, const FileInfo& info) {
-  if (const auto& value = AttributeAccess::of(info).*attribute.value) {
-    object.set(attribute.key, *value);
-  }
-}
-
-template <typename T>
-void readAttribute(const Object& object, const Attribute<T>& attribute, FileInfo& info) {
-  if (const Var* const value = find(object, attribute.key)) {
-    info.setAttribute(attribute.key, numberOf<T>(*value));
-  }
-}
-
 FileInfo readInfo(const Object& object) {
   const Var* const location = find(object, LOCATION);
   if (location == nullptr) {
@@ -125,8 +111,11 @@ FileInfo readInfo(const Object& object) {
   }
   FileInfo info(fl::i18n::to_ustring(location->convert<std::string>()),
                 read(object, IS_DIRECTORY, false));
-  std::apply([&](const auto&... attribute) { (readAttribute(object, attribute, info), ...); },
-             ATTRIBUTES);
+  AttributeTable::forEach(info, [&](const std::string& key, auto& attribute) {
+    if (const Var* const value = find(object, key)) {
+      attribute = numberOf<typename std::decay_t<decltype(attribute)>::value_type>(*value);
+    }
+  });
   return info;
 }
 
@@ -143,8 +132,11 @@ Object::Ptr fromFileInfo(const FileInfo& info) {
   object->set(LOCATION, text::toUtf8(info.getLocation()));
   object->set(NAME, text::toUtf8(info.getName()));
   object->set(IS_DIRECTORY, info.isDirectory());
-  std::apply([&](const auto&... attribute) { (writeAttribute(*object, attribute, info), ...); },
-             ATTRIBUTES);
+  AttributeTable::forEach(info, [&](const std::string& key, const auto& attribute) {
+    if (attribute) {
+      object->set(key, *attribute);
+    }
+  });
   return object;
 }
 

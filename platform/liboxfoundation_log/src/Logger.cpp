@@ -4,13 +4,8 @@
 
 namespace fl::log {
 
-Logger::Logger(const std::string& name)
-    : logger_(&Poco::Logger::get(name), [](Poco::Logger* logger) { logger->release(); }) {
-  logger_->duplicate();
-}
-
 void Logger::warning(const std::string& text) {
-  logger_->warning(text);
+  Poco::Logger::get(name_).warning(text);
 }
 
 } // namespace fl::log

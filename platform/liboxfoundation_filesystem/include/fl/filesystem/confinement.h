@@ -2,8 +2,6 @@
 
 #include <vector>
 
-#pragma GCC visibility push(default)
-
 namespace fl::filesystem {
 
 /// The host calls this after the kernel has confined the process, because the kernel's access call
@@ -16,5 +14,3 @@ namespace fl::filesystem {
 void set_confinement(std::vector<int> roots, bool read_only);
 
 } // namespace fl::filesystem
-
-#pragma GCC visibility pop

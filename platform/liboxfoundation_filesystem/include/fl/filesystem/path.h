@@ -4,8 +4,6 @@
 
 #include <string>
 
-#pragma GCC visibility push(default)
-
 namespace fl::filesystem::detail {
 
 // Functions on the text of a path, without system calls. "." and ".." are ordinary components.
@@ -32,5 +30,3 @@ std::string make_native_access_form_i18n(const std::u16string& path);
 std::string make_native_access_form_with_cleanup_i18n(const std::u16string& path);
 
 } // namespace fl::filesystem::detail
-
-#pragma GCC visibility pop

@@ -1,13 +1,9 @@
 #pragma once
 
-#include <memory>
 #include <string>
+#include <utility>
 
 #pragma GCC visibility push(default)
-
-namespace Poco {
-class Logger;
-}
 
 namespace fl::log {
 
@@ -15,12 +11,13 @@ namespace fl::log {
 /// that name or to the root logger. Thread-safe.
 class Logger {
 public:
-  explicit Logger(const std::string& name);
+  explicit Logger(std::string name)
+      : name_(std::move(name)) {}
 
   void warning(const std::string& text);
 
 private:
-  std::shared_ptr<Poco::Logger> logger_; // shared with Poco, which releases it at shutdown
+  std::string name_;
 };
 
 } // namespace fl::log

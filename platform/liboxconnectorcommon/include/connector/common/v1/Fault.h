@@ -10,17 +10,17 @@ namespace connector::common::v1 {
 /// The cause of a failure, and the paths that it concerns. The value of each constant is its name.
 class FaultCondition {
 public:
-  static const std::string FILE_NOT_FOUND;
-  static const std::string FILE_EXISTS;
-  static const std::string FILE_ACCESS_DENIED;
-  static const std::string FILE_IO_GENERIC;
-  static const std::string FILE_NAME_NOT_SUPPORTED;
-  static const std::string FILE_TOO_BIG;
-  static const std::string FOLDER_ACCESS_DENIED;
-  static const std::string FOLDER_NOT_EMPTY;
-  static const std::string NOT_A_FOLDER;
-  static const std::string OVER_DISK_QUOTA;
-  static const std::string RESOURCE_IN_USE;
+  static inline const std::string FILE_NOT_FOUND = "FILE_NOT_FOUND";
+  static inline const std::string FILE_EXISTS = "FILE_EXISTS";
+  static inline const std::string FILE_ACCESS_DENIED = "FILE_ACCESS_DENIED";
+  static inline const std::string FILE_IO_GENERIC = "FILE_IO_GENERIC";
+  static inline const std::string FILE_NAME_NOT_SUPPORTED = "FILE_NAME_NOT_SUPPORTED";
+  static inline const std::string FILE_TOO_BIG = "FILE_TOO_BIG";
+  static inline const std::string FOLDER_ACCESS_DENIED = "FOLDER_ACCESS_DENIED";
+  static inline const std::string FOLDER_NOT_EMPTY = "FOLDER_NOT_EMPTY";
+  static inline const std::string NOT_A_FOLDER = "NOT_A_FOLDER";
+  static inline const std::string OVER_DISK_QUOTA = "OVER_DISK_QUOTA";
+  static inline const std::string RESOURCE_IN_USE = "RESOURCE_IN_USE";
 
   FaultCondition(const std::string& id, std::vector<std::u16string>&& info);
 

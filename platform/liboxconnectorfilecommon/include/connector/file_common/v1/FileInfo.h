@@ -12,11 +12,11 @@ namespace connector::file_common::v1 {
 
 /// The keys of a FileInfo's attributes, with the types of the values.
 struct FileAttributes {
-  static const std::string SIZE;      ///< std::uint64_t, bytes
-  static const std::string MODIFIED;  ///< std::int64_t, whole seconds since 1970-01-01 UTC
-  static const std::string CAN_WRITE; ///< bool
-  static const std::string DELETED;   ///< bool
-  static const std::string IS_SHARED; ///< bool
+  static inline const std::string SIZE = "size";          ///< std::uint64_t, bytes
+  static inline const std::string MODIFIED = "modified";  ///< std::int64_t, seconds since 1970 UTC
+  static inline const std::string CAN_WRITE = "canWrite"; ///< bool
+  static inline const std::string DELETED = "deleted";    ///< bool
+  static inline const std::string IS_SHARED = "isShared"; ///< bool
 };
 
 /// The path and attributes of a file or directory.
@@ -42,20 +42,16 @@ public:
   void setAttribute(const std::string& key, std::uint64_t value);
 
 private:
-  friend struct AttributeAccess;
-
-  /// Not a map, which would need memory of its own for each entry of a long list.
-  struct Attributes {
-    std::optional<std::uint64_t> size;
-    std::optional<std::int64_t> modified;
-    std::optional<bool> canWrite;
-    std::optional<bool> deleted;
-    std::optional<bool> isShared;
-  };
+  friend struct AttributeTable;
 
   fl::i18n::ustring location_;
-  Attributes attributes_;
   bool isDirectory_ = false;
+  // The attributes. A map would allocate memory for each entry of a long list.
+  std::optional<std::uint64_t> size_;
+  std::optional<std::int64_t> modified_;
+  std::optional<bool> canWrite_;
+  std::optional<bool> deleted_;
+  std::optional<bool> isShared_;
 };
 
 } // namespace connector::file_common::v1

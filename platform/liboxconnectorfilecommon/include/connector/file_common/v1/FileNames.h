@@ -2,8 +2,6 @@
 
 #include <fl/i18n/ustring.h>
 
-#pragma GCC visibility push(default)
-
 namespace connector::file_common::v1 {
 
 /// Takes a name or a whole path. Returns false if it is empty or contains a control character
@@ -18,5 +16,3 @@ bool isValidFileName(const fl::i18n::ustring& name);
 int isWritableDirectory(const fl::i18n::ustring& path, bool flag);
 
 } // namespace connector::file_common::v1
-
-#pragma GCC visibility pop

@@ -8,8 +8,6 @@
 
 #include <vector>
 
-#pragma GCC visibility push(default)
-
 /// The JSON form of a FileInfo is one flat object: "location", "name" (derived; ignored on
 /// reading), "isDirectory", and each attribute that is set, under its FileAttributes key. A File is
 /// the same object with "contents" and "encoding": "utf-8" if the bytes are valid UTF-8, else
@@ -32,5 +30,3 @@ FileInfo toFileInfo(const Poco::SharedPtr<Poco::JSON::Object>& object);
 std::vector<FileInfo> toFileInfos(const Poco::SharedPtr<Poco::JSON::Array>& array);
 
 } // namespace connector::file_common::v1
-
-#pragma GCC visibility pop
