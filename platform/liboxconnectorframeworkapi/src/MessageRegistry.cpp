@@ -8,47 +8,37 @@
 
 namespace connector::json {
 
-namespace {
-
-/// Returns null if the map does not have the key.
-template <typename Map>
-typename Map::mapped_type find(std::shared_mutex& mutex, const Map& map,
-                               const typename Map::key_type& key) {
-  const std::shared_lock lock(mutex);
-  const auto found = map.find(key);
-  return found == map.end() ? nullptr : found->second;
-}
-
-} // namespace
-
 void MessageRegistry::registerConverters(const std::string& name, const std::type_info& type,
                                          ToJson toJson, FromJson fromJson) {
-  const auto entry = std::make_shared<const Converters>(
-      Converters{std::type_index(type), std::move(toJson), std::move(fromJson)});
-  // The nodes are created first, so that nothing can fail between the two insertions.
-  std::map<std::string, Entry> named{{name, entry}};
-  std::map<std::type_index, Entry> typed{{entry->type, entry}};
-
+  auto entry = std::make_shared<const Converters>(
+      Converters{name, type, std::move(toJson), std::move(fromJson)});
+  const auto collides = [&](const Entry& other) {
+    return other->name == name || other->type == type;
+  };
   const std::unique_lock lock(mutex_);
-  if (byName_.count(name) != 0 || byType_.count(entry->type) != 0) {
+  if (std::any_of(entries_.begin(), entries_.end(), collides)) {
     throw std::invalid_argument("Already registered: " + name + " or its type " +
                                 boost::core::demangle(type.name()));
   }
-  byName_.merge(named);
-  byType_.merge(typed);
+  entries_.push_back(std::move(entry));
 }
 
 void MessageRegistry::removeConverters(const std::type_info& type) {
   Entry removed; // destroyed after unlocking, because its destructor may call the registry
   const std::unique_lock lock(mutex_);
-  const auto typed = byType_.find(type);
-  if (typed == byType_.end()) {
-    return;
+  const auto found = std::find_if(entries_.begin(), entries_.end(),
+                                  [&](const Entry& entry) { return entry->type == type; });
+  if (found != entries_.end()) {
+    removed = *found;
+    entries_.erase(found);
   }
-  removed = typed->second;
-  byType_.erase(typed);
-  byName_.erase(std::find_if(byName_.begin(), byName_.end(),
-                             [&](const auto& named) { return named.second == removed; }));
+}
+
+template <typename Predicate>
+MessageRegistry::Entry MessageRegistry::find(const Predicate& predicate) const {
+  const std::shared_lock lock(mutex_);
+  const auto found = std::find_if(entries_.begin(), entries_.end(), predicate);
+  return found == entries_.end() ? nullptr : *found;
 }
 
 Poco::SharedPtr<Poco::JSON::Object>
@@ -59,7 +49,7 @@ MessageRegistry::toJson(const std::unique_ptr<Message>& message) const {
   const Message& content = *message;
   const std::type_info& type = typeid(content);
 
-  const Entry entry = find(mutex_, byType_, type);
+  const Entry entry = find([&](const Entry& each) { return each->type == type; });
   if (!entry) {
     throw UnknownMessageType("Unknown message type: " + boost::core::demangle(type.name()));
   }
@@ -69,7 +59,7 @@ MessageRegistry::toJson(const std::unique_ptr<Message>& message) const {
 std::unique_ptr<Message>
 MessageRegistry::fromJson(const std::string& name,
                           Poco::SharedPtr<Poco::JSON::Object> object) const {
-  const Entry entry = find(mutex_, byName_, name);
+  const Entry entry = find([&](const Entry& each) { return each->name == name; });
   if (!entry) {
     throw UnknownMessageType("Unknown message type: " + name);
   }
@@ -79,9 +69,8 @@ MessageRegistry::fromJson(const std::string& name,
 std::vector<std::string> MessageRegistry::names() const {
   const std::shared_lock lock(mutex_);
   std::vector<std::string> result;
-  result.reserve(byName_.size());
-  for (const auto& named : byName_) {
-    result.push_back(named.first);
+  for (const Entry& entry : entries_) {
+    result.push_back(entry->name);
   }
   return result;
 }

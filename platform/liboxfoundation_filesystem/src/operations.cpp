@@ -10,10 +10,12 @@
 #include <cstdio>
 #include <cstdlib>
 #include <fcntl.h>
+#include <filesystem>
 #include <limits>
 #include <memory>
 #include <string>
 #include <sys/stat.h>
+#include <system_error>
 #include <unistd.h>
 #include <utility>
 
@@ -143,6 +145,22 @@ upath absolute(upath path, const std::u16string& base) {
     detail::concatenate_pathname(result, path, true);
   }
   return upath(std::move(result));
+}
+
+void create_directory(const std::u16string& path) {
+  constexpr mode_t all = 0777; // the umask removes some
+  detail::require(::mkdir(detail::utf16_to_native(path).c_str(), all) == 0, path);
+}
+
+void create_directories(const std::u16string& path) {
+  std::error_code error;
+  std::filesystem::create_directories(detail::utf16_to_native(path), error);
+  if (error == std::errc::not_a_directory && exists(path)) {
+    detail::throw_errno(EEXIST, path);
+  }
+  if (error) {
+    detail::throw_errno(error.value(), path);
+  }
 }
 
 void rename(const std::u16string& from, const std::u16string& to,

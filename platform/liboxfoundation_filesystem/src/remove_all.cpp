@@ -20,9 +20,9 @@ using detail::stat_buffer;
 using detail::throw_errno;
 
 constexpr std::size_t MAX_OPEN_DIRECTORIES = 32;
-constexpr int MAX_SCANS = 100; // of one directory that other processes keep filling
+constexpr int MAX_SCANS = 100; // of one directory, which other processes may keep filling
 
-/// A directory that is being emptied. The stream is closed while too many others are open.
+/// A directory that is being emptied.
 struct directory {
   std::string name; // in its parent
   stat_buffer status{};
@@ -63,8 +63,10 @@ public:
 
   void run() {
     while (!directories_.empty()) {
-      if (const dirent* entry = next_entry(); entry != nullptr) {
+      if (const dirent* entry = detail::nextEntry(directories_.back().stream.get())) {
         discard(entry->d_name);
+      } else if (errno != 0) {
+        fail(errno);
       } else {
         leave();
       }
@@ -72,14 +74,6 @@ public:
   }
 
 private:
-  /// Returns null at the end of the innermost directory.
-  const dirent* next_entry() {
-    const dirent* const entry = detail::nextEntry(directories_.back().stream.get());
-    if (entry == nullptr && errno != 0) {
-      fail(errno);
-    }
-    return entry;
-  }
 
   /// Removes an entry of the innermost directory, or enters it. If the entry vanishes or changes
   /// its kind meanwhile, leaves it to the next scan.

@@ -2,7 +2,6 @@
 
 #include <connector/json/JsonSerializer.h>
 
-#include <map>
 #include <memory>
 #include <shared_mutex>
 #include <stdexcept>
@@ -42,11 +41,12 @@ public:
   [[nodiscard]] std::unique_ptr<Message> fromJson(const std::string& name,
                                                   Poco::SharedPtr<Poco::JSON::Object> object) const;
 
-  /// Returns the registered type names, sorted.
+  /// Returns the registered type names in the order of their registration.
   [[nodiscard]] std::vector<std::string> names() const;
 
 private:
   struct Converters {
+    std::string name;
     std::type_index type;
     ToJson toJson;
     FromJson fromJson;
@@ -54,9 +54,12 @@ private:
 
   using Entry = std::shared_ptr<const Converters>;
 
+  /// Returns null if the predicate holds for no entry.
+  template <typename Predicate>
+  [[nodiscard]] Entry find(const Predicate& predicate) const;
+
   mutable std::shared_mutex mutex_;
-  std::map<std::string, Entry> byName_;
-  std::map<std::type_index, Entry> byType_;
+  std::vector<Entry> entries_;
 };
 
 } // namespace connector::json
