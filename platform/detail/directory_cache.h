@@ -13,15 +13,15 @@ struct iterated_directory {
   DirectoryStream entries;
 };
 
-/// Sets the directory that the calling thread iterates over, until the object is destroyed or the
-/// thread iterates over another directory. Ignores a relative path.
+/// Sets the directory that the calling thread iterates over, until the directory is destroyed or
+/// the thread iterates over another one. Ignores a directory with a relative path.
 void iterate_over(const std::shared_ptr<const iterated_directory>& directory);
 
 /// The first two arguments of a system call such as `fstatat`.
 struct lookup {
   int directory;
   std::string name;
-  std::shared_ptr<const iterated_directory> keeps_open = nullptr;
+  std::shared_ptr<const iterated_directory> opened = nullptr; ///< keeps `directory` open
 };
 
 /// Returns the arguments for a path. An entry of the directory that the calling thread iterates

@@ -22,7 +22,7 @@ using namespace connector::posix;
 /// Throws the exception of the FsysExceptionBase family for an errno.
 [[noreturn]] void throw_errno(int code, const std::u16string& path);
 
-/// Throws for errno unless a system call succeeded.
+/// Throws the exception for errno unless a system call succeeded.
 inline void require(bool succeeded, const std::u16string& path) {
   if (!succeeded) {
     throw_errno(errno, path);

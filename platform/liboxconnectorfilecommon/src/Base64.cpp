@@ -140,12 +140,9 @@ __attribute__((target("ssse3"))) std::size_t decodeSsse3(const char* in, std::si
   return group;
 }
 
-Converter pick(Converter fast, Converter scalar) noexcept {
-  return static_cast<bool>(__builtin_cpu_supports("ssse3")) ? fast : scalar;
-}
-
-const Converter FAST_ENCODE = pick(encodeSsse3, encodeScalar);
-const Converter FAST_DECODE = pick(decodeSsse3, decodeScalar);
+const bool HAS_SSSE3 = static_cast<bool>(__builtin_cpu_supports("ssse3"));
+const Converter FAST_ENCODE = HAS_SSSE3 ? encodeSsse3 : encodeScalar;
+const Converter FAST_DECODE = HAS_SSSE3 ? decodeSsse3 : decodeScalar;
 
 #else
 
@@ -163,24 +160,6 @@ void encode(const char* in, std::size_t groups, char* out) {
 bool decode(const char* in, std::size_t groups, char* out) {
   const std::size_t done = FAST_DECODE(in, groups, out);
   return decodeScalar(in + 4 * done, groups - done, out + 3 * done) == groups - done;
-}
-
-/// Decodes the last group, which may be padded. Returns nullopt if it is invalid.
-std::optional<std::string> decodeLast(std::string_view group) {
-  const std::size_t digits = std::min(group.find(PADDING), group.size());
-  if (digits < 2 || group.substr(digits) != std::string_view("==", group.size() - digits)) {
-    return std::nullopt;
-  }
-  std::array<char, 4> filled{'A', 'A', 'A', 'A'}; // the value of 'A' is 0
-  std::copy_n(group.begin(), digits, filled.begin());
-  std::string bytes(3, '\0');
-  if (!decode(filled.data(), 1, bytes.data()) ||
-      std::any_of(bytes.begin() + static_cast<std::ptrdiff_t>(digits) - 1, bytes.end(),
-                  [](char rest) { return rest != 0; })) {
-    return std::nullopt;
-  }
-  bytes.resize(digits - 1);
-  return bytes;
 }
 
 } // namespace
@@ -206,23 +185,27 @@ void appendBase64(std::string& text, std::string_view bytes) {
 }
 
 std::optional<DataBuffer> fromBase64(std::string_view text) {
-  if (text.empty()) {
-    return DataBuffer();
-  }
-  if (text.size() % 4 != 0) {
+  const std::size_t padding = text.size() - (text.find_last_not_of(PADDING) + 1);
+  if (text.size() % 4 != 0 || padding > 2) {
     return std::nullopt;
   }
-  const std::size_t whole = text.size() / 4 - 1;
-  const auto last = decodeLast(text.substr(4 * whole));
-  if (!last) {
-    return std::nullopt;
-  }
-  const std::size_t size = 3 * whole + last->size();
+  const std::size_t whole = (text.size() - padding) / 4;
+  const std::size_t size = text.size() / 4 * 3 - padding;
   DataBuffer::Memory memory = allocate(size);
   if (!decode(text.data(), whole, memory.get())) {
     return std::nullopt;
   }
-  std::copy(last->begin(), last->end(), memory.get() + 3 * whole);
+  if (padding > 0) {
+    std::string last(text.substr(4 * whole, 4 - padding));
+    last.append(padding, ALPHABET[0]); // whose value is 0
+    std::array<char, 3> bytes{};
+    auto* const end = bytes.end() - static_cast<std::ptrdiff_t>(padding);
+    if (!decode(last.data(), 1, bytes.data()) ||
+        std::any_of(end, bytes.end(), [](char rest) { return rest != 0; })) {
+      return std::nullopt;
+    }
+    std::copy(bytes.begin(), end, memory.get() + 3 * whole);
+  }
   return DataBuffer(std::move(memory), size);
 }
 

@@ -31,10 +31,7 @@ DataBuffer::DataBuffer(const DataBuffer& other)
     : DataBuffer(copyOf(viewOf(other))) {}
 
 DataBuffer& DataBuffer::operator=(const DataBuffer& other) {
-  if (this != &other) {
-    *this = DataBuffer(other);
-  }
-  return *this;
+  return *this = DataBuffer(other);
 }
 
 DataBuffer::DataBuffer(DataBuffer&& other) noexcept

@@ -74,7 +74,6 @@ public:
   }
 
 private:
-
   /// Removes an entry of the innermost directory, or enters it. If the entry vanishes or changes
   /// its kind meanwhile, leaves it to the next scan.
   void discard(const std::string& name) {
