@@ -1,9 +1,9 @@
 #!/usr/bin/env python3
-"""Each operation on files in a scratch directory, by each service in turn.
+"""Measures each operation on files in a scratch directory, with each service in turn.
 
-The times contain the service and the least work of any client: it writes requests that were prepared
-before, and reads the whole answers into memory. It decodes them afterwards. Python adds one or two
-microseconds for each answer: sftp-server needs several of them for most operations."""
+The client prepares its requests before the measurement and decodes the answers after it. The times
+therefore contain only the service, writing the requests and reading the answers. Python adds one or two
+microseconds for each answer; sftp-server gives several answers for most operations."""
 import argparse
 import base64
 import collections
@@ -20,7 +20,7 @@ import time
 
 SMALL, BIG = 4096, 19_999_999
 
-# The time of each of the others over ours is to be at least that in the last two columns.
+# The last two columns: the least ratio of the other service's time to ours that we want to reach.
 Operation = collections.namedtuple(
     "Operation", "name verb files size is_text sftp_target node_target", defaults=(True, 0, 0))
 OPERATIONS = [
@@ -37,7 +37,7 @@ OPERATIONS = [
     Operation("create 19,999,999 bytes, no text", "create", 1, BIG, False, 0.5, 3.5),
 ]
 
-# Only for our host: the quotient of the times per byte or entry, which is to be at most the target.
+# Only for our host: the time per byte or entry may grow by this factor at most.
 GROWTH_TARGET = 1.3
 GROWTHS = [
     ("list, from 100 to 100,000 entries",
@@ -53,7 +53,9 @@ def require(holds, complaint):
 
 
 class Task:
-    """An operation in a directory. `after` is where a job's file is afterwards, None if deleted."""
+    """An operation on files in a directory. A job is the path of a file before and after the operation;
+    the latter is None if the operation deletes the file. `expected` is the size, number of entries or
+    contents that the answers must show."""
 
     def __init__(self, operation, directory):
         self.verb, self.is_text, self.directory = operation.verb, operation.is_text, directory
@@ -94,7 +96,7 @@ def write_file(path, contents):
 
 
 class Service:
-    """A running service. A step is a request and the starts of the answers to wait for."""
+    """A running service. A step is a request and how each of its answers must start."""
 
     def __init__(self, name, *command):
         self.name = name
@@ -102,7 +104,7 @@ class Service:
         self.process, self.input, self.output = process, process.stdin.fileno(), process.stdout.fileno()
         self.buffer = bytearray(64 << 20)
         self.view = memoryview(self.buffer)
-        self.start = self.end = 0 # of the bytes in the buffer that belong to no answer yet
+        self.start = self.end = 0 # the received bytes that do not belong to an answer yet
         self.answers = []
 
     def stop(self):
@@ -111,7 +113,7 @@ class Service:
         self.process.wait()
 
     def time(self, steps):
-        """Seconds. The answers may refer to the buffer."""
+        """Executes the steps and returns the seconds. The answers refer to the buffer."""
         self.start = self.end = 0
         self.answers = []
         start = time.perf_counter()
@@ -123,13 +125,6 @@ class Service:
         return time.perf_counter() - start
 
     def receive(self):
-        if self.start == self.end: # a short cut for small answers, which come whole
-            answer = os.read(self.output, 65536)
-            require(answer, "has ended")
-            if self.is_whole(answer):
-                return answer
-            self.view[self.end:self.end + len(answer)] = answer
-            self.end += len(answer)
         while (stop := self.find_end()) is None:
             count = os.readv(self.output, [self.view[self.end:]])
             require(count, "has ended")
@@ -138,17 +133,17 @@ class Service:
         return self.view[start:stop]
 
     def check(self, task, steps):
-        """Requires that no answer is a refusal and that the last ones describe the right file."""
+        """Requires that every answer reports success and that the last ones describe the right file."""
         starts = [start for _, starts in steps for start in starts]
         answers = [self.without_header(bytes(answer)) for answer in self.answers]
         for answer, start in zip(answers, starts, strict=True):
-            require(answer.startswith(start), f"answers {answer[:500]} and not {start}...")
-        require(self.seen(task, answers) == task.expected,
+            require(answer.startswith(start), f"answers {answer[:500]} instead of {start}...")
+        require(self.result(task, answers) == task.expected,
                 "answers another size, or other entries or contents")
 
 
 class JsonService(Service):
-    """A service whose answers are our messages as JSON-RPC."""
+    """A service that exchanges our messages as JSON-RPC."""
 
     def __init__(self, name, *command, has_headers=False):
         super().__init__(name, *command)
@@ -173,12 +168,9 @@ class JsonService(Service):
                            "params": params}, separators=(",", ":")).encode()
         return b"Content-Length: %d\r\n\r\n%b" % (len(body), body) if self.has_headers else body + b"\n"
 
-    def is_whole(self, answer):
-        return not self.has_headers and answer.endswith(b"\n")
-
     def find_end(self):
-        if not self.has_headers:
-            return self.end if self.buffer[self.end - 1] == ord("\n") else None
+        if not self.has_headers: # one answer at a time, so a line break ends the buffer
+            return self.end if self.end > self.start and self.buffer[self.end - 1] == ord("\n") else None
         blank = self.buffer.find(b"\r\n\r\n", self.start, self.end)
         if blank < 0:
             return None
@@ -187,11 +179,12 @@ class JsonService(Service):
 
     @staticmethod
     def without_header(answer):
-        require(b'"messageFaults":[]' in answer, f"answers {answer[:500]}")
         return answer[answer.find(b"{"):]
 
     @staticmethod
-    def seen(task, answers):
+    def result(task, answers):
+        for answer in answers:
+            require(b'"messageFaults":[]' in answer, f"answers {answer[:500]}")
         result = json.loads(answers[-1])["result"]
         if task.verb == "list":
             return len(result["folderContents"])
@@ -202,17 +195,16 @@ class JsonService(Service):
         return decode(file["contents"])
 
 
-# SFTP, version 3. Types of requests and of answers:
+# SFTP, version 3. The types of requests and of answers:
 INIT, OPEN, CLOSE, READ, WRITE, FSTAT, FSETSTAT, OPENDIR, READDIR = 1, 3, 4, 5, 6, 8, 10, 11, 12
 REMOVE, STAT, RENAME, EXTENDED = 13, 17, 18, 200
 VERSION, STATUS, HANDLE, DATA, NAME, ATTRIBUTES = 2, 101, 102, 103, 104, 105
-# Flags of opening, and of the attributes that are present:
+# Flags for opening a file, flags for the attributes that a message contains, and statuses:
 TO_READ, TO_REWRITE, TO_CREATE = 1, 2 | 16, 2 | 8 | 32
 NONE, PERMISSIONS, TIMES, ALL = 0, 4, 8, 15
 END_OF_FILE, NO_SUCH_FILE = 1, 2
 
 PIECE, IN_FLIGHT, NAMES_PER_ANSWER = 32768, 64, 100
-
 
 LENGTH = struct.Struct(">I")
 u32, u64 = LENGTH.pack, struct.Struct(">Q").pack
@@ -228,7 +220,7 @@ def joined(steps):
 
 
 def pipelined(steps):
-    """While the answers to one half of the requests in flight are received, the other is executed."""
+    """Sends the next half of the requests in flight before it waits for the answers to the last half."""
     halves = [joined(steps[at:at + IN_FLIGHT // 2]) for at in range(0, len(steps), IN_FLIGHT // 2)]
     nothing = (b"", [])
     for (request, _), (_, starts) in zip(halves + [nothing], [nothing] + halves):
@@ -236,17 +228,17 @@ def pipelined(steps):
 
 
 class SftpService(Service):
-    """sftp-server as OpenSSH's own client uses it: each request waits for the answer before, but the
-    pieces of a file's contents are on their way together. The server counts its handles from 0 and
-    uses the one that was closed last again, so the requests can be prepared."""
+    """sftp-server, used like OpenSSH's own client does: each request waits for the previous answer, but
+    the pieces of a file's contents are in flight together. The server numbers its handles from 0 and
+    reuses the one that was closed last, so requests can be prepared before a handle is known."""
 
     def __init__(self):
         super().__init__("sftp-server", "/usr/lib/openssh/sftp-server")
-        self.ids = itertools.count(3) # the first is the version
+        self.ids = itertools.count(3) # the first request has the protocol version in place of an id
         self.time([self.ask(INIT, answer=VERSION, start=b"")])
 
     def ask(self, kind, *fields, answer=STATUS, start=u32(0)):
-        """The step of one request, and how its answer starts: a status of 0 unless stated."""
+        """Returns the step of one request. The answer must be a status of 0 unless stated."""
         number = u32(next(self.ids))
         body = bytes([kind]) + number + b"".join(fields)
         return u32(len(body)) + body, [bytes([answer]) + number + start]
@@ -282,7 +274,7 @@ class SftpService(Service):
             yield self.ask(CLOSE, first)
         elif task.verb in ("create", "update"):
             if task.verb == "update":
-                yield self.describe(STAT, text(path)) # a missing file is to be refused
+                yield self.describe(STAT, text(path)) # fails if the file is missing
             yield self.open(path, TO_CREATE if task.verb == "create" else TO_REWRITE)
             yield from pipelined([self.ask(WRITE, first, at, text(piece)) for at, piece in pieces])
             yield self.ask(CLOSE, first)
@@ -303,9 +295,6 @@ class SftpService(Service):
         if task.verb in ("create", "update", "rename", "move"):
             yield self.describe(STAT, text(after))
 
-    def is_whole(self, answer):
-        return len(answer) > 4 and len(answer) == 4 + LENGTH.unpack_from(answer)[0]
-
     def find_end(self):
         if self.end < self.start + 4:
             return None
@@ -317,7 +306,7 @@ class SftpService(Service):
         return answer[LENGTH.size:]
 
     @staticmethod
-    def seen(task, answers):
+    def result(task, answers):
         if task.verb.startswith("open"):
             contents = b"".join(answer[9:] for answer in answers if answer[0] == DATA)
             return contents[-len(task.contents):]
@@ -328,12 +317,12 @@ class SftpService(Service):
 
 
 def median_times(tasks, directory, rounds):
-    """The median seconds per file of each service and operation, which take turns."""
+    """Measures pairs of a service and an operation in turn. Returns the median seconds per file of each."""
     runs = []
     for service, operation in tasks:
         task = Task(operation, directory)
         runs.append((service, task, service.steps(task), []))
-    for round_number in range(rounds + 1): # the first is to warm up
+    for round_number in range(rounds + 1): # the first round is not counted
         for service, task, steps, times in runs:
             task.prepare_disk()
             try:
@@ -386,17 +375,17 @@ def main():
     parser.add_argument("directory", help=argparse.SUPPRESS)
     parser.add_argument("--rounds", type=int, default=21)
     parser.add_argument("--any-core", action="store_true",
-                        help="let the client and the services run where the system puts them")
-    parser.add_argument("part", nargs="?", default="", help="a part of an operation's name")
+                        help="let the system choose the cores of client and services")
+    parser.add_argument("part", nargs="?", default="", help="only operations with this in their name")
     options = parser.parse_intermixed_args()
     gc.disable()
 
-    # Otherwise the kernel sometimes puts both on one core, where a round trip is several times
-    # cheaper: the times would depend on the placement and not on the service.
+    # Without this split, the kernel sometimes puts both on one core, where a round trip takes a
+    # fraction of the time. The times would then depend on the placement.
     client, *others = sorted(os.sched_getaffinity(0))
     is_split = others and not options.any_core
     if is_split:
-        os.sched_setaffinity(0, others)
+        os.sched_setaffinity(0, others) # the services inherit this
     services = [JsonService("connector-host", options.host), SftpService()]
     if options.node_service:
         services.append(JsonService("Node.js", "node", options.node_service, has_headers=True))

@@ -1,6 +1,6 @@
-// Operations within a process beside the fewest system calls, checks and copies that do the same,
-// alternately in one run, so that the ratios hold on a shared machine. Files are made beneath
-// TMPDIR: a tmpfs shows the service rather than the disk.
+// Compares operations of the library with the bare work: the fewest system calls, checks and copies
+// that do the same. Both alternate, so that other programs slow down both. The files are in TMPDIR,
+// which should be a tmpfs: the time of a disk would hide that of the library.
 
 #include "tests/support/FileContents.h"
 #include "tests/support/TemporaryDirectory.h"
@@ -43,7 +43,7 @@ void require(bool done, const char* action) {
   }
 }
 
-/// In seconds.
+/// Returns the mean seconds of one execution.
 template <typename Work>
 double timeOf(const Work& work, int times) {
   const auto start = std::chrono::steady_clock::now();
@@ -59,7 +59,7 @@ double median(std::vector<double> values) {
   return *middle;
 }
 
-/// Executes both `times` times in each round and prints the medians' ratio.
+/// Executes both `times` times in each round. Prints our median and its ratio to the bare one.
 template <typename Ours, typename Bare>
 void compare(const char* name, int times, const Ours& ours, const Bare& bare) {
   constexpr int rounds = 21;
@@ -73,14 +73,14 @@ void compare(const char* name, int times, const Ours& ours, const Bare& bare) {
               median(oursTimes) / median(bareTimes));
 }
 
-/// Makes the two access checks of a description.
+/// The two access checks that describing a file needs.
 void describeBare(const char* path, int directory = AT_FDCWD) {
   for (const int mode : {F_OK, W_OK}) {
     require(::faccessat(directory, path, mode, AT_EACCESS) == 0, "faccessat");
   }
 }
 
-/// Reads the contents into new memory; the end of the file gives the size.
+/// Reads the contents into new memory, after seeking to the end for the size.
 void readBare(const char* path, std::size_t size) {
   const int file = ::open(path, O_RDONLY | O_CLOEXEC);
   require(file >= 0 && ::lseek(file, 0, SEEK_END) == static_cast<off_t>(size), "open");
@@ -94,7 +94,7 @@ void readBare(const char* path, std::size_t size) {
   ::close(file);
 }
 
-/// Makes the checks before reading, reads, and describes the file.
+/// Checks the file, reads it and describes it.
 void openBare(const char* path, std::size_t size) {
   struct stat st {};
 
@@ -106,8 +106,8 @@ void openBare(const char* path, std::size_t size) {
   describeBare(path);
 }
 
-/// Describes each entry with a status, an existence test and an access test: in the open directory,
-/// as we do, or by its path.
+/// Describes each entry: its status, existence and access. Looks it up by its path, or in the open
+/// directory, as the library does.
 void listBare(const std::string& directory, bool byPath) {
   struct stat st {};
 
@@ -163,8 +163,8 @@ void compareLists(const std::filesystem::path& directory) {
   }
 }
 
-/// The response that carries a file, both ways. Beside it: one validation of text, one copy into
-/// the JSON and one out of it.
+/// Converts a response with a file's contents to JSON and back. The bare work is one validation of
+/// UTF-8, one copy into the JSON and one out of it.
 void compareConversion(bool isText) {
   std::string contents(BIG, 'x');
   for (std::size_t at = 63; at < contents.size(); at += 64) {

@@ -1,4 +1,4 @@
-// Handles the messages of bench/compare in Node.js in the usual way: with asynchronous calls, and
+// Serves the requests of bench/compare as a usual Node.js program does: with asynchronous calls, and
 // with independent calls at the same time.
 
 const { isUtf8 } = require("node:buffer");
@@ -8,30 +8,20 @@ const rpc = require("vscode-jsonrpc/node");
 
 const LISTED_TOGETHER = 64;
 
-const canWrite = (location) =>
-  fs.access(location, constants.W_OK).then(() => true, () => false);
+const MISSING = { isDirectory: () => false, mtimeMs: 0, size: 0 };
+
+const isAccessible = (location, mode) => fs.access(location, mode).then(() => true, () => false);
+
+const canWrite = (location) => isAccessible(location, constants.W_OK);
 
 const info = (location, stats, writable) => ({
-  canWrite: writable, deleted: false, isDirectory: stats.isDirectory(), isShared: false, location,
+  canWrite: writable, deleted: stats === MISSING, isDirectory: stats.isDirectory(), isShared: false, location,
   modified: Math.floor(stats.mtimeMs / 1000), name: path.basename(location), size: stats.size,
 });
 
 async function describe(location) {
   return info(location, ...await Promise.all([fs.stat(location), canWrite(location)]));
 }
-
-function describeMissing(location) {
-  return {
-    canWrite: false, deleted: true, isDirectory: false, isShared: false, location, modified: 0,
-    name: path.basename(location), size: 0,
-  };
-}
-
-function refuse(code, location) {
-  throw Object.assign(new Error(location), { code });
-}
-
-const exists = (location) => fs.access(location).then(() => true, () => false);
 
 const bytesOf = ({ contents = "", encoding = "utf-8" }) =>
   encoding === "base64" ? Buffer.from(contents, "base64") : contents;
@@ -42,7 +32,7 @@ async function write(file, flag) {
 }
 
 const operations = {
-  // Faster than fs.readFile, which also determines the size and reads in pieces.
+  // Faster than fs.readFile, which determines the size again and reads in pieces.
   async OpenFile({ path: location }) {
     const handle = await fs.open(location);
     try {
@@ -73,8 +63,8 @@ const operations = {
   UpdateFile: ({ file }) => write(file, constants.O_WRONLY | constants.O_TRUNC),
 
   async RenameFile({ originalFileInfo, newFileInfo }) {
-    if (await exists(newFileInfo)) {
-      refuse("EEXIST", newFileInfo);
+    if (await isAccessible(newFileInfo, constants.F_OK)) {
+      throw Object.assign(new Error(newFileInfo), { code: "EEXIST" });
     }
     await fs.rename(originalFileInfo, newFileInfo);
     return { newFileInfo: await describe(newFileInfo) };
@@ -92,7 +82,7 @@ const operations = {
   async DeleteFile({ path: location }) {
     const stats = await fs.lstat(location);
     await (stats.isDirectory() ? fs.rm(location, { recursive: true }) : fs.unlink(location));
-    return { fileInfo: describeMissing(location) };
+    return { fileInfo: info(location, MISSING, false) };
   },
 };
 
