@@ -93,7 +93,7 @@ int Attributes::applyTo(int descriptor) const {
   if (code == 0) {
     code = applyAcl(descriptor, kept);
   }
-  return code == 0 ? applyMode(descriptor, kept) : code;
+  return code == 0 ? applyModeAndTime(descriptor, kept) : code;
 }
 
 int Attributes::applyOwner(int descriptor, Kept& kept) const {
@@ -122,11 +122,11 @@ int Attributes::applyAcl(int descriptor, Kept& kept) const {
     });
   }
   kept.acl = !acl.empty() && ::fsetxattr(descriptor, ACCESS_ACL, acl.data(), acl.size(), 0) == 0;
-  const bool hasInherited = !kept.acl && sizeOfAcl(descriptor) != 0;
-  return hasInherited && ::fremovexattr(descriptor, ACCESS_ACL) != 0 ? errno : 0;
+  const bool mayHaveInherited = !kept.acl && sizeOfAcl(descriptor) != 0;
+  return mayHaveInherited && ::fremovexattr(descriptor, ACCESS_ACL) != 0 ? errno : 0;
 }
 
-int Attributes::applyMode(int descriptor, const Kept& kept) const {
+int Attributes::applyModeAndTime(int descriptor, const Kept& kept) const {
   const mode_t shared = sharedRights();
   mode_t mode = status_.st_mode & ALL_BITS;
   if (!kept.owner) {

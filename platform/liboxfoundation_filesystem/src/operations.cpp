@@ -104,7 +104,7 @@ file_status status(const std::u16string& path) {
 }
 
 bool exists(const std::u16string& path) {
-  // Listing 10,000 entries takes 4 % longer with `stat`.
+  // Listing 3,000 entries takes 4 % longer with `stat`.
   const auto lookup = detail::lookup_for(path);
   if (::faccessat(lookup.directory, lookup.name.c_str(), F_OK, AT_EACCESS) == 0) {
     return true;

@@ -41,7 +41,7 @@ private:
 
   [[nodiscard]] int applyOwner(int descriptor, Kept& kept) const;
   [[nodiscard]] int applyAcl(int descriptor, Kept& kept) const;
-  [[nodiscard]] int applyMode(int descriptor, const Kept& kept) const;
+  [[nodiscard]] int applyModeAndTime(int descriptor, const Kept& kept) const;
 
   /// The rights that the original granted to all users except its owner, as the lowest three
   /// permission bits.

@@ -14,11 +14,11 @@ struct DirectoryCloser {
 
 using DirectoryStream = std::unique_ptr<DIR, DirectoryCloser>;
 
-/// Takes ownership of the descriptor on success. Otherwise returns null, with errno set.
-inline DirectoryStream toDirectoryStream(Descriptor& opened) {
-  DirectoryStream stream(opened.isOpen() ? ::fdopendir(opened.get()) : nullptr);
+/// Takes ownership on success. Otherwise returns null, with the errno of fdopendir or of the open.
+inline DirectoryStream toDirectoryStream(Descriptor& descriptor) {
+  DirectoryStream stream(descriptor.isOpen() ? ::fdopendir(descriptor.get()) : nullptr);
   if (stream != nullptr) {
-    static_cast<void>(opened.release());
+    static_cast<void>(descriptor.release());
   }
   return stream;
 }
