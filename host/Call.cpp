@@ -1,24 +1,28 @@
 #include "Commands.h"
 #include "Descriptors.h"
+#include "Diagnostics.h"
 #include "Json.h"
 #include "JsonValues.h"
 #include "JsonWriter.h"
 #include "Schema.h"
-#include "Suggestion.h"
-#include "Terminal.h"
 
 #include <Poco/Ascii.h>
 #include <Poco/Base64Decoder.h>
 #include <Poco/Dynamic/Var.h>
+#include <Poco/Environment.h>
 #include <Poco/JSON/Object.h>
 #include <Poco/String.h>
 
 #include <algorithm>
-#include <fstream>
+#include <chrono>
+#include <fcntl.h>
+#include <future>
 #include <iomanip>
+#include <iostream>
 #include <iterator>
 #include <sstream>
 #include <string>
+#include <system_error>
 #include <unistd.h>
 #include <utility>
 #include <vector>
@@ -35,15 +39,14 @@ std::string fullType(const std::string& type) {
   return type.find('/') == std::string::npos ? "connector/v1/" + type : type;
 }
 
-/// Calls `read(buffer, size)` until it returns 0. Throws a UsageError beyond `limit` bytes.
-template <typename Read>
-std::string readAll(const Read& read, std::size_t limit) {
+/// Throws a UsageError beyond `limit` bytes.
+std::string readAll(Input& input, std::size_t limit) {
   constexpr std::size_t chunk = 64UL * 1024;
   std::string text;
   for (std::size_t count = 1; count > 0 && text.size() <= limit;) {
     const auto kept = text.size();
     text.resize(kept + chunk);
-    count = read(&text[kept], chunk);
+    count = input.read(&text[kept], chunk);
     text.resize(kept + count);
   }
   if (text.size() > limit) {
@@ -52,18 +55,16 @@ std::string readAll(const Read& read, std::size_t limit) {
   return text;
 }
 
-std::string readFile(const std::string& path, std::size_t limit) {
-  std::ifstream file(path, std::ios::binary);
-  auto bytes = readAll(
-      [&](char* buffer, std::size_t size) {
-        file.read(buffer, static_cast<std::streamsize>(size));
-        return static_cast<std::size_t>(file.gcount());
-      },
-      limit);
-  if (!file.is_open() || file.bad()) {
-    throw UsageError("Cannot read " + path);
+/// Reads a file as standard input, which a signal ends, because a FIFO may never have a writer.
+std::string readFile(const std::string& path, std::size_t limit, Input& standardInput) {
+  try {
+    const auto file =
+        posix::Descriptor(posix::check(open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC), ""));
+    posix::check(dup2(file.get(), STDIN_FILENO), "");
+    return readAll(standardInput, limit);
+  } catch (const std::system_error& e) {
+    throw UsageError("Cannot read " + path + ": " + e.code().message());
   }
-  return bytes;
 }
 
 Object::Ptr parseMessage(const std::string& text) {
@@ -89,7 +90,7 @@ const RequestKey* findKey(const Keys& keys, const std::string& name) {
   return found == keys.end() ? nullptr : &*found;
 }
 
-Var parseValue(const RequestKey& key, const std::string& text, std::size_t limit) {
+Var parseValue(const RequestKey& key, const std::string& text, std::size_t limit, Input& input) {
   if (key.type == "object") {
     throw UsageError(key.name + " is an object; give its keys, such as " + key.name + ".location");
   }
@@ -101,10 +102,10 @@ Var parseValue(const RequestKey& key, const std::string& text, std::size_t limit
   }
   // Any bytes are allowed, even if not UTF-8, because the message is never written as JSON.
   const bool isFile = key.name == "file.contents" && text[0] == '@';
-  return isFile ? readFile(text.substr(1), limit) : text;
+  return isFile ? readFile(text.substr(1), limit, input) : text;
 }
 
-Object::Ptr assembleMessage(const Options& options, const Keys& keys) {
+Object::Ptr assembleMessage(const Options& options, const Keys& keys, Input& input) {
   auto message = Poco::makeShared<Object>();
   for (const auto& argument : options.arguments) {
     if (!isAssignment(argument)) {
@@ -114,7 +115,7 @@ Object::Ptr assembleMessage(const Options& options, const Keys& keys) {
     const auto name = argument.substr(0, equals);
     const auto value = argument.substr(equals + 1);
     if (const auto* key = findKey(keys, name)) {
-      setKey(*message, key->name, parseValue(*key, value, options.maxMessage));
+      setKey(*message, key->name, parseValue(*key, value, options.maxMessage, input));
     } else {
       setKey(*message, name, value);
     }
@@ -125,11 +126,11 @@ Object::Ptr assembleMessage(const Options& options, const Keys& keys) {
 Object::Ptr readMessage(const Options& options, const Keys& keys, Input& input) {
   const auto& arguments = options.arguments;
   if (arguments.size() != 1 || isAssignment(arguments.front())) {
-    return assembleMessage(options, keys);
+    auto message = assembleMessage(options, keys, input);
+    return input.stopped() ? nullptr : message;
   }
-  const auto fromInput = [&](char* buffer, std::size_t size) { return input.read(buffer, size); };
   const auto& argument = arguments.front();
-  const auto text = argument == "-" ? readAll(fromInput, options.maxMessage) : argument;
+  const auto text = argument == "-" ? readAll(input, options.maxMessage) : argument;
   if (text.size() > options.maxMessage) {
     throw UsageError("The message is too long");
   }
@@ -153,10 +154,41 @@ void warnOfUnknownKeys(const std::string& type, const Object& message, const Key
   }
 }
 
+/// Shows "connector-host: TYPE ... N s" on a terminal while a request takes longer than a second.
 Object::Ptr executeWithProgress(const Api& api, const std::string& type,
                                 const Object::Ptr& request) {
-  const Progress progress(STDERR_FILENO, type);
-  return api.execute(fullType(type), request);
+  // Only the display needs a second thread. Without one, the request is executed by `get`.
+  const auto ways = isatty(STDERR_FILENO) != 0 ? std::launch::async | std::launch::deferred
+                                               : std::launch::deferred;
+  auto response = std::async(ways, [&] { return api.execute(fullType(type), request); });
+  std::string line;
+  for (int seconds = 1; response.wait_for(std::chrono::seconds(1)) == std::future_status::timeout;
+       ++seconds) {
+    line = "connector-host: " + type + " ... " + std::to_string(seconds) + " s";
+    std::cerr << '\r' << line;
+  }
+  if (!line.empty()) {
+    std::cerr << '\r' << std::string(line.size(), ' ') << '\r';
+  }
+  return response.get();
+}
+
+/// Whether standard output is a terminal with colours, and NO_COLOR is not set.
+bool showsColor() {
+  return isatty(STDOUT_FILENO) != 0 && Poco::Environment::get("NO_COLOR", "").empty() &&
+         Poco::Environment::get("TERM", "dumb") != "dumb";
+}
+
+/// Colours the faults in a response that `writePrettyJson` has written.
+std::string withColoredFaults(std::string response) {
+  const std::string closing = "\n  ]"; // a line break inside a text is escaped
+  const auto begin = response.find("\n  \"messageFaults\"");
+  const auto end = response.find(closing, begin);
+  if (end != std::string::npos) {
+    response.insert(end + closing.size(), "\x1B[0m");
+    response.insert(begin + 1, "\x1B[31m");
+  }
+  return response;
 }
 
 std::string contentsOf(const Object& response) {
@@ -212,7 +244,7 @@ ExitStatus call(const Options& options, const Api& api, const Object::Ptr& reque
   const auto fault = faultIn(*response);
   if (!options.contents) {
     auto json = forTerminal(STDOUT_FILENO, writePrettyJson(*response));
-    if (fault && showsColor(STDOUT_FILENO)) {
+    if (fault && showsColor()) {
       json = withColoredFaults(std::move(json));
     }
     print(json + '\n');

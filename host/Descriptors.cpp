@@ -69,7 +69,7 @@ bool DescriptorInput::awaitInput() {
 }
 
 std::size_t DescriptorInput::read(char* buffer, std::size_t size) {
-  while (awaitInput()) {
+  while (!stopped() && awaitInput()) {
     const auto count = ::read(descriptor_, buffer, size);
     if (count >= 0) {
       return static_cast<std::size_t>(count);

@@ -1,8 +1,8 @@
 #include "FileApi.h"
 
+#include "Diagnostics.h"
 #include "Limits.h"
 #include "Schema.h"
-#include "Suggestion.h"
 
 #include <connector/file/v1/FileJsonSerialization.h>
 #include <connector/file/v1/FileServiceImpl.h>

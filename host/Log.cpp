@@ -1,7 +1,7 @@
 #include "Log.h"
 
+#include "Diagnostics.h"
 #include "JsonValues.h"
-#include "Terminal.h"
 
 #include <Poco/Channel.h>
 #include <Poco/Format.h>
@@ -26,7 +26,7 @@ public:
     const auto text = message.getText().substr(0, MAX_LINE);
     // One write per line, so that the lines of several threads do not mix.
     std::cerr.clear(); // of an earlier failure, for example of a full pipe
-    std::cerr << "connector-host: " + withEscapedControls(text, "") + '\n';
+    std::cerr << "connector-host: " + withEscapedControls(text) + '\n';
   }
 };
 

@@ -1,9 +1,8 @@
 #include "Mcp.h"
 
+#include "Diagnostics.h"
 #include "JsonValues.h"
 #include "JsonWriter.h"
-#include "Suggestion.h"
-#include "Terminal.h"
 
 #include <Poco/Ascii.h>
 #include <Poco/Dynamic/Var.h>

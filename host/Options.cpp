@@ -1,6 +1,6 @@
 #include "Options.h"
 
-#include "Suggestion.h"
+#include "Diagnostics.h"
 
 #include <array>
 #include <charconv>

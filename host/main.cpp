@@ -1,13 +1,13 @@
 #include "Commands.h"
 #include "Confinement.h"
 #include "Descriptors.h"
+#include "Diagnostics.h"
 #include "FileApi.h"
 #include "JsonWriter.h"
 #include "Log.h"
 #include "Mcp.h"
 #include "Options.h"
 #include "Schema.h"
-#include "Terminal.h"
 #include "Termination.h"
 
 #include <fl/filesystem/confinement.h>

@@ -1,4 +1,4 @@
-#include "host/Suggestion.h"
+#include "host/Diagnostics.h"
 #include "support/Machine.h"
 
 #include <gmock/gmock.h>
