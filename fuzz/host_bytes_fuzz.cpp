@@ -4,7 +4,6 @@
 #include "host/Framing.h"
 #include "host/Json.h"
 #include "host/JsonRpc.h"
-#include "host/JsonWriter.h"
 
 #include <connector/file/v1/FileJsonSerialization.h>
 

@@ -3,7 +3,6 @@
 #include "Diagnostics.h"
 #include "Json.h"
 #include "JsonValues.h"
-#include "JsonWriter.h"
 #include "Schema.h"
 
 #include <Poco/Ascii.h>

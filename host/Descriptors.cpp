@@ -91,7 +91,7 @@ void DescriptorInput::stop() {
   eventfd_write(wakeUp_.get(), 1);
 }
 
-void DescriptorOutput::drain(std::string_view bytes) {
+void DescriptorOutput::write(std::string_view bytes) {
   while (open_ && !bytes.empty()) {
     const auto count = ::write(descriptor_, bytes.data(), bytes.size());
     if (count >= 0) {

@@ -1,7 +1,6 @@
 #pragma once
 
-#include "Input.h"
-#include "Output.h"
+#include "Streams.h"
 
 #include <atomic>
 #include <cstddef>
@@ -43,7 +42,7 @@ private:
 class DescriptorOutput : public Output {
 public:
   explicit DescriptorOutput(int descriptor)
-      : Output(64UL * 1024)
+      : Output(64UL * 1024, [this](std::string_view bytes) { write(bytes); })
       , descriptor_(descriptor) {}
 
   /// Whether the reader was still there at the last write. May be called from any thread.
@@ -52,10 +51,9 @@ public:
   /// Discards all further bytes, after a reply was cut short.
   void close() { open_ = false; }
 
-protected:
-  void drain(std::string_view bytes) override;
-
 private:
+  void write(std::string_view bytes);
+
   int descriptor_;
   std::atomic<bool> open_ = true;
 };

@@ -1,7 +1,7 @@
 #pragma once
 
 #include "ByteQueue.h"
-#include "Input.h"
+#include "Streams.h"
 #include "Text.h"
 #include "TextScanner.h"
 

@@ -1,7 +1,9 @@
 #pragma once
 
+#include "Streams.h"
 #include "Text.h"
 
+#include <Poco/Dynamic/Var.h>
 #include <Poco/JSON/Object.h>
 
 #include <cstddef>
@@ -11,7 +13,7 @@
 #include <string>
 #include <string_view>
 
-/// Parses JSON into Poco's values; JsonWriter.h writes them.
+/// Parses JSON into Poco's values, and writes them as JSON.
 namespace connector::host {
 
 class JsonError : public std::runtime_error {
@@ -45,5 +47,18 @@ void forEachElement(const Text& text, std::string_view name,
 
 /// Whether a text is an array, provided that it is JSON.
 bool isArray(std::string_view text);
+
+/// Appends one line of UTF-8, with keys in Poco's order. Poco's stringifier is slower, because it
+/// copies strings byte by byte through a stream.
+void appendJson(Output& out, const Poco::Dynamic::Var& value);
+
+/// The text that appendJson appends.
+std::string writeJson(const Poco::Dynamic::Var& value);
+
+/// The number of bytes that appendJson appends.
+std::size_t jsonSize(const Poco::Dynamic::Var& value);
+
+/// An indented text for people.
+std::string writePrettyJson(const Poco::JSON::Object& object);
 
 } // namespace connector::host

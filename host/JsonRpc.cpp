@@ -1,7 +1,6 @@
 #include "JsonRpc.h"
 
 #include "Json.h"
-#include "JsonWriter.h"
 #include "Limits.h"
 #include "TextScanner.h"
 

@@ -1,7 +1,7 @@
 #pragma once
 
 #include "Framing.h"
-#include "Output.h"
+#include "Streams.h"
 #include "Text.h"
 
 #include <Poco/JSON/Object.h>

@@ -1,4 +1,4 @@
-#include "JsonWriter.h"
+#include "Json.h"
 
 #include <Poco/JSON/Array.h>
 #include <Poco/JSON/Object.h>
@@ -130,94 +130,46 @@ void append(Output& out, const Array::Ptr& array) {
   appendElements(out, "[]", *array, [&](const Var& element) { appendJson(out, element); });
 }
 
-struct Writer {
-  const std::type_info* type;
-  void (*write)(Output& out, const Var& value);
-};
-
+/// Returns false for another type.
 template <typename T>
-constexpr Writer writerFor() {
-  return {&typeid(T), [](Output& out, const Var& value) { append(out, value.extract<T>()); }};
+bool appendIf(Output& out, const Var& value) {
+  const bool isOfType = value.type() == typeid(T);
+  if (isOfType) {
+    append(out, value.extract<T>());
+  }
+  return isOfType;
 }
-
-constexpr std::array WRITERS{writerFor<bool>(),        writerFor<std::string>(),
-                             writerFor<Poco::Int64>(), writerFor<Poco::UInt64>(),
-                             writerFor<Object::Ptr>(), writerFor<Array::Ptr>()};
-
-/// Returns null for other types.
-const Writer* findWriter(const std::type_info& type) {
-  // Addresses first: type_info::operator== may compare names.
-  for (const auto& writer : WRITERS) {
-    if (writer.type == &type) {
-      return &writer;
-    }
-  }
-  for (const auto& writer : WRITERS) {
-    if (*writer.type == type) {
-      return &writer;
-    }
-  }
-  return nullptr;
-}
-
-class StringOutput : public Output {
-public:
-  StringOutput()
-      : Output(1024) {}
-
-  [[nodiscard]] std::string takeText() {
-    flush();
-    return std::move(text_);
-  }
-
-protected:
-  void drain(std::string_view bytes) override { text_ += bytes; }
-
-private:
-  std::string text_;
-};
-
-class CountingOutput : public Output {
-public:
-  CountingOutput()
-      : Output(1024) {}
-
-  [[nodiscard]] std::size_t count() {
-    flush();
-    return count_;
-  }
-
-protected:
-  void drain(std::string_view bytes) override { count_ += bytes.size(); }
-
-private:
-  std::size_t count_ = 0;
-};
 
 } // namespace
 
 void appendJson(Output& out, const Var& value) {
   if (value.isEmpty()) {
-    out.append("null");
-  } else if (const auto* writer = findWriter(value.type())) {
-    writer->write(out, value);
-  } else if (value.isNumeric()) {
+    return out.append("null");
+  }
+  const bool isAppended = appendIf<std::string>(out, value) || appendIf<bool>(out, value) ||
+                          appendIf<Poco::Int64>(out, value) || appendIf<Poco::UInt64>(out, value) ||
+                          appendIf<Object::Ptr>(out, value) || appendIf<Array::Ptr>(out, value);
+  if (!isAppended && value.isNumeric()) {
     out.append(value.toString());
-  } else {
+  } else if (!isAppended) {
     append(out, value.toString());
   }
 }
 
 std::string writeJson(const Var& value) {
-  StringOutput out;
+  std::string text;
+  Output out(1024, [&](std::string_view bytes) { text += bytes; });
   appendJson(out, value);
-  return out.takeText();
+  out.flush();
+  return text;
 }
 
 std::size_t jsonSize(const Var& value) {
-  CountingOutput out;
+  std::size_t size = 0;
+  Output out(1024, [&](std::string_view bytes) { size += bytes.size(); });
   appendJson(out, value);
-  return out.count();
+  out.flush();
+  return size;
 }
 
 std::string writePrettyJson(const Object& object) {

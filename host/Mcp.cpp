@@ -1,8 +1,8 @@
 #include "Mcp.h"
 
 #include "Diagnostics.h"
+#include "Json.h"
 #include "JsonValues.h"
-#include "JsonWriter.h"
 
 #include <Poco/Ascii.h>
 #include <Poco/Dynamic/Var.h>

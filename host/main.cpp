@@ -3,7 +3,7 @@
 #include "Descriptors.h"
 #include "Diagnostics.h"
 #include "FileApi.h"
-#include "JsonWriter.h"
+#include "Json.h"
 #include "Log.h"
 #include "Mcp.h"
 #include "Options.h"

@@ -2,15 +2,36 @@
 
 #include <cstddef>
 #include <cstring>
+#include <functional>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 namespace connector::host {
 
+/// A source of bytes.
+class Input {
+public:
+  Input() = default;
+  virtual ~Input() = default;
+  Input(const Input&) = delete;
+  Input& operator=(const Input&) = delete;
+
+  /// Waits for bytes and returns their number, which is 0 at the end of the input.
+  virtual std::size_t read(char* buffer, std::size_t size) = 0;
+
+  /// Whether no further request may be begun. The input ends then.
+  [[nodiscard]] virtual bool stopped() const = 0;
+};
+
 /// A destination of bytes. It buffers them, so that many small pieces become few large ones.
 class Output {
 public:
-  virtual ~Output() = default;
+  /// `drain` writes bytes, which are not kept.
+  Output(std::size_t bufferSize, std::function<void(std::string_view)> drain)
+      : buffer_(bufferSize)
+      , drain_(std::move(drain)) {}
+
   Output(const Output&) = delete;
   Output& operator=(const Output&) = delete;
 
@@ -19,7 +40,7 @@ public:
       flush();
     }
     if (bytes.size() > buffer_.size()) {
-      drain(bytes);
+      drain_(bytes);
       return;
     }
     std::memcpy(buffer_.data() + size_, bytes.data(), bytes.size());
@@ -30,20 +51,14 @@ public:
 
   /// Writes out all buffered bytes.
   void flush() {
-    drain({buffer_.data(), size_});
+    drain_({buffer_.data(), size_});
     size_ = 0;
   }
-
-protected:
-  explicit Output(std::size_t bufferSize)
-      : buffer_(bufferSize) {}
-
-  /// Writes `bytes`, which are not kept.
-  virtual void drain(std::string_view bytes) = 0;
 
 private:
   std::vector<char> buffer_; // on the heap, so that running out of memory throws
   std::size_t size_ = 0;
+  std::function<void(std::string_view)> drain_;
 };
 
 } // namespace connector::host
