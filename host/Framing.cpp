@@ -5,7 +5,6 @@
 #include <algorithm>
 #include <charconv>
 #include <new>
-#include <utility>
 
 namespace connector::host {
 
@@ -13,35 +12,28 @@ namespace {
 
 constexpr std::size_t CHUNK = 64UL * 1024;
 constexpr std::size_t HEADER_LIMIT = 8UL * 1024;
-constexpr std::string_view WHITE_SPACE = " \t\r\n";
-const std::string CONTENT_LENGTH = "content-length";
 
-std::string_view trimmed(std::string_view text) {
-  const auto begin = text.find_first_not_of(WHITE_SPACE);
-  if (begin == std::string_view::npos) {
-    return {};
-  }
-  return text.substr(begin, text.find_last_not_of(WHITE_SPACE) - begin + 1);
+bool isBlank(std::string_view line) {
+  return line.find_first_not_of(" \t\r") == std::string_view::npos;
 }
 
-std::optional<std::size_t> parseLength(std::string_view text) {
-  std::size_t value = 0;
-  const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
-  if (error != std::errc() || end != text.data() + text.size()) {
+/// The value of a Content-Length header. Returns nullopt if it is invalid or for another header.
+std::optional<std::size_t> lengthIn(const std::string& header) {
+  const auto colon = header.rfind(':');
+  if (colon == std::string::npos) {
     return std::nullopt;
   }
-  return value;
+  const auto name = Poco::toLower(Poco::trim(header.substr(0, colon)));
+  const auto value = Poco::trim(header.substr(colon + 1));
+  std::size_t length = 0;
+  const char* const end = value.data() + value.size();
+  const auto [stop, error] = std::from_chars(value.data(), end, length);
+  // After headers without a length, the next header may follow a text on the same line.
+  const bool isLength = Poco::endsWith(name, std::string("content-length"));
+  return isLength && error == std::errc() && stop == end ? std::optional(length) : std::nullopt;
 }
 
 } // namespace
-
-std::string frameHead(Framing framing, std::size_t size) {
-  return framing == Framing::lines ? "" : "Content-Length: " + std::to_string(size) + "\r\n\r\n";
-}
-
-std::string_view frameTail(Framing framing) {
-  return framing == Framing::lines ? "\n" : "";
-}
 
 std::optional<Incoming> FrameReader::next() {
   if (!framing_) {
@@ -70,7 +62,7 @@ std::optional<Incoming> FrameReader::nextLine() {
     if (line->error) {
       return *line->error;
     }
-    if (!trimmed(line->text).empty()) {
+    if (!isBlank(line->text)) {
       return Text(line->text, true);
     }
   }
@@ -139,39 +131,23 @@ std::optional<Incoming> FrameReader::nextBody() {
   std::optional<std::size_t> length;
   bool begun = false;
   while (const auto line = readLine(HEADER_LIMIT)) {
-    if (!trimmed(line->text).empty()) {
+    if (!isBlank(line->text)) {
       begun = true;
-      if (const auto found = lengthIn(line->text)) {
-        length = found;
-      }
-      continue;
-    }
-    if (length) {
+      const auto found = lengthIn(std::string(line->text));
+      length = found ? found : length;
+    } else if (length) {
       return readBody(*length);
-    }
-    if (begun && !std::exchange(lost_, true)) {
+    } else if (begun) {
       return Unreadable{Reason::noLength, {}};
     }
   }
-  if (!begun || lost_ || input_.stopped()) {
+  if (!begun || input_.stopped()) {
     return std::nullopt;
   }
   return Unreadable{Reason::cutShort, {}};
 }
 
-std::optional<std::size_t> FrameReader::lengthIn(std::string_view header) const {
-  const auto colon = header.rfind(':');
-  if (colon == std::string_view::npos) {
-    return std::nullopt;
-  }
-  const auto name = Poco::toLower(std::string(trimmed(header.substr(0, colon))));
-  // A skipped text may lack a line break, so that the header follows on the same line.
-  const bool named = lost_ ? Poco::endsWith(name, CONTENT_LENGTH) : name == CONTENT_LENGTH;
-  return named ? parseLength(trimmed(header.substr(colon + 1))) : std::nullopt;
-}
-
 std::optional<Incoming> FrameReader::readBody(std::size_t length) {
-  lost_ = false;
   if (length > limit_) {
     return skipBody(length, Reason::tooLong);
   }

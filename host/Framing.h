@@ -34,10 +34,6 @@ struct Unreadable {
 
 using Incoming = std::variant<Text, Unreadable>;
 
-/// The bytes before and after a text of `size` bytes.
-std::string frameHead(Framing framing, std::size_t size);
-std::string_view frameTail(Framing framing);
-
 /// Reads one text after another from an Input. The first byte, after any white space and byte order
 /// mark, selects the framing of the whole stream: `C` or `c` begins headers, any other byte begins
 /// a line.
@@ -50,8 +46,7 @@ public:
 
   /// Returns nullopt at the end of the input. If the input was stopped, a partial text is dropped.
   /// A text is valid until the next call. Blank lines are skipped; the last line needs no line
-  /// break. Headers without a length are reported once. Then all bytes are skipped up to the next
-  /// Content-Length. Throws std::bad_alloc if there is no memory even to skip a text.
+  /// break. Throws std::bad_alloc if there is no memory even to skip a text.
   std::optional<Incoming> next();
 
   /// Meaningful once `next` has returned a value.
@@ -74,7 +69,6 @@ private:
   Line takeLine(std::size_t size);
 
   std::optional<Incoming> nextBody();
-  [[nodiscard]] std::optional<std::size_t> lengthIn(std::string_view header) const;
   std::optional<Incoming> readBody(std::size_t length);
   Unreadable skipBody(std::size_t length, Reason reason);
 
@@ -85,7 +79,6 @@ private:
   Input& input_;
   std::size_t limit_;
   std::optional<Framing> framing_;
-  bool lost_ = false; ///< between headers without a length and the next Content-Length
   ByteQueue pending_;
 };
 

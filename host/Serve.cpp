@@ -98,13 +98,13 @@ private:
     if (!reply) {
       return;
     }
-    const auto framing = reader_.framing();
-    const auto head = framing == Framing::lines ? "" : frameHead(framing, reply->size());
+    const bool isLine = reader_.framing() == Framing::lines;
+    const auto head = isLine ? "" : "Content-Length: " + std::to_string(reply->size()) + "\r\n\r\n";
     const std::lock_guard lock(outputMutex_);
     try {
       output_.append(head);
       reply->writeTo(output_);
-      output_.append(frameTail(framing));
+      output_.append(isLine ? "\n" : "");
       output_.flush();
     } catch (...) {
       output_.close(); // no other reply may follow a part of this one
