@@ -90,10 +90,10 @@ const RequestKey* findKey(const Keys& keys, const std::string& name) {
 }
 
 Var parseValue(const RequestKey& key, const std::string& text, std::size_t limit, Input& input) {
-  if (key.type == "object") {
+  if (key.type() == "object") {
     throw UsageError(key.name + " is an object; give its keys, such as " + key.name + ".location");
   }
-  if (key.type == "boolean") {
+  if (key.type() == "boolean") {
     if (text != "true" && text != "false") {
       throw UsageError(key.name + " must be true or false");
     }
@@ -216,8 +216,9 @@ std::string callHelp(const std::string& type) {
        << requestSchema(fullType(type))->getValue<std::string>("description") << "\n\n"
        << std::left;
   for (const auto& key : keysOf(fullType(type))) {
-    if (key.type != "object" && !key.isIgnored) {
-      text << "  " << std::setw(18) << key.name << std::setw(9) << key.type << key.description
+    if (key.type() != "object" && !key.isIgnored()) {
+      text << "  " << std::setw(18) << key.name << std::setw(9) << key.type()
+           << key.schema->getValue<std::string>("description")
            << (key.isRequired ? " Required.\n" : "\n");
     }
   }

@@ -1,5 +1,4 @@
-#include "FileApi.h"
-
+#include "Apis.h"
 #include "Diagnostics.h"
 #include "Limits.h"
 #include "Schema.h"

@@ -154,65 +154,50 @@ Task parseText(const Text& text) {
   return Batch(text);
 }
 
-/// Executes the requests of a batch and collects their replies.
-class BatchExecution {
-public:
-  BatchExecution(const Api& api, const ExecutionLimits& limits, std::size_t maxReply)
-      : api_(api)
-      , limits_(limits)
-      , maxReply_(maxReply) {}
+/// The replies to the requests of a batch.
+struct BatchReplies {
+  const std::size_t limit; // in bytes
+  std::string text = {};
+  bool isFull = false;
 
-  void execute(const Task& element) {
-    const auto* request = std::get_if<Request>(&element);
-    if (request != nullptr && isFull_) {
-      add(request->replyWith(internalError("not executed, the batch's reply is too long")));
-    } else if (!add(host::execute(api_, element, limits_))) {
-      isFull_ = true;
-      add(request == nullptr ? std::get<Reply>(element)
-                             : request->replyWith(internalError(
-                                   "executed, but the batch's reply would be too long")));
-    }
-  }
-
-  std::optional<Reply> reply() && {
-    return replies_.empty() ? std::nullopt
-                            : std::optional(Reply(std::move(replies_), nullptr, "]"));
-  }
-
-private:
-  /// Returns false if the reply does not fit, or if there is no memory for it. A full batch takes
+  /// Returns false if the reply does not fit, or if there is no memory for it. Once full, takes
   /// every reply, because only short errors follow.
   bool add(const std::optional<Reply>& reply) {
     if (!reply) {
       return true;
     }
-    if (!isFull_ && reply->size() >= maxReply_ - replies_.size()) {
+    if (!isFull && reply->size() >= limit - text.size()) {
       return false;
     }
     try {
-      replies_ += (replies_.empty() ? "[" : ",") + reply->text();
+      text += (text.empty() ? "[" : ",") + reply->text();
       return true;
     } catch (const std::bad_alloc&) {
       return false;
     }
   }
-
-  const Api& api_;
-  const ExecutionLimits& limits_;
-  const std::size_t maxReply_;
-  std::string replies_;
-  bool isFull_ = false;
 };
 
 std::optional<Reply> executeBatch(const Api& api, const Batch& batch,
                                   const ExecutionLimits& limits) {
+  const auto size = batch.text().bytes.size();
+  BatchReplies replies{limits.maxBatch - std::min(limits.maxBatch, size)};
+  const auto executeElement = [&](const ObjectWithText& element) {
+    const auto task = parseRequest(element);
+    const auto* request = std::get_if<Request>(&task);
+    if (replies.isFull && request != nullptr) {
+      replies.add(request->replyWith(internalError("not executed, the batch's reply is too long")));
+    } else if (!replies.add(execute(api, task, limits))) {
+      replies.isFull = true;
+      replies.add(request == nullptr ? std::get<Reply>(task)
+                                     : request->replyWith(internalError(
+                                           "executed, but the batch's reply would be too long")));
+    }
+  };
   try {
-    const auto size = batch.text().bytes.size();
-    BatchExecution execution(api, limits, limits.maxBatch - std::min(limits.maxBatch, size));
-    forEachElement(batch.text(), ID, [&](const ObjectWithText& element) {
-      execution.execute(parseRequest(element));
-    });
-    return std::move(execution).reply();
+    forEachElement(batch.text(), ID, executeElement);
+    return replies.text.empty() ? std::nullopt
+                                : std::optional(Reply(std::move(replies.text), nullptr, "]"));
   } catch (const std::bad_alloc& e) {
     return errorReply(UNKNOWN_ID, internalError(e.what()));
   }
@@ -287,9 +272,10 @@ bool Request::isNamedBy(const Request& cancellation, const char* key) const {
 }
 
 void Batch::copyText() {
-  copy_.reserve(text_.bytes.size() + Text::PADDING);
-  copy_.assign(text_.bytes.begin(), text_.bytes.end());
-  text_ = Text({copy_.data(), copy_.size()}, true);
+  copy_ = std::make_shared<std::string>();
+  copy_->reserve(text_.bytes.size() + Text::PADDING);
+  copy_->append(text_.bytes);
+  text_ = Text(*copy_, true);
 }
 
 Task parse(const Incoming& incoming) {

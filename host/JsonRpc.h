@@ -8,12 +8,12 @@
 
 #include <cstddef>
 #include <functional>
+#include <memory>
 #include <optional>
 #include <stdexcept>
 #include <string>
 #include <utility>
 #include <variant>
-#include <vector>
 
 /// Turns texts into JSON-RPC 2.0 replies, for any methods. An Api returns a response. A reply is
 /// the JSON-RPC text with that response or with an Error.
@@ -137,12 +137,6 @@ public:
   explicit Batch(Text text)
       : text_(text) {}
 
-  Batch(Batch&&) = default;
-  Batch& operator=(Batch&&) = default;
-  Batch(const Batch&) = delete; // the text would be that of the original
-  Batch& operator=(const Batch&) = delete;
-  ~Batch() = default;
-
   [[nodiscard]] Text text() const { return text_; }
 
   /// Makes the batch independent of the FrameReader.
@@ -150,7 +144,7 @@ public:
 
 private:
   Text text_;
-  std::vector<char> copy_; // keeps its address when it is moved
+  std::shared_ptr<std::string> copy_;
 };
 
 /// One text becomes one task: execute a request, execute a batch, or send a reply.

@@ -1,5 +1,4 @@
-#include "Log.h"
-
+#include "Apis.h"
 #include "Diagnostics.h"
 #include "JsonValues.h"
 

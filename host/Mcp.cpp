@@ -1,8 +1,8 @@
-#include "Mcp.h"
-
+#include "Apis.h"
 #include "Diagnostics.h"
 #include "Json.h"
 #include "JsonValues.h"
+#include "Schema.h"
 
 #include <Poco/Ascii.h>
 #include <Poco/Dynamic/Var.h>
@@ -11,6 +11,7 @@
 #include <algorithm>
 #include <array>
 #include <filesystem>
+#include <map>
 #include <string_view>
 #include <typeinfo>
 #include <utility>
@@ -71,10 +72,6 @@ const Effects& effectsOf(const std::string& type) {
   return found == EFFECTS.end() ? defaults : *found;
 }
 
-bool isText(const Var& value) {
-  return value.type() == typeid(std::string);
-}
-
 /// Separates the words of a name: "Open_file" or "Open file" for "OpenFile".
 std::string separated(const std::string& name, char separator) {
   std::string result;
@@ -120,7 +117,7 @@ bool isStateless(const std::string& method, const Object& params) {
   if (version.isEmpty()) {
     return method == DISCOVER;
   }
-  if (!isText(version) || version.extract<std::string>() != STATELESS_VERSION) {
+  if (version.toString() != STATELESS_VERSION) {
     throw Error(
         ErrorCode::unsupportedVersion, "Unsupported protocol version",
         makeObject({{"supported", makeArray({STATELESS_VERSION})}, {"requested", version}}));
@@ -216,7 +213,7 @@ Object::Ptr resultFrom(Object::Ptr response) {
 }
 
 bool isOfType(const Var& value, const std::string& type) {
-  return type == "boolean" ? value.type() == typeid(bool) : isText(value);
+  return value.type() == (type == "boolean" ? typeid(bool) : typeid(std::string));
 }
 
 const RequestKey& keyOf(const std::vector<RequestKey>& keys, const std::string& argument) {
@@ -239,8 +236,8 @@ Object::Ptr messageFrom(const std::vector<RequestKey>& keys, const Object& param
   auto message = makeObject();
   for (const auto& [name, value] : *arguments) {
     const auto& key = keyOf(keys, name);
-    if (!value.isEmpty() && !isOfType(value, key.type)) {
-      throw Error(ErrorCode::invalidParams, name + " is not a " + key.type);
+    if (!value.isEmpty() && !isOfType(value, key.type())) {
+      throw Error(ErrorCode::invalidParams, name + " is not a " + key.type());
     }
     setKey(*message, key.name, value);
   }
@@ -252,125 +249,143 @@ Object::Ptr messageFrom(const std::vector<RequestKey>& keys, const Object& param
   return message;
 }
 
+struct Tool {
+  std::string type;             ///< of the message
+  std::vector<RequestKey> keys; ///< that are offered as arguments
+};
+
+class McpApi : public Api {
+public:
+  McpApi(std::unique_ptr<Api> files, const Options& options, const std::vector<int>& roots)
+      : files_(std::move(files))
+      , maxReply_(options.maxReply) {
+    std::string directories;
+    for (const int root : roots) {
+      const auto path = std::filesystem::read_symlink("/proc/self/fd/" + std::to_string(root));
+      directories += (directories.empty() ? "" : ", ") + path.string();
+    }
+    const bool readOnly = options.confinement.readOnly;
+    instructions_ = "Paths are absolute or relative to the first of these directories, outside of "
+                    "which everything is refused: " +
+                    directories + (readOnly ? ". Nothing can be changed." : ".");
+    for (const auto& type : requestTypes()) {
+      addTool(type, readOnly);
+    }
+  }
+
+  [[nodiscard]] Protocol protocol() const override {
+    return {R"({"jsonrpc":"2.0","id":1,"method":"tools/list"})",
+            "notifications/cancelled",
+            "requestId",
+            false,
+            false,
+            false};
+  }
+
+  [[nodiscard]] Object::Ptr execute(const std::string& method,
+                                    const Object::Ptr& params) const override {
+    const bool stateless = isStateless(method, *params);
+    auto result = resultOf(method, *params, stateless);
+    if (stateless) {
+      addStatelessMembers(method, *result);
+    }
+    return result;
+  }
+
+private:
+  /// With `readOnly`, adds only a tool that changes nothing, without its optional arguments.
+  void addTool(const std::string& type, bool readOnly) {
+    const auto schema = requestSchema(type);
+    const auto title = schema->getValue<std::string>("title");
+    const auto& effects = effectsOf(title);
+    if (readOnly && !effects.isReadOnly) {
+      return;
+    }
+    auto keys = keysOf(type);
+    const auto isHidden = [&](const RequestKey& key) {
+      const bool isEnvelope = key.name == "uuid" || key.name == "apiVersion";
+      return isEnvelope || key.type() == "object" || key.isIgnored() ||
+             (readOnly && !key.isRequired);
+    };
+    keys.erase(std::remove_if(keys.begin(), keys.end(), isHidden), keys.end());
+    const bool hasOptions = std::any_of(keys.begin(), keys.end(),
+                                        [](const RequestKey& key) { return !key.isRequired; });
+
+    const auto name = Poco::toLower(separated(title, '_'));
+    const bool isReadOnly = effects.isReadOnly && !hasOptions;
+    definitions_->add(makeObject(
+        {{"name", name},
+         {"title", separated(title, ' ')},
+         {"description", schema->getValue<std::string>("description") + " " + effects.advice},
+         {"inputSchema", inputSchema(keys)},
+         {"annotations", makeObject({{"readOnlyHint", isReadOnly},
+                                     {"destructiveHint", !isReadOnly && effects.isDestructive},
+                                     {"idempotentHint", effects.isIdempotent},
+                                     {"openWorldHint", false}})}}));
+    tools_.emplace(name, Tool{type, std::move(keys)});
+  }
+
+  [[nodiscard]] Object::Ptr resultOf(const std::string& method, const Object& params,
+                                     bool stateless) const {
+    const auto capabilities = makeObject({{"tools", makeObject()}});
+    if (method == "tools/call") {
+      return callTool(params);
+    }
+    if (method == LIST) {
+      return makeObject({{"tools", definitions_}});
+    }
+    if (method == DISCOVER) {
+      return makeObject({{"supportedVersions", makeArray({STATELESS_VERSION})},
+                         {"capabilities", capabilities},
+                         {"instructions", instructions_}});
+    }
+    if (method == "initialize" && !stateless) {
+      return makeObject({{"protocolVersion", versionFor(params)},
+                         {"capabilities", capabilities},
+                         {"serverInfo", serverInfo()},
+                         {"instructions", instructions_}});
+    }
+    if (method == "ping" && !stateless) {
+      return makeObject();
+    }
+    throw Error(ErrorCode::methodNotFound, "Unknown method: " + method);
+  }
+
+  [[nodiscard]] Object::Ptr callTool(const Object& params) const {
+    const auto name = params.optValue("name", std::string());
+    const auto tool = tools_.find(name);
+    if (tool == tools_.end()) {
+      std::vector<std::string> names;
+      for (const auto& [known, _] : tools_) {
+        names.push_back(known);
+      }
+      throw Error(ErrorCode::invalidParams, "Unknown tool: " + name + suggestion(name, names));
+    }
+    const auto& [type, keys] = tool->second;
+    try {
+      const auto result = resultFrom(files_->execute(type, messageFrom(keys, params)));
+      const auto size = jsonSize(result);
+      return size <= maxReply_ ? result
+                               : errorResult("The result has " + std::to_string(size) +
+                                             " bytes, more than --max-reply allows: " +
+                                             std::to_string(maxReply_));
+    } catch (const Error& e) {
+      return errorResult(e.what()); // a model can correct its arguments
+    }
+  }
+
+  const std::unique_ptr<Api> files_;
+  const std::size_t maxReply_;
+  std::string instructions_;
+  std::map<std::string, Tool> tools_;    ///< by name
+  Array::Ptr definitions_ = makeArray(); ///< of all tools, as `tools/list` returns them
+};
+
 } // namespace
 
-Mcp::Mcp(const Api& files, const Options& options, const std::vector<int>& roots)
-    : files_(files)
-    , maxReply_(options.maxReply)
-    , definitions_(Poco::makeShared<Array>()) {
-  std::string directories;
-  for (const int root : roots) {
-    const auto path = std::filesystem::read_symlink("/proc/self/fd/" + std::to_string(root));
-    directories += (directories.empty() ? "" : ", ") + path.string();
-  }
-  const bool readOnly = options.confinement.readOnly;
-  instructions_ = "Paths are absolute or relative to the first of these directories, outside of "
-                  "which everything is refused: " +
-                  directories + (readOnly ? ". Nothing can be changed." : ".");
-  for (const auto& type : requestTypes()) {
-    addTool(type, readOnly);
-  }
-}
-
-Protocol Mcp::protocol() const {
-  return {R"({"jsonrpc":"2.0","id":1,"method":"tools/list"})",
-          "notifications/cancelled",
-          "requestId",
-          false,
-          false,
-          false};
-}
-
-/// With `readOnly`, adds only a tool that changes nothing, without its optional arguments.
-void Mcp::addTool(const std::string& type, bool readOnly) {
-  const auto schema = requestSchema(type);
-  const auto title = schema->getValue<std::string>("title");
-  const auto& effects = effectsOf(title);
-  if (readOnly && !effects.isReadOnly) {
-    return;
-  }
-  auto keys = keysOf(type);
-  const auto isHidden = [&](const RequestKey& key) {
-    const bool isEnvelope = key.name == "uuid" || key.name == "apiVersion";
-    return isEnvelope || key.type == "object" || key.isIgnored || (readOnly && !key.isRequired);
-  };
-  keys.erase(std::remove_if(keys.begin(), keys.end(), isHidden), keys.end());
-  const bool hasOptions =
-      std::any_of(keys.begin(), keys.end(), [](const RequestKey& key) { return !key.isRequired; });
-
-  const auto name = Poco::toLower(separated(title, '_'));
-  const bool isReadOnly = effects.isReadOnly && !hasOptions;
-  definitions_->add(makeObject(
-      {{"name", name},
-       {"title", separated(title, ' ')},
-       {"description", schema->getValue<std::string>("description") + " " + effects.advice},
-       {"inputSchema", inputSchema(keys)},
-       {"annotations", makeObject({{"readOnlyHint", isReadOnly},
-                                   {"destructiveHint", !isReadOnly && effects.isDestructive},
-                                   {"idempotentHint", effects.isIdempotent},
-                                   {"openWorldHint", false}})}}));
-  tools_.emplace(name, Tool{type, std::move(keys)});
-}
-
-Object::Ptr Mcp::execute(const std::string& method, const Object::Ptr& params) const {
-  const bool stateless = isStateless(method, *params);
-  if (stateless && (method == "initialize" || method == "ping")) {
-    throw Error(ErrorCode::methodNotFound,
-                std::string("Not in ") + STATELESS_VERSION + ": " + method);
-  }
-  auto result = resultOf(method, *params);
-  if (stateless) {
-    addStatelessMembers(method, *result);
-  }
-  return result;
-}
-
-Object::Ptr Mcp::resultOf(const std::string& method, const Object& params) const {
-  const auto capabilities = makeObject({{"tools", makeObject()}});
-  if (method == "tools/call") {
-    return callTool(params);
-  }
-  if (method == LIST) {
-    return makeObject({{"tools", definitions_}});
-  }
-  if (method == DISCOVER) {
-    return makeObject({{"supportedVersions", makeArray({STATELESS_VERSION})},
-                       {"capabilities", capabilities},
-                       {"instructions", instructions_}});
-  }
-  if (method == "initialize") {
-    return makeObject({{"protocolVersion", versionFor(params)},
-                       {"capabilities", capabilities},
-                       {"serverInfo", serverInfo()},
-                       {"instructions", instructions_}});
-  }
-  if (method == "ping") {
-    return makeObject();
-  }
-  throw Error(ErrorCode::methodNotFound, "Unknown method: " + method);
-}
-
-Object::Ptr Mcp::callTool(const Object& params) const {
-  const auto name = params.optValue("name", std::string());
-  const auto tool = tools_.find(name);
-  if (tool == tools_.end()) {
-    std::vector<std::string> names;
-    for (const auto& [known, _] : tools_) {
-      names.push_back(known);
-    }
-    throw Error(ErrorCode::invalidParams, "Unknown tool: " + name + suggestion(name, names));
-  }
-  const auto& [type, keys] = tool->second;
-  try {
-    const auto result = resultFrom(files_.execute(type, messageFrom(keys, params)));
-    const auto size = jsonSize(result);
-    return size <= maxReply_
-               ? result
-               : errorResult("The result has " + std::to_string(size) +
-                             " bytes, more than --max-reply allows: " + std::to_string(maxReply_));
-  } catch (const Error& e) {
-    return errorResult(e.what()); // a model can correct its arguments
-  }
+std::unique_ptr<Api> makeMcpApi(std::unique_ptr<Api> files, const Options& options,
+                                const std::vector<int>& roots) {
+  return std::make_unique<McpApi>(std::move(files), options, roots);
 }
 
 } // namespace connector::host

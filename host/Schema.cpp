@@ -208,9 +208,7 @@ void appendKeys(std::vector<RequestKey>& keys, const std::string& prefix, const 
   for (const auto& key : properties->getNames()) {
     const auto property = properties->getObject(key);
     const bool required = isParentRequired && isRequired(schema, key);
-    keys.push_back({prefix + key, property->getValue<std::string>("type"),
-                    property->getValue<std::string>("description"), required,
-                    property->has("readOnly"), property});
+    keys.push_back({prefix + key, required, property});
     if (property->has("properties")) {
       appendKeys(keys, prefix + key + ".", *property, required);
     }

@@ -19,11 +19,14 @@ Poco::JSON::Object::Ptr requestSchema(const std::string& type);
 /// A key of a request.
 struct RequestKey {
   std::string name; ///< of a key inside an object: "file.location"
-  std::string type; ///< as JSON Schema names it
-  std::string description;
   bool isRequired;
-  bool isIgnored;                 ///< by the service; responses have it
   Poco::JSON::Object::Ptr schema; ///< of its value
+
+  /// As JSON Schema names it.
+  [[nodiscard]] std::string type() const { return schema->getValue<std::string>("type"); }
+
+  /// Whether the service ignores the key, which only responses need.
+  [[nodiscard]] bool isIgnored() const { return schema->has("readOnly"); }
 };
 
 /// The keys of a request, at all levels; a key precedes those inside its object.

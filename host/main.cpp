@@ -1,11 +1,9 @@
+#include "Apis.h"
 #include "Commands.h"
 #include "Confinement.h"
 #include "Descriptors.h"
 #include "Diagnostics.h"
-#include "FileApi.h"
 #include "Json.h"
-#include "Log.h"
-#include "Mcp.h"
 #include "Options.h"
 #include "Schema.h"
 #include "Termination.h"
@@ -18,6 +16,7 @@
 #include <iostream>
 #include <string>
 #include <unistd.h>
+#include <utility>
 #include <vector>
 
 namespace {
@@ -41,9 +40,9 @@ ExitStatus executeRequests(const Options& options) {
     fl::filesystem::set_confinement(roots, options.confinement.readOnly);
   }
 
-  const auto api = options.log ? makeLoggingApi(makeFileApi()) : makeFileApi();
+  auto api = options.log ? makeLoggingApi(makeFileApi()) : makeFileApi();
   if (options.command == Options::Command::mcp) {
-    return serve(options, Mcp(*api, options, roots), termination);
+    api = makeMcpApi(std::move(api), options, roots);
   }
   return isCall ? call(options, *api, request) : serve(options, *api, termination);
 }
