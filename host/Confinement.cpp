@@ -59,18 +59,18 @@ void allow(const posix::Descriptor& ruleset, int directory, std::uint64_t rights
 
 } // namespace
 
-std::vector<int> confine(const Confinement& confinement) {
+std::vector<int> confine(const std::vector<std::string>& roots, bool readOnly) {
   const std::uint64_t all = allRights(supportedVersion());
   landlock_ruleset_attr attributes{};
   attributes.handled_access_fs = all;
   const posix::Descriptor ruleset(posix::check(
       syscall(SYS_landlock_create_ruleset, &attributes, sizeof attributes, 0), "Landlock"));
 
-  const std::uint64_t rights = confinement.readOnly ? READING : all;
-  std::vector<int> roots;
-  for (const auto& root : confinement.roots) {
-    roots.push_back(openDirectory(root));
-    allow(ruleset, roots.back(), rights);
+  const std::uint64_t rights = readOnly ? READING : all;
+  std::vector<int> opened;
+  for (const auto& root : roots) {
+    opened.push_back(openDirectory(root));
+    allow(ruleset, opened.back(), rights);
   }
   if (roots.empty()) {
     allow(ruleset, posix::Descriptor(openDirectory("/")).get(), rights);
@@ -78,9 +78,9 @@ std::vector<int> confine(const Confinement& confinement) {
   posix::check(prctl(PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0), "Landlock");
   posix::check(syscall(SYS_landlock_restrict_self, ruleset.get(), 0), "Landlock");
   if (!roots.empty()) {
-    posix::check(fchdir(roots.front()), "--root " + confinement.roots.front());
+    posix::check(fchdir(opened.front()), "--root " + roots.front());
   }
-  return roots;
+  return opened;
 }
 
 } // namespace connector::host

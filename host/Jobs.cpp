@@ -9,26 +9,17 @@ namespace connector::host {
 
 namespace {
 
-/// Blocks SIGTERM and SIGINT in this thread while it exists, and for good in the threads that are
-/// started meanwhile. Only the reading thread receives these signals then.
-class TerminationBlocked {
-public:
-  TerminationBlocked() {
-    sigset_t signals;
-    sigemptyset(&signals);
-    sigaddset(&signals, SIGTERM);
-    sigaddset(&signals, SIGINT);
-    pthread_sigmask(SIG_BLOCK, &signals, &before_);
-  }
-
-  ~TerminationBlocked() { pthread_sigmask(SIG_SETMASK, &before_, nullptr); }
-
-  TerminationBlocked(const TerminationBlocked&) = delete;
-  TerminationBlocked& operator=(const TerminationBlocked&) = delete;
-
-private:
-  sigset_t before_{};
-};
+/// Blocks SIGTERM and SIGINT in this thread and in those that it starts. Returns the signals that
+/// were blocked before.
+sigset_t blockTermination() {
+  sigset_t signals{};
+  sigset_t before{};
+  sigemptyset(&signals);
+  sigaddset(&signals, SIGTERM);
+  sigaddset(&signals, SIGINT);
+  pthread_sigmask(SIG_BLOCK, &signals, &before);
+  return before;
+}
 
 } // namespace
 
@@ -39,7 +30,7 @@ Jobs::Jobs(std::size_t count, std::size_t maxBytes, std::function<void(const Tas
   if (count == 1) {
     return;
   }
-  const TerminationBlocked blocked;
+  const auto before = blockTermination(); // only the reading thread receives these signals
   try {
     while (threads_.size() < count) {
       threads_.emplace_back([this] { run(); });
@@ -48,6 +39,7 @@ Jobs::Jobs(std::size_t count, std::size_t maxBytes, std::function<void(const Tas
     stopAndJoin();
     throw;
   }
+  pthread_sigmask(SIG_SETMASK, &before, nullptr);
 }
 
 Jobs::~Jobs() {

@@ -264,7 +264,7 @@ public:
       const auto path = std::filesystem::read_symlink("/proc/self/fd/" + std::to_string(root));
       directories += (directories.empty() ? "" : ", ") + path.string();
     }
-    const bool readOnly = options.confinement.readOnly;
+    const bool readOnly = options.readOnly;
     instructions_ = "Paths are absolute or relative to the first of these directories, outside of "
                     "which everything is refused: " +
                     directories + (readOnly ? ". Nothing can be changed." : ".");

@@ -44,10 +44,8 @@ constexpr std::array OPTIONS{
            [](Options& options, auto& value) {
              options.jobs = parseNumber("--jobs", value, MAX_JOBS);
            }},
-    Option{"--root", "DIR",
-           [](Options& options, auto& value) { options.confinement.roots.push_back(value); }},
-    Option{"--read-only", nullptr,
-           [](Options& options, auto&) { options.confinement.readOnly = true; }},
+    Option{"--root", "DIR", [](Options& options, auto& value) { options.roots.push_back(value); }},
+    Option{"--read-only", nullptr, [](Options& options, auto&) { options.readOnly = true; }},
     Option{"--contents", nullptr, [](Options& options, auto&) { options.contents = true; }},
     Option{"--log", nullptr, [](Options& options, auto&) { options.log = true; }}};
 
@@ -111,7 +109,7 @@ void setCommand(Options& options, const Arguments& words) {
 
 /// Without this check, tools could use every file because an option was forgotten.
 void checkTools(const Options& options) {
-  if (options.command == Command::mcp && options.confinement.roots.empty()) {
+  if (options.command == Command::mcp && options.roots.empty()) {
     throw UsageError("mcp needs --root DIR, the directory that its tools may use; --root / "
                      "allows every file");
   }

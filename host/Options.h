@@ -1,7 +1,5 @@
 #pragma once
 
-#include "Confinement.h"
-
 #include <cstddef>
 #include <stdexcept>
 #include <string>
@@ -21,7 +19,8 @@ struct Options {
   std::size_t maxReply = 8ULL * 1024 * 1024;    ///< bytes of a result of `mcp`
   std::size_t jobs = 0;                         ///< the number of requests executed at once
   bool log = false;
-  Confinement confinement;
+  std::vector<std::string> roots; ///< directories that requests may use; if empty, all
+  bool readOnly = false;
   bool contents = false;              ///< of `call`: print only the contents of the file
   std::string type;                   ///< of `call` and its help; may be a short name
   std::vector<std::string> arguments; ///< of `call`: one JSON object, "-", or KEY=VALUE...

@@ -16,32 +16,11 @@ constexpr std::string_view ID_KEY = R"("id":)";
 /// One byte more than needed, so that a longer value is noticed.
 constexpr auto MAX_KEPT = ID_KEY.size() + MAX_ID + 1;
 
-bool isId(std::string_view member) {
-  return member.substr(0, ID_KEY.size()) == ID_KEY;
-}
-
-/// Returns an empty text for a value that is too long.
-std::string valueOfId(std::string_view member) {
-  const auto value = member.substr(ID_KEY.size());
-  return value.size() <= MAX_ID ? std::string(value) : "";
-}
-
 bool isInWord(char byte) {
   return Poco::Ascii::isAlphaNumeric(byte) || byte == '-' || byte == '+' || byte == '.';
 }
 
 } // namespace
-
-/// The last member may lack the bracket after it, but then only a string is surely complete.
-std::string TextScanner::id() const {
-  if (isId(member_) && !inString_) {
-    auto value = valueOfId(member_);
-    if (value.size() > 1 && value.front() == '"' && value.back() == '"') {
-      return value;
-    }
-  }
-  return id_;
-}
 
 void TextScanner::scan(std::string_view bytes) {
   while (!bytes.empty()) {
@@ -63,6 +42,9 @@ std::size_t TextScanner::scanString(std::string_view bytes) {
     isEscaped_ = !isEscaped_ && byte == '\\';
   }
   keep(bytes.substr(0, count));
+  if (!inString_) {
+    findId(); // complete even without the bracket after it
+  }
   return count;
 }
 
@@ -85,7 +67,7 @@ void TextScanner::scanByte(char byte) {
     return closeContainer(byte);
   case ':':
     ++tokens_;
-    return keep(":");
+    return keep({&byte, 1});
   case ',':
     ++tokens_;
     return endMember();
@@ -120,13 +102,17 @@ void TextScanner::closeContainer(char bracket) {
 }
 
 void TextScanner::endMember() {
-  if (depth_ != 1) {
-    return;
+  findId();
+  if (depth_ == 1) {
+    member_.clear();
   }
-  if (isId(member_)) {
-    id_ = valueOfId(member_);
+}
+
+/// Takes the value of the current member if it is an `id`.
+void TextScanner::findId() {
+  if (depth_ == 1 && member_.compare(0, ID_KEY.size(), ID_KEY) == 0) {
+    id_ = member_.size() < MAX_KEPT ? member_.substr(ID_KEY.size()) : "";
   }
-  member_.clear();
 }
 
 /// Adds bytes to the current member, if they are at its level.

@@ -16,7 +16,7 @@ public:
 
   /// The value of the outermost object's last member `id` that is complete. Empty if there is none
   /// or it is longer than MAX_ID. It may be invalid JSON; nested values are replaced by brackets.
-  [[nodiscard]] std::string id() const;
+  [[nodiscard]] const std::string& id() const { return id_; }
 
   /// The number of brackets, separators, strings, numbers and literals so far. If isMalformed, a
   /// parser may find more.
@@ -32,6 +32,7 @@ private:
   void openContainer(char bracket);
   void closeContainer(char bracket);
   void endMember();
+  void findId();
   void keep(std::string_view bytes);
 
   std::size_t tokens_ = 0;
@@ -42,7 +43,7 @@ private:
   bool isEscaped_ = false; // the last byte was a backslash that escapes the next one
   bool inWord_ = false;    // in a number or literal
   std::string member_;     // the current one at depth 1, without white space and nested values
-  std::string id_;         // of the complete members
+  std::string id_;
 };
 
 } // namespace connector::host

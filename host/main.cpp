@@ -35,9 +35,9 @@ ExitStatus executeRequests(const Options& options) {
       return ExitStatus::failure;
     }
   }
-  if (options.confinement.isNeeded()) {
-    roots = confine(options.confinement);
-    fl::filesystem::set_confinement(roots, options.confinement.readOnly);
+  if (options.readOnly || !options.roots.empty()) {
+    roots = confine(options.roots, options.readOnly);
+    fl::filesystem::set_confinement(roots, options.readOnly);
   }
 
   auto api = options.log ? makeLoggingApi(makeFileApi()) : makeFileApi();
@@ -45,13 +45,6 @@ ExitStatus executeRequests(const Options& options) {
     api = makeMcpApi(std::move(api), options, roots);
   }
   return isCall ? call(options, *api, request) : serve(options, *api, termination);
-}
-
-ExitStatus printTypes() {
-  for (const auto& type : requestTypes()) {
-    std::cout << type << '\n';
-  }
-  return ExitStatus::success;
 }
 
 ExitStatus run(const Options& options) {
@@ -63,16 +56,16 @@ ExitStatus run(const Options& options) {
     std::cout << "connector-host " CONNECTOR_HOST_VERSION "\n";
     return ExitStatus::success;
   case Options::Command::types:
-    return printTypes();
+    for (const auto& type : requestTypes()) {
+      std::cout << type << '\n';
+    }
+    return ExitStatus::success;
   case Options::Command::schema:
     std::cout << writePrettyJson(*openRpcDocument()) << '\n';
     return ExitStatus::success;
-  case Options::Command::mcp:
-  case Options::Command::call:
-  case Options::Command::serve:
-    break;
+  default:
+    return executeRequests(options);
   }
-  return executeRequests(options);
 }
 
 int fail(const char* text, const char* hint = "") {

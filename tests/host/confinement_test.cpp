@@ -21,7 +21,7 @@ TEST_F(ConfinedProcess, OpensNothingOutsideItsRootsAndOnlyReadsIfReadOnly) {
   writeFile("outside/file");
   for (const bool readOnly : {false, true}) {
     inChildProcess([this, readOnly] {
-      EXPECT_EQ(host::confine({{at("root")}, readOnly}).size(), 1U);
+      EXPECT_EQ(host::confine({at("root")}, readOnly).size(), 1U);
       const auto errorOf = [this](const char* name, int flags) {
         return ::open(at(name).c_str(), flags | O_CLOEXEC) < 0 ? errno : 0;
       };
