@@ -122,8 +122,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   FrameReader reader(input, limit);
   while (const auto incoming = reader.next()) {
     if (const auto* text = std::get_if<Text>(&*incoming)) {
-      require(text->bytes.size() <= limit, "no text is longer than the limit");
-      compareParsers(std::string(text->bytes));
+      require(text->bytes().size() <= limit, "no text is longer than the limit");
+      compareParsers(std::string(text->bytes()));
     }
     const auto reply = execute(api, parse(*incoming), limits);
     const auto text = reply ? reply->text() : "";

@@ -3,7 +3,12 @@
 #include "JsonRpc.h"
 #include "Options.h"
 
+#include <Poco/JSON/Array.h>
+#include <Poco/JSON/Object.h>
+
 #include <memory>
+#include <optional>
+#include <string>
 #include <vector>
 
 namespace connector::host {
@@ -23,5 +28,27 @@ std::unique_ptr<Api> makeLoggingApi(std::unique_ptr<Api> api);
 /// kept between requests. `roots` are the open directories of the confinement.
 std::unique_ptr<Api> makeMcpApi(std::unique_ptr<Api> files, const Options& options,
                                 const std::vector<int>& roots);
+
+struct Fault {
+  std::string condition;
+  std::string message;
+  std::vector<std::string> paths;
+};
+
+/// The fault in a response. Returns nullopt if the operation succeeded.
+inline std::optional<Fault> faultIn(const Poco::JSON::Object& response) {
+  const auto faults = response.getArray("messageFaults");
+  if (faults.isNull() || faults->empty()) {
+    return std::nullopt;
+  }
+  const auto fault = faults->getObject(0);
+  const auto condition = fault->getArray("faultConditions")->getObject(0);
+  Fault result{
+      condition->getValue<std::string>("faultId"), fault->getValue<std::string>("message"), {}};
+  for (const auto& path : *condition->getArray("faultInfo")) {
+    result.paths.push_back(path.toString());
+  }
+  return result;
+}
 
 } // namespace connector::host

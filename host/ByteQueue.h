@@ -1,6 +1,6 @@
 #pragma once
 
-#include "Text.h"
+#include "Streams.h"
 
 #include <algorithm>
 #include <cstddef>

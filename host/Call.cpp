@@ -1,8 +1,8 @@
+#include "Apis.h"
 #include "Commands.h"
 #include "Descriptors.h"
 #include "Diagnostics.h"
 #include "Json.h"
-#include "JsonValues.h"
 #include "Schema.h"
 
 #include <Poco/Ascii.h>

@@ -2,7 +2,6 @@
 
 #include "ByteQueue.h"
 #include "Streams.h"
-#include "Text.h"
 #include "TextScanner.h"
 
 #include <cstddef>

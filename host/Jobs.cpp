@@ -52,7 +52,7 @@ void Jobs::add(Task task, std::size_t textSize) {
     return;
   }
   if (auto* batch = std::get_if<Batch>(&task)) {
-    batch->copyText();
+    batch->text = Text(batch->text.bytes()); // the reader reuses the memory of the original
   }
   std::unique_lock lock(mutex_);
   if (!fits(textSize, 4 * count_)) {

@@ -190,17 +190,12 @@ simdjson::ondemand::parser& parserFor(std::size_t size,
 
 /// Calls `take` with the document of a text that is an object or an array.
 template <typename Take>
-void readContainerText(const Text& text, const Take& take) {
+void readContainerText(std::string_view text, const Take& take) {
   static_assert(Text::PADDING >= simdjson::SIMDJSON_PADDING);
-  const auto size = text.bytes.size();
-  const simdjson::padded_string copy(text.isPadded ? std::string_view() : text.bytes);
-  if (!text.isPadded && copy.size() != size) {
-    throw std::bad_alloc(); // padded_string leaves the copy empty instead
-  }
-  const char* const bytes = text.isPadded ? text.bytes.data() : copy.data();
   std::optional<simdjson::ondemand::parser> own;
-  auto document =
-      parserFor(size, own).iterate(bytes, size, size + simdjson::SIMDJSON_PADDING).value();
+  auto& parser = parserFor(text.size(), own);
+  const auto capacity = text.size() + simdjson::SIMDJSON_PADDING;
+  auto document = parser.iterate(text.data(), text.size(), capacity).value();
   take(document);
   if (document.current_location().error() != simdjson::OUT_OF_BOUNDS) {
     throw JsonError("more than one value");
@@ -234,13 +229,13 @@ ObjectWithText readElement(value element, std::string_view name) {
 } // namespace
 
 ObjectWithText parseObject(const Text& text, std::string_view name) {
-  releaseFreeMemory(text.bytes);
-  checkTokens(text.bytes);
+  releaseFreeMemory(text.bytes());
+  checkTokens(text.bytes());
   ObjectWithText result;
   reportingErrors([&] {
-    switch (firstOf(text.bytes)) {
+    switch (firstOf(text.bytes())) {
     case '{':
-      return readContainerText(text, [&](auto& document) {
+      return readContainerText(text.bytes(), [&](auto& document) {
         Allowance left{MAX_DEPTH - 1};
         result = readObject(document.get_object(), name, left);
       });
@@ -249,16 +244,16 @@ ObjectWithText parseObject(const Text& text, std::string_view name) {
       return;
     default:
       simdjson::dom::parser parser;
-      parser.parse(text.bytes.data(), text.bytes.size(), !text.isPadded).value();
+      parser.parse(text.bytes().data(), text.bytes().size(), false).value();
     }
   });
-  releaseFreeMemory(text.bytes);
+  releaseFreeMemory(text.bytes());
   return result;
 }
 
 std::size_t countElements(const Text& text) {
-  releaseFreeMemory(text.bytes);
-  checkTokens(text.bytes);
+  releaseFreeMemory(text.bytes());
+  checkTokens(text.bytes());
   std::size_t count = 0;
   forEachElement(text, {}, [&count](const auto&) { ++count; });
   return count;
@@ -267,10 +262,10 @@ std::size_t countElements(const Text& text) {
 void forEachElement(const Text& text, std::string_view name,
                     const std::function<void(const ObjectWithText&)>& take) {
   reportingErrors([&] {
-    readContainerText(text, [&](auto& document) {
+    readContainerText(text.bytes(), [&](auto& document) {
       for (auto element : document.get_array()) {
         const auto read = readElement(element.value(), name);
-        releaseFreeMemory(text.bytes);
+        releaseFreeMemory(text.bytes());
         take(read);
       }
     });

@@ -1,19 +1,21 @@
 #pragma once
 
 #include "Streams.h"
-#include "Text.h"
 
 #include <Poco/Dynamic/Var.h>
+#include <Poco/JSON/Array.h>
 #include <Poco/JSON/Object.h>
 
 #include <cstddef>
 #include <functional>
+#include <initializer_list>
 #include <optional>
 #include <stdexcept>
 #include <string>
 #include <string_view>
+#include <utility>
 
-/// Parses JSON into Poco's values, and writes them as JSON.
+/// Parses, builds and writes Poco's JSON values.
 namespace connector::host {
 
 class JsonError : public std::runtime_error {
@@ -27,7 +29,7 @@ struct ObjectWithText {
 
 // All functions throw a JsonError if the text is not valid JSON or UTF-8, is nested too deep or has
 // too many values. The last of several members with the same name is kept. A number beyond 64 bits
-// becomes the nearest double. A padded text is parsed in place; any other text is copied.
+// becomes the nearest double.
 
 /// Parses a text; `memberText` is that of the member `name`.
 ObjectWithText parseObject(const Text& text, std::string_view name = {});
@@ -60,5 +62,11 @@ std::size_t jsonSize(const Poco::Dynamic::Var& value);
 
 /// An indented text for people.
 std::string writePrettyJson(const Poco::JSON::Object& object);
+
+/// An object whose members keep this order.
+Poco::JSON::Object::Ptr
+makeObject(std::initializer_list<std::pair<const char*, Poco::Dynamic::Var>> members = {});
+
+Poco::JSON::Array::Ptr makeArray(std::initializer_list<Poco::Dynamic::Var> elements = {});
 
 } // namespace connector::host

@@ -143,7 +143,7 @@ Task parseRequest(const ObjectWithText& request) {
 }
 
 Task parseText(const Text& text) {
-  if (!isArray(text.bytes)) {
+  if (!isArray(text.bytes())) {
     return parseRequest(parseObject(text, ID));
   }
   const auto count = countElements(text);
@@ -151,7 +151,7 @@ Task parseText(const Text& text) {
     return errorReply(UNKNOWN_ID,
                       invalidRequest(count == 0 ? "empty batch" : "too many requests in a batch"));
   }
-  return Batch(text);
+  return Batch{text};
 }
 
 /// The replies to the requests of a batch.
@@ -180,7 +180,7 @@ struct BatchReplies {
 
 std::optional<Reply> executeBatch(const Api& api, const Batch& batch,
                                   const ExecutionLimits& limits) {
-  const auto size = batch.text().bytes.size();
+  const auto size = batch.text.bytes().size();
   BatchReplies replies{limits.maxBatch - std::min(limits.maxBatch, size)};
   const auto executeElement = [&](const ObjectWithText& element) {
     const auto task = parseRequest(element);
@@ -195,7 +195,7 @@ std::optional<Reply> executeBatch(const Api& api, const Batch& batch,
     }
   };
   try {
-    forEachElement(batch.text(), ID, executeElement);
+    forEachElement(batch.text, ID, executeElement);
     return replies.text.empty() ? std::nullopt
                                 : std::optional(Reply(std::move(replies.text), nullptr, "]"));
   } catch (const std::bad_alloc& e) {
@@ -271,13 +271,6 @@ bool Request::isNamedBy(const Request& cancellation, const char* key) const {
          writeJson(params.extract<Object::Ptr>()->get(key)) == writeJson(members_->get(ID.data()));
 }
 
-void Batch::copyText() {
-  copy_ = std::make_shared<std::string>();
-  copy_->reserve(text_.bytes.size() + Text::PADDING);
-  copy_->append(text_.bytes);
-  text_ = Text(*copy_, true);
-}
-
 Task parse(const Incoming& incoming) {
   if (const auto* unreadable = std::get_if<Unreadable>(&incoming)) {
     return unreadableReply(*unreadable);
@@ -286,11 +279,11 @@ Task parse(const Incoming& incoming) {
   try {
     return parseText(text);
   } catch (const JsonError& e) {
-    const char* hint = isFirstLine(text.bytes) ? "; one JSON text per line; use `jq -c`" : "";
-    return parseErrorReply(text.bytes,
+    const char* hint = isFirstLine(text.bytes()) ? "; one JSON text per line; use `jq -c`" : "";
+    return parseErrorReply(text.bytes(),
                            {ErrorCode::parseError, std::string("Parse error: ") + e.what() + hint});
   } catch (const std::exception& e) {
-    return parseErrorReply(text.bytes, internalError(e.what()));
+    return parseErrorReply(text.bytes(), internalError(e.what()));
   }
 }
 

@@ -2,13 +2,11 @@
 
 #include "Framing.h"
 #include "Streams.h"
-#include "Text.h"
 
 #include <Poco/JSON/Object.h>
 
 #include <cstddef>
 #include <functional>
-#include <memory>
 #include <optional>
 #include <stdexcept>
 #include <string>
@@ -130,21 +128,9 @@ private:
   Poco::JSON::Object::Ptr members_;
 };
 
-/// The text of a batch: an array that countElements has checked. It refers to bytes of the
-/// FrameReader, which are valid until the reader's next text.
-class Batch {
-public:
-  explicit Batch(Text text)
-      : text_(text) {}
-
-  [[nodiscard]] Text text() const { return text_; }
-
-  /// Makes the batch independent of the FrameReader.
-  void copyText();
-
-private:
-  Text text_;
-  std::shared_ptr<std::string> copy_;
+/// An array that countElements has checked.
+struct Batch {
+  Text text;
 };
 
 /// One text becomes one task: execute a request, execute a batch, or send a reply.

@@ -1,8 +1,5 @@
 #include "Json.h"
 
-#include <Poco/JSON/Array.h>
-#include <Poco/JSON/Object.h>
-
 #include <array>
 #include <charconv>
 #include <sstream>
@@ -170,6 +167,22 @@ std::size_t jsonSize(const Var& value) {
   appendJson(out, value);
   out.flush();
   return size;
+}
+
+Object::Ptr makeObject(std::initializer_list<std::pair<const char*, Var>> members) {
+  auto object = Poco::makeShared<Object>(Poco::JSON_PRESERVE_KEY_ORDER);
+  for (const auto& [name, value] : members) {
+    object->set(name, value);
+  }
+  return object;
+}
+
+Array::Ptr makeArray(std::initializer_list<Var> elements) {
+  auto array = Poco::makeShared<Array>();
+  for (const auto& element : elements) {
+    array->add(element);
+  }
+  return array;
 }
 
 std::string writePrettyJson(const Object& object) {

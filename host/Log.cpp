@@ -1,6 +1,5 @@
 #include "Apis.h"
 #include "Diagnostics.h"
-#include "JsonValues.h"
 
 #include <Poco/Channel.h>
 #include <Poco/Format.h>

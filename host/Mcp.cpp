@@ -1,7 +1,6 @@
 #include "Apis.h"
 #include "Diagnostics.h"
 #include "Json.h"
-#include "JsonValues.h"
 #include "Schema.h"
 
 #include <Poco/Ascii.h>

@@ -1,8 +1,8 @@
 #include "Schema.h"
 
 #include "Diagnostics.h"
+#include "Json.h"
 #include "JsonRpc.h"
-#include "JsonValues.h"
 #include "messages/MessageList.h"
 
 #include <algorithm>

@@ -26,7 +26,7 @@ void greetPerson(const char* example) {
 
 std::size_t sizeOf(const Incoming& incoming) {
   const auto* text = std::get_if<Text>(&incoming);
-  return text == nullptr ? 0 : text->bytes.size();
+  return text == nullptr ? 0 : text->bytes().size();
 }
 
 /// In bytes. The files in it have left several times as much to the allocator.

@@ -3,6 +3,8 @@
 #include <cstddef>
 #include <cstring>
 #include <functional>
+#include <memory>
+#include <string>
 #include <string_view>
 #include <utility>
 #include <vector>
@@ -22,6 +24,34 @@ public:
 
   /// Whether no further request may be begun. The input ends then.
   [[nodiscard]] virtual bool stopped() const = 0;
+};
+
+/// One text of the input, without the delimiters of its frame and byte order marks.
+class Text {
+public:
+  /// Bytes that may be read after the last byte of a text; their values are undefined.
+  static constexpr std::size_t PADDING = 64;
+
+  /// Refers to a padded text, which the caller keeps. Copies any other text.
+  explicit Text(std::string_view text, bool isPadded = false) {
+    if (!isPadded) {
+      copy_ = std::make_shared<std::string>();
+      copy_->reserve(text.size() + PADDING);
+      text = copy_->append(text);
+    }
+    // Only some versions of the JSON parser skip a byte order mark.
+    constexpr std::string_view mark = "\xEF\xBB\xBF";
+    while (text.substr(0, mark.size()) == mark) {
+      text.remove_prefix(mark.size());
+    }
+    bytes_ = text;
+  }
+
+  [[nodiscard]] std::string_view bytes() const { return bytes_; }
+
+private:
+  std::shared_ptr<std::string> copy_;
+  std::string_view bytes_;
 };
 
 /// A destination of bytes. It buffers them, so that many small pieces become few large ones.

@@ -45,7 +45,7 @@ Found copyOf(const Incoming& incoming) {
   if (const auto* text = std::get_if<Unreadable>(&incoming)) {
     return text->reason;
   }
-  return std::string(std::get<Text>(incoming).bytes);
+  return std::string(std::get<Text>(incoming).bytes());
 }
 
 constexpr std::size_t LIMIT = 8;
