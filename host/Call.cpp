@@ -81,14 +81,6 @@ bool isAssignment(const std::string& argument) {
   return argument.find('=') != std::string::npos && Poco::Ascii::isAlpha(argument.front());
 }
 
-/// The key that has this name or ends with it after a dot. Null if there is none.
-const RequestKey* findKey(const Keys& keys, const std::string& name) {
-  const auto found = std::find_if(keys.begin(), keys.end(), [&](const RequestKey& key) {
-    return key.name == name || Poco::endsWith(key.name, "." + name);
-  });
-  return found == keys.end() ? nullptr : &*found;
-}
-
 Var parseValue(const RequestKey& key, const std::string& text, std::size_t limit, Input& input) {
   if (key.type() == "object") {
     throw UsageError(key.name + " is an object; give its keys, such as " + key.name + ".location");

@@ -4,7 +4,6 @@
 #include "Memory.h"
 #include "TextScanner.h"
 
-#include <Poco/JSON/Array.h>
 
 #include <algorithm>
 #include <cstdint>

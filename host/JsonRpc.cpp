@@ -9,10 +9,8 @@
 
 #include <algorithm>
 #include <new>
-#include <stdexcept>
 #include <string_view>
 #include <typeinfo>
-#include <utility>
 
 namespace connector::host {
 
@@ -35,24 +33,13 @@ Error internalError(const std::string& cause) {
   return {ErrorCode::internalError, "Internal error: " + cause};
 }
 
-/// The members of every reply up to the result or error.
-std::string replyHead(const std::string& id) {
-  return R"({"jsonrpc":"2.0","id":)" + id + ",";
-}
-
-Reply resultReply(const std::string& id, const Object::Ptr& response) {
-  if (response.isNull()) {
-    return Reply(replyHead(id) + R"("result":null})");
-  }
-  return {replyHead(id) + R"("result":)", response, "}"};
-}
-
 Reply errorReply(const std::string& id, const Error& error) {
-  const auto message = writeJson(std::string(error.what()));
-  const auto data = error.data().isNull() ? "" : R"(,"data":)" + writeJson(error.data());
-  return Reply(replyHead(id) + R"("error":{"code":)" +
-               std::to_string(static_cast<int>(error.code())) + R"(,"message":)" + message + data +
-               "}}");
+  auto object = makeObject(
+      {{"code", static_cast<int>(error.code())}, {"message", std::string(error.what())}});
+  if (!error.data().isNull()) {
+    object->set("data", error.data());
+  }
+  return {id, "error", object};
 }
 
 /// Throws an Error unless the JSON text of an `id` can be returned in a reply.
@@ -196,8 +183,8 @@ std::optional<Reply> executeBatch(const Api& api, const Batch& batch,
   };
   try {
     forEachElement(batch.text, ID, executeElement);
-    return replies.text.empty() ? std::nullopt
-                                : std::optional(Reply(std::move(replies.text), nullptr, "]"));
+    replies.text += replies.text.empty() ? "" : "]";
+    return replies.text.empty() ? std::nullopt : std::optional(Reply(std::move(replies.text)));
   } catch (const std::bad_alloc& e) {
     return errorReply(UNKNOWN_ID, internalError(e.what()));
   }
@@ -215,20 +202,24 @@ Error cancelledError() {
   return {ErrorCode::cancelled, "Cancelled"};
 }
 
+Reply::Reply(const std::string& id, const std::string& member, Var value)
+    : head_(R"({"jsonrpc":"2.0","id":)" + id + ",\"" + member + "\":")
+    , value_(std::move(value)) {}
+
 std::size_t Reply::size() const {
-  return head_.size() + (response_.isNull() ? 0 : jsonSize(response_)) + tail_.size();
+  return head_.size() + (value_ ? jsonSize(*value_) + 1 : 0);
 }
 
 std::string Reply::text() const {
-  return head_ + (response_.isNull() ? "" : writeJson(response_)) + tail_;
+  return value_ ? head_ + writeJson(*value_) + '}' : head_;
 }
 
 void Reply::writeTo(Output& out) const {
   out.append(head_);
-  if (!response_.isNull()) {
-    appendJson(out, response_);
+  if (value_) {
+    appendJson(out, *value_);
+    out.append('}');
   }
-  out.append(tail_);
 }
 
 /// An array has no names, so it is only accepted if it is empty.
@@ -247,8 +238,8 @@ std::optional<Reply> Request::execute(const Api& api) const {
   try {
     const auto type = method();
     const bool isDone = isOfConnection(api.protocol(), type);
-    const auto response = isDone ? Object::Ptr() : api.execute(type, params());
-    return id_ ? std::optional(resultReply(*id_, response)) : std::nullopt;
+    const auto response = isDone ? Var() : Var(api.execute(type, params()));
+    return id_ ? std::optional(Reply(*id_, "result", response)) : std::nullopt;
   } catch (const Error& e) {
     return replyWith(e);
   } catch (const Poco::Exception& e) {

@@ -85,10 +85,8 @@ public:
   explicit Reply(std::string text)
       : head_(std::move(text)) {}
 
-  Reply(std::string head, Poco::JSON::Object::Ptr response, std::string tail)
-      : head_(std::move(head))
-      , response_(std::move(response))
-      , tail_(std::move(tail)) {}
+  /// The reply to one request, with a member `result` or `error`.
+  Reply(const std::string& id, const std::string& member, Poco::Dynamic::Var value);
 
   [[nodiscard]] std::string text() const;
 
@@ -98,9 +96,8 @@ public:
   void writeTo(Output& out) const;
 
 private:
-  std::string head_;
-  Poco::JSON::Object::Ptr response_; ///< null if there is none between head and tail
-  std::string tail_;
+  std::string head_;                        ///< up to the value
+  std::optional<Poco::Dynamic::Var> value_; ///< only a bracket follows it
 };
 
 /// A request whose members have the right types. Only its execution checks the method and `params`.

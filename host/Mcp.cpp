@@ -215,18 +215,6 @@ bool isOfType(const Var& value, const std::string& type) {
   return value.type() == (type == "boolean" ? typeid(bool) : typeid(std::string));
 }
 
-const RequestKey& keyOf(const std::vector<RequestKey>& keys, const std::string& argument) {
-  std::vector<std::string> names;
-  for (const auto& key : keys) {
-    names.push_back(argumentOf(key));
-    if (names.back() == argument) {
-      return key;
-    }
-  }
-  throw Error(ErrorCode::invalidParams,
-              "Unknown argument: " + argument + suggestion(argument, names));
-}
-
 /// Throws an Error for an argument that is unknown, missing or of the wrong type. The service
 /// itself would ignore it, use a default or convert it.
 Object::Ptr messageFrom(const std::vector<RequestKey>& keys, const Object& params) {
@@ -234,11 +222,14 @@ Object::Ptr messageFrom(const std::vector<RequestKey>& keys, const Object& param
   const auto arguments = given.isNull() ? makeObject() : given;
   auto message = makeObject();
   for (const auto& [name, value] : *arguments) {
-    const auto& key = keyOf(keys, name);
-    if (!value.isEmpty() && !isOfType(value, key.type())) {
-      throw Error(ErrorCode::invalidParams, name + " is not a " + key.type());
+    const auto* key = findKey(keys, name);
+    if (key == nullptr) {
+      throw Error(ErrorCode::invalidParams, "Unknown argument: " + name);
     }
-    setKey(*message, key.name, value);
+    if (!value.isEmpty() && !isOfType(value, key->type())) {
+      throw Error(ErrorCode::invalidParams, name + " is not a " + key->type());
+    }
+    setKey(*message, key->name, value);
   }
   for (const auto& key : keys) {
     if (key.isRequired && arguments->isNull(argumentOf(key))) {
@@ -354,11 +345,7 @@ private:
     const auto name = params.optValue("name", std::string());
     const auto tool = tools_.find(name);
     if (tool == tools_.end()) {
-      std::vector<std::string> names;
-      for (const auto& [known, _] : tools_) {
-        names.push_back(known);
-      }
-      throw Error(ErrorCode::invalidParams, "Unknown tool: " + name + suggestion(name, names));
+      throw Error(ErrorCode::invalidParams, "Unknown tool: " + name);
     }
     const auto& [type, keys] = tool->second;
     try {

@@ -5,6 +5,8 @@
 #include "JsonRpc.h"
 #include "messages/MessageList.h"
 
+#include <Poco/String.h>
+
 #include <algorithm>
 #include <array>
 #include <cstddef>
@@ -239,6 +241,13 @@ std::vector<RequestKey> keysOf(const std::string& type) {
   std::vector<RequestKey> keys;
   appendKeys(keys, "", *requestSchema(type), true);
   return keys;
+}
+
+const RequestKey* findKey(const std::vector<RequestKey>& keys, const std::string& name) {
+  const auto found = std::find_if(keys.begin(), keys.end(), [&](const RequestKey& key) {
+    return key.name == name || Poco::endsWith(key.name, "." + name);
+  });
+  return found == keys.end() ? nullptr : &*found;
 }
 
 void setKey(Object& message, const std::string& name, const Poco::Dynamic::Var& value) {

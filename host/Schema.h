@@ -32,6 +32,9 @@ struct RequestKey {
 /// The keys of a request, at all levels; a key precedes those inside its object.
 std::vector<RequestKey> keysOf(const std::string& type);
 
+/// The key that has this name or ends with it after a dot. Null if there is none.
+const RequestKey* findKey(const std::vector<RequestKey>& keys, const std::string& name);
+
 /// Sets a key of a message. Each dot in the name leads into an object, which is created if it is
 /// missing.
 void setKey(Poco::JSON::Object& message, const std::string& name, const Poco::Dynamic::Var& value);
