@@ -129,8 +129,8 @@ void append(Output& out, const Array::Ptr& array) {
 
 /// Returns false for another type.
 template <typename T>
-bool appendIf(Output& out, const Var& value) {
-  const bool isOfType = value.type() == typeid(T);
+bool appendIf(Output& out, const Var& value, const std::type_info& type) {
+  const bool isOfType = type == typeid(T);
   if (isOfType) {
     append(out, value.extract<T>());
   }
@@ -143,9 +143,11 @@ void appendJson(Output& out, const Var& value) {
   if (value.isEmpty()) {
     return out.append("null");
   }
-  const bool isAppended = appendIf<std::string>(out, value) || appendIf<bool>(out, value) ||
-                          appendIf<Poco::Int64>(out, value) || appendIf<Poco::UInt64>(out, value) ||
-                          appendIf<Object::Ptr>(out, value) || appendIf<Array::Ptr>(out, value);
+  const auto& type = value.type();
+  const bool isAppended =
+      appendIf<std::string>(out, value, type) || appendIf<bool>(out, value, type) ||
+      appendIf<Poco::Int64>(out, value, type) || appendIf<Poco::UInt64>(out, value, type) ||
+      appendIf<Object::Ptr>(out, value, type) || appendIf<Array::Ptr>(out, value, type);
   if (!isAppended && value.isNumeric()) {
     out.append(value.toString());
   } else if (!isAppended) {
