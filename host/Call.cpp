@@ -105,11 +105,9 @@ Object::Ptr assembleMessage(const Options& options, const Keys& keys, Input& inp
     const auto equals = argument.find('=');
     const auto name = argument.substr(0, equals);
     const auto value = argument.substr(equals + 1);
-    if (const auto* key = findKey(keys, name)) {
-      setKey(*message, key->name, parseValue(*key, value, options.maxMessage, input));
-    } else {
-      setKey(*message, name, value);
-    }
+    const auto* key = findKey(keys, name);
+    setKey(*message, key == nullptr ? name : key->name,
+           key == nullptr ? Var(value) : parseValue(*key, value, options.maxMessage, input));
   }
   return message;
 }

@@ -1,8 +1,8 @@
 #pragma once
 
+#include "Descriptors.h"
 #include "JsonRpc.h"
 #include "Options.h"
-#include "Termination.h"
 
 namespace connector::host {
 

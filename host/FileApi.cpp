@@ -24,7 +24,7 @@ namespace connector::host {
 namespace {
 
 /// The length of all strings and names in a value.
-std::size_t lengthOf(const Poco::Dynamic::Var& value) { // NOLINT(misc-no-recursion): MAX_DEPTH
+std::size_t lengthOf(const Poco::Dynamic::Var& value) { // recursive up to MAX_DEPTH
   std::size_t length = 0;
   if (value.type() == typeid(std::string)) {
     length = value.extract<std::string>().size();

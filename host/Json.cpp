@@ -4,7 +4,6 @@
 #include "Memory.h"
 #include "TextScanner.h"
 
-
 #include <algorithm>
 #include <cstdint>
 #include <new>
@@ -94,7 +93,7 @@ struct Allowance {
   std::size_t values = MAX_VALUES;
 };
 
-void read(Var& slot, value json, Allowance& left); // NOLINT(misc-no-recursion): MAX_DEPTH
+void read(Var& slot, value json, Allowance& left); // recursive up to MAX_DEPTH
 
 void readArray(Var& slot, simdjson::ondemand::array elements, Allowance& left) {
   Array::Ptr array = new Array;
@@ -232,19 +231,15 @@ ObjectWithText parseObject(const Text& text, std::string_view name) {
   checkTokens(text.bytes());
   ObjectWithText result;
   reportingErrors([&] {
-    switch (firstOf(text.bytes())) {
-    case '{':
-      return readContainerText(text.bytes(), [&](auto& document) {
-        Allowance left{MAX_DEPTH - 1};
-        result = readObject(document.get_object(), name, left);
-      });
-    case '[':
-      static_cast<void>(countElements(text));
-      return;
-    default:
+    if (firstOf(text.bytes()) != '{') {
       simdjson::dom::parser parser;
-      parser.parse(text.bytes().data(), text.bytes().size(), false).value();
+      parser.parse(text.bytes().data(), text.bytes().size(), false).value(); // only to check it
+      return;
     }
+    readContainerText(text.bytes(), [&](auto& document) {
+      Allowance left{MAX_DEPTH - 1};
+      result = readObject(document.get_object(), name, left);
+    });
   });
   releaseFreeMemory(text.bytes());
   return result;

@@ -2,6 +2,7 @@
 
 #include "Json.h"
 #include "Limits.h"
+#include "Memory.h"
 #include "TextScanner.h"
 
 #include <Poco/Exception.h>
@@ -165,6 +166,9 @@ struct BatchReplies {
   }
 };
 
+/// In bytes. The files in it have left several times as much to the allocator.
+constexpr std::size_t LONG_REPLY = 32UL * 1024 * 1024;
+
 std::optional<Reply> executeBatch(const Api& api, const Batch& batch,
                                   const ExecutionLimits& limits) {
   const auto size = batch.text.bytes().size();
@@ -184,6 +188,9 @@ std::optional<Reply> executeBatch(const Api& api, const Batch& batch,
   try {
     forEachElement(batch.text, ID, executeElement);
     replies.text += replies.text.empty() ? "" : "]";
+    if (replies.text.size() > LONG_REPLY) {
+      releaseFreeMemory();
+    }
     return replies.text.empty() ? std::nullopt : std::optional(Reply(std::move(replies.text)));
   } catch (const std::bad_alloc& e) {
     return errorReply(UNKNOWN_ID, internalError(e.what()));

@@ -105,10 +105,7 @@ void setCommand(Options& options, const Arguments& words) {
     options.type = words[1];
     options.arguments.assign(words.begin() + 2, words.end());
   }
-}
-
-/// Without this check, tools could use every file because an option was forgotten.
-void checkTools(const Options& options) {
+  // Otherwise, tools could use every file because an option was forgotten.
   if (options.command == Command::mcp && options.roots.empty()) {
     throw UsageError("mcp needs --root DIR, the directory that its tools may use; --root / "
                      "allows every file");
@@ -133,7 +130,6 @@ Options parseOptions(const Arguments& arguments) {
   }
   if (options.command == Command::serve) {
     setCommand(options, words);
-    checkTools(options);
   } else if (options.command == Command::help && words.size() > 1 && words.front() == "call") {
     options.type = words[1];
   }

@@ -2,8 +2,6 @@
 #include "Descriptors.h"
 #include "Framing.h"
 #include "Jobs.h"
-#include "Memory.h"
-#include "Termination.h"
 
 #include <iostream>
 #include <mutex>
@@ -28,9 +26,6 @@ std::size_t sizeOf(const Incoming& incoming) {
   const auto* text = std::get_if<Text>(&incoming);
   return text == nullptr ? 0 : text->bytes().size();
 }
-
-/// In bytes. The files in it have left several times as much to the allocator.
-constexpr std::size_t LONG_REPLY = 32UL * 1024 * 1024;
 
 /// Executes the requests of a client until the input ends.
 class Connection {
@@ -79,12 +74,7 @@ private:
   /// All threads call this function and `send`.
   void execute(const Task& task) {
     try {
-      auto reply = host::execute(api_, task, limits_);
-      send(reply);
-      if (std::holds_alternative<Batch>(task) && reply && reply->size() > LONG_REPLY) {
-        reply.reset();
-        releaseFreeMemory();
-      }
+      send(host::execute(api_, task, limits_));
     } catch (...) {
       input_.stop();
       throw;

@@ -6,7 +6,6 @@
 #include "Json.h"
 #include "Options.h"
 #include "Schema.h"
-#include "Termination.h"
 
 #include <fl/filesystem/confinement.h>
 
