@@ -4,7 +4,53 @@
 #include "JsonRpc.h"
 #include "Options.h"
 
+#include <Poco/JSON/Array.h>
+#include <Poco/JSON/Object.h>
+
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
 namespace connector::host {
+
+/// Assembles the file service with its provider and converters, as a hosting framework does. The
+/// provider runs as long as the object exists.
+std::unique_ptr<Api> makeFileApi();
+
+/// Returns an Api that executes requests by `api` and writes one line for each to standard error:
+/// its type, duration and outcome. From this call on, the process also writes there the causes of
+/// faults, which the service logs.
+std::unique_ptr<Api> makeLoggingApi(std::unique_ptr<Api> api);
+
+/// Returns the Model Context Protocol: an Api that offers each message of `files` as a tool. A
+/// request whose `_meta` has a protocol version belongs to the stateless protocol of 2026-07-28.
+/// Any other request belongs to the earlier protocol, which begins with `initialize`. No state is
+/// kept between requests. `roots` are the open directories of the confinement.
+std::unique_ptr<Api> makeMcpApi(std::unique_ptr<Api> files, const Options& options,
+                                const std::vector<int>& roots);
+
+struct Fault {
+  std::string condition;
+  std::string message;
+  std::vector<std::string> paths;
+};
+
+/// The fault in a response. Returns nullopt if the operation succeeded.
+inline std::optional<Fault> faultIn(const Poco::JSON::Object& response) {
+  const auto faults = response.getArray("messageFaults");
+  if (faults.isNull() || faults->empty()) {
+    return std::nullopt;
+  }
+  const auto fault = faults->getObject(0);
+  const auto condition = fault->getArray("faultConditions")->getObject(0);
+  Fault result{
+      condition->getValue<std::string>("faultId"), fault->getValue<std::string>("message"), {}};
+  for (const auto& path : *condition->getArray("faultInfo")) {
+    result.paths.push_back(path.toString());
+  }
+  return result;
+}
 
 enum class ExitStatus { success = 0, fault = 1, failure = 2 };
 

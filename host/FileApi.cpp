@@ -1,4 +1,4 @@
-#include "Apis.h"
+#include "Commands.h"
 #include "Diagnostics.h"
 #include "Limits.h"
 #include "Schema.h"
@@ -16,6 +16,7 @@
 
 #include <cstddef>
 #include <new>
+#include <string_view>
 #include <typeinfo>
 #include <utility>
 
@@ -23,29 +24,30 @@ namespace connector::host {
 
 namespace {
 
-/// The length of all strings and names in a value.
-std::size_t lengthOf(const Poco::Dynamic::Var& value) { // recursive up to MAX_DEPTH
+std::size_t lengthOf(const Poco::Dynamic::Var& value);
+
+/// The length of all strings and names in an object, without the string of one name.
+std::size_t lengthOf(const Poco::JSON::Object& object, std::string_view without = "") {
   std::size_t length = 0;
-  if (value.type() == typeid(std::string)) {
-    length = value.extract<std::string>().size();
-  } else if (value.type() == typeid(Poco::JSON::Array::Ptr)) {
-    for (const auto& element : *value.extract<Poco::JSON::Array::Ptr>()) {
-      length += lengthOf(element);
-    }
-  } else if (value.type() == typeid(Poco::JSON::Object::Ptr)) {
-    for (const auto& [name, member] : *value.extract<Poco::JSON::Object::Ptr>()) {
-      length += name.size() + lengthOf(member);
-    }
+  for (const auto& [name, member] : object) {
+    const bool isLeftOut = name == without && member.type() == typeid(std::string);
+    length += name.size() + (isLeftOut ? 0 : lengthOf(member));
   }
   return length;
 }
 
-/// The length of a file's description, without its contents.
-std::size_t lengthOfFile(const Poco::JSON::Object& file) {
+std::size_t lengthOf(const Poco::Dynamic::Var& value) { // recursive up to MAX_DEPTH
+  if (value.type() == typeid(std::string)) {
+    return value.extract<std::string>().size();
+  }
+  if (value.type() == typeid(Poco::JSON::Object::Ptr)) {
+    return lengthOf(*value.extract<Poco::JSON::Object::Ptr>());
+  }
   std::size_t length = 0;
-  for (const auto& [name, member] : file) {
-    const bool isContents = name == "contents" && member.type() == typeid(std::string);
-    length += name.size() + (isContents ? 0 : lengthOf(member));
+  if (value.type() == typeid(Poco::JSON::Array::Ptr)) {
+    for (const auto& element : *value.extract<Poco::JSON::Array::Ptr>()) {
+      length += lengthOf(element);
+    }
   }
   return length;
 }
@@ -55,7 +57,8 @@ std::size_t lengthOfFile(const Poco::JSON::Object& file) {
 void checkLengths(const Poco::JSON::Object& params) {
   for (const auto& [name, member] : params) {
     const auto file = name == "file" ? params.getObject(name) : nullptr;
-    if ((!file.isNull() ? lengthOfFile(*file) : lengthOf(member)) > MAX_STRING) {
+    const auto length = file.isNull() ? lengthOf(member) : lengthOf(*file, "contents");
+    if (length > MAX_STRING) {
       throw Error(ErrorCode::invalidParams, "Invalid params: \"" + name + "\" is too long");
     }
   }

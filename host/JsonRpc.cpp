@@ -197,12 +197,6 @@ std::optional<Reply> executeBatch(const Api& api, const Batch& batch,
   }
 }
 
-/// Whether the connection executes this method. Others are methods of the Api.
-bool isOfConnection(const Protocol& protocol, const std::string& method) {
-  return method == protocol.cancellation ||
-         (protocol.hasShutdown && (method == SHUTDOWN || method == EXIT));
-}
-
 } // namespace
 
 Error cancelledError() {
@@ -244,8 +238,10 @@ Object::Ptr Request::params() const {
 std::optional<Reply> Request::execute(const Api& api) const {
   try {
     const auto type = method();
-    const bool isDone = isOfConnection(api.protocol(), type);
-    const auto response = isDone ? Var() : Var(api.execute(type, params()));
+    const auto protocol = api.protocol();
+    const bool isOfConnection = type == protocol.cancellation ||
+                                (protocol.hasShutdown && (type == SHUTDOWN || type == EXIT));
+    const auto response = isOfConnection ? Var() : Var(api.execute(type, params()));
     return id_ ? std::optional(Reply(*id_, "result", response)) : std::nullopt;
   } catch (const Error& e) {
     return replyWith(e);

@@ -1,4 +1,4 @@
-#include "Apis.h"
+#include "Commands.h"
 #include "Diagnostics.h"
 
 #include <Poco/Channel.h>

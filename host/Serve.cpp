@@ -14,14 +14,6 @@ namespace connector::host {
 
 namespace {
 
-void greetPerson(const char* example) {
-  if (isatty(STDIN_FILENO) == 0) {
-    return;
-  }
-  std::cerr << "connector-host answers JSON-RPC 2.0 requests, one per line; Ctrl-D ends it. Try:\n"
-            << example << '\n';
-}
-
 std::size_t sizeOf(const Incoming& incoming) {
   const auto* text = std::get_if<Text>(&incoming);
   return text == nullptr ? 0 : text->bytes().size();
@@ -117,7 +109,11 @@ private:
 } // namespace
 
 ExitStatus serve(const Options& options, const Api& api, const Termination& termination) {
-  greetPerson(api.protocol().example);
+  if (isatty(STDIN_FILENO) != 0) {
+    std::cerr
+        << "connector-host answers JSON-RPC 2.0 requests, one per line; Ctrl-D ends it. Try:\n"
+        << api.protocol().example << '\n';
+  }
   widenPipe(STDIN_FILENO);
   widenPipe(STDOUT_FILENO);
   return Connection(options, api, termination).serve();

@@ -1,4 +1,3 @@
-#include "Apis.h"
 #include "Commands.h"
 #include "Confinement.h"
 #include "Descriptors.h"
