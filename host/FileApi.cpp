@@ -12,7 +12,6 @@
 #include <connector/json/MessageRegistry.h>
 
 #include <Poco/Exception.h>
-#include <Poco/JSON/Array.h>
 
 #include <cstddef>
 #include <new>

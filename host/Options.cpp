@@ -118,10 +118,6 @@ Options parseOptions(const Arguments& arguments) {
   Options options;
   Arguments words;
   for (auto next = arguments.begin(); next != arguments.end();) {
-    if (*next == "--") {
-      words.insert(words.end(), next + 1, arguments.end());
-      break;
-    }
     if (next->size() > 1 && next->front() == '-') {
       takeOption(options, next, arguments.end());
     } else {

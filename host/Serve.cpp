@@ -1,11 +1,9 @@
 #include "Commands.h"
-#include "Descriptors.h"
 #include "Framing.h"
 #include "Jobs.h"
 
 #include <iostream>
 #include <mutex>
-#include <optional>
 #include <unistd.h>
 #include <utility>
 #include <variant>

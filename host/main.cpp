@@ -1,9 +1,7 @@
 #include "Commands.h"
 #include "Confinement.h"
-#include "Descriptors.h"
 #include "Diagnostics.h"
 #include "Json.h"
-#include "Options.h"
 #include "Schema.h"
 
 #include <fl/filesystem/confinement.h>
@@ -12,10 +10,8 @@
 
 #include <exception>
 #include <iostream>
-#include <string>
 #include <unistd.h>
 #include <utility>
-#include <vector>
 
 namespace {
 
@@ -80,9 +76,6 @@ int main(int argc, char** argv) {
     return std::cout.flush() ? static_cast<int>(status) : fail("cannot write the output");
   } catch (const UsageError& e) {
     return fail(e.what(), "Try connector-host --help.\n");
-  } catch (const Error& e) {
-    const bool isUnknownType = e.code() == ErrorCode::methodNotFound;
-    return fail(e.what(), isUnknownType ? "Try connector-host types.\n" : "");
   } catch (const Poco::Exception& e) {
     return fail(e.displayText().c_str());
   } catch (const std::exception& e) {
