@@ -245,7 +245,10 @@ ObjectWithText parseObject(const Text& text, std::string_view name) {
   return result;
 }
 
-std::size_t countElements(const Text& text) {
+std::optional<std::size_t> countElements(const Text& text) {
+  if (firstOf(text.bytes()) != '[') {
+    return std::nullopt;
+  }
   releaseFreeMemory(text.bytes());
   checkTokens(text.bytes());
   std::size_t count = 0;
@@ -264,10 +267,6 @@ void forEachElement(const Text& text, std::string_view name,
       }
     });
   });
-}
-
-bool isArray(std::string_view text) {
-  return firstOf(text) == '[';
 }
 
 } // namespace connector::host

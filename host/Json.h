@@ -39,16 +39,13 @@ ObjectWithText parseObject(const Text& text, std::string_view name = {});
 // (of `{}` values). The first pass checks everything and keeps nothing; it costs some 5 % of the
 // time for a batch of small OpenFile requests. The second pass keeps one element at a time.
 
-/// Checks a text that isArray, and returns the number of its elements.
-std::size_t countElements(const Text& text);
+/// Checks an array, and returns the number of its elements. Returns nullopt for any other text.
+std::optional<std::size_t> countElements(const Text& text);
 
 /// As parseObject, for each element of an array that countElements has checked. `take` must not
 /// parse.
 void forEachElement(const Text& text, std::string_view name,
                     const std::function<void(const ObjectWithText&)>& take);
-
-/// Whether a text is an array, provided that it is JSON.
-bool isArray(std::string_view text);
 
 /// Appends one line of UTF-8, with keys in Poco's order. Poco's stringifier is slower, because it
 /// copies strings byte by byte through a stream.

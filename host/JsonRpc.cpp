@@ -131,13 +131,13 @@ Task parseRequest(const ObjectWithText& request) {
 }
 
 Task parseText(const Text& text) {
-  if (!isArray(text.bytes())) {
+  const auto count = countElements(text);
+  if (!count) {
     return parseRequest(parseObject(text, ID));
   }
-  const auto count = countElements(text);
-  if (count == 0 || count > MAX_REQUESTS_IN_BATCH) {
+  if (count == 0U || count > MAX_REQUESTS_IN_BATCH) {
     return errorReply(UNKNOWN_ID,
-                      invalidRequest(count == 0 ? "empty batch" : "too many requests in a batch"));
+                      invalidRequest(count == 0U ? "empty batch" : "too many requests in a batch"));
   }
   return Batch{text};
 }

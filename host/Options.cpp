@@ -12,62 +12,58 @@ namespace {
 
 using Command = Options::Command;
 
-std::size_t parseNumber(const std::string& option, const std::string& text, std::size_t most) {
-  std::size_t value = 0;
-  const char* const end = text.data() + text.size();
-  const auto [stop, error] = std::from_chars(text.data(), end, value);
-  if (error != std::errc() || stop != end || value == 0 || value > most) {
-    throw UsageError(option + ": not a number from 1 to " + std::to_string(most) + ": " + text);
-  }
-  return value;
+template <Command COMMAND>
+void setCommand(Options& options, const std::string&) {
+  options.command = COMMAND;
 }
 
-struct Option {
+template <bool Options::*FLAG>
+void setFlag(Options& options, const std::string&) {
+  options.*FLAG = true;
+}
+
+template <std::size_t Options::*NUMBER, std::size_t MOST = SIZE_MAX>
+void setNumber(Options& options, const std::string& text) {
+  auto& number = options.*NUMBER;
+  const char* const end = text.data() + text.size();
+  const auto [stop, error] = std::from_chars(text.data(), end, number);
+  if (error != std::errc() || stop != end || number == 0 || number > MOST) {
+    throw UsageError("not a number from 1 to " + std::to_string(MOST) + ": " + text);
+  }
+}
+
+/// An option or a command.
+struct Word {
   const char* name;
-  const char* argument; ///< null if it has none
   void (*set)(Options& options, const std::string& value);
+  const char* argument = nullptr; ///< of an option; null if it has none
 };
 
 constexpr std::array OPTIONS{
-    Option{"--help", nullptr, [](Options& options, auto&) { options.command = Command::help; }},
-    Option{"--version", nullptr,
-           [](Options& options, auto&) { options.command = Command::version; }},
-    Option{"--max-message", "BYTES",
-           [](Options& options, auto& value) {
-             options.maxMessage = parseNumber("--max-message", value, SIZE_MAX);
-           }},
-    Option{"--max-reply", "BYTES",
-           [](Options& options, auto& value) {
-             options.maxReply = parseNumber("--max-reply", value, SIZE_MAX);
-           }},
-    Option{"--jobs", "N",
-           [](Options& options, auto& value) {
-             options.jobs = parseNumber("--jobs", value, MAX_JOBS);
-           }},
-    Option{"--root", "DIR", [](Options& options, auto& value) { options.roots.push_back(value); }},
-    Option{"--read-only", nullptr, [](Options& options, auto&) { options.readOnly = true; }},
-    Option{"--contents", nullptr, [](Options& options, auto&) { options.contents = true; }},
-    Option{"--log", nullptr, [](Options& options, auto&) { options.log = true; }}};
+    Word{"--help", setCommand<Command::help>},
+    Word{"--version", setCommand<Command::version>},
+    Word{"--max-message", setNumber<&Options::maxMessage>, "BYTES"},
+    Word{"--max-reply", setNumber<&Options::maxReply>, "BYTES"},
+    Word{"--jobs", setNumber<&Options::jobs, MAX_JOBS>, "N"},
+    Word{"--root", [](Options& options, auto& value) { options.roots.push_back(value); }, "DIR"},
+    Word{"--read-only", setFlag<&Options::readOnly>},
+    Word{"--contents", setFlag<&Options::contents>},
+    Word{"--log", setFlag<&Options::log>}};
 
-struct CommandName {
-  const char* name;
-  Command command;
-};
+constexpr std::array COMMANDS{
+    Word{"serve", setCommand<Command::serve>}, Word{"mcp", setCommand<Command::mcp>},
+    Word{"call", setCommand<Command::call>}, Word{"types", setCommand<Command::types>},
+    Word{"schema", setCommand<Command::schema>}};
 
-constexpr std::array COMMANDS{CommandName{"serve", Command::serve},
-                              CommandName{"mcp", Command::mcp}, CommandName{"call", Command::call},
-                              CommandName{"types", Command::types},
-                              CommandName{"schema", Command::schema}};
-
-/// A copy of the row that has this name. `kind` describes the name in the error.
+/// A copy of the word that has this name. `kind` describes the name in the error.
 template <typename Table>
-auto rowOf(const Table& table, const std::string& kind, const std::string& name) {
+Word find(const Table& table, const std::string& kind, const std::string& name) {
   std::vector<std::string> names;
-  for (const auto& row : table) {
-    if (name == row.name) {
-      return row;
+  for (const auto& word : table) {
+    if (name == word.name) {
+      return word;
     }
-    names.emplace_back(row.name);
+    names.emplace_back(word.name);
   }
   throw UsageError("Unknown " + kind + ": " + name + suggestion(name, names));
 }
@@ -80,7 +76,7 @@ void takeOption(Options& options, Arguments::const_iterator& next,
                 const Arguments::const_iterator& end) {
   const std::string& text = *next++;
   const auto equals = text.find('=');
-  const Option option = rowOf(OPTIONS, "option", text == "-h" ? "--help" : text.substr(0, equals));
+  const Word option = find(OPTIONS, "option", text == "-h" ? "--help" : text.substr(0, equals));
   std::string value;
   if (equals != std::string::npos) {
     value = text.substr(equals + 1);
@@ -91,12 +87,16 @@ void takeOption(Options& options, Arguments::const_iterator& next,
     throw UsageError(std::string(option.name) + " takes " +
                      (option.argument == nullptr ? "no argument" : option.argument));
   }
-  option.set(options, value);
+  try {
+    option.set(options, value);
+  } catch (const UsageError& e) {
+    throw UsageError(std::string(option.name) + ": " + e.what());
+  }
 }
 
-void setCommand(Options& options, const Arguments& words) {
+void takeCommand(Options& options, const Arguments& words) {
   const std::string name = words.empty() ? "serve" : words.front();
-  options.command = rowOf(COMMANDS, "command", name).command;
+  find(COMMANDS, "command", name).set(options, "");
   const bool isCall = options.command == Command::call;
   if (isCall != (words.size() > 1)) {
     throw UsageError(name + (isCall ? " takes a message type" : " takes no argument"));
@@ -125,7 +125,7 @@ Options parseOptions(const Arguments& arguments) {
     }
   }
   if (options.command == Command::serve) {
-    setCommand(options, words);
+    takeCommand(options, words);
   } else if (options.command == Command::help && words.size() > 1 && words.front() == "call") {
     options.type = words[1];
   }
