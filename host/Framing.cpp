@@ -13,16 +13,16 @@ namespace {
 constexpr std::size_t CHUNK = 64UL * 1024;
 constexpr std::size_t HEADER_LIMIT = 8UL * 1024;
 
-bool isBlank(std::string_view line) {
-  return line.find_first_not_of(" \t\r") == std::string_view::npos;
+bool isBlank(const std::optional<Incoming>& line) {
+  const auto* text = line ? std::get_if<Text>(&*line) : nullptr;
+  return text != nullptr && text->bytes().find_first_not_of(" \t\r") == std::string_view::npos;
 }
 
-/// The value of a Content-Length header. Returns nullopt if it is invalid or for another header.
-std::optional<std::size_t> lengthIn(const std::string& header) {
-  const auto colon = header.rfind(':');
-  if (colon == std::string::npos) {
-    return std::nullopt;
-  }
+/// The value of a Content-Length header. Returns nullopt if it is invalid or for another line.
+std::optional<std::size_t> lengthIn(const Incoming& line) {
+  const auto* text = std::get_if<Text>(&line);
+  const std::string header(text == nullptr ? "" : text->bytes());
+  const auto colon = header.rfind(':'); // without one, the whole line is both name and value
   const auto name = Poco::toLower(Poco::trim(header.substr(0, colon)));
   const auto value = Poco::trim(header.substr(colon + 1));
   std::size_t length = 0;
@@ -36,9 +36,7 @@ std::optional<std::size_t> lengthIn(const std::string& header) {
 } // namespace
 
 std::optional<Incoming> FrameReader::next() {
-  if (!framing_) {
-    framing_ = findFraming();
-  }
+  framing_ = framing_ ? framing_ : findFraming();
   if (!framing_) {
     return std::nullopt;
   }
@@ -58,19 +56,15 @@ std::optional<Framing> FrameReader::findFraming() {
 }
 
 std::optional<Incoming> FrameReader::nextLine() {
-  while (const auto line = readLine(limit_)) {
-    if (line->error) {
-      return *line->error;
-    }
-    if (!isBlank(line->text)) {
-      return Text(line->text, true);
-    }
+  auto line = readLine(limit_);
+  while (isBlank(line)) {
+    line = readLine(limit_);
   }
-  return std::nullopt;
+  return line;
 }
 
 /// Returns nullopt at the end of the input.
-std::optional<FrameReader::Line> FrameReader::readLine(std::size_t limit) {
+std::optional<Incoming> FrameReader::readLine(std::size_t limit) {
   try {
     const auto size = findLineEnd(limit);
     if (!size || *size > limit) {
@@ -79,7 +73,7 @@ std::optional<FrameReader::Line> FrameReader::readLine(std::size_t limit) {
     if (pending_.empty()) {
       return std::nullopt;
     }
-    return takeLine(*size);
+    return Text(takeLine(*size), true);
   } catch (const std::bad_alloc&) {
     return skipLine(Reason::noMemory);
   }
@@ -105,22 +99,20 @@ std::optional<std::size_t> FrameReader::findLineEnd(std::size_t limit) {
   return pending_.view().size();
 }
 
-/// Skips a line, of which the end may not yet be read. Keeps its last bytes, which may be a header.
-FrameReader::Line FrameReader::skipLine(Reason reason) {
+/// Skips a line, of which the end may not yet be read.
+Unreadable FrameReader::skipLine(Reason reason) {
   TextScanner scanner;
   std::optional<std::size_t> rest;
-  while (!(rest = findLineEnd(HEADER_LIMIT))) {
+  while (!(rest = findLineEnd(CHUNK))) {
     scanner.scan(pending_.view());
     pending_.clear();
   }
-  auto line = takeLine(*rest);
-  scanner.scan(line.text);
-  line.error = Unreadable{reason, scanner.id()};
-  return line;
+  scanner.scan(takeLine(*rest));
+  return {reason, scanner.id()};
 }
 
-FrameReader::Line FrameReader::takeLine(std::size_t size) {
-  Line line{take(size), std::nullopt};
+std::string_view FrameReader::takeLine(std::size_t size) {
+  const auto line = take(size);
   if (!pending_.empty()) {
     pending_.drop(1); // the line break, which the last line may lack
   }
@@ -131,9 +123,9 @@ std::optional<Incoming> FrameReader::nextBody() {
   std::optional<std::size_t> length;
   bool begun = false;
   while (const auto line = readLine(HEADER_LIMIT)) {
-    if (!isBlank(line->text)) {
+    if (!isBlank(line)) {
       begun = true;
-      const auto found = lengthIn(std::string(line->text));
+      const auto found = lengthIn(*line);
       length = found ? found : length;
     } else if (length) {
       return readBody(*length);

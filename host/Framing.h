@@ -54,18 +54,13 @@ public:
 private:
   using Reason = Unreadable::Reason;
 
-  struct Line {
-    std::string_view text; ///< if the line was skipped, only its end
-    std::optional<Unreadable> error;
-  };
-
   std::optional<Framing> findFraming();
 
   std::optional<Incoming> nextLine();
-  std::optional<Line> readLine(std::size_t limit);
+  std::optional<Incoming> readLine(std::size_t limit);
   std::optional<std::size_t> findLineEnd(std::size_t limit);
-  Line skipLine(Reason reason);
-  Line takeLine(std::size_t size);
+  Unreadable skipLine(Reason reason);
+  std::string_view takeLine(std::size_t size);
 
   std::optional<Incoming> nextBody();
   std::optional<Incoming> readBody(std::size_t length);

@@ -135,9 +135,11 @@ Task parseText(const Text& text) {
   if (!count) {
     return parseRequest(parseObject(text, ID));
   }
-  if (count == 0U || count > MAX_REQUESTS_IN_BATCH) {
-    return errorReply(UNKNOWN_ID,
-                      invalidRequest(count == 0U ? "empty batch" : "too many requests in a batch"));
+  if (*count == 0) {
+    return errorReply(UNKNOWN_ID, invalidRequest("empty batch"));
+  }
+  if (*count > MAX_REQUESTS_IN_BATCH) {
+    return errorReply(UNKNOWN_ID, invalidRequest("too many requests in a batch"));
   }
   return Batch{text};
 }
