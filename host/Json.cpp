@@ -1,7 +1,6 @@
 #include "Json.h"
 
 #include "Limits.h"
-#include "Memory.h"
 #include "TextScanner.h"
 
 #include <algorithm>
@@ -10,6 +9,10 @@
 #include <simdjson.h>
 
 namespace connector::host {
+
+// The allocator of sanitizers lacks this function.
+// NOLINTNEXTLINE(readability-identifier-naming): the name is the allocator's.
+extern "C" __attribute__((weak)) void MallocExtension_ReleaseFreeMemory();
 
 namespace {
 
@@ -225,6 +228,12 @@ ObjectWithText readElement(value element, std::string_view name) {
 }
 
 } // namespace
+
+void releaseFreeMemory() {
+  if (MallocExtension_ReleaseFreeMemory != nullptr) {
+    MallocExtension_ReleaseFreeMemory();
+  }
+}
 
 ObjectWithText parseObject(const Text& text, std::string_view name) {
   releaseFreeMemory(text.bytes());

@@ -47,6 +47,10 @@ std::optional<std::size_t> countElements(const Text& text);
 void forEachElement(const Text& text, std::string_view name,
                     const std::function<void(const ObjectWithText&)>& take);
 
+/// Lets the allocator return freed memory to the system. Otherwise the process would keep the
+/// copies of one long text beside those of the next.
+void releaseFreeMemory();
+
 /// Appends one line of UTF-8, with keys in Poco's order. Poco's stringifier is slower, because it
 /// copies strings byte by byte through a stream.
 void appendJson(Output& out, const Poco::Dynamic::Var& value);

@@ -2,7 +2,6 @@
 
 #include "Json.h"
 #include "Limits.h"
-#include "Memory.h"
 #include "TextScanner.h"
 
 #include <Poco/Exception.h>
@@ -35,10 +34,10 @@ Error internalError(const std::string& cause) {
 }
 
 Reply errorReply(const std::string& id, const Error& error) {
-  auto object = makeObject(
-      {{"code", static_cast<int>(error.code())}, {"message", std::string(error.what())}});
-  if (!error.data().isNull()) {
-    object->set("data", error.data());
+  auto object =
+      makeObject({{"code", static_cast<int>(error.code)}, {"message", std::string(error.what())}});
+  if (!error.data.isNull()) {
+    object->set("data", error.data);
   }
   return {id, "error", object};
 }

@@ -29,21 +29,15 @@ enum class ErrorCode {
 };
 
 /// A JSON-RPC error: the reason why a request has no response.
-class Error : public std::runtime_error {
-public:
-  Error(ErrorCode code, const std::string& message, Poco::JSON::Object::Ptr data = nullptr)
+struct Error : std::runtime_error {
+  Error(ErrorCode errorCode, const std::string& message,
+        Poco::JSON::Object::Ptr errorData = nullptr)
       : std::runtime_error(message)
-      , code_(code)
-      , data_(std::move(data)) {}
+      , code(errorCode)
+      , data(std::move(errorData)) {}
 
-  [[nodiscard]] ErrorCode code() const { return code_; }
-
-  /// May be null.
-  [[nodiscard]] const Poco::JSON::Object::Ptr& data() const { return data_; }
-
-private:
-  ErrorCode code_;
-  Poco::JSON::Object::Ptr data_;
+  ErrorCode code;
+  Poco::JSON::Object::Ptr data; ///< may be null
 };
 
 /// The error of a request that was not begun.

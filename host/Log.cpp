@@ -60,7 +60,7 @@ public:
       log(*response);
       return response;
     } catch (const Error& e) {
-      log(e.code(), e.what());
+      log(e.code, e.what());
       throw;
     } catch (const std::exception& e) {
       log(ErrorCode::internalError, e.what());
