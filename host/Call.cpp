@@ -53,7 +53,8 @@ std::string readAll(Input& input, std::size_t limit) {
   return text;
 }
 
-/// Reads a file as standard input, which a signal ends, because a FIFO may never have a writer.
+/// Opens a file in place of standard input and reads it. The first signal then also ends the wait
+/// for the writer of a FIFO.
 std::string readFile(const std::string& path, std::size_t limit, Input& standardInput) {
   try {
     const auto file =

@@ -30,6 +30,7 @@ std::unique_ptr<Api> makeLoggingApi(std::unique_ptr<Api> api);
 std::unique_ptr<Api> makeMcpApi(std::unique_ptr<Api> files, const Options& options,
                                 const std::vector<int>& roots);
 
+/// A fault with its condition and the paths that it concerns.
 struct Fault {
   std::string condition;
   std::string message;

@@ -75,7 +75,7 @@ void readString(Var& slot, value& string) {
     text = token.substr(1, token.size() - 2);
     return;
   }
-  // Unlike `string`, this parser is chosen at run time for the processor.
+  // This parser uses all instructions of the processor, the one of `string` only common ones.
   simdjson::dom::parser parser;
   text = std::string_view(parser.parse(token.data(), token.size(), false));
 }

@@ -27,8 +27,8 @@ struct ObjectWithText {
   std::optional<std::string> memberText; ///< of one member; of an object or array, its beginning
 };
 
-// All functions throw a JsonError if the text is not valid JSON or UTF-8, is nested too deep or has
-// too many values. The last of several members with the same name is kept. A number beyond 64 bits
+// Parsing throws a JsonError if the text is not valid JSON or UTF-8, is nested too deep or has too
+// many values. The last of several members with the same name is kept. A number beyond 64 bits
 // becomes the nearest double.
 
 /// Parses a text; `memberText` is that of the member `name`.

@@ -211,10 +211,6 @@ Object::Ptr resultFrom(Object::Ptr response) {
   return makeObject({{"content", makeArray({textBlock(text)})}, {"structuredContent", response}});
 }
 
-bool isOfType(const Var& value, const std::string& type) {
-  return value.type() == (type == "boolean" ? typeid(bool) : typeid(std::string));
-}
-
 /// Throws an Error for an argument that is unknown, missing or of the wrong type. The service
 /// itself would ignore it, use a default or convert it.
 Object::Ptr messageFrom(const std::vector<RequestKey>& keys, const Object& params) {
@@ -226,7 +222,8 @@ Object::Ptr messageFrom(const std::vector<RequestKey>& keys, const Object& param
     if (key == nullptr) {
       throw Error(ErrorCode::invalidParams, "Unknown argument: " + name);
     }
-    if (!value.isEmpty() && !isOfType(value, key->type())) {
+    const auto& type = key->type() == "boolean" ? typeid(bool) : typeid(std::string);
+    if (!value.isEmpty() && value.type() != type) {
       throw Error(ErrorCode::invalidParams, name + " is not a " + key->type());
     }
     setKey(*message, key->name, value);

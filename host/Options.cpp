@@ -149,10 +149,11 @@ Answers messages of the connector file service.
   mcp               offer each message as a tool of the Model Context Protocol,
                     for AI programs, in the directories given by --root
   call TYPE ...     execute one request and print the response. A TYPE without a
-                    slash is short: ListFolder is connector/v1/ListFolder. The
-                    request is a JSON object, - for one on standard input, or
-                    KEY=VALUE...: file.location=a.txt or location=a.txt;
-                    contents=@FILE sends the bytes of FILE
+                    slash is a short name: ListFolder for
+                    connector/v1/ListFolder. The request is a JSON object, - to
+                    read one from standard input, or KEY=VALUE..., for example
+                    file.location=a.txt or location=a.txt. contents=@FILE sends
+                    the bytes of FILE
   call --help TYPE  print the keys of a request
   types             print the types of requests
   schema            print their OpenRPC document, with JSON Schema for all keys
@@ -173,9 +174,9 @@ A stream that begins with { or [ has one JSON text per line; one that begins
 with C has Content-Length headers. `method` is the message type, `params` the
 message.
 
-The kernel enforces the confinement (Landlock, Linux 5.19 or later). If it
-cannot, connector-host does not start. Paths outside can be neither read nor
-changed, but their existence, kind, size and times are not hidden.
+The kernel enforces --root and --read-only (Landlock, Linux 5.19 or later). If
+the kernel cannot, connector-host does not start. Paths outside can be neither
+read nor changed, but their existence, kind, size and times are not hidden.
 
 Exit status of call: 0 success, 1 the response has a fault, 2 no response.
 )";
