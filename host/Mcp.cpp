@@ -165,7 +165,7 @@ std::string textOf(const Fault& fault) {
 
 /// "NAME/" for a directory, "NAME (6 bytes)" for a file. `name` is the key of NAME.
 std::string describe(const Object& info, const char* name) {
-  const auto text = withEscapedControls(info.getValue<std::string>(name), "");
+  const auto text = withEscapedControls(info.getValue<std::string>(name));
   if (info.optValue("deleted", false)) {
     return text + " (missing)";
   }

@@ -11,9 +11,8 @@ namespace connector::host {
 /// The names of all requests, sorted.
 std::vector<std::string> requestTypes();
 
-// Both throw an Error (methodNotFound) if there is no request of this name.
-
-/// The JSON Schema of a request. Shared, so do not change it.
+/// The JSON Schema of a request. Shared, so do not change it. Throws an Error (methodNotFound) if
+/// there is no such request.
 Poco::JSON::Object::Ptr requestSchema(const std::string& type);
 
 /// A key of a request.
@@ -29,7 +28,7 @@ struct RequestKey {
   [[nodiscard]] bool isIgnored() const { return schema->has("readOnly"); }
 };
 
-/// The keys of a request, at all levels; a key precedes those inside its object.
+/// The keys of a request, at all levels; a key precedes those inside its object. Throws as above.
 std::vector<RequestKey> keysOf(const std::string& type);
 
 /// The key that has this name or ends with it after a dot. Null if there is none.

@@ -59,6 +59,7 @@ public:
       : buffer_(bufferSize)
       , drain_(std::move(drain)) {}
 
+  ~Output() = default;
   Output(const Output&) = delete;
   Output& operator=(const Output&) = delete;
 
