@@ -204,22 +204,24 @@ Error cancelledError() {
   return {ErrorCode::cancelled, "Cancelled"};
 }
 
-Reply::Reply(const std::string& id, const std::string& member, Var value)
+Reply::Reply(const std::string& id, const std::string& member, Object::Ptr value)
     : head_(R"({"jsonrpc":"2.0","id":)" + id + ",\"" + member + "\":")
-    , value_(std::move(value)) {}
+    , value_(std::move(value)) {
+  head_ += value_.isNull() ? "null}" : "";
+}
 
 std::size_t Reply::size() const {
-  return head_.size() + (value_ ? jsonSize(*value_) + 1 : 0);
+  return head_.size() + (value_.isNull() ? 0 : jsonSize(value_) + 1);
 }
 
 std::string Reply::text() const {
-  return value_ ? head_ + writeJson(*value_) + '}' : head_;
+  return value_.isNull() ? head_ : head_ + writeJson(value_) + '}';
 }
 
 void Reply::writeTo(Output& out) const {
   out.append(head_);
-  if (value_) {
-    appendJson(out, *value_);
+  if (!value_.isNull()) {
+    appendJson(out, value_);
     out.append('}');
   }
 }
@@ -242,7 +244,7 @@ std::optional<Reply> Request::execute(const Api& api) const {
     const auto protocol = api.protocol();
     const bool isOfConnection = type == protocol.cancellation ||
                                 (protocol.hasShutdown && (type == SHUTDOWN || type == EXIT));
-    const auto response = isOfConnection ? Var() : Var(api.execute(type, params()));
+    const auto response = isOfConnection ? Object::Ptr() : api.execute(type, params());
     return id_ ? std::optional(Reply(*id_, "result", response)) : std::nullopt;
   } catch (const Error& e) {
     return replyWith(e);

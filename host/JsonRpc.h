@@ -79,8 +79,8 @@ public:
   explicit Reply(std::string text)
       : head_(std::move(text)) {}
 
-  /// The reply to one request, with a member `result` or `error`.
-  Reply(const std::string& id, const std::string& member, Poco::Dynamic::Var value);
+  /// The reply to one request, with a member `result` or `error`. A null value is written as null.
+  Reply(const std::string& id, const std::string& member, Poco::JSON::Object::Ptr value);
 
   [[nodiscard]] std::string text() const;
 
@@ -90,8 +90,8 @@ public:
   void writeTo(Output& out) const;
 
 private:
-  std::string head_;                        ///< up to the value
-  std::optional<Poco::Dynamic::Var> value_; ///< only a bracket follows it
+  std::string head_;              ///< up to the value
+  Poco::JSON::Object::Ptr value_; ///< only a bracket follows it; null if head_ is the whole text
 };
 
 /// A request whose members have the right types. Only its execution checks the method and `params`.
