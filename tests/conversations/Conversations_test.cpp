@@ -1,5 +1,5 @@
-// Drives a real connector-host through the *.conversation files beside this one; README.md explains
-// their lines.
+// Drives a real connector-host through the *.conversation files in this directory; README.md
+// explains their lines.
 
 #include "support/ChildProcess.h"
 #include "support/HostClient.h"
@@ -22,7 +22,9 @@
 #include <optional>
 #include <string>
 #include <sys/stat.h>
+#include <tuple>
 #include <unistd.h>
+#include <utility>
 #include <vector>
 
 namespace connector::test {
@@ -34,7 +36,7 @@ using Poco::Dynamic::Var;
 using Poco::JSON::Array;
 using Poco::JSON::Object;
 
-/// Returns `expected` with its open values taken from `actual`.
+/// Returns `expected` with each "{any}" replaced by the value in `actual`.
 Var completed(const Var& expected, const Var& actual) {
   if (expected.isString() && expected.toString() == "{any}") {
     return actual;
@@ -61,12 +63,23 @@ Var completed(const Var& expected, const Var& actual) {
   return expected;
 }
 
-/// The keys of a failed response other than its fault and those of every response.
-const std::map<std::string, std::string> REST_OF_FAILED_RESPONSE{
+/// The keys of a failed response that only its type has.
+const std::map<std::string, std::string> OWN_KEYS_OF_FAILED_RESPONSE{
     {"OpenFile", R"("lineNumber":-1,"column":-1,"isDebugEvent":false,)"},
     {"RenameFile", R"("newFileInfo":{"location":"","name":"","isDirectory":false},)"},
     {"MoveFile", R"("srcPath":{"location":"","name":"","isDirectory":false},)"},
     {"ListFolder", R"("folderContents":[],)"}};
+
+/// For the shell commands. `await TEST` waits until `test TEST` holds, for a few seconds at most,
+/// so that no command in the background outlives its conversation by much.
+constexpr auto SHELL_FUNCTIONS =
+    "await() { for try in $(seq 500); do test \"$@\" && return; sleep 0.01; done; exit 1; }; ";
+
+/// Returns the text before the first blank, and the text after it.
+std::pair<std::string, std::string> splitAtBlank(const std::string& text) {
+  const auto blank = text.find(' ');
+  return {text.substr(0, blank), text.substr(std::min(blank, text.size() - 1) + 1)};
+}
 
 class Conversation {
 public:
@@ -76,13 +89,11 @@ public:
 
   void run() {
     std::ifstream lines(script_);
-    for (std::string line; std::getline(lines, line);) {
-      ++number_;
-      step(line);
-      if (testing::Test::HasFailure()) {
-        ADD_FAILURE() << "in " << script_.filename() << ":" << number_ << ": "
-                      << line.substr(0, 300);
-        break;
+    int number = 0;
+    for (std::string line; std::getline(lines, line) && !testing::Test::HasFailure();) {
+      SCOPED_TRACE(script_.string() + ":" + std::to_string(++number) + ": " + line.substr(0, 300));
+      if (!line.empty() && line[0] != '#') {
+        step(line);
       }
     }
     EXPECT_EQ(host().finish(), 0);
@@ -92,75 +103,70 @@ private:
   HostClient& host() { return host_ ? *host_ : host_.emplace(root_); }
 
   void step(const std::string& line) {
-    if (line.empty() || line[0] == '#') {
-      return;
-    }
-    const auto blank = line.find(' ');
-    const std::string mark = line.substr(0, blank);
-    const std::string text = line.substr(blank + 1);
+    const auto& [mark, text] = splitAtBlank(line);
     if (mark == "$") {
-      const std::string command = "cd '" + root_.string() + "' && { " + text + "; }";
+      const std::string command =
+          SHELL_FUNCTIONS + ("cd '" + root_.string()) + "' && { " + text + "; }";
       EXPECT_EQ(std::system(command.c_str()), 0); // NOLINT(cert-env33-c): the script's purpose
     } else if (mark == "=") {
       host_.emplace(root_, HostClient::withOptions(text));
     } else if (mark == "*") {
-      host_.emplace(root_, std::vector<std::string>{"sh", "-c", expand(text)});
+      host_.emplace(root_, std::vector<std::string>{"sh", "-c", text});
     } else if (mark == ">") {
-      request(text);
+      sendRequest(text);
     } else if (mark == "<x") {
       expectError(text);
     } else if (mark == "<!" || mark == "<~") {
       expectFault(text);
-      EXPECT_EQ(snapshot(root_) == before_, mark == "<!");
+      EXPECT_EQ(snapshot(root_) == before_, mark == "<!") << "whether the disk is unchanged";
     } else if (mark == "<") {
       expectResult(*parseObject(expand(text)));
     } else {
-      ADD_FAILURE() << "no such kind of line";
+      ADD_FAILURE() << "unknown kind of line";
     }
   }
 
-  void request(const std::string& text) {
-    const auto blank = text.find(' ');
-    type_ = text.substr(0, blank);
-    const std::string params = expand(text.substr(blank + 1));
+  void sendRequest(const std::string& text) {
+    std::string params;
+    std::tie(type_, params) = splitAtBlank(expand(text));
     const auto uuid = parseObject(params)->get("uuid");
     uuid_ = uuid.isEmpty() ? "notset" : uuid.toString();
     before_ = snapshot(root_);
     answer_ = host().ask(type_, params);
   }
 
-  void expectError(const std::string& text) {
-    const auto blank = text.find(' ');
+  void expectError(const std::string& codeAndText) {
+    const auto& [code, text] = splitAtBlank(codeAndText);
     ASSERT_TRUE(answer_->isObject("error")) << shown();
     const auto error = answer_->getObject("error");
-    EXPECT_EQ(error->getValue<std::string>("code"), text.substr(0, blank));
-    EXPECT_THAT(error->getValue<std::string>("message"),
-                testing::HasSubstr(text.substr(blank + 1)));
+    EXPECT_EQ(error->getValue<std::string>("code"), code);
+    EXPECT_THAT(error->getValue<std::string>("message"), testing::HasSubstr(text));
   }
 
-  void expectFault(const std::string& text) {
-    const auto blank = text.find(' ');
-    const auto end = text.find("] ");
-    const std::string fault = R"({"message":")" + text.substr(end + 2) +
+  void expectFault(const std::string& line) {
+    const auto& [condition, rest] = splitAtBlank(line);
+    const auto end = rest.find("] ") + 1;
+    const std::string fault = R"({"message":")" + rest.substr(end + 1) +
                               R"(","faultCode":"FileService.IOError","faultConditions":[{)" +
-                              R"("faultId":")" + text.substr(0, blank) + R"(","faultInfo":)" +
-                              text.substr(blank + 1, end - blank) + "}]}";
-    const auto rest = REST_OF_FAILED_RESPONSE.find(type_);
-    const std::string expected = "{" + (rest != REST_OF_FAILED_RESPONSE.end() ? rest->second : "") +
+                              R"("faultId":")" + condition + R"(","faultInfo":)" +
+                              rest.substr(0, end) + "}]}";
+    const auto own = OWN_KEYS_OF_FAILED_RESPONSE.find(type_);
+    const std::string expected = "{" +
+                                 (own != OWN_KEYS_OF_FAILED_RESPONSE.end() ? own->second : "") +
                                  (type_ == "MoveFile" ? R"("fault":)" + fault + "," : "") +
                                  R"("messageFaults":[)" + fault + "]}";
     expectResult(*parseObject(expand(expected)));
   }
 
   void expectResult(const Object& expected) {
-    Object whole;
-    whole.set("uuid", uuid_).set("apiVersion", "1.0").set("messageFaults", Array::Ptr(new Array));
+    Object::Ptr whole = new Object;
+    whole->set("uuid", uuid_).set("apiVersion", "1.0").set("messageFaults", Array::Ptr(new Array));
     for (const auto& [name, value] : expected) {
-      whole.set(name, value);
+      whole->set(name, value);
     }
     ASSERT_TRUE(answer_->isObject("result")) << shown();
     const Var result = answer_->get("result");
-    const std::string text = textOf(completed(Object::Ptr(new Object(whole)), result));
+    const std::string text = textOf(completed(whole, result));
     EXPECT_TRUE(textOf(result) == text) << shown() << "\nis not\n" << text.substr(0, 2000);
   }
 
@@ -179,7 +185,6 @@ private:
   fs::path script_;
   fs::path root_;
   std::optional<HostClient> host_;
-  int number_ = 0;
   std::string type_;
   std::string uuid_;
   Disk before_;
@@ -199,7 +204,7 @@ std::vector<fs::path> conversationFiles() {
 
 class Conversations : public ScratchFolder, public testing::WithParamInterface<fs::path> {
 protected:
-  [[nodiscard]] bool isOf(const std::string& kind) const {
+  [[nodiscard]] static bool isOf(const std::string& kind) {
     return GetParam().filename().string().find(kind) != std::string::npos;
   }
 };
@@ -219,18 +224,22 @@ TEST_P(Conversations, GoAsWritten) {
   if (isOf("injected_") && (SANITIZED || !canInject() || !canConfine())) {
     GTEST_SKIP() << "needs strace, Landlock, and a build without sanitizers";
   }
-  umask(0002); // which the modes of new entries show
-  if (!isOf("ordinary_user_")) {
-    Conversation(GetParam(), folder()).run();
-    return;
+  setenv("HOST", CONNECTOR_HOST_PROGRAM, 1);
+  umask(0002); // the modes of new files depend on it
+  const auto converse = [this] { Conversation(GetParam(), folder()).run(); };
+  if (isOf("small_disk_")) {
+    onTmpfs(folder(), "size=64k,nr_inodes=32", converse);
+  } else if (isOf("ordinary_user_")) {
+    fs::permissions(folder(), fs::perms::all);
+    asUnprivilegedUser([&] {
+      if (access(CONNECTOR_HOST_PROGRAM, X_OK) != 0) {
+        GTEST_SKIP() << "the build directory is closed to ordinary users";
+      }
+      converse();
+    });
+  } else {
+    converse();
   }
-  fs::permissions(folder(), fs::perms::all);
-  asUnprivilegedUser([this] {
-    if (access(CONNECTOR_HOST_PROGRAM, X_OK) != 0) {
-      GTEST_SKIP() << "the build directory is closed to ordinary users";
-    }
-    Conversation(GetParam(), folder()).run();
-  });
 }
 
 INSTANTIATE_TEST_SUITE_P(All, Conversations, testing::ValuesIn(conversationFiles()),
