@@ -13,11 +13,9 @@
 
 namespace connector::test {
 
-/// `take`: a link at the path is itself renamed, replaced or deleted. `move`: a link to a directory
-/// is itself moved.
-enum class Does { describe, read, list, write, take, move };
+enum class Does { describe, read, list, change };
 
-/// A request with a place for the path under test.
+/// A request with a placeholder for the path under test.
 struct Request {
   const char* type;
   const char* params; // "@" is the path, "#" a directory with a file a.txt and a directory sub
@@ -29,23 +27,23 @@ struct Request {
   }
 };
 
-/// The nine, with the path in each of their places.
+/// Each of the nine requests, with the path in each place where it can be.
 inline constexpr std::array<Request, 15> REQUESTS{{
     {"CreateFile", R"({"file":{"location":"@","contents":"x"},"updateIfExists":true})",
-     Does::write},
-    {"CreateFile", R"({"file":{"location":"@","isDirectory":true}})", Does::write},
+     Does::change},
+    {"CreateFile", R"({"file":{"location":"@","isDirectory":true}})", Does::change},
     {"OpenFile", R"({"path":"@"})", Does::read},
     {"OpenOrCreateFile", R"({"path":"@"})", Does::read},
-    {"UpdateFile", R"({"file":{"location":"@","contents":"x"}})", Does::write},
-    {"CloseFile", R"({"file":{"location":"@","contents":"x"},"updateFile":true})", Does::write},
+    {"UpdateFile", R"({"file":{"location":"@","contents":"x"}})", Does::change},
+    {"CloseFile", R"({"file":{"location":"@","contents":"x"},"updateFile":true})", Does::change},
     {"CloseFile", R"({"file":{"location":"@"}})", Does::describe},
-    {"RenameFile", R"({"originalFileInfo":"@","newFileInfo":"#/new"})", Does::take},
-    {"RenameFile", R"({"originalFileInfo":"#/a.txt","newFileInfo":"@"})", Does::take},
-    {"RenameFile", R"({"originalFileInfo":"#/sub","newFileInfo":"@"})", Does::take},
-    {"MoveFile", R"({"srcPath":"@","destPath":"#/sub"})", Does::move},
-    {"MoveFile", R"({"srcPath":"#/a.txt","destPath":"@"})", Does::write},
-    {"MoveFile", R"({"srcPath":"#/sub","destPath":"@"})", Does::write},
-    {"DeleteFile", R"({"path":"@"})", Does::take},
+    {"RenameFile", R"({"originalFileInfo":"@","newFileInfo":"#/new"})", Does::change},
+    {"RenameFile", R"({"originalFileInfo":"#/a.txt","newFileInfo":"@"})", Does::change},
+    {"RenameFile", R"({"originalFileInfo":"#/sub","newFileInfo":"@"})", Does::change},
+    {"MoveFile", R"({"srcPath":"@","destPath":"#/sub"})", Does::change},
+    {"MoveFile", R"({"srcPath":"#/a.txt","destPath":"@"})", Does::change},
+    {"MoveFile", R"({"srcPath":"#/sub","destPath":"@"})", Does::change},
+    {"DeleteFile", R"({"path":"@"})", Does::change},
     {"ListFolder", R"({"path":"@"})", Does::list},
 }};
 
