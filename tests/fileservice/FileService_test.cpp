@@ -22,12 +22,10 @@
 #include <stdexcept>
 #include <string>
 #include <string_view>
+#include <sys/mount.h>
 #include <sys/resource.h>
-#include <sys/socket.h>
 #include <sys/stat.h>
-#include <sys/un.h>
 #include <type_traits>
-#include <unistd.h>
 #include <utility>
 #include <vector>
 
@@ -40,8 +38,8 @@ using connector::test::snapshot;
 using testing::ElementsAre;
 using testing::Pair;
 
-/// How a call ends, in one word: the condition of a refusal, the name of the code of a platform
-/// exception that it threw, "runtime_error" for another failure, "ok", and "false" for a false.
+/// Returns the condition of a refusal, the name of the code of a platform exception,
+/// "runtime_error" for another failure, and otherwise "ok" or, for the result false, "false".
 template <typename Call>
 std::string outcomeOf(const Call& call) {
   try {
@@ -67,7 +65,7 @@ File fileAt(const ustring& location, std::string_view contents = {}) {
   return {FileInfo(location, false), connector::test::bufferOf(contents)};
 }
 
-/// Writes down the calls that reach it; lets the one about `failing` fail.
+/// Records the calls that reach it. Those that create or move `failing` fail.
 class RecordingService : public FileServiceImpl {
 public:
   RecordingService() {
@@ -76,7 +74,7 @@ public:
 
   Future<FileInfo> create(File&& file, bool overwrite) override {
     const ustring path = file.getFileInfo().getLocation();
-    const ustring kind = file.getFileInfo().isDirectory() ? u"folder " : u"file ";
+    const ustring kind = file.getFileInfo().isDirectory() ? u"directory " : u"file ";
     calls.push_back(u"create " + kind + path + (overwrite ? u" over" : u""));
     return path == failing ? failure.getFuture()
                            : FileServiceImpl::create(std::move(file), overwrite);
@@ -102,59 +100,47 @@ public:
   Promise<FileInfo> failure;
 };
 
-class Operations : public connector::test::ScratchFolder {
-protected:
-  /// The calls of `body`, which runs with the scratch folder as its current one, so that received
-  /// and absolute paths differ.
-  template <typename Body, typename... Calls>
-  void expectCalls(const Body& body, const Calls&... calls) {
-    inChildProcess([&] {
-      std::filesystem::current_path(folder());
-      RecordingService recording;
-      body(recording);
-      EXPECT_THAT(recording.calls, ElementsAre(calls...));
-    });
-  }
+using Operations = connector::test::ScratchFolder;
 
-  const ustring root = folder().u16string() + u"/";
-};
-
-TEST_F(Operations, CallEachOtherThroughTheVirtualOnes) {
+// In a child process, because it changes its current directory: received and absolute paths differ.
+TEST_F(Operations, CallEachOtherThroughTheirVirtualFunctions) {
   writeFile("tree/sub/inner", "1");
   makeFolder("box");
-  const auto run = [](RecordingService& recording) {
-    const auto each = [&](const auto& future) { EXPECT_FALSE(future.hasException()); };
-    each(recording.create(fileAt(u"a/b/c.txt", "1"), true));
-    each(recording.close(fileAt(u"a/b/c.txt", "2")));
-    each(recording.open(u"a/b/c.txt"));
-    each(recording.openOrCreate(u"a/b/c.txt"));
-    each(recording.openOrCreate(u"new"));
-    each(recording.move(u"tree", u"box"));
-  };
-  expectCalls(run, u"create file a/b/c.txt over", u"create folder " + root + u"a/b",
-              u"create folder " + root + u"a", u"update a/b/c.txt", u"read a/b/c.txt",
-              u"read a/b/c.txt", u"read new", u"move tree box",
-              u"move " + root + u"tree/sub " + root + u"box/tree",
-              u"move " + root + u"tree/sub/inner " + root + u"box/tree/sub");
+  inChildProcess([this] {
+    std::filesystem::current_path(folder());
+    RecordingService service;
+    const auto expectSuccess = [](const auto& future) { EXPECT_FALSE(future.hasException()); };
+    expectSuccess(service.create(fileAt(u"a/b/c.txt", "1"), true));
+    expectSuccess(service.close(fileAt(u"a/b/c.txt", "2")));
+    expectSuccess(service.open(u"a/b/c.txt"));
+    expectSuccess(service.openOrCreate(u"a/b/c.txt"));
+    expectSuccess(service.openOrCreate(u"new"));
+    expectSuccess(service.move(u"tree", u"box"));
+    const ustring root = textAt("");
+    EXPECT_THAT(service.calls,
+                ElementsAre(u"create file a/b/c.txt over", u"create directory " + root + u"a/b",
+                            u"create directory " + root + u"a", u"update a/b/c.txt",
+                            u"read a/b/c.txt", u"read a/b/c.txt", u"read new", u"move tree box",
+                            u"move " + root + u"tree/sub " + root + u"box/tree",
+                            u"move " + root + u"tree/sub/inner " + root + u"box/tree/sub"));
+  });
 }
 
-TEST_F(Operations, PassOnTheFailureOfACallAsItIs) {
+TEST_F(Operations, ReturnTheFailedFutureOfAnInnerCall) {
   writeFile("tree/sub/bad", "1");
   makeFolder("box");
-  RecordingService recording;
-  const auto expectPassedOn = [&](const ustring& failing, const auto& call) {
-    recording.failing = failing;
-    EXPECT_EQ(call().state(), recording.failure.getFuture().state());
-  };
-  expectPassedOn(textAt("a/b"), [&] { return recording.create(fileAt(textAt("a/b/c/d")), false); });
-  expectPassedOn(textAt("tree/sub/bad"),
-                 [&] { return recording.move(textAt("tree"), textAt("box")); });
+  RecordingService service;
+  const auto failed = service.failure.getFuture().state();
+  service.failing = textAt("a/b");
+  EXPECT_EQ(service.create(fileAt(textAt("a/b/c/d")), false).state(), failed);
+  service.failing = textAt("tree/sub/bad");
+  EXPECT_EQ(service.move(textAt("tree"), textAt("box")).state(), failed);
   EXPECT_THAT(disk(),
               ElementsAre(Pair("box", "/"), Pair("box/tree", "/"), Pair("box/tree/sub", "/"),
                           Pair("tree", "/"), Pair("tree/sub", "/"), Pair("tree/sub/bad", "1")));
 }
 
-TEST_F(Operations, ReadHasItsOwnTextsForNoFileAndForNoMemory) {
+TEST_F(Operations, ReadNamesADirectoryAndLackOfMemory) {
   if (connector::test::SANITIZED) {
     GTEST_SKIP() << "a sanitizer ends the process when memory runs out";
   }
@@ -171,7 +157,7 @@ TEST_F(Operations, ReadHasItsOwnTextsForNoFileAndForNoMemory) {
   });
 }
 
-TEST_F(Operations, RefuseEachChangeOnAReadOnlyFileSystem) {
+TEST_F(Operations, RefuseChangesOfAReadOnlyFileSystem) {
   onTmpfs(folder(), "", [this] {
     writeFile("old");
     ASSERT_EQ(::mount(nullptr, folder().c_str(), nullptr, MS_REMOUNT | MS_RDONLY, nullptr), 0);
@@ -186,19 +172,16 @@ TEST_F(Operations, RefuseEachChangeOnAReadOnlyFileSystem) {
   });
 }
 
-TEST_F(Operations, ServiceSharesItselfOnlyWhenItIsShared) {
+TEST_F(Operations, GetPtrThrowsUnlessASharedPtrOwnsTheService) {
   const auto service = std::make_shared<FileServiceImpl>();
   EXPECT_EQ(service->getPtr(), service);
   EXPECT_THROW(FileServiceImpl().getPtr(), std::bad_weak_ptr);
 }
 
-/// Operation to outcome, as outcomeOf reports it; "changed" is an "ok" that changed the disk.
-using Outcomes = std::map<std::string, std::string>;
-
-/// From a text such as "EBUSY: rename move, ok: others", of which the last word on each operation
-/// counts; "others" are those without one.
-Outcomes outcomesIn(const std::string& text) {
-  Outcomes outcomes;
+/// Parses a text such as "EBUSY: rename move, ok: others" into pairs of operation and outcome. The
+/// last outcome of an operation counts; "others" are the operations without one.
+std::map<std::string, std::string> outcomesIn(const std::string& text) {
+  std::map<std::string, std::string> outcomes;
   std::istringstream groups(text);
   for (std::string group; std::getline(groups, group, ',');) {
     const auto colon = group.find(':');
@@ -210,8 +193,8 @@ Outcomes outcomesIn(const std::string& text) {
   return outcomes;
 }
 
-/// Sends one path through every operation, each on a fresh tree whose directory `inner` is the
-/// current one. Only for a child process, as it changes its current directory.
+/// Sends one path through every operation, each on a new tree whose directory `inner` is the
+/// current one. Only for a child process, because it changes the current directory.
 class EveryOperation {
 public:
   explicit EveryOperation(std::filesystem::path top, std::filesystem::path inner = "in")
@@ -219,7 +202,7 @@ public:
       , inner_(std::move(inner)) {}
 
   void expect(const ustring& path, const std::string& text) const {
-    const Outcomes outcomes = outcomesIn(text);
+    const auto outcomes = outcomesIn(text);
     SCOPED_TRACE(testing::PrintToString(path));
     FileServiceImpl service;
     const auto check = [&](const char* operation, const auto& call) {
@@ -246,6 +229,7 @@ public:
   }
 
 private:
+  /// Returns the outcome of the call, "changed" for an "ok" that changed the disk.
   template <typename Call>
   std::string endOf(const Call& call) const {
     makeTree();
@@ -271,18 +255,14 @@ private:
     fs::create_symlink("nowhere", "dangling");
     fs::create_symlink(".loop", ".loop");
     ASSERT_EQ(::mkfifo("fifo", 0600), 0);
-    sockaddr_un address{AF_UNIX, "socket"};
-    const int server = ::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
-    // NOLINTNEXTLINE(cppcoreguidelines-pro-type-cstyle-cast, *-reinterpret-cast): the C interface
-    ASSERT_EQ(::bind(server, reinterpret_cast<sockaddr*>(&address), sizeof address), 0);
-    ::close(server);
+    ASSERT_EQ(::mknod("socket", S_IFSOCK | 0600U, 0), 0);
   }
 
   std::filesystem::path top_;
   std::filesystem::path inner_;
 };
 
-// Kinds of paths. A row of the table adds its differences to its kind.
+// The outcomes of a kind of path. A row of the table appends those in which its path differs.
 const std::string INVALID_NAME =
     "FILE_NAME_NOT_SUPPORTED: others, runtime_error: read, ok: close info, false: exists, ";
 const std::string MISSING =
@@ -335,7 +315,7 @@ const std::vector<std::pair<ustring, std::string>>& table() {
 
 using Paths = connector::test::ScratchFolder;
 
-TEST_F(Paths, EndTheSameInEachOperationAndFailuresLeaveTheDisk) {
+TEST_F(Paths, HaveTheirOutcomeInEachOperation) {
   inChildProcess([this] {
     for (const auto& [path, outcomes] : table()) {
       EveryOperation(folder()).expect(path, outcomes);
@@ -343,7 +323,7 @@ TEST_F(Paths, EndTheSameInEachOperationAndFailuresLeaveTheDisk) {
   });
 }
 
-// The name of the current directory is invalid, and so is each absolute path.
+// The name of the current directory is invalid, so every absolute path is.
 TEST_F(Paths, AreCheckedAsReceivedOrAsAbsolute) {
   inChildProcess([this] {
     EveryOperation(folder(), "not\na\nname")
@@ -352,8 +332,8 @@ TEST_F(Paths, AreCheckedAsReceivedOrAsAbsolute) {
   });
 }
 
-// In a root directory of its own, so that a fault costs the test's files and no others.
-TEST_F(Paths, RefuseToRemoveTheRoot) {
+// In a root directory of its own, so that an error deletes only the test's files.
+TEST_F(Paths, KeepTheRootDirectory) {
   onTmpfs(folder(), "size=1m", [this] {
     ASSERT_EQ(::chroot(folder().c_str()), 0);
     EveryOperation("/").expect(u"/", IN_USE);
