@@ -3,7 +3,6 @@
 
 #include <gmock/gmock.h>
 
-#include <array>
 #include <atomic>
 #include <chrono>
 #include <cstddef>
@@ -28,8 +27,7 @@ constexpr auto RESOLVED = "Promise already resolved.";
 constexpr auto CANCELLED = "Future has been cancelled.";
 constexpr auto TAKEN = "Future already returned it's value or has an associated continuation.";
 
-/// Returns the result of the action as text, or the text of the stored exception or of the
-/// library's own error.
+/// Returns the result of the action as text, "done" for none, or the text of its exception.
 template <typename Action>
 std::string outcome(const Action& action) {
   try {
@@ -46,14 +44,14 @@ std::string outcome(const Action& action) {
   }
 }
 
-/// Both ends of one state. Its results are numbered.
+/// Both ends of one state.
 struct Subject {
   explicit Subject(const Promise<int>& shared = {})
       : promise(shared) {}
 
   Promise<int> promise;
   Future<int> future = promise.getFuture();
-  int results = 0;
+  int results = 0;  // that were set, and thus the number of the last one
   std::string runs; // of its continuations
 };
 
@@ -90,50 +88,48 @@ constexpr Operation ATTACH = [](Subject& s) {
   return attach(s.future, [&](Future<int>&&) { s.runs += ", ran"; });
 };
 
-constexpr std::array OPERATIONS = {GET,           WAIT,   HAS_EXCEPTION, SET_VALUE,
-                                   SET_EXCEPTION, CANCEL, ATTACH};
-constexpr auto BLOCKS = ""; // not to be tried on one thread
-
-struct Condition {
-  std::vector<Operation> steps;
-  std::vector<std::string> outcomes; // of each of the OPERATIONS
-};
-
-void expectContract(const Condition& condition, std::size_t column) {
-  Subject subject;
-  for (const Operation step : condition.steps) {
-    step(subject);
-  }
-  subject.runs.clear();
-  const std::string text = OPERATIONS[column](subject);
-  EXPECT_EQ(text + subject.runs, condition.outcomes[column]);
-
-  if (condition.outcomes[1] != BLOCKS && OPERATIONS[column] != GET) { // it is settled
-    EXPECT_EQ(GET(subject), condition.outcomes[0]) << "The result did not survive.";
-  }
-}
-
 TEST(Future, KeepsItsContractInEveryCondition) {
+  const std::vector<Operation> columns = {GET,           WAIT,   HAS_EXCEPTION, SET_VALUE,
+                                          SET_EXCEPTION, CANCEL, ATTACH};
+  constexpr auto blocks = ""; // not tried
+
+  struct Row {
+    std::vector<Operation> steps;
+    std::vector<std::string> outcomes; // of each operation in `columns`, after the steps
+  };
+
   // clang-format off
-  const std::vector<Condition> conditions = {
-      {{}, {BLOCKS, BLOCKS, "false", "done", "done", "true", "done"}},
-      {{SET_VALUE}, {"1", "done", "false", RESOLVED, RESOLVED, "false", "done, ran"}},
-      {{SET_EXCEPTION}, {"failure 1", "done", "true", RESOLVED, RESOLVED, "false", "done, ran"}},
-      {{CANCEL}, {CANCELLED, "done", "false", "done", "done", "false", CANCELLED}},
-      {{SET_VALUE, GET}, {TAKEN, "done", "false", RESOLVED, RESOLVED, "false", TAKEN}},
-      {{SET_EXCEPTION, GET}, {TAKEN, "done", "true", RESOLVED, RESOLVED, "false", TAKEN}},
-      {{CANCEL, GET}, {TAKEN, "done", "false", "done", "done", "false", TAKEN}},
-      {{ATTACH}, {TAKEN, BLOCKS, "false", "done, ran", "done, ran", "true", TAKEN}},
-      {{ATTACH, SET_VALUE}, {"1", "done", "false", RESOLVED, RESOLVED, "false", "done, ran"}},
-      {{ATTACH, SET_EXCEPTION}, {"failure 1", "done", "true", RESOLVED, RESOLVED, "false", "done, ran"}},
-      {{ATTACH, CANCEL}, {TAKEN, "done", "false", "done", "done", "false", TAKEN}},
+  const std::vector<Row> rows = {
+      //                         GET          WAIT    HAS_EXCEPTION  SET_VALUE    SET_EXCEPTION  CANCEL   ATTACH
+      {{},                      {blocks,      blocks, "false",       "done",      "done",        "true",  "done"}},
+      {{SET_VALUE},             {"1",         "done", "false",       RESOLVED,    RESOLVED,      "false", "done, ran"}},
+      {{SET_EXCEPTION},         {"failure 1", "done", "true",        RESOLVED,    RESOLVED,      "false", "done, ran"}},
+      {{CANCEL},                {CANCELLED,   "done", "false",       "done",      "done",        "false", CANCELLED}},
+      {{SET_VALUE, GET},        {TAKEN,       "done", "false",       RESOLVED,    RESOLVED,      "false", TAKEN}},
+      {{SET_EXCEPTION, GET},    {TAKEN,       "done", "true",        RESOLVED,    RESOLVED,      "false", TAKEN}},
+      {{CANCEL, GET},           {TAKEN,       "done", "false",       "done",      "done",        "false", TAKEN}},
+      {{ATTACH},                {TAKEN,       blocks, "false",       "done, ran", "done, ran",   "true",  TAKEN}},
+      {{ATTACH, SET_VALUE},     {"1",         "done", "false",       RESOLVED,    RESOLVED,      "false", "done, ran"}},
+      {{ATTACH, SET_EXCEPTION}, {"failure 1", "done", "true",        RESOLVED,    RESOLVED,      "false", "done, ran"}},
+      {{ATTACH, CANCEL},        {TAKEN,       "done", "false",       "done",      "done",        "false", TAKEN}},
   };
   // clang-format on
-  for (std::size_t row = 0; row < conditions.size(); ++row) {
-    for (std::size_t column = 0; column < OPERATIONS.size(); ++column) {
+  for (std::size_t row = 0; row < rows.size(); ++row) {
+    const auto& [steps, outcomes] = rows[row];
+    for (std::size_t column = 0; column < columns.size(); ++column) {
       SCOPED_TRACE("row " + std::to_string(row) + ", column " + std::to_string(column));
-      if (conditions[row].outcomes[column] != BLOCKS) {
-        expectContract(conditions[row], column);
+      if (outcomes[column] == blocks) {
+        continue;
+      }
+      Subject subject;
+      for (const Operation step : steps) {
+        step(subject);
+      }
+      subject.runs.clear();
+      const std::string text = columns[column](subject);
+      EXPECT_EQ(text + subject.runs, outcomes[column]);
+      if (outcomes[1] == "done" && columns[column] != GET) {
+        EXPECT_EQ(GET(subject), outcomes[0]) << "The result did not survive.";
       }
     }
   }
@@ -152,12 +148,6 @@ TEST(Future, IsInvalidOnceMovedFrom) {
   EXPECT_EQ(GET(to), "1");
 }
 
-TEST(Future, StaysPendingWhenItsExceptionIsNull) {
-  Subject subject;
-  EXPECT_THROW(subject.promise.setException(nullptr), std::invalid_argument);
-  EXPECT_EQ(SET_VALUE(subject), "done");
-}
-
 using Thread = std::future<std::string>;
 
 Thread onThread(Operation operation, const Promise<int>& promise) {
@@ -167,15 +157,8 @@ Thread onThread(Operation operation, const Promise<int>& promise) {
   });
 }
 
-bool endsWithin(std::chrono::milliseconds time, const Thread& thread) {
-  return thread.wait_for(time) == std::future_status::ready;
-}
-
-/// The operation on another thread, which has had time to block in it.
-Thread blockedIn(Operation operation, const Promise<int>& promise) {
-  auto thread = onThread(operation, promise);
-  EXPECT_FALSE(endsWithin(std::chrono::milliseconds(20), thread));
-  return thread;
+bool endsWithin(int milliseconds, const Thread& thread) {
+  return thread.wait_for(std::chrono::milliseconds(milliseconds)) == std::future_status::ready;
 }
 
 TEST(Future, WakesItsOneReaderAndEveryWaiter) {
@@ -183,11 +166,12 @@ TEST(Future, WakesItsOneReaderAndEveryWaiter) {
       {SET_VALUE, "1"}, {SET_EXCEPTION, "failure 1"}, {CANCEL, CANCELLED}};
   for (const auto& [settle, result] : rows) {
     Subject subject;
-    auto waiter = blockedIn(WAIT, subject.promise);
+    auto waiter = onThread(WAIT, subject.promise);
+    EXPECT_FALSE(endsWithin(20, waiter));
     auto reader = onThread(GET, subject.promise);
     auto late = onThread(GET, subject.promise);
-    while (!endsWithin(std::chrono::milliseconds(1), late)) {
-      std::swap(reader, late); // whichever comes second is refused
+    while (!endsWithin(1, late)) {
+      std::swap(reader, late); // the second one is refused
     }
     EXPECT_EQ(late.get(), TAKEN);
     settle(subject);
@@ -197,7 +181,7 @@ TEST(Future, WakesItsOneReaderAndEveryWaiter) {
   }
 }
 
-TEST(Future, HasOneResultWhateverRacesWithIt) {
+TEST(Future, HasOneResultInARace) {
   for (int round = 0; round < 200; ++round) {
     for (const Operation opponent : {SET_EXCEPTION, CANCEL, ATTACH}) {
       Subject subject;
@@ -209,9 +193,9 @@ TEST(Future, HasOneResultWhateverRacesWithIt) {
         }
         return operation(its);
       };
-      auto opposing = std::async(std::launch::async, [&] { return together(opponent, subject); });
+      auto second = std::async(std::launch::async, [&] { return together(opponent, subject); });
       const std::string set = together(SET_VALUE, rival);
-      const std::string opposed = opposing.get();
+      const std::string opposed = second.get();
 
       ASSERT_EQ(set, opponent == SET_EXCEPTION && opposed == "done" ? RESOLVED : "done");
       const std::string result = set == RESOLVED ? "failure 1" : "1";
@@ -221,7 +205,7 @@ TEST(Future, HasOneResultWhateverRacesWithIt) {
   }
 }
 
-TEST(Continuation, ReadsTheResultOnTheResolvingThreadWithoutTheLock) {
+TEST(Continuation, RunsOnTheResolvingThreadWithoutTheLock) {
   Subject subject;
   std::thread::id ranOn;
   std::vector<std::string> seen;
@@ -237,17 +221,18 @@ TEST(Continuation, ReadsTheResultOnTheResolvingThreadWithoutTheLock) {
   EXPECT_EQ(GET(subject), TAKEN);
 }
 
-TEST(Continuation, MayThrowWithoutHarmToTheWaitersOrTheResult) {
+TEST(Continuation, MayThrowWithoutHarmToWaitersAndResult) {
   Subject subject;
   attach(subject.future, [](Future<int>&&) { throw std::runtime_error("thrown"); });
-  auto waiter = blockedIn(WAIT, subject.promise);
+  auto waiter = onThread(WAIT, subject.promise);
+  EXPECT_FALSE(endsWithin(20, waiter));
 
   EXPECT_EQ(SET_VALUE(subject), "thrown");
   EXPECT_EQ(waiter.get(), "done");
   EXPECT_EQ(GET(subject), "1");
 }
 
-TEST(Continuation, MayDropEveryOtherOwner) {
+TEST(Continuation, MayReleaseEveryOtherOwner) {
   auto promise = std::make_unique<Promise<int>>();
   const std::weak_ptr<detail::SharedFutureState<int>> state = promise->getFuture().state();
   attach(promise->getFuture(), [&](Future<int>&& given) {
@@ -258,8 +243,8 @@ TEST(Continuation, MayDropEveryOtherOwner) {
   EXPECT_TRUE(state.expired());
 }
 
-/// Can be moved only so often, as if memory had run out.
-struct Scarce { // NOLINT(cppcoreguidelines-special-member-functions): the others play no part
+/// Throws when it is moved too often, as if memory had run out.
+struct Scarce { // NOLINT(cppcoreguidelines-special-member-functions): the others are not used
   inline static int movesLeft = 0;
 
   Scarce() = default;
@@ -271,7 +256,11 @@ struct Scarce { // NOLINT(cppcoreguidelines-special-member-functions): the other
   }
 };
 
-TEST(Future, StaysPendingWhenItsResultCannotBeStored) {
+TEST(Future, StaysPendingIfItsResultCannotBeStored) {
+  Subject subject;
+  EXPECT_THROW(subject.promise.setException(nullptr), std::invalid_argument);
+  EXPECT_EQ(SET_VALUE(subject), "done");
+
   Promise<Scarce> promise;
   for (const int moves : {0, 1}) {
     Scarce::movesLeft = moves;
@@ -279,9 +268,9 @@ TEST(Future, StaysPendingWhenItsResultCannotBeStored) {
   }
   Scarce::movesLeft = 2;
   promise.setValue(Scarce());
-
   EXPECT_THROW(promise.getFuture().get(), std::bad_alloc);
-  EXPECT_THROW(promise.getFuture().get(), std::runtime_error) << "A failed get is the only one.";
+  EXPECT_THROW(promise.getFuture().get(), std::runtime_error)
+      << "The result can be read only once.";
 }
 
 } // namespace
