@@ -1,5 +1,3 @@
-#include "support/FileContents.h"
-
 #include <connector/file/v1/FileServiceException.h>
 #include <connector/file/v1/FileServiceImpl.h>
 #include <connector/file/v1/FileServiceProviderImpl.h>
@@ -14,10 +12,8 @@
 #include <gtest/gtest.h>
 
 #include <exception>
-#include <functional>
 #include <memory>
 #include <new>
-#include <ostream>
 #include <stdexcept>
 #include <string>
 #include <string_view>
@@ -41,115 +37,44 @@ fl::i18n::codecvt_ustring_to_string::codecvt_ustring_to_string(std::string_view 
 namespace connector::file::v1::test {
 namespace {
 
-using common::v1::Response;
+using Texts = std::vector<std::u16string>;
 
-/// Fails in every operation that a request calls: by turns it throws and returns a failed Future. A
-/// listing may succeed.
+/// Alternately throws the exception and returns it in a Future. A listing succeeds.
 class FailingService : public FileServiceImpl {
 public:
-  Future<FileInfo> create(File&& /*file*/, bool /*overwrite*/) override { return fail<FileInfo>(); }
-
-  Future<File> openOrCreate(const ustring& /*path*/) override { return fail<File>(); }
-
   Future<File> open(const ustring& /*path*/) override { return fail<File>(); }
-
-  Future<FileInfo> update(File&& /*file*/) override { return fail<FileInfo>(); }
-
-  Future<FileInfo> close(File&& /*file*/) override { return fail<FileInfo>(); }
-
-  Future<FileInfo> close(const ustring& /*path*/) override { return fail<FileInfo>(); }
-
-  Future<FileInfo> rename(const ustring& /*from*/, const ustring& /*to*/) override {
-    return fail<FileInfo>();
-  }
-
-  Future<FileInfo> move(const ustring& /*from*/, const ustring& /*to*/) override {
-    return fail<FileInfo>();
-  }
-
-  Future<FileInfo> remove(const ustring& /*path*/) override { return fail<FileInfo>(); }
 
   Future<FileInfo> info(const ustring& /*path*/) override { return fail<FileInfo>(); }
 
   Future<std::vector<FileInfo>> list(const ustring& /*path*/) override {
-    return lists ? makeReadyFuture(std::vector<FileInfo>(2)) : fail<std::vector<FileInfo>>();
+    return makeReadyFuture(std::vector<FileInfo>(2));
   }
 
   std::exception_ptr exception;
-  bool lists = false;
 
 private:
   template <typename T>
   Future<T> fail() {
-    thrown_ = !thrown_;
-    if (thrown_) {
+    throws_ = !throws_;
+    if (throws_) {
       std::rethrow_exception(exception);
     }
     return makeFailedFuture<T>(exception);
   }
 
-  bool thrown_ = false;
+  bool throws_ = false;
 };
 
-using Texts = std::vector<std::u16string>;
-
-/// A request, and the text and paths of its faults.
-struct Request {
-  std::string name;
-  std::function<std::unique_ptr<connector::Message>()> make;
-  std::string contextText;
-  Texts paths;
-
-  friend std::ostream& operator<<(std::ostream& out, const Request& request) {
-    return out << request.name;
-  }
-};
-
-constexpr auto UUID = "id-1";
-const std::u16string PATH = u"/w/\u00E9";
-const std::u16string OTHER = u"other dir";
-
-template <typename Req, typename... Own>
-Request request(const std::string& name, const std::string& contextText, Texts paths,
-                const Own&... own) {
-  const auto make = [own...] { return std::make_unique<Req>(UUID, Own(own)..., Version(7, 3)); };
-  return {name, make, contextText, std::move(paths)};
-}
-
-std::vector<Request> requests() {
-  const File file(FileInfo(PATH, false), connector::test::bufferOf("new"));
-  const std::string begin = "File: '/w/éé': Error ";
-  const Texts ofFile{PATH, u"\u00E9"};
-  return {
-      request<CreateFile>("CreateFile", begin + "creating file: 'é'", ofFile, file, false),
-      request<UpdateFile>("UpdateFile", begin + "in updating file: 'é'", ofFile, file),
-      request<CloseFile>("CloseFile", begin + "in closing file: 'é'", ofFile, file, false),
-      request<CloseFile>("CloseFileWithUpdate", begin + "in closing file: 'é'", ofFile, file, true),
-      request<OpenOrCreateFile>("OpenOrCreateFile",
-                                "File: /w/é: Error opening or creating file: '/w/é'", {PATH}, PATH),
-      request<OpenFile>("OpenFile", "File: /w/é: Error opening file: '/w/é'", {PATH}, PATH),
-      request<DeleteFile>("DeleteFile", "File: /w/é: Error deleting file: '/w/é'", {PATH}, PATH),
-      request<ListFolder>("ListFolder", "Folder: /w/é: Error listing folder contents: '/w/é'",
-                          {PATH}, PATH),
-      request<RenameFile>("RenameFile", "File: /w/é: Error in renaming file: '/w/é' to 'other dir'",
-                          {PATH, OTHER}, PATH, OTHER),
-      request<MoveFile>("MoveFile", "File: /w/é: Error moving file: '/w/é' to 'other dir'",
-                        {PATH, OTHER}, PATH, OTHER),
-  };
-}
-
-class Handlers : public ::testing::TestWithParam<Request> {
+/// The handlers share the code for failures, so most tests send an OpenFile.
+class Handlers : public ::testing::Test {
 protected:
-  void SetUp() override { provider->start(); }
-
-  /// The response holds one fault with one condition.
-  void failsAs(const std::string& condition, const std::string& id, const std::string& text,
-               const Texts& paths) {
-    const auto message = provider->handle(GetParam().make(), {}, {}).get();
-    const auto& response = dynamic_cast<const Response&>(*message);
-    EXPECT_EQ(response.getUuid(), UUID);
-    EXPECT_EQ(response.getApiVersion().getMajor(), Version::current().getMajor());
-    const auto& faults = response.getFaults();
+  /// The response has one fault with one condition.
+  template <typename Request = OpenFile>
+  void expectFault(const std::string& condition, const std::string& id, const std::string& text,
+                   const Texts& paths) {
+    auto request = std::make_unique<Request>("id-1", u"/w/\u00E9", Version(7, 3));
+    const auto message = provider->handle(std::move(request), {}, {}).get();
+    const auto& faults = dynamic_cast<const common::v1::Response&>(*message).getFaults();
     ASSERT_EQ(faults.size(), 1U);
     EXPECT_EQ(faults[0].getCode(), id);
     EXPECT_EQ(faults[0].getMessage(), text);
@@ -158,8 +83,9 @@ protected:
     EXPECT_EQ(faults[0].getConditions()[0].getInfo(), paths);
   }
 
-  void failsAs(const std::string& condition) {
-    failsAs(condition, "FileService.IOError", GetParam().contextText, GetParam().paths);
+  void expectFault(const std::string& condition,
+                   const std::string& text = "File: /w/é: Error opening file: '/w/é'") {
+    expectFault(condition, "FileService.IOError", text, {u"/w/\u00E9"});
   }
 
   std::shared_ptr<FailingService> service = std::make_shared<FailingService>();
@@ -179,7 +105,7 @@ std::exception_ptr both(First first, Second second) {
   return std::make_exception_ptr(Both(std::move(first), std::move(second)));
 }
 
-std::vector<std::pair<std::exception_ptr, std::string>> platformFailures() {
+TEST_F(Handlers, ReportAPlatformErrorAsItsCondition) {
   using namespace fl::filesystem; // NOLINT(google-build-using-namespace): a table of its classes
   const std::u16string path = u"/elsewhere";
   const auto one = [](auto exception) { return std::make_exception_ptr(std::move(exception)); };
@@ -190,7 +116,7 @@ std::vector<std::pair<std::exception_ptr, std::string>> platformFailures() {
   const FileExistsError exists(17, path);
   const DirectoryNotEmpty notEmpty(39, path);
   const NotDirectoryError notDirectory(20, path);
-  return {
+  const std::vector<std::pair<std::exception_ptr, std::string>> rows{
       {one(denied), "FOLDER_ACCESS_DENIED"},
       {one(FileNameConversionFailure(84, path)), "FILE_NAME_NOT_SUPPORTED"},
       {one(FileNameTooLarge(36, path)), "FILE_NAME_NOT_SUPPORTED"},
@@ -217,21 +143,19 @@ std::vector<std::pair<std::exception_ptr, std::string>> platformFailures() {
       {both(notDirectory, notEmpty), "FOLDER_NOT_EMPTY"},
       {both(system(28), notDirectory), "NOT_A_FOLDER"},
   };
-}
-
-TEST_P(Handlers, AnswerAPlatformFailureWithTheRequestsTextAndPaths) {
-  for (const auto& [exception, condition] : platformFailures()) {
+  for (const auto& [exception, condition] : rows) {
     service->exception = exception;
-    failsAs(condition);
+    expectFault(condition);
   }
-  service->lists = true; // and the description of the directory fails
-  failsAs("NOT_A_FOLDER");
+  // The listing succeeds, but the description of the directory fails.
+  expectFault<ListFolder>("NOT_A_FOLDER", "FileService.IOError",
+                          "Folder: /w/é: Error listing folder contents: '/w/é'", {u"/w/\u00E9"});
 }
 
-TEST_P(Handlers, AnswerARefusalWithItsOwnTextAndPaths) {
+TEST_F(Handlers, ReportARefusalWithItsOwnTextAndPaths) {
   const FileServiceException refusal("An.Id", u"No \u00E9.", "OWN_CONDITION", {u"one", u"two"});
   service->exception = both(fl::filesystem::AccessDenied(13, u""), refusal);
-  failsAs("OWN_CONDITION", "An.Id", "No é.", {u"one", u"two"});
+  expectFault("OWN_CONDITION", "An.Id", "No é.", {u"one", u"two"});
 }
 
 /// Keeps the text that it cannot write.
@@ -244,24 +168,21 @@ struct BrokenChannel : Poco::Channel {
   std::string text;
 };
 
-TEST_P(Handlers, LogTheCauseAndAnswerEvenIfTheLogIsBroken) {
+TEST_F(Handlers, LogTheCauseAndRespondEvenIfTheLogIsBroken) {
   const Poco::AutoPtr<BrokenChannel> channel = new BrokenChannel;
   Poco::Logger::get("connector::file").setChannel(channel);
   service->exception = std::make_exception_ptr(std::runtime_error("the cause"));
-  failsAs("FILE_IO_GENERIC");
+  expectFault("FILE_IO_GENERIC");
   Poco::Logger::get("connector::file").setChannel(nullptr);
-  EXPECT_EQ(channel->text, GetParam().contextText + ": the cause");
+  EXPECT_EQ(channel->text, "File: /w/é: Error opening file: '/w/é': the cause");
 }
 
-TEST_P(Handlers, ConvertTheContextTextBeforeTheCall) {
+TEST_F(Handlers, ConvertTheContextTextBeforeTheCall) {
   service->exception = std::make_exception_ptr(fl::filesystem::AccessDenied(13, u""));
   conversionFails = true;
-  failsAs("FILE_IO_GENERIC", "FileService.IOError", "File operation failed", GetParam().paths);
+  expectFault("FILE_IO_GENERIC", "File operation failed");
   conversionFails = false;
 }
-
-INSTANTIATE_TEST_SUITE_P(Every, Handlers, ::testing::ValuesIn(requests()),
-                         [](const auto& row) { return row.param.name; });
 
 } // namespace
 } // namespace connector::file::v1::test
