@@ -29,8 +29,8 @@ namespace fs = std::filesystem;
 struct Scenario {
   const char* name;
   const char* type;
-  std::string params;                          // "@" is the tree that the request works on
-  std::vector<std::string> straceOptions = {}; // in every run
+  std::string params;             // "@" is the tree that the request works on
+  std::string straceOptions = {}; // in every run
   std::string hostOptions = {};
 
   friend std::ostream& operator<<(std::ostream& out, const Scenario& scenario) {
@@ -49,7 +49,7 @@ const std::vector<Scenario>& scenarios() {
       {"CreateFileInMissingDirectories", "CreateFile",
        R"({"file":{"location":"@/a/b/new.txt","contents":"new contents"}})"},
       {"CreateFileOverAnother", "CreateFile", OVERWRITE},
-      {"CreateFileOverAnotherInARoot", "CreateFile", OVERWRITE, {}, "--root /"},
+      {"CreateFileOverAnotherInARoot", "CreateFile", OVERWRITE, "", "--root /"},
       {"CreateDirectory", "CreateFile", R"({"file":{"location":"@/made","isDirectory":true}})"},
       {"OpenFileByRelativePath", "OpenFile", R"({"path":"tree/old.txt"})"},
       {"OpenOrCreateMissingFile", "OpenOrCreateFile", R"({"path":"@/new.txt"})"},
@@ -59,10 +59,7 @@ const std::vector<Scenario>& scenarios() {
       {"RenameFileIntoMissingDirectories", "RenameFile",
        R"({"originalFileInfo":"@/full/first.bin","newFileInfo":"@/a/b/other.bin"})"},
       {"MoveFile", "MoveFile", MOVE},
-      {"MoveFileWithoutCopyFileRange",
-       "MoveFile",
-       MOVE,
-       {"-e", "inject=copy_file_range:error=EINVAL"}},
+      {"MoveFileWithoutCopyFileRange", "MoveFile", MOVE, "-e inject=copy_file_range:error=EINVAL"},
       {"MoveDirectory", "MoveFile", R"({"srcPath":"@/full","destPath":"@/empty"})"},
       {"DeleteFile", "DeleteFile", R"({"path":"@/old.txt"})"},
       {"DeleteDirectory", "DeleteFile", R"({"path":"@/full"})"},
@@ -107,8 +104,8 @@ struct Injection {
   [[nodiscard]] bool isFullDisk() const { return error == "ENOSPC" || error == "EDQUOT"; }
 
   [[nodiscard]] std::string option() const {
-    return "inject=" + call.name + (isShort() || error == NONE ? ":retval=" : ":error=") + error +
-           ":when=" + std::to_string(call.occurrence) + ".." +
+    return "-e inject=" + call.name + (isShort() || error == NONE ? ":retval=" : ":error=") +
+           error + ":when=" + std::to_string(call.occurrence) + ".." +
            std::to_string(call.occurrence + times - 1);
   }
 };
@@ -246,15 +243,9 @@ protected:
   /// Runs the scenario on a fresh tree, with this option of strace.
   Outcome run(const std::string& injection = {}) {
     makeTree();
-    std::vector<std::string> launcher = {
-        "sh", "-c", R"(exec "$@" 2> errors )" + GetParam().hostOptions, "sh", "strace",
-        "-o", "log"};
-    launcher.insert(launcher.end(), GetParam().straceOptions.begin(),
-                    GetParam().straceOptions.end());
-    if (!injection.empty()) {
-      launcher.insert(launcher.end(), {"-e", injection});
-    }
-    HostClient host(folder(), launcher);
+    const std::string strace = "exec strace -o log " + GetParam().straceOptions + ' ' + injection;
+    HostClient host(folder(),
+                    {"sh", "-c", strace + " \"$0\" " + GetParam().hostOptions + " 2> errors"});
     const auto params = Poco::replace<std::string>(GetParam().params, "@", at("tree"));
     Outcome outcome = outcomeOf(host, GetParam().type, params);
     EXPECT_EQ(host.finish(), 0);
@@ -275,14 +266,27 @@ protected:
 
   /// The calls of the last run that its request made, without those on the standard streams.
   [[nodiscard]] std::vector<Call> callsOfRequest() const {
-    std::vector<Call> found;
-    forEachCall([&](const Call& call, bool isOfRequest) {
-      const std::string argument = call.line.substr(call.line.find('(') + 1, 2);
-      if (isOfRequest && argument != "0," && argument != "1," && argument != "2,") {
-        found.push_back(call);
+    constexpr int requestUnderTest = 2; // see outcomeOf
+    std::vector<Call> calls;
+    std::map<std::string, int> occurrences;
+    std::map<std::string, std::string> openings; // by descriptor
+    int request = 0;
+    std::ifstream log(at("log"));
+    for (std::string line; std::getline(log, line);) {
+      const std::string name = line.substr(0, line.find('('));
+      const std::string descriptor =
+          line.substr(line.find('(') + 1, line.find_first_of(",)") - line.find('(') - 1);
+      request += line.rfind("read(0,", 0) == 0 ? 1 : 0;
+      if (name == "openat") {
+        openings[line.substr(line.rfind(' ') + 1)] = line;
       }
-    });
-    return found;
+      Call call{name, ++occurrences[name], line, name == "close" ? openings[descriptor] : ""};
+      if (request == requestUnderTest && descriptor != "0" && descriptor != "1" &&
+          descriptor != "2") {
+        calls.push_back(call);
+      }
+    }
+    return calls;
   }
 
   /// Whether the request must succeed in spite of the injection.
@@ -308,16 +312,12 @@ protected:
     return all;
   }
 
-  /// Only the intended calls of the last run failed.
+  /// The intended calls of the last run failed. strace fails as many as that, and thus no others.
   void expectInjected(const Injection& injection) const {
-    int inRequest = 0;
-    int elsewhere = 0;
-    forEachCall([&](const Call& call, bool isOfRequest) {
-      const bool hit = call.name == injection.call.name && call.has("(INJECTED)");
-      (isOfRequest ? inRequest : elsewhere) += hit ? 1 : 0;
-    });
-    EXPECT_EQ(inRequest, injection.times);
-    EXPECT_EQ(elsewhere, 0);
+    const auto calls = callsOfRequest();
+    EXPECT_EQ(injection.times, std::count_if(calls.begin(), calls.end(), [&](const Call& call) {
+                return call.name == injection.call.name && call.has("(INJECTED)");
+              }));
   }
 
   /// The host wrote the bytes that follow the FEW, which strace only reports as written.
@@ -346,28 +346,6 @@ protected:
   }
 
 private:
-  /// The calls of the last run, each with whether the request under test made it.
-  template <typename Visit>
-  void forEachCall(const Visit& visit) const {
-    constexpr int requestUnderTest = 2; // see outcomeOf
-    std::map<std::string, int> occurrences;
-    std::map<std::string, std::string> openings; // by descriptor
-    int request = 0;
-    std::ifstream log(at("log"));
-    for (std::string line; std::getline(log, line);) {
-      const std::string name = line.substr(0, line.find('('));
-      request += line.rfind("read(0,", 0) == 0 ? 1 : 0;
-      if (name == "openat") {
-        openings[line.substr(line.rfind(' ') + 1)] = line;
-      }
-      Call call{name, ++occurrences[name], line};
-      if (name == "close") {
-        call.opening = openings[line.substr(6, line.find(')') - 6)];
-      }
-      visit(call, request == requestUnderTest);
-    }
-  }
-
   /// Whether a deletion tries the call again after any error.
   [[nodiscard]] static bool isTriedAgain(const Call& call) {
     static const std::set<std::string> names = {"openat", "unlinkat", "getdents64"};
@@ -383,6 +361,7 @@ TEST_P(SystemCalls, MayFailOneByOne) {
   const std::vector<Call> calls = callsOfRequest();
   for (const Call& call : calls) { // only its owner can read a copy that is not finished
     EXPECT_TRUE(!call.has("O_EXCL") || call.has(", 0600) = ")) << call.line;
+    EXPECT_TRUE(call.name != "openat" || call.has("O_CLOEXEC")) << call.line;
   }
   const Disk after = tree();
   const auto permissionsAfter = permissions();

@@ -3,7 +3,6 @@
 #include "support/ChildProcess.h"
 #include "support/Machine.h"
 
-#include <fl/filesystem/fstream.h>
 #include <fl/filesystem/operations.h>
 #include <fl/i18n/directory_iterator.h>
 
@@ -11,6 +10,7 @@
 
 #include <array>
 #include <cerrno>
+#include <cstdint>
 #include <fcntl.h>
 #include <filesystem>
 #include <functional>
@@ -37,10 +37,10 @@ void announceCall(const char* name) {
 
 } // namespace
 
-// These two replace the C library's, also for the library under test. Only the owner can use files
-// that this program creates through openat.
+// The two functions below replace those of the C library, also for the library under test.
 
-// Under another name, which -D_FILE_OFFSET_BITS=64 does not change.
+// Has a name that -D_FILE_OFFSET_BITS=64 does not change. Files that it creates are their owner's
+// only.
 extern "C" int announcedOpenat(int directory, const char* name, int flags) asm("openat");
 
 extern "C" int announcedOpenat(int directory, const char* name, int flags) {
@@ -48,7 +48,7 @@ extern "C" int announcedOpenat(int directory, const char* name, int flags) {
   return static_cast<int>(::syscall(SYS_openat, directory, name, flags, S_IRUSR | S_IWUSR));
 }
 
-// NOLINTNEXTLINE(readability-inconsistent-declaration-parameter-name): as declared there
+// NOLINTNEXTLINE(readability-inconsistent-declaration-parameter-name): as in the C library
 extern "C" int unlinkat(int directory, const char* name, int flags) noexcept {
   announceCall(name);
   return static_cast<int>(::syscall(SYS_unlinkat, directory, name, flags));
@@ -63,32 +63,21 @@ using connector::test::onTmpfs;
 using connector::test::openDescriptors;
 using detail::upath_directory_iterator_impl;
 
-constexpr int SHARE_READ_WRITE = 0x40;
-constexpr auto REPLACING = std::ios_base::trunc | std::ios_base::binary;
-
-class StandIn : public FilesystemTest {
-protected:
-  [[nodiscard]] boost::posix_time::time_duration lastWriteSinceEpoch(timespec time) const {
-    const std::array<timespec, 2> times{timespec{0, UTIME_OMIT}, time};
-    EXPECT_EQ(::utimensat(AT_FDCWD, at("file").c_str(), times.data(), 0), 0);
-    const boost::posix_time::ptime epoch(boost::gregorian::date(1970, 1, 1));
-    return status(textAt("file")).last_write_time() - epoch;
-  }
-};
+using StandIn = FilesystemTest;
 
 TEST_F(StandIn, HasOneUtf16FormForEachNativeName) {
   const std::vector<std::pair<std::string, std::u16string>> rows = {
       {"a\xC3\xA9", u"a\u00e9"},                         // two bytes
       {"\xF0\x9F\x98\x80", u"\U0001F600"},               // four bytes
-      {"\xEE\xBD\xBF\xEF\x80\x80", u"\uef7f\uf000"},     // private use outside the escapes
+      {"\xEE\xBD\xBF\xEF\x80\x80", u"\uef7f\uf000"},     // private use, but not an escape
       {"\x80-\xFF", u"\uef80-\uefff"},                   // lone high bytes
       {"\xC0\xAF", u"\uefc0\uefaf"},                     // overlong
       {"\xED\xA0\x80", u"\uefed\uefa0\uef80"},           // surrogate
       {"\xF4\x90\x80\x80", u"\ueff4\uef90\uef80\uef80"}, // beyond Unicode
-      {"\xE4\xB8z", u"\uefe4\uefb8z"},                   // truncated, then text
-      {"z\xF0\x9F\x98", u"z\ueff0\uef9f\uef98"},         // truncated at the end
-      {"\xE4\xC3\xA9", u"\uefe4\u00e9"},                 // broken off by a valid one
-      {"\xEE\xBE\x80", u"\uefee\uefbe\uef80"},           // an escape as real UTF-8
+      {"\xE4\xB8z", u"\uefe4\uefb8z"},                   // cut short by text
+      {"z\xF0\x9F\x98", u"z\ueff0\uef9f\uef98"},         // cut short by the end
+      {"\xE4\xC3\xA9", u"\uefe4\u00e9"},                 // cut short by a character
+      {"\xEE\xBE\x80", u"\uefee\uefbe\uef80"},           // an escape in UTF-8
   };
   for (const auto& [bytes, text] : rows) {
     EXPECT_EQ(detail::native_to_utf16(bytes), text);
@@ -101,63 +90,51 @@ TEST_F(StandIn, HasOneUtf16FormForEachNativeName) {
   }
 }
 
-TEST_F(StandIn, LastWriteTimesAreExactOrInfinite) {
+TEST_F(StandIn, ReportsLastWriteTimesExactlyOrAsInfinite) {
   onTmpfs(folder(), "size=64k", [this] {
-    constexpr std::int64_t aeons = std::int64_t{1} << 45U;
+    const boost::posix_time::ptime epoch(boost::gregorian::date(1970, 1, 1));
+    const std::string file = writeFile("file");
+    const auto lastWrite = [&](std::int64_t seconds, long nanoseconds = 0) {
+      const std::array<timespec, 2> times{timespec{0, UTIME_OMIT}, {seconds, nanoseconds}};
+      EXPECT_EQ(::utimensat(AT_FDCWD, file.c_str(), times.data(), 0), 0);
+      return status(textAt("file")).last_write_time() - epoch;
+    };
+    constexpr std::int64_t far = std::int64_t{1} << 45U;
     constexpr std::int64_t representable = 9'000'000'000'000;
-    writeFile("file");
-    EXPECT_EQ(lastWriteSinceEpoch({-1, 750'000'000}).total_microseconds(), -250'000);
-    EXPECT_TRUE(lastWriteSinceEpoch({aeons, 0}).is_pos_infinity());
-    EXPECT_TRUE(lastWriteSinceEpoch({-aeons, 0}).is_neg_infinity());
-    EXPECT_EQ(lastWriteSinceEpoch({representable, 0}).total_seconds(), representable);
-    EXPECT_EQ(lastWriteSinceEpoch({-representable, 0}).total_seconds(), -representable);
+    EXPECT_EQ(lastWrite(-1, 750'000'000).total_microseconds(), -250'000);
+    EXPECT_TRUE(lastWrite(far).is_pos_infinity());
+    EXPECT_TRUE(lastWrite(-far).is_neg_infinity());
+    EXPECT_EQ(lastWrite(representable).total_seconds(), representable);
+    EXPECT_EQ(lastWrite(-representable).total_seconds(), -representable);
   });
 }
 
-TEST_F(StandIn, StreamsHoldOneCloseOnExecDescriptorUntilClosed) {
-  const int before = openDescriptors();
-  const int lowest = ::open("/dev/null", O_RDONLY | O_CLOEXEC);
-  ::close(lowest); // the next one has this number
-  ofstream writer(at("file"), REPLACING, SHARE_READ_WRITE);
-  EXPECT_EQ(::fcntl(lowest, F_GETFD), FD_CLOEXEC);
-  EXPECT_EQ(openDescriptors(), before + 1);
-  writer.close();
-  EXPECT_TRUE(writer.good());
-  EXPECT_EQ(openDescriptors(), before);
-}
-
-/// While a directory with a file in it is iterated over, another one with a directory of the same
-/// name takes its path.
+/// While a directory with a file is iterated over, another one takes its path, in which a directory
+/// has the file's name.
 class DirectoryCache : public FilesystemTest {
 protected:
-  void SetUp() override {
-    writeFile("iterated/name");
-    makeFolder("iterated/inner");
-  }
+  void SetUp() override { writeFile("iterated/name"); }
 
-  void exchange() {
+  void replaceIterated() {
     std::filesystem::rename(at("iterated"), at("elsewhere"));
     makeFolder("iterated/name");
   }
 
   [[nodiscard]] static bool isFileAt(const std::u16string& path) {
-    const bool isFile = file_status::is_regular(status(path));
-    EXPECT_TRUE(exists(path));
-    EXPECT_TRUE(access(path, 2));
-    return isFile;
+    EXPECT_TRUE(exists(path) && access(path, 2));
+    return file_status::is_regular(status(path));
   }
 
   const std::u16string iterated = textAt("iterated");
-  const std::u16string entry = textAt("iterated/name");
 };
 
 TEST_F(DirectoryCache, LooksUpEntriesInTheDirectoryThatWasOpened) {
   for (const char16_t* const ending : {u"", u"/", u"//"}) {
     const std::u16string path = iterated + ending;
     upath_directory_iterator_impl entries(path, 0, false);
-    exchange();
+    replaceIterated();
     EXPECT_TRUE(isFileAt(path + (path == iterated ? u"/name" : u"name")));
-    std::thread([this] { EXPECT_FALSE(isFileAt(entry)); }).join();
+    std::thread([this] { EXPECT_FALSE(isFileAt(iterated + u"/name")); }).join();
     for (const char16_t* const other : {u"/name/", u"/name/.", u"/../iterated/name"}) {
       EXPECT_FALSE(isFileAt(iterated + other)) << std::filesystem::path(other);
     }
@@ -169,7 +146,7 @@ TEST_F(DirectoryCache, LooksUpEntriesInTheDirectoryThatWasOpened) {
     while (entries.is_open()) {
       entries.increment();
     }
-    EXPECT_FALSE(isFileAt(entry));
+    EXPECT_FALSE(isFileAt(iterated + u"/name"));
     std::filesystem::remove_all(at("iterated"));
     std::filesystem::rename(at("elsewhere"), at("iterated"));
   }
@@ -177,13 +154,12 @@ TEST_F(DirectoryCache, LooksUpEntriesInTheDirectoryThatWasOpened) {
 
 TEST_F(DirectoryCache, EndsWhenAnotherThreadEndsTheIteration) {
   auto entries = std::make_unique<upath_directory_iterator_impl>(iterated, 0, false);
-  exchange();
+  replaceIterated();
   std::thread([&] { entries.reset(); }).join();
-  EXPECT_FALSE(isFileAt(entry));
+  EXPECT_FALSE(isFileAt(iterated + u"/name"));
 }
 
-/// Other processes can interfere only between two system calls of remove_all, so the tests do it
-/// there.
+/// Other processes can change a tree between two system calls of remove_all, and so do these tests.
 class RemoveAll : public FilesystemTest {
 protected:
   void TearDown() override { beforeCall = nullptr; }
@@ -196,8 +172,8 @@ protected:
     return failure;
   }
 
-  /// Makes the tree and removes `top` as often as it makes a system call, with the interference
-  /// before another call each time. Returns the number of calls.
+  /// Makes the tree and removes `top` as often as it makes a system call, each time with
+  /// `interfere` before another call. Returns the number of calls.
   template <typename Make, typename Interfere>
   int removeTopAtEachMoment(const Make& make, const Interfere& interfere, const Disk& left) {
     int calls = 0;
@@ -221,7 +197,8 @@ protected:
   }
 };
 
-// A descriptor per level would run out at once, and no path reaches the bottom.
+// With a descriptor for each level, the limit would not suffice. No path is long enough for the
+// lowest directory.
 TEST_F(RemoveAll, NeedsFewDescriptorsForATreeDeeperThanAPathCanBe) {
   makeFolder("deep");
   inChildProcess([this] {
@@ -230,7 +207,7 @@ TEST_F(RemoveAll, NeedsFewDescriptorsForATreeDeeperThanAPathCanBe) {
     std::filesystem::current_path(at("deep"));
     for (int level = 0; level < 150; ++level) {
       const std::string name(200, 'd');
-      std::filesystem::create_directories("sibling/folder");
+      std::filesystem::create_directories("sibling/directory");
       ASSERT_EQ(::mkdir(name.c_str(), 0700), 0);
       ASSERT_EQ(::chdir(name.c_str()), 0);
     }
@@ -239,7 +216,7 @@ TEST_F(RemoveAll, NeedsFewDescriptorsForATreeDeeperThanAPathCanBe) {
   EXPECT_TRUE(disk().empty());
 }
 
-TEST_F(RemoveAll, KeepsWhatIsMountedInTheTree) {
+TEST_F(RemoveAll, KeepsAFileSystemThatIsMountedInTheTree) {
   onTmpfs(makeFolder("top/mounted"), "size=64k", [this] {
     writeFile("top/mounted/file", "kept");
     for (const char* path : {"top", "top/mounted"}) {
@@ -249,7 +226,7 @@ TEST_F(RemoveAll, KeepsWhatIsMountedInTheTree) {
   });
 }
 
-TEST_F(RemoveAll, DoesNotFollowAFolderSwappedForALinkAtAnyMoment) {
+TEST_F(RemoveAll, DoesNotFollowALinkThatReplacesADirectoryAtAnyMoment) {
   int swaps = 0;
   const auto make = [this] {
     writeFile("victim/file", "kept");
@@ -262,19 +239,19 @@ TEST_F(RemoveAll, DoesNotFollowAFolderSwappedForALinkAtAnyMoment) {
   EXPECT_GT(swaps, 5);
 }
 
-TEST_F(RemoveAll, SucceedsIfOthersRemoveEntriesAtAnyMoment) {
-  for (const char* rival : {"top", "top/sub", "top/sub/file"}) {
-    const auto make = [this] {
-      writeFile("top/sub/file");
-      writeFile("top/other");
-    };
-    const auto remove = [&] { inChildProcess([&] { std::filesystem::remove_all(at(rival)); }); };
-    EXPECT_GT(removeTopAtEachMoment(make, remove, {}), 3) << rival;
+TEST_F(RemoveAll, SucceedsIfAnotherProcessRemovesEntriesAtAnyMoment) {
+  const auto make = [this] {
+    writeFile("top/sub/file");
+    writeFile("top/other");
+  };
+  for (const char* path : {"top", "top/sub", "top/sub/file"}) {
+    const auto remove = [&] { inChildProcess([&] { std::filesystem::remove_all(at(path)); }); };
+    EXPECT_GT(removeTopAtEachMoment(make, remove, {}), 3) << path;
   }
 }
 
-// Deep enough that the directories near the top were closed and are reopened through "..".
-TEST_F(RemoveAll, AFolderMovedElsewhereDoesNotLeadTheWayThere) {
+// The tree is so deep that the directories near the top are closed and reopened through "..".
+TEST_F(RemoveAll, DoesNotLeaveTheTreeThroughADirectoryThatWasMoved) {
   writeFile("victim/file", "kept");
   std::filesystem::path deep = "top/a/b";
   for (int level = 0; level < 40; ++level) {
@@ -286,11 +263,9 @@ TEST_F(RemoveAll, AFolderMovedElsewhereDoesNotLeadTheWayThere) {
     moved = moved || (name == ".." && renameAt("top/a/b", "victim/b", 0));
   };
   EXPECT_EQ(removeTop(), failure<SystemError>(ESTALE, textAt("top/a/b")));
-  EXPECT_EQ(disk(), (Disk{{"top", "/"},
-                          {"top/a", "/"},
-                          {"victim", "/"},
-                          {"victim/b", "/"},
-                          {"victim/file", "kept"}}));
+  const Disk left{
+      {"top", "/"}, {"top/a", "/"}, {"victim", "/"}, {"victim/b", "/"}, {"victim/file", "kept"}};
+  EXPECT_EQ(disk(), left);
 }
 
 } // namespace

@@ -24,9 +24,8 @@ using test::bytesOf;
 using test::parseObject;
 using test::textOf;
 using test::toBase64;
-using ::testing::StartsWith;
 
-TEST(Convert, ReplacesWhatIsNotPartOfACharacter) {
+TEST(Convert, ReplacesInvalidBytesAndUnits) {
   const std::vector<std::pair<std::string, std::u16string>> bytes = {
       {"a\x80z", u"a\uFFFDz"},
       {"\xC0\xAF", u"\uFFFD\uFFFD"},                     // overlong
@@ -53,7 +52,7 @@ Object::Ptr writtenWith(const std::string& bytes) {
   return fromFile(file);
 }
 
-/// Bytes that begin with one that no text has.
+/// The first byte is in no text, so that the rest may be any.
 std::string randomBytes(std::size_t size) {
   static std::mt19937 random(1);
   std::string bytes = "\xFF";
@@ -63,24 +62,10 @@ std::string randomBytes(std::size_t size) {
   return bytes;
 }
 
-std::string fileText(const std::string& encoding, const std::string& contents) {
-  return R"({"location":"/a","encoding":")" + encoding + R"(","contents":")" + contents + "\"}";
-}
-
-/// The message of the Poco::DataFormatException that reading the text as a File raises.
-std::string refusal(const std::string& text) {
-  try {
-    toFile(parseObject(text));
-  } catch (const Poco::DataFormatException& error) {
-    return error.message();
-  }
-  return "accepted";
-}
-
-// Long enough for code that takes several groups at once, at every distance from the end.
+// Enough bytes for code that takes several groups at once, at every distance from the end.
 constexpr std::size_t LONG = 200;
 
-TEST(Base64, IsThatOfAnotherEncoderAndReadsBack) {
+TEST(Base64, EqualsThatOfAnotherEncoderAndReadsBack) {
   for (std::size_t size = 1; size < LONG; ++size) {
     const std::string bytes = randomBytes(size);
     const auto written = writtenWith(bytes);
@@ -94,12 +79,11 @@ TEST(Base64, RefusesEveryOtherCharacterAtEveryPlace) {
   const auto digits = object->getValue<std::string>("contents");
   const std::string alphabet = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
   for (int code = 0; code < 256; ++code) {
-    const char other = static_cast<char>(code);
     for (std::size_t at = 0; at < digits.size() - 4; ++at) {
       std::string text = digits;
-      text[at] = other;
+      text[at] = static_cast<char>(code);
       object->set("contents", text);
-      if (alphabet.find(other) != std::string::npos) {
+      if (alphabet.find(text[at]) != std::string::npos) {
         EXPECT_EQ(toBase64(bytesOf(toFile(object).getContents())), text);
       } else {
         EXPECT_THROW(toFile(object), Poco::DataFormatException) << code << " at " << at;
@@ -108,7 +92,7 @@ TEST(Base64, RefusesEveryOtherCharacterAtEveryPlace) {
   }
 }
 
-TEST(FileJson, IsReadableOnlyWhenTheBytesAreStrictUtf8) {
+TEST(FileJson, HasTheEncodingOfTheBytes) {
   const std::vector<std::pair<std::string, std::vector<std::string>>> rows = {
       {"utf-8",
        {"", std::string("\0\r\"\\", 4), "\xED\x9F\xBF", "\xEE\x80\x80", "\xF4\x8F\xBF\xBF"}},
@@ -125,13 +109,20 @@ TEST(FileJson, IsReadableOnlyWhenTheBytesAreStrictUtf8) {
   }
 }
 
-TEST(FileJson, RefusalsNameTheKey) {
-  EXPECT_THAT(refusal(R"({"location": null})"), StartsWith("location"));
-  EXPECT_THAT(refusal(fileText("UTF-8", "")), StartsWith("encoding"));
-  for (const char* broken :
+TEST(FileJson, IsRefusedWithTheNameOfTheKey) {
+  const auto expectRefusal = [](const std::string& text, const std::string& key) {
+    EXPECT_THAT([&] { toFile(parseObject(text)); },
+                ::testing::Throws<Poco::DataFormatException>(
+                    ::testing::Property(&Poco::Exception::message, ::testing::StartsWith(key))))
+        << text;
+  };
+  expectRefusal(R"({"location":null})", "location");
+  expectRefusal(R"({"location":"/a","encoding":"UTF-8","contents":""})", "encoding");
+  for (const std::string broken :
        {"A", "AA", "AAA", "AA=", "A===", "====", "AAAA=", "AAAA====", "AA==AAAA", "A=AA", "AA=A",
         "AA A", "AAAA\\n", "AA-_", "AB==", "AAB=", "\\u0000AAA", "\\u00E9AA"}) {
-    EXPECT_THAT(refusal(fileText("base64", broken)), StartsWith("contents")) << broken;
+    expectRefusal(R"({"location":"/a","encoding":"base64","contents":")" + broken + "\"}",
+                  "contents");
   }
 }
 
@@ -155,7 +146,7 @@ void add(MessageRegistry& registry, const std::string& name) {
       [](const JsonObject&) { return std::make_unique<T>(); });
 }
 
-TEST(MessageRegistry, KnowsOneTypePerNameUntilItIsRemoved) {
+TEST(MessageRegistry, HasOneTypePerNameUntilItIsRemoved) {
   MessageRegistry registry;
   add<Ping>(registry, "ping");
   EXPECT_THROW(add<Pong>(registry, "ping"), std::invalid_argument);
