@@ -1,19 +1,19 @@
-// Input of the host, up to the converters; no request is executed. Every answer to any input is
-// well-formed, the reader gets to the end, and a message that was written reads back as the same.
+// Passes any input through the host as far as the converters; no request is executed. Every reply
+// is well-formed, the reader reaches the end, and a message that was written reads back as the
+// same.
 
 #include "host/Framing.h"
 #include "host/Json.h"
 #include "host/JsonRpc.h"
+#include "support/MemoryInput.h"
 
 #include <connector/file/v1/FileJsonSerialization.h>
 
 #include <connector/json/MessageRegistry.h>
 
-#include <algorithm>
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
-#include <cstring>
 #include <memory>
 #include <optional>
 #include <simdjson.h>
@@ -28,36 +28,13 @@ namespace {
 using namespace connector::host;
 using Poco::JSON::Object;
 
-/// Ends the process if a property does not hold, which a fuzzer reports as a fault.
+/// Ends the process if the property does not hold. The fuzzer reports that.
 void require(bool holds, const char* property) {
   if (!holds) {
     std::fprintf(stderr, "does not hold: %s\n", property);
     std::abort();
   }
 }
-
-class Bytes : public Input {
-public:
-  Bytes(const std::uint8_t* data, std::size_t size, std::size_t piece)
-      : data_(data)
-      , size_(size)
-      , piece_(piece) {}
-
-  std::size_t read(char* buffer, std::size_t size) override {
-    const auto count = std::min({size, piece_, size_});
-    std::memcpy(buffer, data_, count);
-    data_ += count;
-    size_ -= count;
-    return count;
-  }
-
-  [[nodiscard]] bool stopped() const override { return false; }
-
-private:
-  const std::uint8_t* data_;
-  std::size_t size_;
-  std::size_t piece_;
-};
 
 /// Converts requests to messages and back.
 class Conversion : public Api {
@@ -69,12 +46,12 @@ public:
     return object;
   }
 
-  /// Some keys are lost on the first way back; from then on nothing changes. An exception here is a
-  /// fault. Not called by execute: the parser may be in the middle of a batch.
+  /// Requires that messages that are read back once do not change from then on: some keys are lost
+  /// the first time. Not called by execute, because the parser may be in the middle of a batch.
   void requireStable() noexcept {
     for (const auto& [type, text] : std::exchange(written_, {})) {
       const std::string once = readAndWritten(type, text);
-      require(readAndWritten(type, once) == once, "what is written reads back as the same message");
+      require(readAndWritten(type, once) == once, "a written message reads back as the same");
     }
   }
 
@@ -89,7 +66,7 @@ private:
   mutable std::vector<std::pair<std::string, std::string>> written_; // types and texts
 };
 
-/// Returns nullopt for a text beyond the host's limit of nesting, the rest of which is not parsed.
+/// Returns nullopt for a text that is nested too deep for the host, which does not parse its rest.
 std::optional<bool> isJson(const std::string& text) {
   try {
     parseObject(Text(text));
@@ -99,8 +76,8 @@ std::optional<bool> isJson(const std::string& text) {
   }
 }
 
-/// Requires that the host's parser and one that takes the whole text at once agree on its validity,
-/// except for numbers beyond 64 bits.
+/// Requires that the host's parser and one that validates the whole text first agree on whether it
+/// is JSON, except for numbers beyond 64 bits.
 void compareParsers(const std::string& text) {
   simdjson::dom::parser parser;
   const auto error = parser.parse(text).error();
@@ -118,7 +95,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   static Conversion api;
   static const ExecutionLimits limits{10'000, [] { return false; }};
   constexpr std::size_t limit = 1000;
-  Bytes input(data, size, size % 2 == 0 ? size : 7);
+  MemoryInput input({data, data + size}, size % 2 == 0 ? size : 7);
   FrameReader reader(input, limit);
   while (const auto incoming = reader.next()) {
     if (const auto* text = std::get_if<Text>(&*incoming)) {
@@ -128,7 +105,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     const auto reply = execute(api, parse(*incoming), limits);
     const auto text = reply ? reply->text() : "";
     api.requireStable();
-    require(text.find('\n') == std::string::npos, "an answer is one line");
+    require(text.find('\n') == std::string::npos, "a reply is one line");
     if (!text.empty()) {
       parseObject(Text(text));
     }

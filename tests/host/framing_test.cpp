@@ -1,9 +1,8 @@
 #include "host/Framing.h"
+#include "support/MemoryInput.h"
 
 #include <gtest/gtest.h>
 
-#include <algorithm>
-#include <cstring>
 #include <string>
 #include <utility>
 #include <variant>
@@ -13,40 +12,11 @@ namespace connector::host {
 
 namespace {
 
-/// Hands out `bytes` in pieces of at most `piece`.
-class MemoryInput : public Input {
-public:
-  MemoryInput(std::string bytes, std::size_t piece)
-      : bytes_(std::move(bytes))
-      , piece_(piece) {}
-
-  std::size_t read(char* buffer, std::size_t size) override {
-    const auto count = std::min({size, piece_, bytes_.size() - at_});
-    std::memcpy(buffer, bytes_.data() + at_, count);
-    at_ += count;
-    return count;
-  }
-
-  [[nodiscard]] bool stopped() const override { return false; }
-
-private:
-  std::string bytes_;
-  std::size_t piece_;
-  std::size_t at_ = 0;
-};
-
 using Reason = Unreadable::Reason;
 using Found = std::variant<std::string, Reason>;
 
-/// Bytes and the texts in them.
+/// The bytes of a stream, and the texts that the reader finds in them.
 using Stream = std::pair<std::string, std::vector<Found>>;
-
-Found copyOf(const Incoming& incoming) {
-  if (const auto* text = std::get_if<Unreadable>(&incoming)) {
-    return text->reason;
-  }
-  return std::string(std::get<Text>(incoming).bytes());
-}
 
 constexpr std::size_t LIMIT = 8;
 const std::string OVERLONG(10000, 'x');
@@ -58,7 +28,11 @@ void expectTexts(const std::vector<Stream>& streams) {
       FrameReader reader(input, LIMIT);
       std::vector<Found> found;
       while (const auto incoming = reader.next()) {
-        found.push_back(copyOf(*incoming));
+        if (const auto* unreadable = std::get_if<Unreadable>(&*incoming)) {
+          found.emplace_back(unreadable->reason);
+        } else {
+          found.emplace_back(std::string(std::get<Text>(*incoming).bytes()));
+        }
       }
       EXPECT_EQ(found, texts) << bytes << " in pieces of " << piece;
     }

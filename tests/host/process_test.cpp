@@ -209,6 +209,11 @@ TEST(CommandLine, DeterminesStatusAndOutput) {
       {"call connector/v1/ListFolder - << END\n{\"path\":\"/\"}\nEND\n", 0, "folderContents"},
       {R"(call OpenFile '{"path":"/"}')", 1, "FILE_NOT_FOUND"},
       {"call Nonsense", 2, "Unknown message type: connector/v1/Nonsense\n"},
+      {"call movefilE", 2, "connector/v1/movefilE; did you mean connector/v1/MoveFile?\n"},
+      {"call connector/v2/MovFile", 2, "MovFile; did you mean connector/v1/MoveFile?\n"},
+      {"call Moving", 2, "Unknown message type: connector/v1/Moving\n"},
+      {"call connector/v1/", 2, "Unknown message type: connector/v1/\n"},
+      {"call " + std::string(100'000, 'e'), 2, "eee\n"},
       {"call OpenFlie", 2, "connector/v1/OpenFlie; did you mean connector/v1/OpenFile?\n"},
       {"call OpenFile path=/", 1, "FILE_NOT_FOUND"},
       {"call ListFolder pth=/", 0, "ListFolder has no key pth; did you mean path?\n{\n"},
@@ -241,7 +246,7 @@ TEST(CommandLine, DeterminesStatusAndOutput) {
       {"--version", 0, "connector-host " CONNECTOR_HOST_VERSION "\n"}};
   for (const Row& row : rows) {
     const auto finished = runShell("exec 2>&1; " CONNECTOR_HOST_PROGRAM " " + row.options);
-    EXPECT_EQ(finished.status, row.status) << row.options << finished.output;
+    EXPECT_EQ(finished.status, row.status) << row.options.substr(0, 100) << finished.output;
     EXPECT_THAT(finished.output, HasSubstr(row.output));
   }
 }

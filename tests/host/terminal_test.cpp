@@ -1,4 +1,3 @@
-#include "host/Diagnostics.h"
 #include "support/Machine.h"
 
 #include <gmock/gmock.h>
@@ -6,8 +5,6 @@
 
 #include <cstdlib>
 #include <string>
-#include <utility>
-#include <vector>
 
 namespace connector::host {
 
@@ -20,9 +17,9 @@ using testing::MatchesRegex;
 using testing::Not;
 
 const std::string HOST = CONNECTOR_HOST_PROGRAM;
-const std::string REFUSED = HOST + R"( call OpenFile '{"path":"/no/such/file"}')";
+const std::string FAULT = HOST + R"( call OpenFile '{"path":"/no/such/file"}')";
 
-/// The output of a shell command at a terminal of its own, at which somebody types Ctrl-D.
+/// Returns the output of a shell command at a terminal, at which Ctrl-D is typed.
 std::string outputAtTerminal(const std::string& command) {
   setenv("COMMAND", command.c_str(), 1);
   return runShell(R"(printf '\004' | script -qec "$COMMAND" /dev/null)").output;
@@ -39,26 +36,26 @@ protected:
 
 } // namespace
 
-TEST_F(Terminal, GreetsOnlyAPerson) {
+TEST_F(Terminal, ShowsAHintOnlyToAPerson) {
   EXPECT_THAT(outputAtTerminal(HOST), HasSubstr("Ctrl-D ends it"));
   EXPECT_EQ(outputAtTerminal(HOST + " < /dev/null"), "");
 }
 
-TEST_F(Terminal, FaultsAreInColourWhereColoursAreWanted) {
+TEST_F(Terminal, ShowsFaultsInColourUnlessThatIsUnwanted) {
   const std::string colored = "\x1B[31m  \"messageFaults\": [\r\n";
   const std::string wanted = "TERM=xterm NO_COLOR= ";
-  EXPECT_THAT(outputAtTerminal(wanted + REFUSED), HasSubstr(colored));
-  EXPECT_THAT(outputAtTerminal(wanted + REFUSED), HasSubstr("\r\n  ]\x1B[0m,\r\n"));
+  EXPECT_THAT(outputAtTerminal(wanted + FAULT), HasSubstr(colored));
+  EXPECT_THAT(outputAtTerminal(wanted + FAULT), HasSubstr("\r\n  ]\x1B[0m,\r\n"));
   for (const auto& plain :
-       {"TERM=xterm NO_COLOR=1 " + REFUSED, "TERM=dumb NO_COLOR= " + REFUSED,
-        wanted + REFUSED + " | cat", wanted + HOST + R"( call ListFolder '{"path":"/"}')"}) {
+       {"TERM=xterm NO_COLOR=1 " + FAULT, "TERM=dumb NO_COLOR= " + FAULT, wanted + FAULT + " | cat",
+        wanted + HOST + R"( call ListFolder '{"path":"/"}')"}) {
     EXPECT_THAT(outputAtTerminal(plain),
                 testing::AllOf(HasSubstr("messageFaults"), Not(HasSubstr("\x1B"))))
         << plain;
   }
 }
 
-TEST_F(Terminal, ControlCharactersOfNamesAndContentsAreEscaped) {
+TEST_F(Terminal, ShowsControlCharactersEscaped) {
   const std::string call = HOST + " call CloseFile location=/no/\xC2\x9B\xC2\xA0\x7F";
   EXPECT_THAT(outputAtTerminal(call), HasSubstr("/no/\\u009b\xC2\xA0\\u007f\""));
   EXPECT_THAT(outputAtTerminal(call + " | cat"), HasSubstr("/no/\xC2\x9B\xC2\xA0\x7F\""));
@@ -66,7 +63,7 @@ TEST_F(Terminal, ControlCharactersOfNamesAndContentsAreEscaped) {
               HasSubstr("\\u007fELF"));
 }
 
-TEST_F(Terminal, LongCallTellsHowLongItTakes) {
+TEST_F(Terminal, ShowsTheDurationOfALongCall) {
   if (!canInject()) {
     GTEST_SKIP() << "strace is not installed, too old or not allowed to trace";
   }
@@ -76,22 +73,6 @@ TEST_F(Terminal, LongCallTellsHowLongItTakes) {
   EXPECT_THAT(outputAtTerminal(call),
               MatchesRegex("(\rconnector-host: ListFolder ... [1-9] s)+\r *\r\\{(.|\r|\n)*"));
   EXPECT_THAT(outputAtTerminal(call + " 2>&1 | cat"), Not(HasSubstr("ListFolder ...")));
-}
-
-TEST(Suggestion, IsTheNearestNameThatIsNear) {
-  const std::vector<std::string> names{"a/v1/Open", "a/v1/OpenAll", "a/v1/Move"};
-  const std::vector<std::pair<std::string, std::string>> rows{{"a/v1/OpenAl", "a/v1/OpenAll"},
-                                                              {"a/v1/Opne", "a/v1/Open"},
-                                                              {"openall", "a/v1/OpenAll"},
-                                                              {"a/v2/pen", "a/v1/Open"},
-                                                              {"Mov", "a/v1/Move"},
-                                                              {"Moving", ""},
-                                                              {"a/v1/", ""},
-                                                              {std::string(1000000, 'e'), ""}};
-  for (const auto& [text, name] : rows) {
-    EXPECT_EQ(suggestion(text, names), name.empty() ? "" : "; did you mean " + name + "?")
-        << text.substr(0, 100);
-  }
 }
 
 } // namespace connector::host
