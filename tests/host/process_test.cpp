@@ -2,7 +2,6 @@
 #include "support/Machine.h"
 #include "support/Requests.h"
 #include "support/ScratchFolder.h"
-#include "support/Shell.h"
 
 #include <Poco/String.h>
 #include <gmock/gmock.h>
@@ -53,7 +52,7 @@ protected:
   /// Returns once the host begins to answer, and thus handles signals.
   void begin(const std::string& requests) {
     host.send(requests);
-    ASSERT_EQ(host.receive(1), "{");
+    host.awaitOutput();
   }
 
   /// Returns the status of the host, -1 if it does not end within ten seconds. Calls `meanwhile`
@@ -79,7 +78,7 @@ TEST_F(ConnectorHost, EndsOnASignalBetweenRequests) {
     for (const std::string unfinished : {"", R"({"jsonrpc":"2.0","id":2,"method":"x")"}) {
       HostClient host(folder());
       host.send(UNKNOWN);
-      EXPECT_EQ(host.receive(ANSWER_TO_UNKNOWN.size()), ANSWER_TO_UNKNOWN);
+      EXPECT_EQ(host.receiveLine() + "\n", ANSWER_TO_UNKNOWN);
       host.send(unfinished);
       host.signal(number);
       EXPECT_EQ(host.rest(), "");

@@ -1,13 +1,13 @@
 #pragma once
 
 #include "support/JsonText.h"
+#include "support/Machine.h"
 
 #include <Poco/Pipe.h>
 #include <Poco/PipeStream.h>
 #include <Poco/Process.h>
 
 #include <algorithm>
-#include <chrono>
 #include <csignal>
 #include <cstddef>
 #include <filesystem>
@@ -22,30 +22,28 @@
 
 namespace connector::test {
 
-/// A running connector-host and the conversation with it, one request at a time. When the host has
-/// ended, or does not begin to answer in time and is killed for it, everything throws.
+/// A running connector-host and the conversation with it, one request at a time. All functions
+/// throw if the host has ended, or does not begin to reply in time and is killed for that.
 class HostClient {
 public:
-  /// `launcher` is a command that starts the one that is given to it as its last argument.
-  explicit HostClient(const std::filesystem::path& currentFolder,
+  /// `launcher` is a command that executes the command in its last argument.
+  explicit HostClient(const std::filesystem::path& currentDirectory,
                       std::vector<std::string> launcher = {})
-      : host_(launch(std::move(launcher), currentFolder, in_, out_))
+      : host_(launch(std::move(launcher), currentDirectory, in_, out_))
       , answers_(out_) {}
 
-  /// Starts it with these options or other shell syntax, such as redirections.
+  /// Returns a launcher that adds these options, or other shell syntax such as redirections.
   static std::vector<std::string> withOptions(const std::string& options) {
     return {"sh", "-c", R"(exec "$0" )" + options};
   }
 
-  void setPatience(std::chrono::seconds patience) { patience_ = patience; }
-
-  /// The whole answer to a request of that message type, such as "OpenFile". Throws when the host
-  /// answers another request.
+  /// Returns the whole reply to a request of this message type, such as "OpenFile". Throws if it is
+  /// the reply to another request.
   Poco::JSON::Object::Ptr ask(const std::string& type, const std::string& params) {
     const auto line = askForText(type, params);
     auto answer = parseObject(line);
     if (answer->getValue<std::string>("jsonrpc") != "2.0" || answer->getValue<int>("id") != id_) {
-      throw std::runtime_error("no answer to this request: " + line.substr(0, 1000));
+      throw std::runtime_error("not the reply to this request: " + line.substr(0, 1000));
     }
     return answer;
   }
@@ -74,19 +72,20 @@ public:
     return line;
   }
 
-  std::string receive(std::size_t size) {
-    awaitOutput();
-    std::string bytes(size, '\0');
-    if (!answers_.read(bytes.data(), static_cast<std::streamsize>(size))) {
-      throw std::runtime_error("the host has ended");
+  /// Waits until the host begins to reply.
+  void awaitOutput() {
+    constexpr int patience = SANITIZED ? 120 : 40; // shorter than a lease lasts
+    pollfd output{out_.readHandle(), POLLIN, 0};
+    if (answers_.rdbuf()->in_avail() == 0 && poll(&output, 1, patience * 1000) == 0) {
+      Poco::Process::kill(host_);
+      throw std::runtime_error("no reply within " + std::to_string(patience) + " s");
     }
-    return bytes;
   }
 
-  /// In bytes, as /proc/PID/status has it: "VmHWM:" is the peak of the resident memory so far,
-  /// "VmRSS:" the resident memory now.
-  [[nodiscard]] std::size_t memory(const std::string& key, const char* file = "/status") const {
-    std::ifstream lines("/proc/" + std::to_string(host_.id()) + file);
+  /// Returns the largest resident memory so far, in bytes.
+  [[nodiscard]] std::size_t peakMemory() const {
+    std::ifstream lines("/proc/" + std::to_string(host_.id()) + "/status");
+    const std::string key = "VmHWM:";
     for (std::string line; std::getline(lines, line);) {
       if (line.rfind(key, 0) == 0) {
         return 1024 * std::stoul(line.substr(key.size()));
@@ -97,46 +96,35 @@ public:
 
   void signal(int number) const { kill(host_.id(), number); }
 
-  /// Of the output, which ends with the host.
+  /// Returns the rest of the output, which ends with the host.
   std::string rest() { return {std::istreambuf_iterator<char>(answers_), {}}; }
 
   void endOutput() { out_.close(Poco::Pipe::CLOSE_READ); }
 
-  /// Ends the input and waits for the host; its exit status.
+  /// Ends the input, waits for the host, and returns its exit status.
   int finish() {
     in_.close(Poco::Pipe::CLOSE_WRITE);
     return host_.wait();
   }
 
-  /// -1 while it runs.
+  /// Returns the exit status, -1 if the host still runs.
   [[nodiscard]] int statusSoFar() const { return host_.tryWait(); }
 
 private:
   static Poco::ProcessHandle launch(std::vector<std::string> command,
-                                    const std::filesystem::path& currentFolder, Poco::Pipe& in,
+                                    const std::filesystem::path& currentDirectory, Poco::Pipe& in,
                                     Poco::Pipe& out) {
-    std::signal(SIGPIPE, SIG_IGN); // writing to a host that has ended is to throw
+    std::signal(SIGPIPE, SIG_IGN); // so that writing to a host that has ended throws
     command.emplace_back(CONNECTOR_HOST_PROGRAM);
     const Poco::Process::Args arguments(command.begin() + 1, command.end());
-    return Poco::Process::launch(command.front(), arguments, currentFolder.string(), &in, &out,
+    return Poco::Process::launch(command.front(), arguments, currentDirectory.string(), &in, &out,
                                  nullptr);
-  }
-
-  void awaitOutput() {
-    using std::chrono::milliseconds;
-    pollfd output{out_.readHandle(), POLLIN, 0};
-    const auto timeout = static_cast<int>(milliseconds(patience_).count());
-    if (answers_.rdbuf()->in_avail() == 0 && poll(&output, 1, timeout) == 0) {
-      Poco::Process::kill(host_);
-      throw std::runtime_error("no answer within " + std::to_string(patience_.count()) + " s");
-    }
   }
 
   Poco::Pipe in_;
   Poco::Pipe out_;
   Poco::ProcessHandle host_;
   Poco::PipeInputStream answers_;
-  std::chrono::seconds patience_{60};
   int id_ = 0;
 };
 

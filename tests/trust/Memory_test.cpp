@@ -1,7 +1,6 @@
 #include "support/HostClient.h"
 #include "support/Machine.h"
 #include "support/ScratchFolder.h"
-#include "support/Shell.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -19,6 +18,22 @@ using testing::HasSubstr;
 
 constexpr std::size_t MIB = 1024UL * 1024;
 constexpr std::size_t BIGGEST_FILE = 19'999'999;
+constexpr auto CREATE = R"({"jsonrpc":"2.0","id":1,"method":"connector/v1/CreateFile","params":)"
+                        R"({"file":{"location":"new","contents":")";
+
+/// Returns a request with further params and its id at the end.
+std::string openFile(const std::string& path, const std::string& more = "", int id = 1) {
+  return R"({"jsonrpc":"2.0","method":"connector/v1/OpenFile","params":{"path":")" + path + '"' +
+         more + R"(},"id":)" + std::to_string(id) + '}';
+}
+
+std::string repeated(const std::string& text, std::size_t size) {
+  std::string all;
+  while (all.size() < size) {
+    all += text;
+  }
+  return all;
+}
 
 class Memory : public ScratchFolder {
 protected:
@@ -31,44 +46,28 @@ protected:
 
 } // namespace
 
-TEST_F(Memory, OpeningTheBiggestFileTakesAFewTimesItsSize) {
-  for (const char byte : {'\xFF', 'x', '\x01'}) { // base64, text, and text of which each is escaped
+TEST_F(Memory, ForTheBiggestFileIsAFewTimesItsSize) {
+  for (const char byte : {'\xFF', 'x', '\x01'}) { // base64, text, text that is escaped
     writeFile("biggest", std::string(BIGGEST_FILE, byte));
     HostClient host(folder());
     host.ask("ListFolder", R"({"path":"."})");
-    const auto idle = host.memory("VmHWM:");
+    const auto idle = host.peakMemory();
     EXPECT_GT(host.askForText("OpenFile", R"({"path":"biggest"})").size(), BIGGEST_FILE);
-    const auto more = host.memory("VmHWM:") - idle;
+    const auto more = host.peakMemory() - idle;
     EXPECT_LE(more, 4 * BIGGEST_FILE) << more << " bytes for " << int{byte};
   }
 }
 
 TEST_F(Memory, IsBoundedForEveryRequest) {
   writeFile("biggest", std::string(BIGGEST_FILE, 'x'));
-  const std::string open =
-      R"({"jsonrpc":"2.0","id":1,"method":"connector/v1/OpenFile","params":{"path":"biggest"}})";
-  std::string batch = "[" + open;
-  for (int more = 1; more < 10; ++more) {
-    batch += "," + open;
-  }
-  const auto repeated = [](const std::string& text, std::size_t size) {
-    std::string all;
-    while (all.size() < size) {
-      all += text;
-    }
-    return all;
-  };
-  const std::vector<std::string> requests{
-      batch + "]",
-      "[" + repeated("1,", 4 * MIB) + "1]",
-      repeated("[", 60 * MIB),
-      R"({"jsonrpc":"2.0","id":1,"method":"connector/v1/OpenFile","params":{"path":")" +
-          std::string(60 * MIB, 'x') + "\"}}",
-      R"({"jsonrpc":"2.0","id":1,"method":"connector/v1/CreateFile","params":{"file":)"
-      R"({"location":"new","contents":")" +
-          repeated("\\n", 60 * MIB) + "\"}}}",
-      "[" + open + R"(,{"jsonrpc":"2.0","id":1,"method":"connector/v1/CreateFile","params":)" +
-          R"({"file":{"location":"new","contents":"\n)" + std::string(60 * MIB, 'x') + "\"}}}]"};
+  const std::string open = openFile("biggest");
+  const std::vector<std::string> requests{"[" + repeated(open + ",", 9 * open.size()) + open + "]",
+                                          "[" + repeated("1,", 4 * MIB) + "1]",
+                                          repeated("[", 60 * MIB),
+                                          openFile(std::string(60 * MIB, 'x')),
+                                          CREATE + repeated("\\n", 60 * MIB) + "\"}}}",
+                                          "[" + open + "," + CREATE + "\\n" +
+                                              std::string(60 * MIB, 'x') + "\"}}}]"};
   for (const std::size_t jobs : {1U, 2U}) {
     HostClient host(folder(), HostClient::withOptions("--jobs " + std::to_string(jobs)));
     for (const std::string& request : requests) {
@@ -78,25 +77,17 @@ TEST_F(Memory, IsBoundedForEveryRequest) {
       for (std::size_t received = 0; received < jobs; ++received) {
         host.receiveLine();
       }
-      const auto peak = host.memory("VmHWM:");
+      const auto peak = host.peakMemory();
       EXPECT_LE(peak, jobs * 256 * MIB) << peak / MIB << " MiB up to " << request.substr(0, 100);
     }
   }
 }
 
-TEST_F(Memory, WhereItIsShortARequestIsRefusedAndTheNextOneServed) {
-  const auto request = [](const std::string& id, const std::string& more) {
-    return R"({"jsonrpc":"2.0","method":"connector/v1/OpenFile","params":{"path":"/")" + more +
-           R"(},"id":)" + id + "}\n";
-  };
-  std::string values;
-  while (values.size() < 270'000) {
-    values += "{},";
-  }
-  writeFile("values", request("1", R"(,"x":[)" + values + "0]") + request("2", ""));
-  writeFile("long",
-            request("1", R"(,"x":")" + std::string(25 * MIB, 'x') + '"') + request("2", ""));
-  constexpr int least = 36'000; // KiB, more than it starts with
+TEST_F(Memory, MayBeTooLittleForOneRequestOnly) {
+  const std::string next = "\n" + openFile("/", "", 2) + "\n";
+  writeFile("values", openFile("/", R"(,"x":[)" + repeated("{},", 270'000) + "0]") + next);
+  writeFile("long", openFile("/", R"(,"x":")" + std::string(25 * MIB, 'x') + '"') + next);
+  constexpr int least = 36'000; // KiB, more than the host needs to start
   for (const std::string file : {"values", "long"}) {
     for (int limit = least; limit <= 60'000; limit += 4'000) {
       const auto host =
@@ -110,17 +101,17 @@ TEST_F(Memory, WhereItIsShortARequestIsRefusedAndTheNextOneServed) {
   }
 }
 
-TEST_F(Memory, DoesNotKeepAMessageThatIsTooLong) {
+TEST_F(Memory, DoesNotHoldAMessageThatIsTooLong) {
   HostClient host(folder(), HostClient::withOptions("--max-message=1048576"));
   host.ask("ListFolder", R"({"path":"."})");
-  const auto idle = host.memory("VmHWM:");
+  const auto idle = host.peakMemory();
   for (int sent = 0; sent < 1024; ++sent) {
     host.send(std::string(MIB, 'x'));
   }
   host.send("\n");
   EXPECT_THAT(host.receiveLine(), HasSubstr("-32600"));
   host.ask("ListFolder", R"({"path":"."})");
-  const auto more = host.memory("VmHWM:") - idle;
+  const auto more = host.peakMemory() - idle;
   EXPECT_LE(more, 16 * MIB) << more << " bytes";
 }
 
