@@ -1,3 +1,5 @@
+#include "host/Confinement.h"
+#include "support/ChildProcess.h"
 #include "support/HostClient.h"
 #include "support/Machine.h"
 #include "support/Requests.h"
@@ -7,8 +9,10 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <cerrno>
 #include <cstddef>
 #include <exception>
+#include <fcntl.h>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
@@ -174,12 +178,16 @@ private:
 
 } // namespace
 
-using Confined = ScratchFolder;
+class Confined : public ScratchFolder {
+protected:
+  void SetUp() override {
+    if (!canConfine()) {
+      GTEST_SKIP() << "this kernel has no Landlock of version 2";
+    }
+  }
+};
 
 TEST_F(Confined, NoPathLeadsOutOfTheRoot) {
-  if (!canConfine()) {
-    GTEST_SKIP() << "this kernel has no Landlock of version 2";
-  }
   const auto ways = allWays();
   constexpr std::size_t hosts = 16; // because a refused deletion takes a second
   const auto sendEveryRequest = [&](std::size_t first) {
@@ -208,6 +216,25 @@ TEST_F(Confined, NoPathLeadsOutOfTheRoot) {
     const bool leadsOut = testing::Value(answers, SHOWS_OUTSIDE);
     // Only a privileged process may use /proc/1.
     EXPECT_TRUE(leadsOut || !way.isReadable || way.path.rfind("/proc/1/", 0) == 0) << way.path;
+  }
+}
+
+// Without the file service, which refuses most paths outside before the kernel does.
+TEST_F(Confined, ProcessOpensNothingOutsideAndOnlyReadsIfReadOnly) {
+  writeFile("root/file");
+  writeFile("outside/file");
+  for (const bool readOnly : {false, true}) {
+    inChildProcess([this, readOnly] {
+      EXPECT_EQ(host::confine({at("root")}, readOnly).size(), 1U);
+      const auto errorOf = [this](const char* name, int flags) {
+        return ::open(at(name).c_str(), flags | O_CLOEXEC) < 0 ? errno : 0;
+      };
+      EXPECT_EQ(errorOf("outside/file", O_RDONLY), EACCES);
+      EXPECT_EQ(errorOf("outside/file", O_WRONLY), EACCES);
+      EXPECT_EQ(errorOf("outside", O_RDONLY | O_DIRECTORY), EACCES);
+      EXPECT_EQ(errorOf("root/file", O_RDONLY), 0);
+      EXPECT_EQ(errorOf("root/file", O_WRONLY), readOnly ? EACCES : 0);
+    });
   }
 }
 
