@@ -172,8 +172,9 @@ TEST_F(MessageJson, ReadsAVersionAsStoiFromItsEnd) {
 TEST_F(MessageJson, DoesNotReadTheSourceOfAMoveOrTheConditionsOfAFault) {
   const auto object = parseObject(readAndWritten(
       "MoveFileResponse",
-      parseObject(R"({"srcPath":)" + info("srcPath").value +
-                  R"(,"fault":{"faultConditions":[{"faultId":"X","faultInfo":["/a"]}]}})")));
+      parseObject(
+          R"({"srcPath":)" + info("srcPath").value +
+          R"(,"messageFaults":[{"faultConditions":[{"faultId":"X","faultInfo":["/a"]}]}]})")));
   EXPECT_EQ(textOf(object->get("srcPath")), textOf(parseObject(NO_INFO)));
   EXPECT_EQ(textOf(object->getObject("fault")->get("faultConditions")), "[]");
 }
