@@ -93,13 +93,9 @@ TEST(Future, KeepsItsContractInEveryCondition) {
                                           SET_EXCEPTION, CANCEL, ATTACH};
   constexpr auto blocks = ""; // not tried
 
-  struct Row {
-    std::vector<Operation> steps;
-    std::vector<std::string> outcomes; // of each operation in `columns`, after the steps
-  };
-
+  // The steps before, and the outcome of each operation in `columns` after them.
   // clang-format off
-  const std::vector<Row> rows = {
+  const std::vector<std::pair<std::vector<Operation>, std::vector<std::string>>> rows = {
       //                         GET          WAIT    HAS_EXCEPTION  SET_VALUE    SET_EXCEPTION  CANCEL   ATTACH
       {{},                      {blocks,      blocks, "false",       "done",      "done",        "true",  "done"}},
       {{SET_VALUE},             {"1",         "done", "false",       RESOLVED,    RESOLVED,      "false", "done, ran"}},

@@ -18,6 +18,7 @@
 #include <stdexcept>
 #include <string>
 #include <sys/resource.h>
+#include <utility>
 #include <vector>
 
 namespace connector::test {
@@ -101,8 +102,6 @@ struct Injection {
     return call.opening.find("O_EXCL") != std::string::npos;
   }
 
-  [[nodiscard]] bool isFullDisk() const { return error == "ENOSPC" || error == "EDQUOT"; }
-
   [[nodiscard]] std::string option() const {
     return "-e inject=" + call.name + (isShort() || error == NONE ? ":retval=" : ":error=") +
            error + ":when=" + std::to_string(call.occurrence) + ".." +
@@ -113,12 +112,8 @@ struct Injection {
 /// The errors with which the call can fail; none for a call that does not use files. The test fails
 /// for a call without a row, so that none is forgotten.
 std::vector<std::string> errorsOf(const Call& call) {
-  struct Row {
-    std::set<std::string> names;
-    std::vector<std::string> errors;
-  };
-
-  static const std::vector<Row> rows = {
+  using Texts = std::vector<std::string>;
+  static const std::vector<std::pair<Texts, Texts>> rows = {
       {{"openat"}, {"EIO", "EACCES", "EMFILE"}},
       {{"newfstatat", "fstat", "faccessat2", "statfs", "fstatfs", "readlink", "readlinkat"},
        {"EIO", "EACCES"}},
@@ -137,13 +132,14 @@ std::vector<std::string> errorsOf(const Call& call) {
         "poll", "sched_yield"},
        {}},
   };
-  const auto row = std::find_if(rows.begin(), rows.end(),
-                                [&](const Row& one) { return one.names.count(call.name) > 0; });
+  const auto row = std::find_if(rows.begin(), rows.end(), [&](const auto& one) {
+    return testing::Value(one.first, testing::Contains(call.name));
+  });
   if (row == rows.end()) {
     ADD_FAILURE() << "add the errors of " << call.line;
     return {};
   }
-  std::vector<std::string> errors = row->errors;
+  Texts errors = row->second;
   if (call.name == "openat" && !call.has("O_PATH")) { // O_PATH never waits
     errors.emplace_back("EINTR");
   }
@@ -384,7 +380,7 @@ TEST_P(SystemCalls, MayFailOneByOne) {
     if (injection.error == NONE) {
       EXPECT_EQ(outcome.condition, "FILE_IO_GENERIC");
     }
-    if (injection.isFullDisk()) {
+    if (injection.error == "ENOSPC" || injection.error == "EDQUOT") {
       EXPECT_THAT(outcome.condition, testing::AnyOf("", "OVER_DISK_QUOTA"));
     }
     if (injection.isShort()) {

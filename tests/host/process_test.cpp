@@ -14,6 +14,7 @@
 #include <sstream>
 #include <string>
 #include <thread>
+#include <tuple>
 #include <vector>
 
 namespace connector::test {
@@ -197,13 +198,8 @@ TEST_F(ConnectorHost, MakesNoCallWhenASignalInterruptsItsMessage) {
 }
 
 TEST(CommandLine, DeterminesStatusAndOutput) {
-  struct Row {
-    std::string options;
-    int status;
-    const char* output; // contains this text
-  };
-
-  const std::vector<Row> rows{
+  // options, status, and a part of the output
+  const std::vector<std::tuple<std::string, int, std::string>> rows{
       {R"(call ListFolder '{"path":"/"}')", 0, "\n  \"folderContents\": ["},
       {"call connector/v1/ListFolder - << END\n{\"path\":\"/\"}\nEND\n", 0, "folderContents"},
       {R"(call OpenFile '{"path":"/"}')", 1, "FILE_NOT_FOUND"},
@@ -243,10 +239,10 @@ TEST(CommandLine, DeterminesStatusAndOutput) {
       {"types", 0, "connector/v1/UpdateFile\n"},
       {"--help", 0, "Usage: connector-host "},
       {"--version", 0, "connector-host " CONNECTOR_HOST_VERSION "\n"}};
-  for (const Row& row : rows) {
-    const auto finished = runShell("exec 2>&1; " CONNECTOR_HOST_PROGRAM " " + row.options);
-    EXPECT_EQ(finished.status, row.status) << row.options.substr(0, 100) << finished.output;
-    EXPECT_THAT(finished.output, HasSubstr(row.output));
+  for (const auto& [options, status, output] : rows) {
+    const auto finished = runShell("exec 2>&1; " CONNECTOR_HOST_PROGRAM " " + options);
+    EXPECT_EQ(finished.status, status) << options.substr(0, 100) << finished.output;
+    EXPECT_THAT(finished.output, HasSubstr(output));
   }
 }
 

@@ -8,7 +8,7 @@
 
 namespace connector::test {
 
-/// An empty directory beneath TMPDIR, which any user may enter. It is removed with this object.
+/// An empty directory beneath TMPDIR that any user may enter. The destructor removes it.
 class TemporaryDirectory {
 public:
   TemporaryDirectory() {
@@ -18,7 +18,7 @@ public:
       throw std::system_error(errno, std::generic_category(), name);
     }
     path_ = name;
-    // The 0700 of mkdtemp would keep out the unprivileged user whom a test drops to.
+    // mkdtemp makes it 0700, but some tests run as another user.
     std::filesystem::permissions(path_, std::filesystem::perms{0755});
   }
 
@@ -27,7 +27,7 @@ public:
 
   ~TemporaryDirectory() {
     namespace fs = std::filesystem;
-    std::error_code ignored; // Entries that a test leaves undeletable do not fail it.
+    std::error_code ignored; // an entry that cannot be deleted does not fail a test
     for (fs::recursive_directory_iterator entry(path_, ignored), end; entry != end;
          entry.increment(ignored)) {
       if (entry->symlink_status(ignored).type() == fs::file_type::directory) {
@@ -37,7 +37,7 @@ public:
     fs::remove_all(path_, ignored);
   }
 
-  /// Absolute, without links in it.
+  /// Returns an absolute path without links.
   [[nodiscard]] const std::filesystem::path& path() const { return path_; }
 
 private:

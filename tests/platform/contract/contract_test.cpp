@@ -7,6 +7,7 @@
 
 #include <gtest/gtest.h>
 
+#include <array>
 #include <cerrno>
 #include <string>
 #include <utility>
@@ -20,14 +21,8 @@ constexpr int SHARE_READ_WRITE = 0x40;
 using Filesystem = FilesystemTest;
 
 TEST_F(Filesystem, SplitsAPathIntoParentAndNameThatJoinAgain) {
-  struct Row {
-    std::u16string path;
-    std::u16string parent;
-    std::u16string name;
-    std::u16string joined;
-  };
-
-  const std::vector<Row> rows = {
+  // path, parent, name, and parent and name joined
+  const std::vector<std::array<std::u16string, 4>> rows = {
       {u"", u"", u"", u""},
       {u"a/", u"", u"a", u"a"},
       {u"///", u"/", u"", u"/"},
@@ -35,12 +30,12 @@ TEST_F(Filesystem, SplitsAPathIntoParentAndNameThatJoinAgain) {
       {u"/a//b//", u"/a", u"b", u"/a/b"},
       {u"a/b/..", u"a/b", u"..", u"a/b/.."},
   };
-  for (const Row& row : rows) {
-    EXPECT_EQ(detail::extract_parent_path(row.path), row.parent);
-    EXPECT_EQ(detail::extract_filename(row.path), row.name);
-    std::u16string joined = row.parent;
-    detail::concatenate_pathname(joined, row.name, true);
-    EXPECT_EQ(joined, row.joined);
+  for (const auto& [path, parent, name, joined] : rows) {
+    EXPECT_EQ(detail::extract_parent_path(path), parent);
+    EXPECT_EQ(detail::extract_filename(path), name);
+    std::u16string result = parent;
+    detail::concatenate_pathname(result, name, true);
+    EXPECT_EQ(result, joined);
   }
   EXPECT_EQ(detail::make_native_access_form_i18n(u"//a///\u00e9/"), "//a///\xC3\xA9/");
   EXPECT_EQ(detail::make_native_access_form_with_cleanup_i18n(u"//a///\u00e9//"), "/a/\xC3\xA9/");
