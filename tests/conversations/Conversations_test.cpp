@@ -8,11 +8,9 @@
 
 #include <Poco/Dynamic/Var.h>
 #include <Poco/JSON/Array.h>
-#include <Poco/JSON/Object.h>
 #include <Poco/RegularExpression.h>
 #include <Poco/String.h>
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
 #include <algorithm>
 #include <cstdlib>

@@ -3,11 +3,9 @@
 #include "support/ScratchFolder.h"
 
 #include <Poco/JSON/Array.h>
-#include <Poco/JSON/Object.h>
 #include <Poco/RegularExpression.h>
 #include <Poco/String.h>
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
 #include <algorithm>
 #include <filesystem>
@@ -165,9 +163,6 @@ Poco::JSON::Object::Ptr resultOf(const Poco::JSON::Object::Ptr& answer) {
 
 int descriptorsOf(HostClient& host) {
   const auto listed = resultOf(host.ask("ListFolder", R"({"path":"/proc/self/fd"})"));
-  if (listed->getArray("messageFaults")->size() > 0) {
-    throw std::runtime_error("the next request fails: " + textOf(listed));
-  }
   return static_cast<int>(listed->getArray("folderContents")->size());
 }
 

@@ -11,7 +11,6 @@
 
 #include <Poco/String.h>
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
 #include <cstring>
 #include <filesystem>
@@ -162,13 +161,10 @@ TEST_F(Operations, RefuseChangesOfAReadOnlyFileSystem) {
     writeFile("old");
     ASSERT_EQ(::mount(nullptr, folder().c_str(), nullptr, MS_REMOUNT | MS_RDONLY, nullptr), 0);
     FileServiceImpl service;
-    const std::vector<std::string> outcomes{
-        outcomeOf([&] { return service.create(fileAt(textAt("old")), true); }),
-        outcomeOf([&] { return service.update(fileAt(textAt("old"))); }),
-        outcomeOf([&] { return service.rename(textAt("old"), textAt("new")); }),
-        outcomeOf([&] { return service.openOrCreate(textAt("new")); })};
-    EXPECT_THAT(outcomes, ElementsAre("FILE_ACCESS_DENIED", "FILE_ACCESS_DENIED",
-                                      "FILE_ACCESS_DENIED", "FOLDER_ACCESS_DENIED"));
+    const auto update = [&] { return service.update(fileAt(textAt("old"))); };
+    const auto create = [&] { return service.openOrCreate(textAt("new")); };
+    EXPECT_EQ(outcomeOf(update), "FILE_ACCESS_DENIED");
+    EXPECT_EQ(outcomeOf(create), "FOLDER_ACCESS_DENIED");
   });
 }
 

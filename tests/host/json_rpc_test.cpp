@@ -2,7 +2,6 @@
 
 #include <Poco/Exception.h>
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
 #include <algorithm>
 #include <functional>

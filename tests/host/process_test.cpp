@@ -5,7 +5,6 @@
 
 #include <Poco/String.h>
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
 #include <chrono>
 #include <csignal>
@@ -175,16 +174,6 @@ TEST_F(ConnectorHost, EndsQuietlyWhenItsReaderHasGone) {
     host.endOutput();
     EXPECT_EQ(statusOf(host, [] {}), 0);
   }
-}
-
-TEST_F(ConnectorHost, WaitsOnStreamsThatDoNotBlock) {
-  const std::string script = "fcntl($_, F_SETFL, O_NONBLOCK) for *STDIN, *STDOUT; exec @ARGV";
-  HostClient host(folder(), {"perl", "-MFcntl", "-e", script});
-  for (const std::string& request : {UNKNOWN, LARGE_REQUEST}) {
-    host.send(request);
-    EXPECT_THAT(host.receiveLine(), testing::StartsWith(R"({"jsonrpc":"2.0","id":1)"));
-  }
-  EXPECT_EQ(host.finish(), 0);
 }
 
 TEST_F(ConnectorHost, MakesNoCallWhenASignalInterruptsItsMessage) {

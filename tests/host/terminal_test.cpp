@@ -1,7 +1,6 @@
 #include "support/Machine.h"
 
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
 #include <cstdlib>
 #include <string>

@@ -18,12 +18,12 @@
 
 namespace connector::test {
 
-/// Runs `body` in a forked child, which prints its own failures. The current test fails, or is
-/// skipped, as the child is.
+/// Runs `body` in a forked child, which prints its own failures. If it fails or is skipped, so is
+/// the current test.
 inline void inChildProcess(const std::function<void()>& body) {
   enum Ending { passed, failed, skipped };
 
-  std::fflush(nullptr); // or the child would print it once more
+  std::fflush(nullptr); // so that the child does not print it again
   const pid_t child = fork();
   if (child < 0) {
     throw std::system_error(errno, std::generic_category(), "fork");
@@ -45,16 +45,13 @@ inline void inChildProcess(const std::function<void()>& body) {
   EXPECT_EQ(status, 0) << "the child process failed";
 }
 
-/// Runs `body` as a user whom permission bits bind: in a child process as the user 65534 when this
-/// is root, directly otherwise.
+/// Runs `body` in a child process as a user whom permission bits bind: as the user 65534 if this
+/// process is root's.
 inline void asUnprivilegedUser(const std::function<void()>& body) {
-  if (geteuid() != 0) {
-    body();
-    return;
-  }
   inChildProcess([&body] {
     constexpr unsigned nobody = 65534;
-    if (setgroups(0, nullptr) != 0 || setgid(nobody) != 0 || setuid(nobody) != 0) {
+    if (geteuid() == 0 &&
+        (setgroups(0, nullptr) != 0 || setgid(nobody) != 0 || setuid(nobody) != 0)) {
       throw std::system_error(errno, std::generic_category(), "dropping privileges");
     }
     body();
@@ -63,7 +60,7 @@ inline void asUnprivilegedUser(const std::function<void()>& body) {
 
 namespace detail {
 
-/// A mount namespace of our own: directly for root, by way of a user namespace for others.
+/// Enters a new mount namespace, together with a new user namespace if this process is not root's.
 inline bool enterOwnMountNamespace() {
   const std::string user = std::to_string(geteuid());
   const std::string group = std::to_string(getegid());
@@ -81,9 +78,9 @@ inline bool enterOwnMountNamespace() {
 
 } // namespace detail
 
-/// Runs `body` in a child process, which sees a fresh tmpfs on the existing directory `where`.
-/// `options` are tmpfs's own, such as "size=64k" or "nr_inodes=4". Where the kernel allows no such
-/// mount the test is skipped.
+/// Runs `body` in a child process with a new tmpfs on the existing directory `where`. `options` are
+/// those of tmpfs, such as "size=64k,nr_inodes=4". Skips the test if the kernel allows no such
+/// mount.
 inline void onTmpfs(const std::filesystem::path& where, const std::string& options,
                     const std::function<void()>& body) {
   inChildProcess([&] {

@@ -3,7 +3,6 @@
 #include "support/JsonText.h"
 
 #include <Poco/JSON/Array.h>
-#include <Poco/JSON/Object.h>
 #include <Poco/String.h>
 
 #include <array>

@@ -7,7 +7,6 @@
 
 #include <Poco/String.h>
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
 #include <cerrno>
 #include <cstddef>

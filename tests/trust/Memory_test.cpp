@@ -3,7 +3,6 @@
 #include "support/ScratchFolder.h"
 
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
 #include <cstddef>
 #include <string>

