@@ -4,7 +4,7 @@
 #include "support/ChildProcess.h"
 #include "support/HostClient.h"
 #include "support/Machine.h"
-#include "support/ScratchFolder.h"
+#include "support/ScratchDirectory.h"
 
 #include <Poco/Dynamic/Var.h>
 #include <Poco/JSON/Array.h>
@@ -194,7 +194,7 @@ std::vector<fs::path> conversationFiles() {
   return files;
 }
 
-class Conversations : public ScratchFolder, public testing::WithParamInterface<fs::path> {
+class Conversations : public ScratchDirectory, public testing::WithParamInterface<fs::path> {
 protected:
   [[nodiscard]] static bool isOf(const std::string& kind) {
     return GetParam().filename().string().find(kind) != std::string::npos;
@@ -210,7 +210,7 @@ TEST_P(Conversations, GoAsWritten) {
   if (isOf("root_") && geteuid() != 0) {
     GTEST_SKIP() << "only root can give files to other users";
   }
-  if (isOf("acl_") && runShell("setfacl -m u:0:r " + folder().string()).status != 0) {
+  if (isOf("acl_") && runShell("setfacl -m u:0:r " + directory().string()).status != 0) {
     GTEST_SKIP() << "setfacl is not installed, or the file system has no ACLs";
   }
   if (isOf("injected_") && (SANITIZED || !canInject() || !canConfine())) {
@@ -218,11 +218,11 @@ TEST_P(Conversations, GoAsWritten) {
   }
   setenv("HOST", CONNECTOR_HOST_PROGRAM, 1);
   umask(0002); // the modes of new files depend on it
-  const auto converse = [this] { Conversation(GetParam(), folder()).run(); };
+  const auto converse = [this] { Conversation(GetParam(), directory()).run(); };
   if (isOf("small_disk_")) {
-    onTmpfs(folder(), "size=64k,nr_inodes=32", converse);
+    onTmpfs(directory(), "size=64k,nr_inodes=32", converse);
   } else if (isOf("ordinary_user_")) {
-    fs::permissions(folder(), fs::perms::all);
+    fs::permissions(directory(), fs::perms::all);
     asUnprivilegedUser([&] {
       if (access(CONNECTOR_HOST_PROGRAM, X_OK) != 0) {
         GTEST_SKIP() << "the build directory is closed to ordinary users";

@@ -1,6 +1,6 @@
 #include "support/HostClient.h"
 #include "support/Machine.h"
-#include "support/ScratchFolder.h"
+#include "support/ScratchDirectory.h"
 
 #include <Poco/JSON/Array.h>
 #include <Poco/RegularExpression.h>
@@ -211,7 +211,7 @@ void expectNothingLost(const Disk& before, const Disk& after, const Disk& now) {
   }
 }
 
-class SystemCalls : public ScratchFolder, public ::testing::WithParamInterface<Scenario> {
+class SystemCalls : public ScratchDirectory, public ::testing::WithParamInterface<Scenario> {
 protected:
   static void SetUpTestSuite() {
     // Starting a process closes every descriptor up to the limit, which may be a million.
@@ -235,7 +235,7 @@ protected:
   Outcome run(const std::string& injection = {}) {
     makeTree();
     const std::string strace = "exec strace -o log " + GetParam().straceOptions + ' ' + injection;
-    HostClient host(folder(),
+    HostClient host(directory(),
                     {"sh", "-c", strace + " \"$0\" " + GetParam().hostOptions + " 2> errors"});
     const auto params = Poco::replace<std::string>(GetParam().params, "@", at("tree"));
     Outcome outcome = outcomeOf(host, GetParam().type, params);
@@ -333,7 +333,7 @@ protected:
       // A listing with an injected error would describe the link differently.
       fs::create_directory_symlink("sub", at("tree/full/link"));
     }
-    makeFolder("tree/empty");
+    makeDirectory("tree/empty");
   }
 
 private:

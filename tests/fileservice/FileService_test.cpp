@@ -1,7 +1,7 @@
 #include "support/ChildProcess.h"
 #include "support/FileContents.h"
 #include "support/Machine.h"
-#include "support/ScratchFolder.h"
+#include "support/ScratchDirectory.h"
 
 #include <connector/file/v1/FileServiceException.h>
 #include <connector/file/v1/FileServiceImpl.h>
@@ -99,14 +99,14 @@ public:
   Promise<FileInfo> failure;
 };
 
-using Operations = connector::test::ScratchFolder;
+using Operations = connector::test::ScratchDirectory;
 
 // In a child process, because it changes its current directory: received and absolute paths differ.
 TEST_F(Operations, CallEachOtherThroughTheirVirtualFunctions) {
   writeFile("tree/sub/inner", "1");
-  makeFolder("box");
+  makeDirectory("box");
   inChildProcess([this] {
-    std::filesystem::current_path(folder());
+    std::filesystem::current_path(directory());
     RecordingService service;
     const auto expectSuccess = [](const auto& future) { EXPECT_FALSE(future.hasException()); };
     expectSuccess(service.create(fileAt(u"a/b/c.txt", "1"), true));
@@ -127,7 +127,7 @@ TEST_F(Operations, CallEachOtherThroughTheirVirtualFunctions) {
 
 TEST_F(Operations, ReturnTheFailedFutureOfAnInnerCall) {
   writeFile("tree/sub/bad", "1");
-  makeFolder("box");
+  makeDirectory("box");
   RecordingService service;
   const auto failed = service.failure.getFuture().state();
   service.failing = textAt("a/b");
@@ -157,9 +157,9 @@ TEST_F(Operations, ReadNamesADirectoryAndLackOfMemory) {
 }
 
 TEST_F(Operations, RefuseChangesOfAReadOnlyFileSystem) {
-  onTmpfs(folder(), "", [this] {
+  onTmpfs(directory(), "", [this] {
     writeFile("old");
-    ASSERT_EQ(::mount(nullptr, folder().c_str(), nullptr, MS_REMOUNT | MS_RDONLY, nullptr), 0);
+    ASSERT_EQ(::mount(nullptr, directory().c_str(), nullptr, MS_REMOUNT | MS_RDONLY, nullptr), 0);
     FileServiceImpl service;
     const auto update = [&] { return service.update(fileAt(textAt("old"))); };
     const auto create = [&] { return service.openOrCreate(textAt("new")); };
@@ -309,12 +309,12 @@ const std::vector<std::pair<ustring, std::string>>& table() {
   return rows;
 }
 
-using Paths = connector::test::ScratchFolder;
+using Paths = connector::test::ScratchDirectory;
 
 TEST_F(Paths, HaveTheirOutcomeInEachOperation) {
   inChildProcess([this] {
     for (const auto& [path, outcomes] : table()) {
-      EveryOperation(folder()).expect(path, outcomes);
+      EveryOperation(directory()).expect(path, outcomes);
     }
   });
 }
@@ -322,7 +322,7 @@ TEST_F(Paths, HaveTheirOutcomeInEachOperation) {
 // The name of the current directory is invalid, so every absolute path is.
 TEST_F(Paths, AreCheckedAsReceivedOrAsAbsolute) {
   inChildProcess([this] {
-    EveryOperation(folder(), "not\na\nname")
+    EveryOperation(directory(), "not\na\nname")
         .expect(u"file", "FILE_NAME_NOT_SUPPORTED: others, ok: open read close info exists, "
                          "changed: rename move remove, FILE_EXISTS: renameTo, ENOTDIR: moveTo");
   });
@@ -330,8 +330,8 @@ TEST_F(Paths, AreCheckedAsReceivedOrAsAbsolute) {
 
 // In a root directory of its own, so that an error deletes only the test's files.
 TEST_F(Paths, KeepTheRootDirectory) {
-  onTmpfs(folder(), "size=1m", [this] {
-    ASSERT_EQ(::chroot(folder().c_str()), 0);
+  onTmpfs(directory(), "size=1m", [this] {
+    ASSERT_EQ(::chroot(directory().c_str()), 0);
     EveryOperation("/").expect(u"/", IN_USE);
   });
 }

@@ -1,7 +1,7 @@
 #include "support/HostClient.h"
 #include "support/Machine.h"
 #include "support/Requests.h"
-#include "support/ScratchFolder.h"
+#include "support/ScratchDirectory.h"
 
 #include <Poco/String.h>
 #include <gmock/gmock.h>
@@ -45,7 +45,7 @@ const std::string ANSWER_TO_UNKNOWN =
 /// The response is longer than a pipe holds, so the host waits for its reader.
 const std::string LARGE_REQUEST = request(1, "OpenFile", "large");
 
-class ConnectorHost : public ScratchFolder {
+class ConnectorHost : public ScratchDirectory {
 protected:
   ConnectorHost() { writeFile("large", std::string(1'000'000, 'm')); }
 
@@ -68,7 +68,7 @@ protected:
     return status;
   }
 
-  HostClient host{folder()};
+  HostClient host{directory()};
 };
 
 } // namespace
@@ -76,7 +76,7 @@ protected:
 TEST_F(ConnectorHost, EndsOnASignalBetweenRequests) {
   for (const int number : {SIGTERM, SIGINT}) {
     for (const std::string unfinished : {"", R"({"jsonrpc":"2.0","id":2,"method":"x")"}) {
-      HostClient host(folder());
+      HostClient host(directory());
       host.send(UNKNOWN);
       EXPECT_EQ(host.receiveLine() + "\n", ANSWER_TO_UNKNOWN);
       host.send(unfinished);
@@ -108,7 +108,7 @@ TEST_F(ConnectorHost, AnswersARequestWhileAnotherJobIsSlow) {
   if (!canConfine()) {
     GTEST_SKIP() << "this kernel has no Landlock of version 2";
   }
-  HostClient host(folder(), HostClient::withOptions("--jobs 3 --read-only"));
+  HostClient host(directory(), HostClient::withOptions("--jobs 3 --read-only"));
   const auto slow = [](int id) { return request(id, "DeleteFile", "large"); };
   host.send(slow(1) + slow(2) + request(3, "ListFolder", "."));
   EXPECT_THAT(host.receiveLine(), HasSubstr(R"("id":3,"result")"));
@@ -138,7 +138,7 @@ TEST_F(ConnectorHost, AnswersEachOfManyRequestsInSeveralJobs) {
   }
   writeFile("requests", requests);
   const auto finished =
-      runShell("cd " + folder().string() + "; " CONNECTOR_HOST_PROGRAM " --jobs 8 < requests");
+      runShell("cd " + directory().string() + "; " CONNECTOR_HOST_PROGRAM " --jobs 8 < requests");
   EXPECT_EQ(finished.status, 0);
   std::istringstream replies(finished.output);
   std::set<std::string> ids;
@@ -155,11 +155,11 @@ TEST_F(ConnectorHost, AnswersEachOfManyRequestsInSeveralJobs) {
 TEST_F(ConnectorHost, EndsOnExitWithAStatusThatDependsOnShutdown) {
   const std::string exit = line(R"("method":"exit")") + UNKNOWN;
   for (const std::string options : {"", "--jobs 2"}) {
-    HostClient early(folder(), HostClient::withOptions(options));
+    HostClient early(directory(), HostClient::withOptions(options));
     early.send(request(1, "ListFolder", ".") + exit);
     EXPECT_THAT(early.rest(), AllOf(HasSubstr(R"("id":1)"), Not(HasSubstr("-32601"))));
     EXPECT_EQ(early.finish(), 1);
-    HostClient late(folder(), HostClient::withOptions(options));
+    HostClient late(directory(), HostClient::withOptions(options));
     late.send(line(R"("id":9,"method":"shutdown")") + exit);
     EXPECT_EQ(late.rest(), line(R"("id":9,"result":null)"));
     EXPECT_EQ(late.finish(), 0);
@@ -168,7 +168,7 @@ TEST_F(ConnectorHost, EndsOnExitWithAStatusThatDependsOnShutdown) {
 
 TEST_F(ConnectorHost, EndsQuietlyWhenItsReaderHasGone) {
   for (const std::string options : {"", "--jobs 2"}) {
-    HostClient host(folder(), HostClient::withOptions(options));
+    HostClient host(directory(), HostClient::withOptions(options));
     host.send(UNKNOWN);
     host.receiveLine();
     host.endOutput();
@@ -177,7 +177,7 @@ TEST_F(ConnectorHost, EndsQuietlyWhenItsReaderHasGone) {
 }
 
 TEST_F(ConnectorHost, MakesNoCallWhenASignalInterruptsItsMessage) {
-  HostClient call(folder(), HostClient::withOptions("call OpenFile - 2>&1"));
+  HostClient call(directory(), HostClient::withOptions("call OpenFile - 2>&1"));
   // A pipe cannot hold the whole message, so the host reads it when `send` returns. The input has
   // not ended, so the host waits for more.
   call.send(std::string(4'000'000, ' ') + R"({"path":"/"})");

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "support/ScratchFolder.h"
+#include "support/ScratchDirectory.h"
 
 #include <fl/filesystem/exceptions.h>
 
@@ -32,7 +32,7 @@ Failure failureOf(const Call& call) {
   return {};
 }
 
-class FilesystemTest : public connector::test::ScratchFolder {
+class FilesystemTest : public connector::test::ScratchDirectory {
 protected:
   /// The call fails, and leaves the disk as it was.
   template <typename Call>

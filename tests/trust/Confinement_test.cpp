@@ -3,7 +3,7 @@
 #include "support/HostClient.h"
 #include "support/Machine.h"
 #include "support/Requests.h"
-#include "support/ScratchFolder.h"
+#include "support/ScratchDirectory.h"
 
 #include <Poco/String.h>
 #include <gmock/gmock.h>
@@ -177,7 +177,7 @@ private:
 
 } // namespace
 
-class Confined : public ScratchFolder {
+class Confined : public ScratchDirectory {
 protected:
   void SetUp() override {
     if (!canConfine()) {

@@ -1,6 +1,6 @@
 #include "support/HostClient.h"
 #include "support/Machine.h"
-#include "support/ScratchFolder.h"
+#include "support/ScratchDirectory.h"
 
 #include <gmock/gmock.h>
 
@@ -34,7 +34,7 @@ std::string repeated(const std::string& text, std::size_t size) {
   return all;
 }
 
-class Memory : public ScratchFolder {
+class Memory : public ScratchDirectory {
 protected:
   void SetUp() override {
     if (SANITIZED) {
@@ -48,7 +48,7 @@ protected:
 TEST_F(Memory, ForTheBiggestFileIsAFewTimesItsSize) {
   for (const char byte : {'\xFF', 'x', '\x01'}) { // base64, text, text that is escaped
     writeFile("biggest", std::string(BIGGEST_FILE, byte));
-    HostClient host(folder());
+    HostClient host(directory());
     host.ask("ListFolder", R"({"path":"."})");
     const auto idle = host.peakMemory();
     EXPECT_GT(host.askForText("OpenFile", R"({"path":"biggest"})").size(), BIGGEST_FILE);
@@ -68,7 +68,7 @@ TEST_F(Memory, IsBoundedForEveryRequest) {
                                           "[" + open + "," + CREATE + "\\n" +
                                               std::string(60 * MIB, 'x') + "\"}}}]"};
   for (const std::size_t jobs : {1U, 2U}) {
-    HostClient host(folder(), HostClient::withOptions("--jobs " + std::to_string(jobs)));
+    HostClient host(directory(), HostClient::withOptions("--jobs " + std::to_string(jobs)));
     for (const std::string& request : requests) {
       for (std::size_t sent = 0; sent < jobs; ++sent) {
         host.send(request + "\n");
@@ -101,7 +101,7 @@ TEST_F(Memory, MayBeTooLittleForOneRequestOnly) {
 }
 
 TEST_F(Memory, DoesNotHoldAMessageThatIsTooLong) {
-  HostClient host(folder(), HostClient::withOptions("--max-message=1048576"));
+  HostClient host(directory(), HostClient::withOptions("--max-message=1048576"));
   host.ask("ListFolder", R"({"path":"."})");
   const auto idle = host.peakMemory();
   for (int sent = 0; sent < 1024; ++sent) {

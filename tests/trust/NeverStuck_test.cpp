@@ -1,6 +1,6 @@
 #include "support/HostClient.h"
 #include "support/Requests.h"
-#include "support/ScratchFolder.h"
+#include "support/ScratchDirectory.h"
 
 #include <gtest/gtest.h>
 
@@ -33,7 +33,7 @@ struct Obstacle {
   std::string linkTarget = {};
 };
 
-class NeverStuck : public ScratchFolder {
+class NeverStuck : public ScratchDirectory {
 protected:
   /// Returns the number of faults. The host must execute the next request, too.
   static std::size_t faultsOf(HostClient& host, const std::string& type,
@@ -88,7 +88,7 @@ TEST_F(NeverStuck, OnAnObjectThatBlocks) {
       {S_IFLNK, Peer::none, "/dev/random"},
   };
   std::signal(SIGIO, SIG_IGN); // which requests the lease back
-  HostClient host(folder());
+  HostClient host(directory());
   for (const Obstacle& obstacle : obstacles) {
     for (const Request& request : REQUESTS) {
       expectUnstuck(host, obstacle, request);
@@ -102,8 +102,8 @@ TEST_F(NeverStuck, ButWaitsForALeaseThatIsGivenUp) {
   static int leased = -1;
   std::signal(SIGIO, [](int) { fcntl(leased, F_SETLEASE, F_UNLCK); });
   leased = open(writeFile("a.txt", "a").c_str(), O_RDWR | O_CLOEXEC);
-  makeFolder("sub");
-  HostClient host(folder());
+  makeDirectory("sub");
+  HostClient host(directory());
   for (const auto& [type, params] :
        {std::pair("OpenFile", R"({"path":"a.txt"})"),
         std::pair("UpdateFile", R"({"file":{"location":"a.txt"}})"),

@@ -52,7 +52,7 @@ TEST_F(Filesystem, RefusesAPathThatCannotBeTurnedIntoBytes) {
 }
 
 TEST_F(Filesystem, ARefusedOpenSetsTheFailbitAndErrno) {
-  makeFolder("folder");
+  makeDirectory("folder");
   const auto before = disk();
   ifstream missing(textAt("nothing"), std::ios_base::binary, SHARE_READ_WRITE);
   EXPECT_EQ(errno, ENOENT);
@@ -103,8 +103,8 @@ TEST_F(Filesystem, RemoveAllRemovesOnlyTheNamedEntry) {
   std::filesystem::create_directory_symlink("../../victim", at("full/a/link"));
   std::filesystem::create_directory_symlink("victim", at("link"));
   std::filesystem::create_directory_symlink("victim", at("slashed"));
-  makeFolder("empty");
-  makeFolder("victim/inner/folder");
+  makeDirectory("empty");
+  makeDirectory("victim/inner/folder");
   for (const char* name : {"file", "link/../victim/inner", "full", "link", "slashed//", "empty/"}) {
     EXPECT_EQ(failureOf([&] { remove_all(textAt(name)); }), Failure{}) << name;
   }

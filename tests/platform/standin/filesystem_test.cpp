@@ -91,7 +91,7 @@ TEST_F(StandIn, HasOneUtf16FormForEachNativeName) {
 }
 
 TEST_F(StandIn, ReportsLastWriteTimesExactlyOrAsInfinite) {
-  onTmpfs(folder(), "size=64k", [this] {
+  onTmpfs(directory(), "size=64k", [this] {
     const boost::posix_time::ptime epoch(boost::gregorian::date(1970, 1, 1));
     const std::string file = writeFile("file");
     const auto lastWrite = [&](std::int64_t seconds, long nanoseconds = 0) {
@@ -117,7 +117,7 @@ protected:
 
   void replaceIterated() {
     std::filesystem::rename(at("iterated"), at("elsewhere"));
-    makeFolder("iterated/name");
+    makeDirectory("iterated/name");
   }
 
   [[nodiscard]] static bool isFileAt(const std::u16string& path) {
@@ -200,7 +200,7 @@ protected:
 // With a descriptor for each level, the limit would not suffice. No path is long enough for the
 // lowest directory.
 TEST_F(RemoveAll, NeedsFewDescriptorsForATreeDeeperThanAPathCanBe) {
-  makeFolder("deep");
+  makeDirectory("deep");
   inChildProcess([this] {
     const rlimit few{50, 50};
     ASSERT_EQ(::setrlimit(RLIMIT_NOFILE, &few), 0);
@@ -217,7 +217,7 @@ TEST_F(RemoveAll, NeedsFewDescriptorsForATreeDeeperThanAPathCanBe) {
 }
 
 TEST_F(RemoveAll, KeepsAFileSystemThatIsMountedInTheTree) {
-  onTmpfs(makeFolder("top/mounted"), "size=64k", [this] {
+  onTmpfs(makeDirectory("top/mounted"), "size=64k", [this] {
     writeFile("top/mounted/file", "kept");
     for (const char* path : {"top", "top/mounted"}) {
       expectRefusal([&] { remove_all(textAt(path)); },
@@ -257,7 +257,7 @@ TEST_F(RemoveAll, DoesNotLeaveTheTreeThroughADirectoryThatWasMoved) {
   for (int level = 0; level < 40; ++level) {
     deep /= "d";
   }
-  makeFolder(deep);
+  makeDirectory(deep);
   bool moved = false;
   beforeCall = [&](std::string_view name) {
     moved = moved || (name == ".." && renameAt("top/a/b", "victim/b", 0));

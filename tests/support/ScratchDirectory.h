@@ -17,11 +17,11 @@
 
 namespace connector::test {
 
-/// Relative path to a description of the entry.
+/// Maps the path of an entry to its description.
 using Disk = std::map<std::string, std::string>;
 
-/// The contents of a file, "" if it may not be read; "-> target" for a link, "/" for a directory,
-/// "?" for all else.
+/// Returns the contents of a file, "" if it may not be read, "-> target" for a link, "/" for a
+/// directory, and "?" for anything else.
 inline std::string contentsOf(const std::filesystem::directory_entry& entry) {
   if (entry.is_symlink()) {
     return "-> " + std::filesystem::read_symlink(entry.path()).string();
@@ -33,8 +33,9 @@ inline std::string contentsOf(const std::filesystem::directory_entry& entry) {
   return {std::istreambuf_iterator<char>(stream), {}};
 }
 
-/// The same for `top` and everything beneath it except the directory `without`, with all that shows
-/// a change. Big files are not read: their times show it, too.
+/// Describes `top` and the entries in it, except those in the directory `without`, by their
+/// contents and every attribute that shows a change. Big files are not read, because their times
+/// show a change.
 inline Disk snapshot(const std::filesystem::path& top, const std::filesystem::path& without = {}) {
   namespace fs = std::filesystem;
   Disk entries;
@@ -62,22 +63,22 @@ inline Disk snapshot(const std::filesystem::path& top, const std::filesystem::pa
   return entries;
 }
 
-/// Fixture with a temporary directory of its own.
-class ScratchFolder : public ::testing::Test {
+/// A fixture with a temporary directory.
+class ScratchDirectory : public ::testing::Test {
 protected:
-  [[nodiscard]] const std::filesystem::path& folder() const { return directory_.path(); }
+  [[nodiscard]] const std::filesystem::path& directory() const { return directory_.path(); }
 
-  /// Where `name`, a relative path, is beneath the folder.
+  /// Returns the absolute path of an entry.
   [[nodiscard]] std::filesystem::path at(const std::filesystem::path& name) const {
-    return folder() / name;
+    return directory() / name;
   }
 
-  /// The same as the UTF-16 text that the code under test takes.
+  /// Returns the same as the UTF-16 text that the code under test takes.
   [[nodiscard]] std::u16string textAt(const std::filesystem::path& name) const {
     return at(name).u16string();
   }
 
-  /// Makes missing parent folders too.
+  /// Makes missing directories, too.
   std::filesystem::path writeFile(const std::filesystem::path& name,
                                   const std::string& contents = {}) {
     std::filesystem::path file = at(name);
@@ -88,23 +89,20 @@ protected:
     return file;
   }
 
-  std::filesystem::path makeFolder(const std::filesystem::path& name) {
+  std::filesystem::path makeDirectory(const std::filesystem::path& name) {
     std::filesystem::create_directories(at(name));
     return at(name);
   }
 
   [[nodiscard]] std::string readFile(const std::filesystem::path& name) const {
-    if (!std::filesystem::is_regular_file(at(name))) {
-      throw std::runtime_error("no file " + at(name).string());
-    }
     return contentsOf(std::filesystem::directory_entry(at(name)));
   }
 
-  /// The contents of everything beneath the folder.
+  /// Returns the contents of all entries.
   [[nodiscard]] Disk disk() const {
     Disk entries;
-    for (const auto& entry : std::filesystem::recursive_directory_iterator(folder())) {
-      entries[entry.path().lexically_relative(folder()).string()] = contentsOf(entry);
+    for (const auto& entry : std::filesystem::recursive_directory_iterator(directory())) {
+      entries[entry.path().lexically_relative(directory()).string()] = contentsOf(entry);
     }
     return entries;
   }
