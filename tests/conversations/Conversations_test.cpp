@@ -194,16 +194,14 @@ std::vector<fs::path> conversationFiles() {
   return files;
 }
 
-class Conversations : public ScratchDirectory, public testing::WithParamInterface<fs::path> {
-protected:
-  [[nodiscard]] static bool isOf(const std::string& kind) {
-    return GetParam().filename().string().find(kind) != std::string::npos;
-  }
-};
+class Conversations : public ScratchDirectory, public testing::WithParamInterface<fs::path> {};
 
 } // namespace
 
 TEST_P(Conversations, GoAsWritten) {
+  const auto isOf = [name = GetParam().filename().string()](const std::string& kind) {
+    return name.find(kind) != std::string::npos;
+  };
   if (isOf("confined_") && !canConfine()) {
     GTEST_SKIP() << "this kernel has no Landlock of version 2";
   }

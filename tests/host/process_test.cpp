@@ -192,7 +192,6 @@ TEST(CommandLine, DeterminesStatusAndOutput) {
       {R"(call ListFolder '{"path":"/"}')", 0, "\n  \"folderContents\": ["},
       {"call connector/v1/ListFolder - << END\n{\"path\":\"/\"}\nEND\n", 0, "folderContents"},
       {R"(call OpenFile '{"path":"/"}')", 1, "FILE_NOT_FOUND"},
-      {"call Nonsense", 2, "Unknown message type: connector/v1/Nonsense\n"},
       {"call movefilE", 2, "connector/v1/movefilE; did you mean connector/v1/MoveFile?\n"},
       {"call connector/v2/MovFile", 2, "MovFile; did you mean connector/v1/MoveFile?\n"},
       {"call Moving", 2, "Unknown message type: connector/v1/Moving\n"},

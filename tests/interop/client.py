@@ -1,7 +1,4 @@
-"""A public JSON-RPC client sends requests that the host cannot read; each must get an error.
-
-Usage: client.py HOST_PROGRAM
-"""
+"""client.py HOST_PROGRAM: a JSON-RPC client gets an error for each request that the host cannot read."""
 
 import json
 import subprocess

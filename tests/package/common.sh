@@ -1,5 +1,5 @@
-# Sourced by the checks of this directory. Usage of each, unless it says otherwise: CHECK BUILD [ARG],
-# BUILD being the directory of a complete Release build.
+# Sourced by the checks in this directory. Usage of each, unless it says otherwise: CHECK BUILD, where
+# BUILD is the directory of a complete Release build.
 
 set -euo pipefail
 project=$(cd "$(dirname "${BASH_SOURCE[0]}")/../.." && pwd)
@@ -9,15 +9,8 @@ trap 'rm -rf "$scratch"' EXIT
 prefix=$scratch/prefix
 
 fail() { echo "$*" >&2; exit 1; }
-skip() { echo "skipped: $*"; exit 77; }
 
 quietly() { "$@" >"$scratch/log" 2>&1 || { cat "$scratch/log" >&2; exit 1; }; }
-
-# Moves the installed files, because none of them may depend on its place.
-install_prefix() {
-  quietly cmake --install "$build" --prefix "$scratch/first"
-  mv "$scratch/first" "$prefix"
-}
 
 libraries_in() { dirname "$(find "$1" -name liboxconnectorfileimpl.so)"; }
 

@@ -95,13 +95,11 @@ std::vector<Way> allWays() {
       ways.push_back({link.first + end, isReadable, end.empty()});
     }
   }
-  for (const auto& link : links(LINKS_TO_FILE)) {
-    ways.push_back({"{B}/root/" + link.first, true, true});
-    ways.push_back({link.first + "/", false});
-  }
-  for (const auto& link : links(LINKS_TO_NOTHING)) {
-    ways.push_back({link.first, false, true});
-    ways.push_back({"{B}/root/" + link.first + "/deeper", false});
+  for (const bool isReadable : {true, false}) {
+    for (const auto& link : links(isReadable ? LINKS_TO_FILE : LINKS_TO_NOTHING)) {
+      ways.push_back({"{B}/root/" + link.first, isReadable, true});
+      ways.push_back({link.first + "/", false});
+    }
   }
   for (const auto& way : words(WAYS_TO_FILE)) {
     ways.push_back({way, true});
