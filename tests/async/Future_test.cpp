@@ -88,7 +88,7 @@ constexpr Operation ATTACH = [](Subject& s) {
   return attach(s.future, [&](Future<int>&&) { s.runs += ", ran"; });
 };
 
-TEST(Future, KeepsItsContractInEveryCondition) {
+TEST(Future, KeepsItsContractInEveryState) {
   const std::vector<Operation> columns = {GET,           WAIT,   HAS_EXCEPTION, SET_VALUE,
                                           SET_EXCEPTION, CANCEL, ATTACH};
   constexpr auto blocks = ""; // not tried

@@ -55,8 +55,7 @@ protected:
     host.awaitOutput();
   }
 
-  /// Returns the status of the host, -1 if it does not end within ten seconds. Calls `meanwhile`
-  /// from time to time.
+  /// Returns the status of the host, -1 after ten seconds. Calls `meanwhile` again and again.
   template <typename Action>
   static int statusOf(HostClient& host, const Action& meanwhile) {
     int status = -1;

@@ -68,7 +68,7 @@ protected:
   }
 
   /// Returns the text of the exception, of exactly this type, in the Future of the provider or, if
-  /// given, of `request`. The message stays with its caller and reaches no overload.
+  /// there is one, of `request`. The message stays with its caller and reaches no overload.
   template <typename Exception>
   std::string refusal(std::unique_ptr<Message> message, CloseFile* request = nullptr) {
     const Message* const sent = message.get();
@@ -199,7 +199,7 @@ protected:
       std::make_shared<FileServiceProviderImpl>(service);
 };
 
-/// Of two classes at once, so that only the order in which they are caught decides.
+/// Returns an exception of two classes, so that the order in which they are caught decides.
 template <typename First, typename Second>
 std::exception_ptr both(First first, Second second) {
   struct Both : First, Second {

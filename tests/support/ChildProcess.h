@@ -18,8 +18,7 @@
 
 namespace connector::test {
 
-/// Runs `body` in a forked child, which prints its own failures. If it fails or is skipped, so is
-/// the current test.
+/// Runs `body` in a forked child. If it fails or is skipped there, so is the current test.
 inline void inChildProcess(const std::function<void()>& body) {
   enum Ending { passed, failed, skipped };
 
@@ -45,8 +44,7 @@ inline void inChildProcess(const std::function<void()>& body) {
   EXPECT_EQ(status, 0) << "the child process failed";
 }
 
-/// Runs `body` in a child process as a user whom permission bits bind: as the user 65534 if this
-/// process is root's.
+/// Runs `body` in a child process of an ordinary user, which is the user 65534 instead of root.
 inline void asUnprivilegedUser(const std::function<void()>& body) {
   inChildProcess([&body] {
     constexpr unsigned nobody = 65534;
@@ -78,9 +76,8 @@ inline bool enterOwnMountNamespace() {
 
 } // namespace detail
 
-/// Runs `body` in a child process with a new tmpfs on the existing directory `where`. `options` are
-/// those of tmpfs, such as "size=64k,nr_inodes=4". Skips the test if the kernel allows no such
-/// mount.
+/// Runs `body` in a child process with a new tmpfs on the directory `where`. `options` are those of
+/// tmpfs, such as "size=64k,nr_inodes=4". Skips the test if the kernel does not allow the mount.
 inline void onTmpfs(const std::filesystem::path& where, const std::string& options,
                     const std::function<void()>& body) {
   inChildProcess([&] {

@@ -37,8 +37,7 @@ public:
     return {"sh", "-c", R"(exec "$0" )" + options};
   }
 
-  /// Returns the whole reply to a request of this message type, such as "OpenFile". Throws if it is
-  /// the reply to another request.
+  /// Returns the reply to a request of this type, such as "OpenFile". Throws for another reply.
   Poco::JSON::Object::Ptr ask(const std::string& type, const std::string& params) {
     const auto line = askForText(type, params);
     auto answer = parseObject(line);

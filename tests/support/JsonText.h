@@ -21,14 +21,14 @@ inline Poco::JSON::Object::Ptr parseObject(const std::string& json) {
   }
 }
 
-/// With the keys in alphabetical order.
+/// Returns the JSON text, with the keys in alphabetical order.
 inline std::string textOf(const Poco::Dynamic::Var& json) {
   std::ostringstream text;
   Poco::JSON::Stringifier::stringify(json, text);
   return text.str();
 }
 
-/// On one line, by another encoder than the product's.
+/// Encodes on one line, with another encoder than the product's.
 inline std::string toBase64(std::string_view bytes) {
   std::ostringstream text;
   Poco::Base64Encoder encoder(text);

@@ -30,8 +30,7 @@ inline Finished runShell(const std::string& command) {
   return {WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status), output};
 }
 
-/// Whether this build, and thus the host, has a sanitizer, and is too slow and too big for any
-/// limit.
+/// Whether a sanitizer makes this build, and thus the host, too slow and too big for any limit.
 #if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
 constexpr bool SANITIZED = true;
 #elif defined(__has_feature)
@@ -40,20 +39,21 @@ constexpr bool SANITIZED = __has_feature(address_sanitizer) || __has_feature(thr
 constexpr bool SANITIZED = false;
 #endif
 
-/// Whether strace can make system calls fail here. It may be missing, too old or not permitted.
+/// Returns whether strace can make system calls fail here. It may be missing, too old or not
+/// permitted.
 inline bool canInject() {
   return runShell("strace -o /dev/null -e inject=sync:error=EIO:when=1..2 true 2> /dev/null")
              .status == 0;
 }
 
-/// Whether the kernel can confine a host. The hosts that are started afterwards do not search for
-/// leaks, because the confinement prevents it.
+/// Returns whether the kernel can confine a host. Hosts that are started afterwards do not search
+/// for leaks, because the confinement prevents it.
 inline bool canConfine() {
   setenv("LSAN_OPTIONS", "detect_leaks=0", 1);
   return syscall(SYS_landlock_create_ruleset, nullptr, 0, LANDLOCK_CREATE_RULESET_VERSION) >= 2;
 }
 
-/// The number of open descriptors of this process, including one for counting.
+/// Returns the number of open descriptors of this process, including one for counting.
 inline int openDescriptors() {
   const std::filesystem::directory_iterator open("/proc/self/fd");
   return static_cast<int>(std::distance(begin(open), end(open)));

@@ -33,9 +33,8 @@ inline std::string contentsOf(const std::filesystem::directory_entry& entry) {
   return {std::istreambuf_iterator<char>(stream), {}};
 }
 
-/// Describes `top` and the entries in it, except those in the directory `without`, by their
-/// contents and every attribute that shows a change. Big files are not read, because their times
-/// show a change.
+/// Describes `top` and its entries, except those of the directory `without`, by their contents and
+/// every attribute that shows a change. Does not read big files.
 inline Disk snapshot(const std::filesystem::path& top, const std::filesystem::path& without = {}) {
   namespace fs = std::filesystem;
   Disk entries;

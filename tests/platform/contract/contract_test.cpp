@@ -51,7 +51,7 @@ TEST_F(Filesystem, RefusesAPathThatCannotBeTurnedIntoBytes) {
   }
 }
 
-TEST_F(Filesystem, ARefusedOpenSetsTheFailbitAndErrno) {
+TEST_F(Filesystem, SetsFailbitAndErrnoIfAFileCannotBeOpened) {
   makeDirectory("folder");
   const auto before = disk();
   ifstream missing(textAt("nothing"), std::ios_base::binary, SHARE_READ_WRITE);

@@ -39,8 +39,7 @@ void announceCall(const char* name) {
 
 // The two functions below replace those of the C library, also for the library under test.
 
-// Has a name that -D_FILE_OFFSET_BITS=64 does not change. Files that it creates are their owner's
-// only.
+// Its name is one that -D_FILE_OFFSET_BITS=64 does not change. New files are for their owner only.
 extern "C" int announcedOpenat(int directory, const char* name, int flags) asm("openat");
 
 extern "C" int announcedOpenat(int directory, const char* name, int flags) {
@@ -83,7 +82,7 @@ TEST_F(StandIn, HasOneUtf16FormForEachNativeName) {
     EXPECT_EQ(detail::native_to_utf16(bytes), text);
     EXPECT_EQ(detail::utf16_to_native(text), bytes);
   }
-  // Escaped bytes that are plain UTF-8, or complete a character across plain text.
+  // Escapes of bytes that are valid UTF-8.
   for (const char16_t* text : {u"\uefc3\uefa9", u"/a/\ueff0\uef9f\uef98\uef80/b"}) {
     EXPECT_EQ(failureOf([=] { detail::utf16_to_native(text); }),
               failure<FileNameConversionFailure>(EILSEQ, text));
@@ -109,8 +108,7 @@ TEST_F(StandIn, ReportsLastWriteTimesExactlyOrAsInfinite) {
   });
 }
 
-/// While a directory with a file is iterated over, another one takes its path, in which a directory
-/// has the file's name.
+/// During an iteration, another directory takes the path. There, a directory has the file's name.
 class DirectoryCache : public FilesystemTest {
 protected:
   void SetUp() override { writeFile("iterated/name"); }
@@ -172,8 +170,8 @@ protected:
     return failure;
   }
 
-  /// Makes the tree and removes `top` as often as it makes a system call, each time with
-  /// `interfere` before another call. Returns the number of calls.
+  /// Makes the tree and removes `top` once for each system call of the removal, with `interfere`
+  /// before that call. Returns the number of calls.
   template <typename Make, typename Interfere>
   int removeTopAtEachMoment(const Make& make, const Interfere& interfere, const Disk& left) {
     int calls = 0;
@@ -197,8 +195,7 @@ protected:
   }
 };
 
-// With a descriptor for each level, the limit would not suffice. No path is long enough for the
-// lowest directory.
+// A descriptor for each level would exceed the limit. No path is long enough for the bottom.
 TEST_F(RemoveAll, NeedsFewDescriptorsForATreeDeeperThanAPathCanBe) {
   makeDirectory("deep");
   inChildProcess([this] {

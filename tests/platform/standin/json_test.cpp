@@ -52,7 +52,7 @@ Object::Ptr writtenWith(const std::string& bytes) {
   return fromFile(file);
 }
 
-/// The first byte is in no text, so that the rest may be any.
+/// The first byte is never in a text, so that the others may be any.
 std::string randomBytes(std::size_t size) {
   static std::mt19937 random(1);
   std::string bytes = "\xFF";
