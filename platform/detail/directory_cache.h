@@ -15,7 +15,7 @@ struct iterated_directory {
 
 /// Sets the directory that the calling thread iterates over, until the directory is destroyed or
 /// the thread iterates over another one. Ignores a directory with a relative path.
-void iterate_over(const std::shared_ptr<const iterated_directory>& directory);
+void set_iterated_directory(const std::shared_ptr<const iterated_directory>& directory);
 
 /// The first two arguments of a system call such as `fstatat`.
 struct lookup {

@@ -22,7 +22,7 @@ using namespace connector::posix;
 /// Throws the exception of the FsysExceptionBase family for an errno.
 [[noreturn]] void throw_errno(int code, const std::u16string& path);
 
-/// Throws the exception for errno unless a system call succeeded.
+/// Throws the exception for errno unless the system call succeeded.
 inline void require(bool succeeded, const std::u16string& path) {
   if (!succeeded) {
     throw_errno(errno, path);
@@ -46,7 +46,6 @@ inline Descriptor open_file(const std::string& name, int flags, mode_t mode = 0)
   return opened;
 }
 
-/// Returns whether an errno means that a path is missing.
 inline bool means_missing(int code) {
   return code == ENOENT || code == ENOTDIR;
 }

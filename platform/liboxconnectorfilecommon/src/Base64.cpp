@@ -165,8 +165,8 @@ bool decode(const char* in, std::size_t groups, char* out) {
 } // namespace
 
 void appendBase64(std::string& text, std::string_view bytes) {
-  // In blocks, because growing the string fills it first; appending a block that is in the cache
-  // costs little.
+  // Encodes block by block, since resizing the string would first fill it with zeros. A block stays
+  // in the cache, so copying it costs little.
   constexpr std::size_t blockGroups = 1024;
   std::array<char, 4 * blockGroups> block; // NOLINT(*-member-init): written before it is read
   text.reserve(text.size() + (bytes.size() + 2) / 3 * 4);
@@ -189,14 +189,14 @@ std::optional<DataBuffer> fromBase64(std::string_view text) {
   if (text.size() % 4 != 0 || padding > 2) {
     return std::nullopt;
   }
-  const std::size_t whole = (text.size() - padding) / 4;
+  const std::size_t wholeGroups = (text.size() - padding) / 4;
   const std::size_t size = text.size() / 4 * 3 - padding;
   DataBuffer::Memory memory = allocate(size);
-  if (!decode(text.data(), whole, memory.get())) {
+  if (!decode(text.data(), wholeGroups, memory.get())) {
     return std::nullopt;
   }
   if (padding > 0) {
-    std::string last(text.substr(4 * whole, 4 - padding));
+    std::string last(text.substr(4 * wholeGroups, 4 - padding));
     last.append(padding, ALPHABET[0]); // whose value is 0
     std::array<char, 3> bytes{};
     auto* const end = bytes.end() - static_cast<std::ptrdiff_t>(padding);
@@ -204,7 +204,7 @@ std::optional<DataBuffer> fromBase64(std::string_view text) {
         std::any_of(end, bytes.end(), [](char rest) { return rest != 0; })) {
       return std::nullopt;
     }
-    std::copy(bytes.begin(), end, memory.get() + 3 * whole);
+    std::copy(bytes.begin(), end, memory.get() + 3 * wholeGroups);
   }
   return DataBuffer(std::move(memory), size);
 }

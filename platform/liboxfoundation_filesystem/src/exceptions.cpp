@@ -12,7 +12,7 @@ namespace fl::filesystem {
 
 namespace {
 
-// The path is last: a NUL in it hides the rest of the text. Unpaired surrogates are left out.
+// The path is last, since a NUL in it hides the rest of the text. Leaves out unpaired surrogates.
 std::string text(int code, const std::u16string& path) {
   return std::generic_category().message(code) + ": " + boost::locale::conv::utf_to_utf<char>(path);
 }

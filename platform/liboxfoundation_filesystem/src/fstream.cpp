@@ -39,8 +39,8 @@ bool is_unnamed_pipe(int opened, const stat_buffer& file) {
   return S_ISFIFO(file.st_mode) && ::fstatfs(opened, &system) == 0 && system.f_type == PIPEFS_MAGIC;
 }
 
-/// Refuses a file whose readers would mistake the contents for this process's own output. Only then
-/// empties the file. Returns false with errno set on failure.
+/// Fails with EBUSY if readers would mistake the file's contents for this process's own output.
+/// Otherwise empties the file if `truncates`. Returns false with errno set on failure.
 bool prepare_writing(int opened, bool truncates) {
   stat_buffer file{};
   if (::fstat(opened, &file) != 0) {
@@ -74,8 +74,8 @@ int origin(std::ios_base::seekdir way) {
 
 } // namespace
 
-/// A stream buffer without a buffer: each call is a system call. If it fails, errno has the reason,
-/// and the stream sets its badbit. Reading or writing single characters sets the badbit too.
+/// Reads and writes without buffering. If a call fails, errno has the reason, and the stream sets
+/// its badbit. Reading or writing single characters sets the badbit too.
 class detail::file_buf : public std::streambuf {
 public:
   explicit file_buf(Descriptor opened)

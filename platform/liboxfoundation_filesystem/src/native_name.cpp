@@ -13,7 +13,7 @@ namespace {
 
 namespace utf = boost::locale::utf;
 
-// A byte b, from 0x80 to 0xFF, becomes the private-use character ESCAPE_BASE + b.
+// An escaped byte b (malformed UTF-8, or part of an escape character) becomes ESCAPE_BASE + b.
 constexpr utf::code_point ESCAPE_BASE = 0xEF00;
 
 bool is_escape(utf::code_point character) {
@@ -48,15 +48,15 @@ std::string utf16_to_native(std::u16string_view path) {
   return utf16_to_native(path, path);
 }
 
-std::string utf16_to_native(std::u16string_view path, std::u16string_view whole) {
+std::string utf16_to_native(std::u16string_view part, std::u16string_view path) {
   std::string bytes;
-  bytes.reserve(path.size());
+  bytes.reserve(part.size());
   bool escaped = false;
-  const auto* position = path.begin();
-  while (position != path.end()) {
-    const utf::code_point character = utf::utf_traits<char16_t>::decode(position, path.end());
+  const auto* position = part.begin();
+  while (position != part.end()) {
+    const utf::code_point character = utf::utf_traits<char16_t>::decode(position, part.end());
     if (is_malformed(character) || character == 0) {
-      throw FileNameConversionFailure(EILSEQ, std::u16string(whole));
+      throw FileNameConversionFailure(EILSEQ, std::u16string(path));
     }
     if (is_escape(character)) {
       bytes.push_back(static_cast<char>(character - ESCAPE_BASE));
@@ -65,8 +65,8 @@ std::string utf16_to_native(std::u16string_view path, std::u16string_view whole)
       utf::utf_traits<char>::encode(character, std::back_inserter(bytes));
     }
   }
-  if (escaped && native_to_utf16(bytes) != path) {
-    throw FileNameConversionFailure(EILSEQ, std::u16string(whole));
+  if (escaped && native_to_utf16(bytes) != part) {
+    throw FileNameConversionFailure(EILSEQ, std::u16string(path));
   }
   return bytes;
 }

@@ -168,22 +168,22 @@ private:
 } // namespace
 
 void remove_all(const std::u16string& path) {
-  std::string whole = detail::utf16_to_native(path);
-  if (whole.empty()) {
+  std::string native = detail::utf16_to_native(path);
+  if (native.empty()) {
     throw_errno(ENOENT, path);
   }
-  whole.erase(whole.find_last_not_of('/') + 1);
-  const std::string name = whole.substr(whole.find_last_of('/') + 1);
+  native.erase(native.find_last_not_of('/') + 1);
+  const std::string name = native.substr(native.find_last_of('/') + 1);
   if (name.empty() || detail::isDotOrDotDot(name)) {
     throw_errno(EINVAL, path);
   }
 
-  const std::string parent_name = whole.substr(0, whole.size() - name.size());
+  const std::string parent_path = native.substr(0, native.size() - name.size());
   const Descriptor parent(
-      ::open(parent_name.empty() ? "." : parent_name.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC));
+      ::open(parent_path.empty() ? "." : parent_path.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC));
   const int code = parent.isOpen() ? remove_one(parent.get(), name) : errno;
   if (code == ENOTEMPTY) {
-    tree_removal(parent.get(), name, whole).run();
+    tree_removal(parent.get(), name, native).run();
   } else if (code != 0 && !detail::means_missing(code)) {
     throw_errno(code, path);
   }

@@ -47,13 +47,13 @@ const upath_directory_entry& upath_directory_iterator_impl::entry() const noexce
 
 void upath_directory_iterator_impl::increment() {
   // Stays open only if there is a next entry: the end and a failure both close the directory.
-  auto current = std::exchange(directory_, nullptr);
-  if (const dirent* const next = nextEntry(current->entries.get())) {
+  auto directory = std::exchange(directory_, nullptr);
+  if (const dirent* const next = nextEntry(directory->entries.get())) {
     entry_.filename_ = native_to_utf16(next->d_name);
-    iterate_over(current);
-    directory_ = std::move(current);
+    set_iterated_directory(directory);
+    directory_ = std::move(directory);
   } else {
-    require(errno == 0, current->path);
+    require(errno == 0, directory->path);
   }
 }
 

@@ -19,7 +19,7 @@ struct Address {
   std::string client;
 };
 
-/// Information of the framework about one delivery.
+/// The framework's information about one delivery.
 class Context {
 public:
   virtual ~Context() = default;
@@ -32,10 +32,10 @@ public:
   Lifecycle(const Lifecycle&) = delete;
   Lifecycle& operator=(const Lifecycle&) = delete;
 
-  /// Runs the hook, then accepts requests.
+  /// Calls `onStart`, then accepts requests.
   void start();
 
-  /// Stops accepting requests, then runs the hook.
+  /// Stops accepting requests, then calls `onStop`.
   void stop();
 
   [[nodiscard]] bool isRunning() const noexcept { return running; }
@@ -49,7 +49,7 @@ protected:
   std::atomic<bool> running{false};
 };
 
-/// Marks a service whose responses may arrive after the call has returned.
+/// Marks a service whose responses may arrive after `handle` has returned.
 class DeferredService {
 protected:
   DeferredService() = default;

@@ -14,9 +14,9 @@ class file_buf;
 }
 
 // The streams have no buffer, so a write fails immediately if the disk rejects it. They support
-// `read`, `write` and seeking, but not single characters. A failed open sets the
-// failbit, a failed read or write the badbit; errno has the reason. Of `mode`, only `trunc` has an
-// effect. `sharing` has none: on POSIX systems other processes may always use the file meanwhile.
+// `read`, `write` and seeking, but not single characters. A failed open sets the failbit, a failed
+// read or write the badbit; errno has the reason. Of `mode`, only `trunc` has an effect. `sharing`
+// is ignored: on POSIX systems, other processes may always use the file meanwhile.
 
 /// Reads an existing file.
 class ifstream : public std::istream {

@@ -22,8 +22,8 @@ void concatenate_pathname(std::u16string& base, const std::u16string& name, bool
 /// Returns the platform's form of a path component: here `name` itself, without a copy.
 const std::u16string& make_native_form(const std::u16string& name, bool component);
 
-/// Returns the path as the bytes that system calls take. Each code unit U+EF80 to U+EFFF is one
-/// byte of a name that is not UTF-8.
+/// Returns the path as the bytes that system calls take. Each code unit U+EF80 to U+EFFF becomes
+/// one byte, 0x80 to 0xFF.
 std::string make_native_access_form_i18n(const std::u16string& path);
 
 /// The same, with each run of separators replaced by one.

@@ -28,7 +28,7 @@ std::string to_string(const ustring& text, const codecvt_ustring_to_string& code
 /// UTF-8 to UTF-16; each byte that is not part of valid UTF-8 becomes U+FFFD. Accepts every text.
 ustring to_ustring(std::string_view text, const codecvt_string_to_ustring& codec);
 
-/// The same from UTF-8.
+/// The same without a codec.
 ustring to_ustring(std::string_view text);
 
 /// Decimal, with a leading "-" if negative.

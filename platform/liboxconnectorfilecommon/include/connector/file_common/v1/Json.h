@@ -18,15 +18,12 @@ Poco::SharedPtr<Poco::JSON::Object> fromFile(File& file);
 Poco::SharedPtr<Poco::JSON::Object> fromFileInfo(const FileInfo& info);
 Poco::SharedPtr<Poco::JSON::Array> fromFileInfos(const std::vector<FileInfo>& infos);
 
-/// Returns the empty value for a null pointer. Throws a Poco::DataFormatException that names the
-/// key for a missing "location", an unknown "encoding" or invalid base64, and other exceptions of
-/// Poco for a value of the wrong kind.
+// These three return the empty value for a null pointer. They throw a Poco::DataFormatException
+// that names the key for a missing "location", an unknown "encoding" or invalid base64, and other
+// exceptions of Poco for a value of the wrong kind.
+
 File toFile(const Poco::SharedPtr<Poco::JSON::Object>& object);
-
-/// Same as toFile.
 FileInfo toFileInfo(const Poco::SharedPtr<Poco::JSON::Object>& object);
-
-/// Same as toFile.
 std::vector<FileInfo> toFileInfos(const Poco::SharedPtr<Poco::JSON::Array>& array);
 
 } // namespace connector::file_common::v1
