@@ -38,8 +38,8 @@ void forEachEntry(Acl& acl, const Visit& visit) {
   }
 }
 
-/// The size of the ACL in bytes, as the kernel stores it. Returns 0 if the file or its file system
-/// has no ACL, and -1 with errno set if the system call fails otherwise.
+/// Returns the size of the ACL in bytes, as the kernel stores it. Returns 0 if the file has no ACL
+/// or its file system does not support them, and -1 with errno set if the call fails otherwise.
 ssize_t sizeOfAcl(int descriptor) {
   const ssize_t size = ::fgetxattr(descriptor, ACCESS_ACL, nullptr, 0);
   return size < 0 && (errno == ENODATA || errno == EOPNOTSUPP) ? 0 : size;
@@ -88,15 +88,15 @@ int Attributes::readRightsAgain(int descriptor) {
 }
 
 int Attributes::applyTo(int descriptor) const {
-  Kept kept{};
-  int code = applyOwner(descriptor, kept);
+  Applied applied{};
+  int code = applyOwner(descriptor, applied);
   if (code == 0) {
-    code = applyAcl(descriptor, kept);
+    code = applyAcl(descriptor, applied);
   }
-  return code == 0 ? applyModeAndTime(descriptor, kept) : code;
+  return code == 0 ? applyModeAndTime(descriptor, applied) : code;
 }
 
-int Attributes::applyOwner(int descriptor, Kept& kept) const {
+int Attributes::applyOwner(int descriptor, Applied& applied) const {
   struct stat copy = {};
   if (::fstat(descriptor, &copy) != 0) {
     return errno;
@@ -107,36 +107,36 @@ int Attributes::applyOwner(int descriptor, Kept& kept) const {
       return errno;
     }
   }
-  kept.owner = copy.st_uid == status_.st_uid;
-  kept.group = copy.st_gid == status_.st_gid;
+  applied.owner = copy.st_uid == status_.st_uid;
+  applied.group = copy.st_gid == status_.st_gid;
   return 0;
 }
 
-int Attributes::applyAcl(int descriptor, Kept& kept) const {
+int Attributes::applyAcl(int descriptor, Applied& applied) const {
   auto acl = acl_;
-  if (!kept.group) {
+  if (!applied.group) {
     forEachEntry(acl, [shared = sharedRights()](std::uint16_t tag, std::uint16_t& rights) {
       if (tag == ACL_GROUP_OBJ || tag == ACL_OTHER) {
         rights = static_cast<std::uint16_t>(shared);
       }
     });
   }
-  kept.acl = !acl.empty() && ::fsetxattr(descriptor, ACCESS_ACL, acl.data(), acl.size(), 0) == 0;
-  const bool mayHaveInherited = !kept.acl && sizeOfAcl(descriptor) != 0;
+  applied.acl = !acl.empty() && ::fsetxattr(descriptor, ACCESS_ACL, acl.data(), acl.size(), 0) == 0;
+  const bool mayHaveInherited = !applied.acl && sizeOfAcl(descriptor) != 0;
   return mayHaveInherited && ::fremovexattr(descriptor, ACCESS_ACL) != 0 ? errno : 0;
 }
 
-int Attributes::applyModeAndTime(int descriptor, const Kept& kept) const {
+int Attributes::applyModeAndTime(int descriptor, const Applied& applied) const {
   const mode_t shared = sharedRights();
   mode_t mode = status_.st_mode & ALL_BITS;
-  if (!kept.owner) {
+  if (!applied.owner) {
     mode &= ~mode_t{S_ISUID};
   }
-  if (!kept.group) {
+  if (!applied.group) {
     mode = (mode & ~mode_t{S_ISGID | S_IRWXO}) | shared;
   }
-  const bool isAclLost = !acl_.empty() && !kept.acl;
-  if (isAclLost || (!kept.group && !kept.acl)) {
+  const bool isAclLost = !acl_.empty() && !applied.acl;
+  if (isAclLost || (!applied.group && !applied.acl)) {
     mode = (mode & ~mode_t{S_IRWXG | S_IRWXO}) | shared << GROUP_SHIFT | shared;
   }
   if (::fchmod(descriptor, mode) != 0 && !isUnsupported(errno)) {

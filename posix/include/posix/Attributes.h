@@ -32,16 +32,16 @@ public:
   [[nodiscard]] int applyTo(int descriptor) const;
 
 private:
-  /// The attributes that the copy has in common with the original.
-  struct Kept {
+  /// The attributes of the original that the copy now has, the ACL perhaps with fewer rights.
+  struct Applied {
     bool owner;
     bool group;
     bool acl;
   };
 
-  [[nodiscard]] int applyOwner(int descriptor, Kept& kept) const;
-  [[nodiscard]] int applyAcl(int descriptor, Kept& kept) const;
-  [[nodiscard]] int applyModeAndTime(int descriptor, const Kept& kept) const;
+  [[nodiscard]] int applyOwner(int descriptor, Applied& applied) const;
+  [[nodiscard]] int applyAcl(int descriptor, Applied& applied) const;
+  [[nodiscard]] int applyModeAndTime(int descriptor, const Applied& applied) const;
 
   /// The rights that the original granted to all users except its owner, as the lowest three
   /// permission bits.

@@ -8,8 +8,8 @@
 
 namespace connector::posix {
 
-/// Owns a file descriptor, or none if negative. The destructor ignores errors and keeps errno;
-/// callers that need the result of close call `release` first.
+/// Owns a file descriptor; a negative number means none. The destructor ignores errors and keeps
+/// errno; to check for errors, pass the result of `release` to `::close`.
 class Descriptor {
 public:
   explicit Descriptor(int number) noexcept

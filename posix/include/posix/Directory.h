@@ -14,7 +14,8 @@ struct DirectoryCloser {
 
 using DirectoryStream = std::unique_ptr<DIR, DirectoryCloser>;
 
-/// Takes ownership on success. Otherwise returns null, with the errno of fdopendir or of the open.
+/// Takes ownership on success. Returns null if fdopendir fails, with its errno, or if `descriptor`
+/// is not open, with errno unchanged.
 inline DirectoryStream toDirectoryStream(Descriptor& descriptor) {
   DirectoryStream stream(descriptor.isOpen() ? ::fdopendir(descriptor.get()) : nullptr);
   if (stream != nullptr) {
