@@ -20,12 +20,13 @@ import time
 
 SMALL, BIG = 4096, 19_999_999
 
-# The last two columns: the least ratio of the other service's time to ours that we want to reach.
+# `size` is in bytes, or in entries for a list. The targets are minimums for the ratio of the other
+# service's time to ours; the report marks lower ratios.
 Operation = collections.namedtuple(
     "Operation", "name verb files size is_text sftp_target node_target", defaults=(True, 0, 0))
 OPERATIONS = [
     Operation("open and read 4 KiB", "open", 300, SMALL, True, 3.0, 8.0),
-    Operation("open and read 4 KiB (SFTP in two)", "open together", 300, SMALL, True, 1.7, 8.0),
+    Operation("open and read 4 KiB (SFTP: 2 trips)", "open together", 300, SMALL, True, 1.7, 8.0),
     Operation("list 10,000 entries", "list", 1, 10_000, True, 1.2, 5.0),
     Operation("read 19,999,999 bytes of text", "open", 1, BIG, True, 1.0, 8.0),
     Operation("read 19,999,999 bytes, no text", "open", 1, BIG, False, 0.9, 8.0),
@@ -96,7 +97,7 @@ def write_file(path, contents):
 
 
 class Service:
-    """A running service. A step is a request and how each of its answers must start."""
+    """A running service. A step is the bytes to send, then the required start of each answer to receive."""
 
     def __init__(self, name, *command):
         self.name = name
@@ -105,7 +106,7 @@ class Service:
         self.buffer = bytearray(64 << 20)
         self.view = memoryview(self.buffer)
         self.start = self.end = 0 # the received bytes that do not belong to an answer yet
-        self.answers = []
+        self.answers = [] # views of the buffer, valid until the next call of `time`
 
     def stop(self):
         self.process.stdin.close()
@@ -113,7 +114,7 @@ class Service:
         self.process.wait()
 
     def time(self, steps):
-        """Executes the steps and returns the seconds. The answers refer to the buffer."""
+        """Executes the steps and returns the seconds."""
         self.start = self.end = 0
         self.answers = []
         start = time.perf_counter()
@@ -133,13 +134,13 @@ class Service:
         return self.view[start:stop]
 
     def check(self, task, steps):
-        """Requires that every answer reports success and that the last ones describe the right file."""
+        """Requires that every answer starts as its step demands, and that the result is as expected."""
         starts = [start for _, starts in steps for start in starts]
         answers = [self.without_header(bytes(answer)) for answer in self.answers]
         for answer, start in zip(answers, starts, strict=True):
             require(answer.startswith(start), f"answers {answer[:500]} instead of {start}...")
         require(self.result(task, answers) == task.expected,
-                "answers another size, or other entries or contents")
+                "reports a wrong size, number of entries or contents")
 
 
 class JsonService(Service):
@@ -169,7 +170,7 @@ class JsonService(Service):
         return b"Content-Length: %d\r\n\r\n%b" % (len(body), body) if self.has_headers else body + b"\n"
 
     def find_end(self):
-        if not self.has_headers: # one answer at a time, so a line break ends the buffer
+        if not self.has_headers: # one answer at a time: complete when the buffer ends in a line break
             return self.end if self.end > self.start and self.buffer[self.end - 1] == ord("\n") else None
         blank = self.buffer.find(b"\r\n\r\n", self.start, self.end)
         if blank < 0:
@@ -210,7 +211,7 @@ LENGTH = struct.Struct(">I")
 u32, u64 = LENGTH.pack, struct.Struct(">Q").pack
 
 
-def text(data):
+def sftp_string(data):
     data = data.encode() if isinstance(data, str) else data
     return u32(len(data)) + data
 
@@ -220,7 +221,7 @@ def joined(steps):
 
 
 def pipelined(steps):
-    """Sends the next half of the requests in flight before it waits for the answers to the last half."""
+    """Yields steps that each send half of IN_FLIGHT requests, then wait for the previous half's answers."""
     halves = [joined(steps[at:at + IN_FLIGHT // 2]) for at in range(0, len(steps), IN_FLIGHT // 2)]
     nothing = (b"", [])
     for (request, _), (_, starts) in zip(halves + [nothing], [nothing] + halves):
@@ -228,7 +229,7 @@ def pipelined(steps):
 
 
 class SftpService(Service):
-    """sftp-server, used like OpenSSH's own client does: each request waits for the previous answer, but
+    """sftp-server, used as OpenSSH's own client uses it: each request waits for the previous answer, but
     the pieces of a file's contents are in flight together. The server numbers its handles from 0 and
     reuses the one that was closed last, so requests can be prepared before a handle is known."""
 
@@ -238,14 +239,14 @@ class SftpService(Service):
         self.time([self.ask(INIT, answer=VERSION, start=b"")])
 
     def ask(self, kind, *fields, answer=STATUS, start=u32(0)):
-        """Returns the step of one request. The answer must be a status of 0 unless stated."""
+        """Returns the step of one request. By default, the answer must be a status of 0."""
         number = u32(next(self.ids))
         body = bytes([kind]) + number + b"".join(fields)
         return u32(len(body)) + body, [bytes([answer]) + number + start]
 
     def open(self, path, flags, *attributes, handle=0):
-        fields = [text(path), u32(flags), *(attributes or [u32(NONE)])]
-        return self.ask(OPEN, *fields, answer=HANDLE, start=text(u32(handle)))
+        fields = [sftp_string(path), u32(flags), *(attributes or [u32(NONE)])]
+        return self.ask(OPEN, *fields, answer=HANDLE, start=sftp_string(u32(handle)))
 
     def describe(self, kind, file):
         return self.ask(kind, file, answer=ATTRIBUTES, start=u32(ALL))
@@ -254,7 +255,7 @@ class SftpService(Service):
         return [step for job in task.jobs for step in self.steps_of_job(task, *job)]
 
     def steps_of_job(self, task, path, after):
-        first, second = text(u32(0)), text(u32(1))
+        first, second = sftp_string(u32(0)), sftp_string(u32(1))
         pieces = [(u64(at), task.contents[at:at + PIECE]) for at in range(0, len(task.contents), PIECE)]
         reads = (self.ask(READ, first, at, u32(PIECE), answer=DATA, start=u32(len(piece)))
                  for at, piece in pieces)
@@ -267,33 +268,33 @@ class SftpService(Service):
             yield self.open(path, TO_READ)
             yield joined([*reads, self.ask(CLOSE, first)])
         elif task.verb == "list":
-            yield self.ask(OPENDIR, text(path), answer=HANDLE, start=first)
+            yield self.ask(OPENDIR, sftp_string(path), answer=HANDLE, start=first)
             for _ in range(0, task.entries + len([".", ".."]), NAMES_PER_ANSWER):
                 yield self.ask(READDIR, first, answer=NAME, start=b"")
             yield self.ask(READDIR, first, start=u32(END_OF_FILE))
             yield self.ask(CLOSE, first)
         elif task.verb in ("create", "update"):
             if task.verb == "update":
-                yield self.describe(STAT, text(path)) # fails if the file is missing
+                yield self.describe(STAT, sftp_string(path)) # UpdateFile also checks for the file first
             yield self.open(path, TO_CREATE if task.verb == "create" else TO_REWRITE)
-            yield from pipelined([self.ask(WRITE, first, at, text(piece)) for at, piece in pieces])
+            yield from pipelined([self.ask(WRITE, first, at, sftp_string(piece)) for at, piece in pieces])
             yield self.ask(CLOSE, first)
         elif task.verb == "rename":
-            yield self.ask(RENAME, text(path), text(after))
+            yield self.ask(RENAME, sftp_string(path), sftp_string(after))
         elif task.verb == "move":
             yield self.open(path, TO_READ)
             yield self.describe(FSTAT, first)
             yield self.open(after, TO_CREATE, u32(PERMISSIONS), u32(0o644), handle=1)
-            yield self.ask(EXTENDED, text("copy-data"), first, u64(0), u64(0), second, u64(0))
+            yield self.ask(EXTENDED, sftp_string("copy-data"), first, u64(0), u64(0), second, u64(0))
             yield self.ask(FSETSTAT, second, u32(TIMES), u32(1_700_000_000), u32(1_700_000_000))
             yield self.ask(CLOSE, second)
             yield self.ask(CLOSE, first)
-            yield self.ask(REMOVE, text(path))
+            yield self.ask(REMOVE, sftp_string(path))
         elif task.verb == "delete":
-            yield self.ask(REMOVE, text(path))
-            yield self.ask(STAT, text(path), start=u32(NO_SUCH_FILE))
+            yield self.ask(REMOVE, sftp_string(path))
+            yield self.ask(STAT, sftp_string(path), start=u32(NO_SUCH_FILE))
         if task.verb in ("create", "update", "rename", "move"):
-            yield self.describe(STAT, text(after))
+            yield self.describe(STAT, sftp_string(after))
 
     def find_end(self):
         if self.end < self.start + 4:
@@ -316,10 +317,10 @@ class SftpService(Service):
         return 0 if task.verb == "delete" else int.from_bytes(answers[-1][9:17], "big")
 
 
-def median_times(tasks, directory, rounds):
+def median_times(pairs, directory, rounds):
     """Measures pairs of a service and an operation in turn. Returns the median seconds per file of each."""
     runs = []
-    for service, operation in tasks:
+    for service, operation in pairs:
         task = Task(operation, directory)
         runs.append((service, task, service.steps(task), []))
     for round_number in range(rounds + 1): # the first round is not counted
@@ -380,8 +381,8 @@ def main():
     options = parser.parse_intermixed_args()
     gc.disable()
 
-    # Without this split, the kernel sometimes puts both on one core, where a round trip takes a
-    # fraction of the time. The times would then depend on the placement.
+    # The client gets its own core. Otherwise the kernel sometimes runs it on a service's core, where a
+    # round trip takes a fraction of the time.
     client, *others = sorted(os.sched_getaffinity(0))
     is_split = others and not options.any_core
     if is_split:

@@ -1,6 +1,6 @@
-// Compares operations of the library with the bare work: the fewest system calls, checks and copies
-// that do the same. Both alternate, so that other programs slow down both. The files are in TMPDIR,
-// which should be a tmpfs: the time of a disk would hide that of the library.
+// Compares operations of the library with the bare work: the system calls, checks and copies that
+// the operation requires. Both alternate, so that other programs slow down both. The files are in
+// TMPDIR, which should be a tmpfs: the time of a disk would hide that of the library.
 
 #include "tests/support/FileContents.h"
 #include "tests/support/TemporaryDirectory.h"
@@ -94,7 +94,7 @@ void readBare(const char* path, std::size_t size) {
   ::close(file);
 }
 
-/// Checks the file, reads it and describes it.
+/// Makes the checks of `open` and `read`, each with a `stat`. Then reads and describes the file.
 void openBare(const char* path, std::size_t size) {
   struct stat st {};
 
@@ -106,8 +106,8 @@ void openBare(const char* path, std::size_t size) {
   describeBare(path);
 }
 
-/// Describes each entry: its status, existence and access. Looks it up by its path, or in the open
-/// directory, as the library does.
+/// Describes each entry: its status, existence and access. Looks it up in the open directory, as
+/// the library does, or by its path if `byPath`.
 void listBare(const std::string& directory, bool byPath) {
   struct stat st {};
 
