@@ -7,6 +7,8 @@
 
 namespace connector::text {
 
+// Invalid text becomes U+FFFD. The flag of the codec has no effect.
+
 inline std::string toUtf8(const fl::i18n::ustring& text) {
   return fl::i18n::to_string(text, fl::i18n::codecvt_ustring_to_string("UTF-8", true));
 }
