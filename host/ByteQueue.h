@@ -55,7 +55,7 @@ public:
   void clear() { begin_ = end_ = 0; }
 
 private:
-  static constexpr std::size_t KEPT = 1024UL * 1024;
+  static constexpr std::size_t KEPT = 1024UL * 1024; // bytes that are never reclaimed
 
   /// Lets the kernel reclaim the memory of a long text. Until it does, the next long text uses it
   /// again without page faults.

@@ -42,10 +42,10 @@ std::string readAll(Input& input, std::size_t limit) {
   constexpr std::size_t chunk = 64UL * 1024;
   std::string text;
   for (std::size_t count = 1; count > 0 && text.size() <= limit;) {
-    const auto kept = text.size();
-    text.resize(kept + chunk);
-    count = input.read(&text[kept], chunk);
-    text.resize(kept + count);
+    const auto size = text.size();
+    text.resize(size + chunk);
+    count = input.read(&text[size], chunk);
+    text.resize(size + count);
   }
   if (text.size() > limit) {
     throw UsageError("The message is too long");
@@ -147,9 +147,9 @@ void warnOfUnknownKeys(const std::string& type, const Object& message, const Key
 Object::Ptr executeWithProgress(const Api& api, const std::string& type,
                                 const Object::Ptr& request) {
   // Only the display needs a second thread. Without one, the request is executed by `get`.
-  const auto ways = isatty(STDERR_FILENO) != 0 ? std::launch::async | std::launch::deferred
-                                               : std::launch::deferred;
-  auto response = std::async(ways, [&] { return api.execute(fullType(type), request); });
+  const auto policy = isatty(STDERR_FILENO) != 0 ? std::launch::async | std::launch::deferred
+                                                 : std::launch::deferred;
+  auto response = std::async(policy, [&] { return api.execute(fullType(type), request); });
   std::string line;
   for (int seconds = 1; response.wait_for(std::chrono::seconds(1)) == std::future_status::timeout;
        ++seconds) {
@@ -209,7 +209,7 @@ std::string callHelp(const std::string& type) {
     if (key.type() != "object" && !key.isIgnored()) {
       text << "  " << std::setw(18) << key.name << std::setw(9) << key.type()
            << key.schema->getValue<std::string>("description")
-           << (key.isRequired ? " Required.\n" : "\n");
+           << (key.isRequired ? " Expected.\n" : "\n");
     }
   }
   return text.str();

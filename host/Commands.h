@@ -23,10 +23,11 @@ std::unique_ptr<Api> makeFileApi();
 /// faults, which the service logs.
 std::unique_ptr<Api> makeLoggingApi(std::unique_ptr<Api> api);
 
-/// Returns the Model Context Protocol: an Api that offers each message of `files` as a tool. A
-/// request whose `_meta` has a protocol version belongs to the stateless protocol of 2026-07-28.
-/// Any other request belongs to the earlier protocol, which begins with `initialize`. No state is
-/// kept between requests. `roots` are the open directories of the confinement.
+/// Returns the Model Context Protocol: an Api that offers each request of `files` as a tool.
+/// `server/discover`, and any request whose `_meta` has a protocol version, belong to the stateless
+/// protocol of 2026-07-28. Other requests belong to the earlier protocol, which begins with
+/// `initialize`. No state is kept between requests. `roots` are the open directories of the
+/// confinement.
 std::unique_ptr<Api> makeMcpApi(std::unique_ptr<Api> files, const Options& options,
                                 const std::vector<int>& roots);
 
@@ -37,7 +38,7 @@ struct Fault {
   std::vector<std::string> paths;
 };
 
-/// The fault in a response. Returns nullopt if the operation succeeded.
+/// Returns the fault in a response, or nullopt if the operation succeeded.
 inline std::optional<Fault> faultIn(const Poco::JSON::Object& response) {
   const auto faults = response.getArray("messageFaults");
   if (faults.isNull() || faults->empty()) {
@@ -55,12 +56,13 @@ inline std::optional<Fault> faultIn(const Poco::JSON::Object& response) {
 
 enum class ExitStatus { success = 0, fault = 1, failure = 2 };
 
-/// Answers the requests from standard input on standard output. Returns when the input ends, a
-/// termination is requested or the reader of the output has gone away.
+/// Answers the requests from standard input on standard output. Returns at the end of the input,
+/// after a signal or `exit`, or if nobody reads the output. The status is `fault` if `exit` was
+/// sent without `shutdown` before it.
 ExitStatus serve(const Options& options, const Api& api, const Termination& termination);
 
-/// Builds the request of `call` from its arguments and from the files that they name. Returns null
-/// if a termination is requested before the request is complete.
+/// Builds the request of `call` from its arguments, standard input or files. Returns null if a
+/// termination is requested before the request is complete.
 Poco::JSON::Object::Ptr callRequest(const Options& options, const Termination& termination);
 
 /// Executes one request and prints the response on standard output. Throws an Error or another

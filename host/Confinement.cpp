@@ -23,7 +23,7 @@ constexpr std::uint64_t READING = LANDLOCK_ACCESS_FS_READ_FILE | LANDLOCK_ACCESS
 constexpr std::uint64_t TRUNCATE = 1ULL << 14U;  // version 3
 constexpr std::uint64_t IOCTL_DEV = 1ULL << 15U; // version 5
 
-/// Every right that this kernel knows. Where no rule allows it, the process loses it.
+/// Returns every right that this kernel knows. The process keeps each only where a rule allows it.
 std::uint64_t allRights(long version) {
   std::uint64_t rights = (LANDLOCK_ACCESS_FS_REFER << 1U) - 1;
   if (version >= 3) {

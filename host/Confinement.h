@@ -11,9 +11,9 @@ namespace connector::host {
 /// exists, nor its kind, size and times. Files without a path, such as a memfd, stay usable if they
 /// are open already.
 ///
-/// Starts relative paths in the first root. Returns the roots as open descriptors, which stay open.
-/// Throws std::runtime_error if the kernel cannot confine or a root is not a directory; the process
-/// must not execute requests then.
+/// Makes the first root the working directory. Returns the roots as open descriptors, which stay
+/// open. Throws std::runtime_error if the kernel cannot confine or a root is not a directory; the
+/// process must not execute requests then.
 std::vector<int> confine(const std::vector<std::string>& roots, bool readOnly);
 
 } // namespace connector::host

@@ -14,18 +14,18 @@ namespace connector::host {
 
 namespace {
 
-// Read by the signal handler.
+// Used by the signal handler.
 int endedInput = -1;
 int nullDevice = -1;
 std::atomic<bool> requested = false;
 static_assert(std::atomic<bool>::is_always_lock_free, "a signal handler may write it");
 
-constexpr std::array TERMINATING{SIGTERM, SIGINT};
+constexpr std::array TERMINATION_SIGNALS{SIGTERM, SIGINT};
 
 extern "C" void requestTermination(int) {
   const auto before = errno;
   requested = true;
-  for (const int next : TERMINATING) {
+  for (const int next : TERMINATION_SIGNALS) {
     static_cast<void>(std::signal(next, SIG_DFL));
   }
   dup2(nullDevice, endedInput);
@@ -64,7 +64,7 @@ Termination::Termination(int input) {
   endedInput = input;
   nullDevice = posix::check(open("/dev/null", O_RDWR | O_CLOEXEC), "/dev/null");
   // SA_RESTART: an interrupted file operation continues.
-  for (const int signal : TERMINATING) {
+  for (const int signal : TERMINATION_SIGNALS) {
     setAction(signal, requestTermination, SA_RESTART);
   }
   // A failed write reports the same conditions.
@@ -140,7 +140,7 @@ void widenPipe(int descriptor) {
   constexpr int wanted = 256 * 1024; // bytes; the system limits the sum of a user's pipes
   const int size = fcntl(descriptor, F_GETPIPE_SZ);
   if (size > 0 && size < wanted) {
-    static_cast<void>(fcntl(descriptor, F_SETPIPE_SZ, wanted)); // keeps its size on failure
+    static_cast<void>(fcntl(descriptor, F_SETPIPE_SZ, wanted)); // on failure, the size stays
   }
 }
 

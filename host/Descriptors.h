@@ -7,13 +7,13 @@
 #include <posix/Descriptor.h>
 #include <string_view>
 
-/// Input and output through file descriptors. Failures are a std::system_error.
+/// Input and output through file descriptors. Failures throw std::system_error.
 namespace connector::host {
 
 /// Ends the input at the first SIGTERM or SIGINT: the null device replaces the descriptor `input`,
 /// so that every read returns the end, even one that is waiting. A second signal kills the process,
-/// for a user who cannot wait for the current request. Ignores SIGPIPE and SIGXFSZ. Throws
-/// std::system_error. Create at most one; its effects last until the process ends.
+/// for a user who cannot wait for the current request. Ignores SIGPIPE and SIGXFSZ. Create at
+/// most one; its effects last until the process ends.
 class Termination {
 public:
   explicit Termination(int input);
@@ -47,15 +47,15 @@ private:
   std::atomic<bool> isStopped_ = false;
 };
 
-/// Writes to a descriptor until its reader has gone away, and discards all further bytes. SIGPIPE
-/// must be ignored.
+/// Writes to a descriptor until nobody reads from it, and discards all further bytes. SIGPIPE must
+/// be ignored.
 class DescriptorOutput : public Output {
 public:
   explicit DescriptorOutput(int descriptor)
       : Output(64UL * 1024, [this](std::string_view bytes) { write(bytes); })
       , descriptor_(descriptor) {}
 
-  /// Whether the reader was still there at the last write. May be called from any thread.
+  /// False once a write found no reader, or after `close`. May be called from any thread.
   [[nodiscard]] bool isOpen() const { return open_; }
 
   /// Discards all further bytes, after a reply was cut short.

@@ -20,7 +20,7 @@ std::string_view lastPart(std::string_view name) {
   return name.substr(name.rfind('/') + 1);
 }
 
-/// Returns the number of edits, or any number above MAX_EDITS.
+/// Returns the number of edits, inexact above MAX_EDITS.
 std::size_t editDistance(std::string_view from, std::string_view to) {
   if (from.size() > to.size() + MAX_EDITS) {
     return MAX_EDITS + 1; // a text may be long, a name is short

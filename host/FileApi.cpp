@@ -25,12 +25,12 @@ namespace {
 
 std::size_t lengthOf(const Poco::Dynamic::Var& value);
 
-/// The length of all strings and names in an object, without the string of one name.
-std::size_t lengthOf(const Poco::JSON::Object& object, std::string_view without = "") {
+/// The length of all names and strings in an object, except for a string with the name `excluded`.
+std::size_t lengthOf(const Poco::JSON::Object& object, std::string_view excluded = "") {
   std::size_t length = 0;
   for (const auto& [name, member] : object) {
-    const bool isLeftOut = name == without && member.type() == typeid(std::string);
-    length += name.size() + (isLeftOut ? 0 : lengthOf(member));
+    const bool isExcluded = name == excluded && member.type() == typeid(std::string);
+    length += name.size() + (isExcluded ? 0 : lengthOf(member));
   }
   return length;
 }
@@ -51,8 +51,8 @@ std::size_t lengthOf(const Poco::Dynamic::Var& value) { // recursive up to MAX_D
   return length;
 }
 
-/// Throws an Error if a member, without the contents of a file, is longer than MAX_STRING. An array
-/// or object counts as the text that the converters make of it.
+/// Throws an Error if a member, without the contents of a file, is longer than MAX_STRING. All
+/// names and strings in an array or object count, because converters turn it into one text.
 void checkLengths(const Poco::JSON::Object& params) {
   for (const auto& [name, member] : params) {
     const auto file = name == "file" ? params.getObject(name) : nullptr;

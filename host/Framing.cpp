@@ -18,7 +18,7 @@ bool isBlank(const std::optional<Incoming>& line) {
   return text != nullptr && text->bytes().find_first_not_of(" \t\r") == std::string_view::npos;
 }
 
-/// The value of a Content-Length header. Returns nullopt if it is invalid or for another line.
+/// Returns the value of a Content-Length header, or nullopt if it is invalid or for another line.
 std::optional<std::size_t> lengthIn(const Incoming& line) {
   const auto* text = std::get_if<Text>(&line);
   const std::string header(text == nullptr ? "" : text->bytes());
@@ -99,7 +99,7 @@ std::optional<std::size_t> FrameReader::findLineEnd(std::size_t limit) {
   return pending_.view().size();
 }
 
-/// Skips a line, of which the end may not yet be read.
+/// Skips a line, whose end may not be read yet.
 Unreadable FrameReader::skipLine(Reason reason) {
   TextScanner scanner;
   std::optional<std::size_t> rest;

@@ -19,23 +19,25 @@ namespace connector::host {
 class Jobs {
 public:
   /// `execute` is called from several threads at once if `count` is above 1. The texts of queued
-  /// tasks have at most `maxBytes` bytes together; those of all tasks have `count` times as many.
+  /// tasks have at most `maxBytes` bytes together, those of queued and executing tasks at most
+  /// `count * maxBytes`.
   Jobs(std::size_t count, std::size_t maxBytes, std::function<void(const Task&)> execute);
 
-  /// Executes all queued tasks first, as `finish` does, but drops an exception.
+  /// As `finish`, but drops an exception.
   ~Jobs();
   Jobs(const Jobs&) = delete;
   Jobs& operator=(const Jobs&) = delete;
 
   /// Executes or queues a task, whose text has `textSize` bytes. Waits while the queue is full.
-  /// Throws the exception of an execution, which ends all threads.
+  /// Throws the exception of a failed execution; a failure ends all threads.
   void add(Task task, std::size_t textSize);
 
   /// Removes the queued request that a cancellation names, and returns it. Returns nullopt if it is
   /// unknown, has begun or is part of a batch.
   std::optional<Task> remove(const Request& cancellation, const char* idKey);
 
-  /// Executes all queued tasks and ends the threads. Throws the first exception of an execution.
+  /// Executes the queued tasks, unless one failed, and ends the threads. Throws the first exception
+  /// of an execution.
   void finish();
 
 private:
@@ -54,9 +56,10 @@ private:
   const std::size_t maxBytes_;
   std::vector<std::thread> threads_;
 
-  std::mutex mutex_;                     // guards all members below
-  std::condition_variable taskQueued_;   // notified at the end and after a failure, too
-  std::condition_variable queueDrained_; // to half its size; notified after a failure, too
+  std::mutex mutex_;                   // guards all members below
+  std::condition_variable taskQueued_; // notified at the end and after a failure, too
+  // The queue is less than half full; notified after a failure, too.
+  std::condition_variable queueDrained_;
   std::deque<Queued> queue_;
   std::size_t queuedBytes_ = 0;
   std::size_t executingBytes_ = 0;

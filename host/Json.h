@@ -24,26 +24,26 @@ class JsonError : public std::runtime_error {
 
 struct ObjectWithText {
   Poco::JSON::Object::Ptr object;        ///< null for any other value
-  std::optional<std::string> memberText; ///< of one member; of an object or array, its beginning
+  std::optional<std::string> memberText; ///< of one value; of an array or object, only its bracket
 };
 
 // Parsing throws a JsonError if the text is not valid JSON or UTF-8, is nested too deep or has too
 // many values. The last of several members with the same name is kept. A number beyond 64 bits
 // becomes the nearest double.
 
-/// Parses a text; `memberText` is that of the member `name`.
+/// Parses a text. Sets `memberText` to the JSON text of the member `name`.
 ObjectWithText parseObject(const Text& text, std::string_view name = {});
 
 // An array is parsed twice, because no request of a batch may be executed if a later one is
 // invalid. To keep the parsed elements instead would take up to 270 times the memory of the text
-// (of `{}` values). The first pass checks everything and keeps nothing; it costs some 5 % of the
+// (for `{}` elements). The first pass checks everything and keeps nothing; it costs some 5 % of the
 // time for a batch of small OpenFile requests. The second pass keeps one element at a time.
 
 /// Checks an array, and returns the number of its elements. Returns nullopt for any other text.
 std::optional<std::size_t> countElements(const Text& text);
 
-/// As parseObject, for each element of an array that countElements has checked. `take` must not
-/// parse.
+/// Calls `take` with each element of an array that countElements has checked, as parseObject
+/// returns it. `take` must not parse.
 void forEachElement(const Text& text, std::string_view name,
                     const std::function<void(const ObjectWithText&)>& take);
 

@@ -167,7 +167,8 @@ struct BatchReplies {
   }
 };
 
-/// In bytes. The files in it have left several times as much to the allocator.
+/// In bytes. After a longer reply to a batch, the allocator keeps several times as much free
+/// memory.
 constexpr std::size_t LONG_REPLY = 32UL * 1024 * 1024;
 
 std::optional<Reply> executeBatch(const Api& api, const Batch& batch,

@@ -40,7 +40,7 @@ struct Error : std::runtime_error {
   Poco::JSON::Object::Ptr data; ///< may be null
 };
 
-/// The error of a request that was not begun.
+/// The error of a request that was cancelled before it began.
 Error cancelledError();
 
 /// The differences between protocols that use JSON-RPC, except for their methods.
@@ -55,7 +55,7 @@ struct Protocol {
   bool hasShutdown = true; ///< the methods below, for clients of language servers
 };
 
-// Request::execute returns null for both; their effect is in Serve.cpp.
+// The result of both is null; their effect is in Serve.cpp.
 constexpr const char* SHUTDOWN = "shutdown";
 constexpr const char* EXIT = "exit";
 

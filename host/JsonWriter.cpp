@@ -58,12 +58,12 @@ void forEachEscape(std::string_view text, const Visit& visit) {
 }
 
 void appendEscape(Output& out, char c) {
-  constexpr std::string_view named = "\"\\\b\f\n\r\t";
-  constexpr std::string_view names = "\"\\bfnrt";
+  constexpr std::string_view characters = "\"\\\b\f\n\r\t";
+  constexpr std::string_view letters = "\"\\bfnrt";
   constexpr std::string_view digits = "0123456789ABCDEF";
   out.append('\\');
-  if (const auto at = named.find(c); at != std::string_view::npos) {
-    out.append(names[at]);
+  if (const auto at = characters.find(c); at != std::string_view::npos) {
+    out.append(letters[at]);
     return;
   }
   const auto code = static_cast<unsigned char>(c);
@@ -127,7 +127,7 @@ void append(Output& out, const Array::Ptr& array) {
   appendElements(out, "[]", *array, [&](const Var& element) { appendJson(out, element); });
 }
 
-/// Returns false for another type.
+/// Appends a value of type T. Returns false for any other.
 template <typename T>
 bool appendIf(Output& out, const Var& value, const std::type_info& type) {
   const bool isOfType = type == typeid(T);

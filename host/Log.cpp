@@ -15,7 +15,7 @@ namespace connector::host {
 
 namespace {
 
-/// Limits the length of a line, because types and paths come from clients.
+/// In bytes, before escaping. The rest is dropped: types and paths come from clients.
 constexpr std::size_t MAX_LINE = 8192;
 
 class StandardErrorChannel : public Poco::Channel {
@@ -23,7 +23,7 @@ public:
   void log(const Poco::Message& message) override {
     const auto text = message.getText().substr(0, MAX_LINE);
     // One write per line, so that the lines of several threads do not mix.
-    std::cerr.clear(); // of an earlier failure, for example of a full pipe
+    std::cerr.clear(); // forgets an earlier failure, for example a full pipe
     std::cerr << "connector-host: " + withEscapedControls(text) + '\n';
   }
 };

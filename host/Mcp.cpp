@@ -163,7 +163,7 @@ std::string textOf(const Fault& fault) {
   return text;
 }
 
-/// "NAME/" for a directory, "NAME (6 bytes)" for a file. `name` is the key of NAME.
+/// Returns "NAME/", "NAME (6 bytes)" or "NAME (missing)". `name` is the key of NAME.
 std::string describe(const Object& info, const char* name) {
   const auto text = withEscapedControls(info.getValue<std::string>(name));
   if (info.optValue("deleted", false)) {
@@ -182,8 +182,8 @@ std::string listing(const Array& entries) {
   return lines.empty() ? "(no entries)" : Poco::cat(std::string("\n"), lines.begin(), lines.end());
 }
 
-/// The result has only text: with `structuredContent`, too, contents would be sent twice, and some
-/// clients would show a model only that.
+/// With `structuredContent`, too, the contents would be sent twice, and some clients would show a
+/// model only that part.
 Object::Ptr contentsResult(const Object& file) {
   auto content = makeArray();
   if (file.getValue<std::string>("encoding") != "utf-8") {
@@ -237,8 +237,8 @@ Object::Ptr messageFrom(const std::vector<RequestKey>& keys, const Object& param
 }
 
 struct Tool {
-  std::string type;             ///< of the message
-  std::vector<RequestKey> keys; ///< that are offered as arguments
+  std::string type;             ///< of the request
+  std::vector<RequestKey> keys; ///< offered as arguments
 };
 
 class McpApi : public Api {
@@ -261,12 +261,12 @@ public:
   }
 
   [[nodiscard]] Protocol protocol() const override {
-    return {R"({"jsonrpc":"2.0","id":1,"method":"tools/list"})",
-            "notifications/cancelled",
-            "requestId",
-            false,
-            false,
-            false};
+    Protocol mcp;
+    mcp.example = R"({"jsonrpc":"2.0","id":1,"method":"tools/list"})";
+    mcp.cancellation = "notifications/cancelled";
+    mcp.cancelledId = "requestId";
+    mcp.repliesToCancelled = mcp.hasBatches = mcp.hasShutdown = false;
+    return mcp;
   }
 
   [[nodiscard]] Object::Ptr execute(const std::string& method,
@@ -295,11 +295,11 @@ private:
              (readOnly && !key.isRequired);
     };
     keys.erase(std::remove_if(keys.begin(), keys.end(), isHidden), keys.end());
-    const bool hasOptions = std::any_of(keys.begin(), keys.end(),
-                                        [](const RequestKey& key) { return !key.isRequired; });
+    const bool hasOptionalKeys = std::any_of(keys.begin(), keys.end(),
+                                             [](const RequestKey& key) { return !key.isRequired; });
 
     const auto name = Poco::toLower(separated(title, '_'));
-    const bool isReadOnly = effects.isReadOnly && !hasOptions;
+    const bool isReadOnly = effects.isReadOnly && !hasOptionalKeys;
     definitions_->add(makeObject(
         {{"name", name},
          {"title", separated(title, ' ')},

@@ -33,59 +33,61 @@ void setNumber(Options& options, const std::string& text) {
 }
 
 /// An option or a command.
-struct Word {
+struct Keyword {
   const char* name;
   void (*set)(Options& options, const std::string& value);
-  const char* argument = nullptr; ///< of an option; null if it has none
+  const char* placeholder = nullptr; ///< for its argument; null if it takes none
 };
 
 constexpr std::array OPTIONS{
-    Word{"--help", setCommand<Command::help>},
-    Word{"--version", setCommand<Command::version>},
-    Word{"--max-message", setNumber<&Options::maxMessage>, "BYTES"},
-    Word{"--max-reply", setNumber<&Options::maxReply>, "BYTES"},
-    Word{"--jobs", setNumber<&Options::jobs, MAX_JOBS>, "N"},
-    Word{"--root", [](Options& options, auto& value) { options.roots.push_back(value); }, "DIR"},
-    Word{"--read-only", setFlag<&Options::readOnly>},
-    Word{"--contents", setFlag<&Options::contents>},
-    Word{"--log", setFlag<&Options::log>}};
+    Keyword{"--help", setCommand<Command::help>},
+    Keyword{"--version", setCommand<Command::version>},
+    Keyword{"--max-message", setNumber<&Options::maxMessage>, "BYTES"},
+    Keyword{"--max-reply", setNumber<&Options::maxReply>, "BYTES"},
+    Keyword{"--jobs", setNumber<&Options::jobs, MAX_JOBS>, "N"},
+    Keyword{"--root", [](Options& options, auto& value) { options.roots.push_back(value); }, "DIR"},
+    Keyword{"--read-only", setFlag<&Options::readOnly>},
+    Keyword{"--contents", setFlag<&Options::contents>},
+    Keyword{"--log", setFlag<&Options::log>}};
 
 constexpr std::array COMMANDS{
-    Word{"serve", setCommand<Command::serve>}, Word{"mcp", setCommand<Command::mcp>},
-    Word{"call", setCommand<Command::call>}, Word{"types", setCommand<Command::types>},
-    Word{"schema", setCommand<Command::schema>}};
+    Keyword{"serve", setCommand<Command::serve>}, Keyword{"mcp", setCommand<Command::mcp>},
+    Keyword{"call", setCommand<Command::call>}, Keyword{"types", setCommand<Command::types>},
+    Keyword{"schema", setCommand<Command::schema>}};
 
-/// A copy of the word that has this name. `kind` describes the name in the error.
+/// Returns the row with this name, or throws a UsageError.
 template <typename Table>
-Word find(const Table& table, const std::string& kind, const std::string& name) {
+Keyword find(const Table& table, const std::string& kind, const std::string& name) {
   std::vector<std::string> names;
-  for (const auto& word : table) {
-    if (name == word.name) {
-      return word;
+  for (const auto& row : table) {
+    if (name == row.name) {
+      return row;
     }
-    names.emplace_back(word.name);
+    names.emplace_back(row.name);
   }
   throw UsageError("Unknown " + kind + ": " + name + suggestion(name, names));
 }
 
 using Arguments = std::vector<std::string>;
 
-/// Applies the option at `next` and moves past it and its argument, which follows "=" or is the
-/// next word.
+/// Applies the option at `next` and moves past it and its value, which follows "=" or is the next
+/// argument.
 void takeOption(Options& options, Arguments::const_iterator& next,
                 const Arguments::const_iterator& end) {
   const std::string& text = *next++;
   const auto equals = text.find('=');
-  const Word option = find(OPTIONS, "option", text == "-h" ? "--help" : text.substr(0, equals));
+  const Keyword option = find(OPTIONS, "option", text == "-h" ? "--help" : text.substr(0, equals));
   std::string value;
   if (equals != std::string::npos) {
     value = text.substr(equals + 1);
-  } else if (option.argument != nullptr && next != end) {
+  } else if (option.placeholder != nullptr && next != end) {
     value = *next++;
   }
-  if (value.empty() != (option.argument == nullptr)) {
-    throw UsageError(std::string(option.name) + " takes " +
-                     (option.argument == nullptr ? "no argument" : option.argument));
+  if (option.placeholder == nullptr && !value.empty()) {
+    throw UsageError(std::string(option.name) + " takes no value");
+  }
+  if (option.placeholder != nullptr && value.empty()) {
+    throw UsageError(std::string(option.name) + " needs a value: " + option.placeholder);
   }
   try {
     option.set(options, value);
@@ -94,18 +96,18 @@ void takeOption(Options& options, Arguments::const_iterator& next,
   }
 }
 
-void takeCommand(Options& options, const Arguments& words) {
-  const std::string name = words.empty() ? "serve" : words.front();
+void takeCommand(Options& options, const Arguments& positionals) {
+  const std::string name = positionals.empty() ? "serve" : positionals.front();
   find(COMMANDS, "command", name).set(options, "");
   const bool isCall = options.command == Command::call;
-  if (isCall != (words.size() > 1)) {
+  if (isCall != (positionals.size() > 1)) {
     throw UsageError(name + (isCall ? " takes a message type" : " takes no argument"));
   }
   if (isCall) {
-    options.type = words[1];
-    options.arguments.assign(words.begin() + 2, words.end());
+    options.type = positionals[1];
+    options.arguments.assign(positionals.begin() + 2, positionals.end());
   }
-  // Otherwise, tools could use every file because an option was forgotten.
+  // Without this check, forgetting --root would let tools use every file.
   if (options.command == Command::mcp && options.roots.empty()) {
     throw UsageError("mcp needs --root DIR, the directory that its tools may use; --root / "
                      "allows every file");
@@ -116,18 +118,19 @@ void takeCommand(Options& options, const Arguments& words) {
 
 Options parseOptions(const Arguments& arguments) {
   Options options;
-  Arguments words;
+  Arguments positionals;
   for (auto next = arguments.begin(); next != arguments.end();) {
     if (next->size() > 1 && next->front() == '-') {
       takeOption(options, next, arguments.end());
     } else {
-      words.push_back(*next++);
+      positionals.push_back(*next++);
     }
   }
   if (options.command == Command::serve) {
-    takeCommand(options, words);
-  } else if (options.command == Command::help && words.size() > 1 && words.front() == "call") {
-    options.type = words[1];
+    takeCommand(options, positionals);
+  } else if (options.command == Command::help && positionals.size() > 1 &&
+             positionals.front() == "call") {
+    options.type = positionals[1];
   }
   if (options.jobs == 0) {
     options.jobs = options.command == Command::mcp ? 4 : 1;
@@ -146,7 +149,7 @@ Answers messages of the connector file service.
 
   serve             answer JSON-RPC 2.0 requests from standard input on standard
                     output until the input ends; this is the default
-  mcp               offer each message as a tool of the Model Context Protocol,
+  mcp               offer each request as a tool of the Model Context Protocol,
                     for AI programs, in the directories given by --root
   call TYPE ...     execute one request and print the response. A TYPE without a
                     slash is a short name: ListFolder for
@@ -156,26 +159,25 @@ Answers messages of the connector file service.
                     the bytes of FILE
   call --help TYPE  print the keys of a request
   types             print the types of requests
-  schema            print their OpenRPC document, with JSON Schema for all keys
+  schema            print an OpenRPC document with JSON Schema for all keys
 
   --root DIR           confine all requests to this directory; may be repeated
   --read-only          refuse every change to files and directories
   --jobs N             execute up to N requests at once (default 1, mcp 4; at
                        most 64)
   --max-message BYTES  refuse longer messages (default 67108864)
-  --contents           of call: print only the contents of the file
-  --max-reply BYTES    of mcp: refuse longer results (default 8388608)
+  --contents           with call: print only the contents of the file
+  --max-reply BYTES    with mcp: refuse longer results (default 8388608)
   --log                write one line per request, and the cause of every fault,
                        to standard error
   -h, --help           print this text
   --version            print the version
 
-A stream that begins with { or [ has one JSON text per line; one that begins
-with C has Content-Length headers. `method` is the message type, `params` the
-message.
+Input that begins with C has Content-Length headers; other input has one JSON
+text per line. In serve, `method` is the message type, `params` the message.
 
 The kernel enforces --root and --read-only (Landlock, Linux 5.19 or later). If
-the kernel cannot, connector-host does not start. Paths outside can be neither
+the kernel cannot, connector-host rejects both. Paths outside can be neither
 read nor changed, but their existence, kind, size and times are not hidden.
 
 Exit status of call: 0 success, 1 the response has a fault, 2 no response.

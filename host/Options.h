@@ -7,7 +7,7 @@
 
 namespace connector::host {
 
-/// The largest number of --jobs.
+/// The largest value of --jobs.
 constexpr std::size_t MAX_JOBS = 64;
 
 /// The parsed command line.
@@ -17,12 +17,12 @@ struct Options {
   Command command = Command::serve;
   std::size_t maxMessage = 64ULL * 1024 * 1024; ///< bytes
   std::size_t maxReply = 8ULL * 1024 * 1024;    ///< bytes of a result of `mcp`
-  std::size_t jobs = 0;                         ///< the number of requests executed at once
+  std::size_t jobs = 0; ///< requests executed at once; parseOptions replaces 0
   bool log = false;
   std::vector<std::string> roots; ///< directories that requests may use; if empty, all
   bool readOnly = false;
   bool contents = false;              ///< of `call`: print only the contents of the file
-  std::string type;                   ///< of `call` and its help; may be a short name
+  std::string type;                   ///< the message type for `call` or its help; may be short
   std::vector<std::string> arguments; ///< of `call`: one JSON object, "-", or KEY=VALUE...
 };
 

@@ -182,7 +182,7 @@ const Schemas& schemas() {
   return all;
 }
 
-/// Null if `type` is not a request.
+/// Returns null if `type` is not a request.
 Object::Ptr responseSchema(const std::string& type) {
   const auto found = schemas().find(type + "Response");
   return found == schemas().end() ? nullptr : found->second;
@@ -193,7 +193,7 @@ bool isRequired(const Object& schema, const std::string& key) {
   return std::find(required->begin(), required->end(), key) != required->end();
 }
 
-/// One parameter per property of a request, because OpenRPC has no schema for all of them.
+/// One parameter per property of a request, because OpenRPC has no schema for all params.
 Array::Ptr openRpcParams(const Object& schema) {
   auto params = makeArray();
   const auto properties = schema.getObject("properties");

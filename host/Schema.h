@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-/// The keys of all messages that are offered, as JSON Schema. Derived from the list of messages.
+/// The keys of all requests and responses as JSON Schema, derived from the list of messages.
 namespace connector::host {
 
 /// The names of all requests, sorted.
@@ -17,11 +17,11 @@ Poco::JSON::Object::Ptr requestSchema(const std::string& type);
 
 /// A key of a request.
 struct RequestKey {
-  std::string name; ///< of a key inside an object: "file.location"
+  std::string name; ///< for a key inside an object: "file.location"
   bool isRequired;
   Poco::JSON::Object::Ptr schema; ///< of its value
 
-  /// As JSON Schema names it.
+  /// The type of its value in JSON Schema.
   [[nodiscard]] std::string type() const { return schema->getValue<std::string>("type"); }
 
   /// Whether the service ignores the key, which only responses need.
@@ -34,8 +34,8 @@ std::vector<RequestKey> keysOf(const std::string& type);
 /// The key that has this name or ends with it after a dot. Null if there is none.
 const RequestKey* findKey(const std::vector<RequestKey>& keys, const std::string& name);
 
-/// Sets a key of a message. Each dot in the name leads into an object, which is created if it is
-/// missing.
+/// Sets a key of a message. Each dot in the name separates an object, which is created if it is
+/// missing, from a key in it.
 void setKey(Poco::JSON::Object& message, const std::string& name, const Poco::Dynamic::Var& value);
 
 /// Whether the response to a request has the contents of a file.

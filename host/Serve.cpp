@@ -61,7 +61,7 @@ private:
     }
   }
 
-  /// All threads call this function and `send`.
+  /// Like `send`, may run on several threads at once.
   void execute(const Task& task) {
     try {
       send(host::execute(api_, task, limits_));

@@ -23,10 +23,10 @@ public:
   [[nodiscard]] virtual bool stopped() const = 0;
 };
 
-/// One text of the input, without the delimiters of its frame and byte order marks.
+/// One text of the input, without byte order marks and the delimiters of its frame.
 class Text {
 public:
-  /// Bytes that may be read after the last byte of a text; their values are undefined.
+  /// The number of bytes after a text that may be read; their values are undefined.
   static constexpr std::size_t PADDING = 64;
 
   /// Refers to a padded text, which the caller keeps. Copies any other text.
@@ -54,7 +54,7 @@ private:
 /// A destination of bytes. It buffers them, so that many small pieces become few large ones.
 class Output {
 public:
-  /// `drain` writes bytes, which are not kept.
+  /// `drain` writes bytes, which are valid only during the call.
   Output(std::size_t bufferSize, std::function<void(std::string_view)> drain)
       : buffer_(bufferSize)
       , drain_(std::move(drain)) {}

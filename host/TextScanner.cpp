@@ -16,7 +16,7 @@ constexpr std::string_view ID_KEY = R"("id":)";
 /// One byte more than needed, so that a longer value is noticed.
 constexpr auto MAX_KEPT = ID_KEY.size() + MAX_ID + 1;
 
-bool isInWord(char byte) {
+bool isWordByte(char byte) {
   return Poco::Ascii::isAlphaNumeric(byte) || byte == '-' || byte == '+' || byte == '.';
 }
 
@@ -43,7 +43,7 @@ std::size_t TextScanner::scanString(std::string_view bytes) {
   }
   keep(bytes.substr(0, count));
   if (!inString_) {
-    findId(); // complete even without the bracket after it
+    findId(); // a string is complete before the next separator
   }
   return count;
 }
@@ -72,7 +72,7 @@ void TextScanner::scanByte(char byte) {
     ++tokens_;
     return endMember();
   default:
-    isMalformed_ = isMalformed_ || !isInWord(byte);
+    isMalformed_ = isMalformed_ || !isWordByte(byte);
     inWord_ = true;
     return continuesWord ? keep({&byte, 1}) : beginScalar(byte);
   }
@@ -115,7 +115,7 @@ void TextScanner::findId() {
   }
 }
 
-/// Adds bytes to the current member, if they are at its level.
+/// Adds bytes at depth 1 to the current member, up to MAX_KEPT.
 void TextScanner::keep(std::string_view bytes) {
   if (depth_ == 1 && !isPastObject_) {
     member_ += bytes.substr(0, MAX_KEPT - member_.size());

@@ -6,9 +6,8 @@
 
 namespace connector::host {
 
-/// Finds the `id` of a JSON text that is not parsed, because it is invalid or too long, so that its
-/// error can carry the `id`; and counts tokens. It keeps no text, checks no syntax, and takes a
-/// text in pieces.
+/// Counts the tokens of a JSON text and finds its `id`, for the error reply to a text that is
+/// invalid or too long to be parsed. Keeps no text, checks no syntax, and takes a text in pieces.
 class TextScanner {
 public:
   /// Takes the next bytes of the text.

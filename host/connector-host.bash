@@ -1,4 +1,4 @@
-# Completion for bash. The program itself lists the words.
+# Completion for bash. The program itself lists the options, types and keys.
 
 _connector_host() {
   local program=$1 word=$2 previous=$3 choices='' words=() i
