@@ -35,7 +35,7 @@ constexpr double SIZE_LIMIT = 20000000.0; // in bytes; a file of exactly this si
 std::int64_t sizeOf(std::istream& file) {
   file.seekg(0, std::ios_base::end);
   const std::int64_t size = file.tellg();
-  // If seeking back failed, reading would start at the end and return nothing.
+  // If seeking back failed, `read` would return nothing and not set the badbit.
   return file.seekg(0, std::ios_base::beg) ? size : -1;
 }
 
@@ -57,7 +57,7 @@ Future<File> FileServiceImpl::read(const ustring& path) {
   const file_status st = fl::filesystem::status(abs);
 
   if (!file_status::exists(st) || !file_status::is_regular(st)) {
-    // The only check whose Future holds a std::runtime_error instead of a refusal.
+    // A plain std::runtime_error; all other checks return a refusal.
     return makeFailedFuture<File>(std::make_exception_ptr(
         std::runtime_error(text::toUtf8(u"Error creating or reading file: '" + path + u"'."))));
   }
@@ -69,7 +69,7 @@ Future<File> FileServiceImpl::read(const ustring& path) {
   fl::filesystem::ifstream file(abs, std::ios_base::in | std::ios_base::binary, SHARE_READ_WRITE);
   const std::int64_t size = sizeOf(file);
   if (size < 0 || static_cast<double>(size) >= SIZE_LIMIT) {
-    // The entry of `paths` is the same phrase, followed by the path instead of the size.
+    // The refusal's message ends with the size, its only `paths` entry with the path.
     const ustring phrase = u"File size is invalid or too big (20MB limit): ";
     return failedFuture<File>(refusal(phrase + fl::i18n::to_ustring(size),
                                       FaultCondition::FILE_IO_GENERIC, {phrase + path}));

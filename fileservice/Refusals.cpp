@@ -28,13 +28,12 @@ FileServiceException invalidNameError(const ustring& shownPath, const ustring& a
 
 WritableCheck checkParentWritable(const ustring& absolutePath) {
   const ustring parent = fl::filesystem::detail::extract_parent_path(absolutePath);
-  const int rc = file_common::v1::isWritableDirectory(parent, false);
-  if (rc == 0) {
+  const int code = file_common::v1::isWritableDirectory(parent, false);
+  if (code == 0) {
     return {{}, {}, fl::i18n::to_ustring(""), true};
   }
   std::vector<ustring> paths{parent, extract_filename(absolutePath)};
-  // Both messages name the parent, because the entry cannot be created in it.
-  if (rc == ENOSPC) {
+  if (code == ENOSPC) {
     return {std::move(paths), FaultCondition::OVER_DISK_QUOTA, parent + u" disk quota exceeded.",
             false};
   }

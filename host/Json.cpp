@@ -110,9 +110,9 @@ void readArray(Var& slot, simdjson::ondemand::array elements, Allowance& left) {
 }
 
 /// Sets `memberText` to the JSON text of the member `textName`.
-ObjectWithText readObject(simdjson::ondemand::object members, std::string_view textName,
-                          Allowance& left) {
-  ObjectWithText result{new Object, std::nullopt};
+ParsedObject readObject(simdjson::ondemand::object members, std::string_view textName,
+                        Allowance& left) {
+  ParsedObject result{new Object, std::nullopt};
   for (auto member : members) {
     const std::string name = nameOf(member);
     value content = member.value();
@@ -219,7 +219,7 @@ auto reportingErrors(const Read& read) {
 }
 
 /// Only checks an element that is not an object.
-ObjectWithText readElement(value element, std::string_view name) {
+ParsedObject readElement(value element, std::string_view name) {
   Allowance left{MAX_DEPTH - 1};
   if (element.type() == json_type::object) {
     --left.levels;
@@ -238,10 +238,10 @@ void releaseFreeMemory() {
   }
 }
 
-ObjectWithText parseObject(const Text& text, std::string_view name) {
+ParsedObject parseObject(const Text& text, std::string_view name) {
   releaseFreeMemoryIfLong(text.bytes());
   checkTokens(text.bytes());
-  ObjectWithText result;
+  ParsedObject result;
   reportingErrors([&] {
     if (firstOf(text.bytes()) != '{') {
       simdjson::dom::parser parser;
@@ -269,7 +269,7 @@ std::optional<std::size_t> countElements(const Text& text) {
 }
 
 void forEachElement(const Text& text, std::string_view name,
-                    const std::function<void(const ObjectWithText&)>& take) {
+                    const std::function<void(const ParsedObject&)>& take) {
   reportingErrors([&] {
     readContainerText(text.bytes(), [&](auto& document) {
       for (auto element : document.get_array()) {

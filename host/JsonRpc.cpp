@@ -115,7 +115,7 @@ void checkRequest(const Object::Ptr& request) {
           R"("params" must be an object)");
 }
 
-Task parseRequest(const ObjectWithText& request) {
+Task parseRequest(const ParsedObject& request) {
   std::string id = UNKNOWN_ID;
   try {
     if (request.memberText) {
@@ -175,7 +175,7 @@ std::optional<Reply> executeBatch(const Api& api, const Batch& batch,
                                   const ExecutionLimits& limits) {
   const auto size = batch.text.bytes().size();
   BatchReplies replies{limits.maxBatch - std::min(limits.maxBatch, size)};
-  const auto executeElement = [&](const ObjectWithText& element) {
+  const auto executeElement = [&](const ParsedObject& element) {
     const auto task = parseRequest(element);
     const auto* request = std::get_if<Request>(&task);
     if (replies.isFull && request != nullptr) {

@@ -15,15 +15,15 @@ namespace connector::host {
 
 namespace {
 
-/// In bytes, before escaping. The rest is dropped: types and paths come from clients.
+/// In bytes, before escaping. A longer line is cut, because clients choose types and paths.
 constexpr std::size_t MAX_LINE = 8192;
 
 class StandardErrorChannel : public Poco::Channel {
 public:
   void log(const Poco::Message& message) override {
     const auto text = message.getText().substr(0, MAX_LINE);
+    std::cerr.clear(); // forgets an earlier failure, for example a full disk
     // One write per line, so that the lines of several threads do not mix.
-    std::cerr.clear(); // forgets an earlier failure, for example a full pipe
     std::cerr << "connector-host: " + withEscapedControls(text) + '\n';
   }
 };
@@ -49,8 +49,8 @@ public:
       const std::chrono::duration<double, std::milli> duration =
           std::chrono::steady_clock::now() - begin;
       try {
-        const auto start = Poco::format("%s %.3f ms ", type, duration.count());
-        Poco::Logger::get("connector::host").information(start + outcomeOf(outcome...));
+        const auto head = Poco::format("%s %.3f ms ", type, duration.count());
+        Poco::Logger::get("connector::host").information(head + outcomeOf(outcome...));
       } catch (...) {
         return; // the client gets its response even if the log cannot be written
       }

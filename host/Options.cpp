@@ -168,8 +168,8 @@ Answers messages of the connector file service.
   --max-message BYTES  refuse longer messages (default 67108864)
   --contents           with call: print only the contents of the file
   --max-reply BYTES    with mcp: refuse longer results (default 8388608)
-  --log                write one line per request, and the cause of every fault,
-                       to standard error
+  --log                write one line per executed request, and the cause of
+                       every fault, to standard error
   -h, --help           print this text
   --version            print the version
 

@@ -19,17 +19,17 @@ public:
   /// Waits for bytes and returns their number, which is 0 at the end of the input.
   virtual std::size_t read(char* buffer, std::size_t size) = 0;
 
-  /// Whether no further request may be begun. The input ends then.
+  /// Whether the input was stopped. Then `read` returns 0, and no further request may begin.
   [[nodiscard]] virtual bool stopped() const = 0;
 };
 
-/// One text of the input, without byte order marks and the delimiters of its frame.
+/// One text of the input, without leading byte order marks and the delimiters of its frame.
 class Text {
 public:
-  /// The number of bytes after a text that may be read; their values are undefined.
+  /// The number of readable bytes after a text; their values are undefined.
   static constexpr std::size_t PADDING = 64;
 
-  /// Refers to a padded text, which the caller keeps. Copies any other text.
+  /// Refers to a padded text, which the caller must keep alive. Copies any other text.
   explicit Text(std::string_view text, bool isPadded = false) {
     if (!isPadded) {
       copy_ = std::make_shared<std::string>();

@@ -132,7 +132,7 @@ Version readVersion(const Object& object, const char* key) {
   if (tokens.count() != 2) {
     return {};
   }
-  const std::uint16_t minorNumber = toVersionNumber(tokens[1]); // first: its error has precedence
+  const std::uint16_t minorNumber = toVersionNumber(tokens[1]); // if both are bad, this throws
   return {toVersionNumber(tokens[0]), minorNumber};
 }
 

@@ -31,9 +31,9 @@ T readOr(const Object& object, const char* key, const T& defaultValue) {
 template <>
 std::u16string readOr(const Object& object, const char* key, const std::u16string& defaultValue);
 
-// Ignore `defaultValue`: if the key is absent or null, the value is empty. Throw
+// These ignore `defaultValue` and read an absent or null key as the empty value. They throw
 // Poco::BadCastException with the key in its text if the value is not an object or, for the vector,
-// not an array of objects.
+// not an array of objects and nulls.
 template <>
 File readOr(const Object& object, const char* key, const File& defaultValue);
 template <>
@@ -52,9 +52,9 @@ void write(Object& object, const char* key, File& file); // not const, as fromFi
 void write(Object& object, const char* key, const FileInfo& info);
 void write(Object& object, const char* key, const std::vector<FileInfo>& infos);
 
-/// A version is written as "major.minor". Text without exactly two parts is read as 0.0. Throws
-/// std::invalid_argument if a part is not a number, and std::out_of_range if it does not fit in
-/// an int. Keeps the lowest 16 bits of each part.
+/// A version is written as "major.minor". `readVersion` returns 0.0 for text without exactly two
+/// parts. It throws std::invalid_argument if a part does not begin with a number, and
+/// std::out_of_range if the number does not fit in an int. It keeps the lowest 16 bits of each.
 void write(Object& object, const char* key, common::v1::Version version);
 common::v1::Version readVersion(const Object& object, const char* key);
 

@@ -44,9 +44,8 @@ const std::string& conditionOf(const fl::filesystem::SystemError& error) {
   }
 }
 
-/// Returns the condition for the exception that is being handled. AccessDenied becomes the
-/// condition for directories even if the path is a file: only the file service itself reports
-/// FILE_ACCESS_DENIED.
+/// Returns the condition for the exception that is being handled. AccessDenied becomes
+/// FOLDER_ACCESS_DENIED even if the path is a file. Only refusals have FILE_ACCESS_DENIED.
 const std::string& currentCondition() {
   try {
     throw;

@@ -55,19 +55,19 @@ makeResponse(const std::string& uuid, std::tuple<Fields...> payload, std::vector
       payload);
 }
 
-/// Executes a request. `describe` returns its FaultContext. `perform` calls the file service and
+/// Executes a request. `contextOf` returns its FaultContext. `perform` calls the file service and
 /// returns the response's payload. If it throws, the response has a fault and an empty payload.
-template <typename Response, typename Req, typename Describe, typename Perform>
-FutureResponse respond(std::unique_ptr<Req> request, const Describe& describe,
+template <typename Response, typename Req, typename ContextOf, typename Perform>
+FutureResponse respond(std::unique_ptr<Req> request, const ContextOf& contextOf,
                        const Perform& perform) {
   using Payload = decltype(perform(*request));
   if (request == nullptr) {
     return makeFailedFuture<std::unique_ptr<connector::Message>>(
         std::make_exception_ptr(std::invalid_argument("The request is null.")));
   }
-  const FaultContext context = describe(*request);
+  const FaultContext context = contextOf(*request);
   Promise<std::unique_ptr<connector::Message>> promise;
-  // Replaces the context text if its conversion throws or returns an empty text.
+  // Used if converting `context.text` throws or returns an empty text.
   std::string contextText = "File operation failed";
   try {
     if (std::string converted = text::toUtf8(context.text); !converted.empty()) {

@@ -58,7 +58,7 @@ public:
   FileInfo fileInfo; ///< the created file
 };
 
-/// Reads a file. An empty file is created first if the path is missing.
+/// Reads a file. If the file does not exist, creates an empty one first.
 class CONNECTOR_FILE_EXPORT OpenOrCreateFile
     : public MessageAPI<OpenOrCreateFile, FileServiceProvider>,
       public common::v1::Message {
@@ -135,7 +135,7 @@ public:
   FileInfo fileInfo;
 };
 
-/// Describes a path. If `updateFile` is true, replaces the contents of the file first.
+/// Returns the FileInfo of a path. If `updateFile` is true, replaces the file's contents first.
 class CONNECTOR_FILE_EXPORT CloseFile : public MessageAPI<CloseFile, FileServiceProvider>,
                                         public common::v1::Message {
 public:
@@ -234,7 +234,7 @@ public:
                      Version apiVersion);
   ~DeleteFileResponse() override;
 
-  FileInfo fileInfo; ///< the path, which is now missing
+  FileInfo fileInfo; ///< the deleted path, with the attribute `deleted` set
 };
 
 /// Lists the entries of a directory.

@@ -15,8 +15,8 @@
 #include <utility>
 
 /// Delivers a message to the provider's overload of `handle` for its type. The provider's generic
-/// `handle` calls the message's `deliver`, and `deliver` calls the overload. A new type of request
-/// therefore needs a class, an overload and an instantiation of MessageAPI.
+/// `handle` calls the message's `deliver`, and `deliver` calls the overload. To be delivered, a
+/// new type of request needs a class, an overload and an instantiation of MessageAPI.
 namespace connector {
 
 // Instantiated in the library.
