@@ -1,6 +1,6 @@
-// Passes any input through the host as far as the converters; no request is executed. Every reply
-// is well-formed, the reader reaches the end, and a message that was written reads back as the
-// same.
+// Passes any input through the host as far as the converters; no file operation runs. Every reply
+// is well-formed, the reader reaches the end, and a written message that was read back once does
+// not change again.
 
 #include "host/Framing.h"
 #include "host/Json.h"
@@ -45,12 +45,13 @@ public:
     return object;
   }
 
-  /// Requires that messages that are read back once do not change from then on: some keys are lost
-  /// the first time. Not called by execute, because the parser may be in the middle of a batch.
+  /// Requires that a written message no longer changes after it was read back once; that first time
+  /// may lose keys. Not called by execute, because the parser may be in the middle of a batch.
   void requireStable() noexcept {
     for (const auto& [type, text] : std::exchange(written_, {})) {
       const std::string once = readAndWritten(type, text);
-      require(readAndWritten(type, once) == once, "a written message reads back as the same");
+      require(readAndWritten(type, once) == once,
+              "a written message that was read back once does not change again");
     }
   }
 
