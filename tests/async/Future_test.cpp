@@ -51,8 +51,8 @@ struct Subject {
 
   Promise<int> promise;
   Future<int> future = promise.getFuture();
-  int results = 0;  // that were set, and thus the number of the last one
-  std::string runs; // of its continuations
+  int results = 0;  // set so far; each result carries its number
+  std::string runs; // a text for each run of a continuation
 };
 
 std::string attach(const Future<int>& future, std::function<void(Future<int>&&)> callback) {
@@ -144,16 +144,16 @@ TEST(Future, IsInvalidOnceMovedFrom) {
   EXPECT_EQ(GET(to), "1");
 }
 
-using Thread = std::future<std::string>;
+using ThreadOutcome = std::future<std::string>;
 
-Thread onThread(Operation operation, const Promise<int>& promise) {
+ThreadOutcome onThread(Operation operation, const Promise<int>& promise) {
   return std::async(std::launch::async, [operation, promise] {
     Subject subject(promise);
     return operation(subject);
   });
 }
 
-bool endsWithin(int milliseconds, const Thread& thread) {
+bool endsWithin(int milliseconds, const ThreadOutcome& thread) {
   return thread.wait_for(std::chrono::milliseconds(milliseconds)) == std::future_status::ready;
 }
 
@@ -167,7 +167,7 @@ TEST(Future, WakesItsOneReaderAndEveryWaiter) {
     auto reader = onThread(GET, subject.promise);
     auto late = onThread(GET, subject.promise);
     while (!endsWithin(1, late)) {
-      std::swap(reader, late); // the second one is refused
+      std::swap(reader, late); // either may be second, and the second reader is refused
     }
     EXPECT_EQ(late.get(), TAKEN);
     settle(subject);
@@ -179,24 +179,25 @@ TEST(Future, WakesItsOneReaderAndEveryWaiter) {
 
 TEST(Future, HasOneResultInARace) {
   for (int round = 0; round < 200; ++round) {
-    for (const Operation opponent : {SET_EXCEPTION, CANCEL, ATTACH}) {
+    for (const Operation otherOperation : {SET_EXCEPTION, CANCEL, ATTACH}) {
       Subject subject;
-      Subject rival(subject.promise);
+      Subject setter(subject.promise);
       std::atomic<int> missing = 2;
-      const auto together = [&missing](Operation operation, Subject& its) {
+      const auto together = [&missing](Operation operation, Subject& target) {
         for (--missing; missing != 0;) {
           std::this_thread::yield();
         }
-        return operation(its);
+        return operation(target);
       };
-      auto second = std::async(std::launch::async, [&] { return together(opponent, subject); });
-      const std::string set = together(SET_VALUE, rival);
-      const std::string opposed = second.get();
+      auto second =
+          std::async(std::launch::async, [&] { return together(otherOperation, subject); });
+      const std::string set = together(SET_VALUE, setter);
+      const std::string otherOutcome = second.get();
 
-      ASSERT_EQ(set, opponent == SET_EXCEPTION && opposed == "done" ? RESOLVED : "done");
+      ASSERT_EQ(set, otherOperation == SET_EXCEPTION && otherOutcome == "done" ? RESOLVED : "done");
       const std::string result = set == RESOLVED ? "failure 1" : "1";
-      ASSERT_EQ(GET(subject), opposed == "true" ? CANCELLED : result);
-      ASSERT_EQ(subject.runs, opponent == ATTACH ? ", ran" : "");
+      ASSERT_EQ(GET(subject), otherOutcome == "true" ? CANCELLED : result);
+      ASSERT_EQ(subject.runs, otherOperation == ATTACH ? ", ran" : "");
     }
   }
 }

@@ -34,7 +34,7 @@ using Poco::Dynamic::Var;
 using Poco::JSON::Array;
 using Poco::JSON::Object;
 
-/// Whether the value is the expected one; README.md explains the placeholders.
+/// Returns whether the value is the expected one; README.md explains the placeholders.
 bool matches(const Var& expected, const Var& actual) {
   if (expected.isString() && expected.toString() == "{any}") {
     return true;
@@ -56,15 +56,16 @@ bool matches(const Var& expected, const Var& actual) {
   return textOf(expected) == textOf(actual);
 }
 
-/// The keys of a failed response that only its type has.
+/// Maps a request type to the keys that only its failed response has, with their values. MoveFile's
+/// fault is added in expectFault.
 const std::map<std::string, std::string> OWN_KEYS_OF_FAILED_RESPONSE{
     {"OpenFile", R"("lineNumber":-1,"column":-1,"isDebugEvent":false,)"},
     {"RenameFile", R"("newFileInfo":{"location":"","name":"","isDirectory":false},)"},
     {"MoveFile", R"("srcPath":{"location":"","name":"","isDirectory":false},)"},
     {"ListFolder", R"("folderContents":[],)"}};
 
-/// For the shell commands. `await TEST` waits until `test TEST` holds, for a few seconds at most,
-/// so that no command in the background outlives its conversation by much.
+/// Precedes each shell command. `await TEST` waits until `test TEST` holds, for a few seconds at
+/// most, so that no command in the background outlives its conversation by much.
 constexpr auto SHELL_FUNCTIONS =
     "await() { for try in $(seq 500); do test \"$@\" && return; sleep 0.01; done; exit 1; }; ";
 
@@ -199,27 +200,27 @@ class Conversations : public ScratchDirectory, public testing::WithParamInterfac
 } // namespace
 
 TEST_P(Conversations, GoAsWritten) {
-  const auto isOf = [name = GetParam().filename().string()](const std::string& kind) {
-    return name.find(kind) != std::string::npos;
+  const auto nameHas = [name = GetParam().filename().string()](const std::string& word) {
+    return name.find(word) != std::string::npos;
   };
-  if (isOf("confined_") && !canConfine()) {
+  if (nameHas("confined_") && !canConfine()) {
     GTEST_SKIP() << "this kernel has no Landlock of version 2";
   }
-  if (isOf("root_") && geteuid() != 0) {
+  if (nameHas("root_") && geteuid() != 0) {
     GTEST_SKIP() << "only root can give files to other users";
   }
-  if (isOf("acl_") && runShell("setfacl -m u:0:r " + directory().string()).status != 0) {
+  if (nameHas("acl_") && runShell("setfacl -m u:0:r " + directory().string()).status != 0) {
     GTEST_SKIP() << "setfacl is not installed, or the file system has no ACLs";
   }
-  if (isOf("injected_") && (SANITIZED || !canInject() || !canConfine())) {
+  if (nameHas("injected_") && (SANITIZED || !canInject() || !canConfine())) {
     GTEST_SKIP() << "needs strace, Landlock, and a build without sanitizers";
   }
   setenv("HOST", CONNECTOR_HOST_PROGRAM, 1);
   umask(0002); // the modes of new files depend on it
   const auto converse = [this] { Conversation(GetParam(), directory()).run(); };
-  if (isOf("small_disk_")) {
+  if (nameHas("small_disk_")) {
     onTmpfs(directory(), "size=64k,nr_inodes=32", converse);
-  } else if (isOf("ordinary_user_")) {
+  } else if (nameHas("ordinary_user_")) {
     fs::permissions(directory(), fs::perms::all);
     asUnprivilegedUser([&] {
       if (access(CONNECTOR_HOST_PROGRAM, X_OK) != 0) {

@@ -95,7 +95,7 @@ struct Injection {
 
   [[nodiscard]] bool isShort() const { return error == FEW; }
 
-  /// Whether the close of a new copy fails: its bytes may not have reached the disk.
+  /// Returns whether the close of a new copy fails: its bytes may not have reached the disk.
   [[nodiscard]] bool leavesCopyInDoubt() const {
     return call.opening.find("O_EXCL") != std::string::npos;
   }
@@ -107,8 +107,8 @@ struct Injection {
   }
 };
 
-/// The errors with which the call can fail; none for a call that does not use files. The test fails
-/// for a call without a row, so that none is forgotten.
+/// Returns the errors with which the call can fail; none for a call that does not use files. The
+/// test fails for a call without a row, so that none is forgotten.
 std::vector<std::string> errorsOf(const Call& call) {
   using Texts = std::vector<std::string>;
   static const std::vector<std::pair<Texts, Texts>> rows = {
@@ -117,7 +117,7 @@ std::vector<std::string> errorsOf(const Call& call) {
        {"EIO", "EACCES"}},
       {{"mkdir", "mkdirat", "rename", "renameat"}, {"EIO", "EACCES", "ENOSPC"}},
       {{"renameat2"},
-       {"EIO", "EACCES", "ENOSPC", "EINVAL", "ENOSYS"}}, // the last two: a plain rename
+       {"EIO", "EACCES", "ENOSPC", "EINVAL", "ENOSYS"}}, // the last two lead to a plain rename
       {{"unlink", "unlinkat", "rmdir"}, {"EIO", "EACCES", "EBUSY"}},
       {{"write"}, {"EIO", "ENOSPC", "EDQUOT", "EINTR", FEW, NONE}},
       {{"copy_file_range"}, {"EIO", "ENOSPC", "EDQUOT", "EINTR"}},
@@ -192,8 +192,8 @@ bool contains(const Disk& disk, const std::string& contents) {
                      [&](const auto& entry) { return entry.second == contents; });
 }
 
-/// Every file is whole at its old or new path, nothing else has appeared, and only the request's
-/// own contents may be incomplete. `after` is the disk after a success.
+/// Expects that every file is whole at its old or new path, that nothing else has appeared, and
+/// that only the request's own contents are incomplete. `after` is the disk after a success.
 void expectNothingLost(const Disk& before, const Disk& after, const Disk& now) {
   const auto textAt = [](const Disk& disk, const std::string& path) {
     const auto entry = disk.find(path);
@@ -243,7 +243,7 @@ protected:
     return outcome;
   }
 
-  /// The tree after the last run.
+  /// Returns the tree after the last run.
   [[nodiscard]] Disk tree() const {
     Disk entries = disk();
     entries.erase("log");
@@ -255,7 +255,8 @@ protected:
     return runShell("cd " + at("tree").string() + "; find . -printf '%p %m\\n' | sort").output;
   }
 
-  /// The calls of the last run that its request made, without those on the standard streams.
+  /// Returns the calls of the last run that its request made, without those on the standard
+  /// streams.
   [[nodiscard]] std::vector<Call> callsOfRequest() const {
     constexpr int requestUnderTest = 2; // see outcomeOf
     std::vector<Call> calls;
@@ -280,7 +281,7 @@ protected:
     return calls;
   }
 
-  /// Whether the request must succeed in spite of the injection.
+  /// Returns whether the request must succeed in spite of the injection.
   [[nodiscard]] static bool isTolerated(const Injection& injection) {
     const bool interrupted = injection.error == "EINTR" && injection.call.name != "close";
     return interrupted || injection.isShort() || injection.error == "EAGAIN" ||
@@ -303,7 +304,8 @@ protected:
     return all;
   }
 
-  /// The intended calls of the last run failed. strace fails as many as that, and thus no others.
+  /// Expects that the intended calls of the last run failed. strace fails exactly as many calls, so
+  /// no others failed.
   void expectInjected(const Injection& injection) const {
     const auto calls = callsOfRequest();
     EXPECT_EQ(injection.times, std::count_if(calls.begin(), calls.end(), [&](const Call& call) {
@@ -311,7 +313,8 @@ protected:
               }));
   }
 
-  /// The host wrote the bytes that follow the FEW, which strace only reports as written.
+  /// Expects that the host wrote the bytes after the first FEW, which strace only reports as
+  /// written.
   void expectRestWritten(const Disk& after) const {
     int shorter = 0;
     for (const auto& [path, contents] : tree()) {
@@ -325,7 +328,7 @@ protected:
   void makeTree() {
     fs::remove_all(at("tree"));
     writeFile("tree/old.txt", "old contents");
-    // More than one block of a copy that goes block by block.
+    // Longer than one block of a block-by-block copy.
     writeFile("tree/full/first.bin", std::string(70'000, 'x'));
     fs::permissions(at("tree/full/first.bin"), fs::perms{0640});
     writeFile("tree/full/sub/second.txt", "second contents");
@@ -337,7 +340,7 @@ protected:
   }
 
 private:
-  /// Whether a deletion tries the call again after any error.
+  /// Returns whether a deletion tries the call again after any error.
   [[nodiscard]] static bool isTriedAgain(const Call& call) {
     static const std::set<std::string> names = {"openat", "unlinkat", "getdents64"};
     return std::string(GetParam().type) == "DeleteFile" &&

@@ -37,8 +37,8 @@ using connector::test::snapshot;
 using testing::ElementsAre;
 using testing::Pair;
 
-/// Returns the condition of a refusal, the name of the code of a platform exception,
-/// "runtime_error" for another failure, and otherwise "ok" or, for the result false, "false".
+/// Returns "ok", or "false" for the result false. For a failure, returns the refusal's condition,
+/// the name of the platform's error code, or "runtime_error".
 template <typename Call>
 std::string outcomeOf(const Call& call) {
   try {
@@ -64,7 +64,7 @@ File fileAt(const ustring& location, std::string_view contents = {}) {
   return {FileInfo(location, false), connector::test::bufferOf(contents)};
 }
 
-/// Records the calls that reach it. Those that create or move `failing` fail.
+/// Records the calls that reach it. Calls that create or move the path `failing` fail.
 class RecordingService : public FileServiceImpl {
 public:
   RecordingService() {
@@ -101,7 +101,7 @@ public:
 
 using Operations = connector::test::ScratchDirectory;
 
-// In a child process, because it changes its current directory: received and absolute paths differ.
+// A child process changes its current directory, so that received and absolute paths differ.
 TEST_F(Operations, CallEachOtherThroughTheirVirtualFunctions) {
   writeFile("tree/sub/inner", "1");
   makeDirectory("box");
@@ -139,7 +139,7 @@ TEST_F(Operations, ReturnTheFailedFutureOfAnInnerCall) {
                           Pair("tree", "/"), Pair("tree/sub", "/"), Pair("tree/sub/bad", "1")));
 }
 
-TEST_F(Operations, ReadNamesADirectoryAndLackOfMemory) {
+TEST_F(Operations, ReadReportsADirectoryAndLackOfMemory) {
   if (connector::test::SANITIZED) {
     GTEST_SKIP() << "a sanitizer ends the process when memory runs out";
   }
@@ -189,7 +189,7 @@ std::map<std::string, std::string> outcomesIn(const std::string& text) {
   return outcomes;
 }
 
-/// Sends one path through every operation, each on a new tree whose directory `inner` is the
+/// Passes one path to every operation, each on a new tree whose directory `inner` is the
 /// current one. Only for a child process, because it changes the current directory.
 class EveryOperation {
 public:
@@ -203,7 +203,8 @@ public:
     FileServiceImpl service;
     const auto check = [&](const char* operation, const auto& call) {
       const auto found = outcomes.find(operation);
-      EXPECT_EQ(endOf(call), found != outcomes.end() ? found->second : outcomes.at("others"))
+      EXPECT_EQ(outcomeAndChange(call),
+                found != outcomes.end() ? found->second : outcomes.at("others"))
           << operation;
     };
     check("create", [&] { return service.create(fileAt(path, "new"), false); });
@@ -225,9 +226,9 @@ public:
   }
 
 private:
-  /// Returns the outcome of the call, "changed" for an "ok" that changed the disk.
+  /// Returns the outcome of the call, with "changed" in place of "ok" if the disk changed.
   template <typename Call>
-  std::string endOf(const Call& call) const {
+  std::string outcomeAndChange(const Call& call) const {
     makeTree();
     const auto before = snapshot(top_);
     std::string outcome = outcomeOf(call);
@@ -258,7 +259,7 @@ private:
   std::filesystem::path inner_;
 };
 
-// The outcomes of a kind of path. A row of the table appends those in which its path differs.
+// The outcomes for each kind of path. A row of the table appends those in which its path differs.
 const std::string INVALID_NAME =
     "FILE_NAME_NOT_SUPPORTED: others, runtime_error: read, ok: close info, false: exists, ";
 const std::string MISSING =
@@ -319,7 +320,7 @@ TEST_F(Paths, HaveTheirOutcomeInEachOperation) {
   });
 }
 
-// The name of the current directory is invalid, so every absolute path is.
+// The current directory has an invalid name, which makes every absolute path invalid.
 TEST_F(Paths, AreCheckedAsReceivedOrAsAbsolute) {
   inChildProcess([this] {
     EveryOperation(directory(), "not\na\nname")
@@ -328,7 +329,7 @@ TEST_F(Paths, AreCheckedAsReceivedOrAsAbsolute) {
   });
 }
 
-// In a root directory of its own, so that an error deletes only the test's files.
+// Runs in a root directory of its own, so that an error deletes only the test's files.
 TEST_F(Paths, KeepTheRootDirectory) {
   onTmpfs(directory(), "size=1m", [this] {
     ASSERT_EQ(::chroot(directory().c_str()), 0);

@@ -85,7 +85,7 @@ TEST(Framing, ReadsContentLength) {
        {"Content-Le", {Reason::cutShort}}});
 }
 
-TEST(Framing, ReportsMissingLengthAndFindsTheNext) {
+TEST(Framing, ReportsMissingLengthAndContinues) {
   const auto noLength = Reason::noLength;
   const std::string good = "Content-Length: 2\r\n\r\n{}";
   for (const std::string bad : {"Content-Length: -1", "Content-Length: 2x",

@@ -72,7 +72,7 @@ TEST_F(JsonRpcTest, ReturnsTheResponse) {
             result("1", R"({"a":null,"b":{"c":[1,{}]},"s":)" + text + "}"));
 }
 
-// The writer searches texts in blocks, which the escapes divide at every position.
+// The writer searches texts in blocks of 16 bytes. The escapes occur at every position of a block.
 TEST_F(JsonRpcTest, EscapesCharactersAtEveryPosition) {
   std::string text;
   for (std::size_t gap = 0; gap < 70; ++gap) {
@@ -136,13 +136,13 @@ TEST_F(JsonRpcTest, FindsTheIdInTextThatIsNotJson) {
 
 TEST_F(JsonRpcTest, LimitsValuesTo100000) {
   std::string members;
-  for (int member = 100'000; member < 199'996; ++member) { // echo adds four
+  for (int member = 100'000; member < 199'996; ++member) { // the function echo adds four values
     members += (members.empty() ? "\"" : ",\"") + std::to_string(member) + "\":1";
   }
   const std::string most = echo("1", "{" + members + "}");
   EXPECT_EQ(answer(most), result("1", "{" + members + "}"));
   EXPECT_EQ(answer("[" + most + "," + most + "]"),
-            "[" + answer(most) + "," + answer(most) + "]"); // the limit is that of one request
+            "[" + answer(most) + "," + answer(most) + "]"); // each request has its own limit
   EXPECT_THAT(answer(echo("1", "{" + members + R"(,"a":{}})")),
               testing::HasSubstr("-32700,\"message\":\"Parse error: too many values"));
 }
@@ -176,26 +176,28 @@ TEST_F(JsonRpcTest, TurnsIntegersBeyond64BitsIntoDoubles) {
 }
 
 TEST_F(JsonRpcTest, ReportsEachFailureWithCodeAndText) {
-  const auto refused = [](const std::string& id, const std::string& text) {
+  const auto invalidRequest = [](const std::string& id, const std::string& text) {
     return error(id, "-32600", "Invalid request: " + text);
   };
   const std::string badVersion = R"(\"jsonrpc\" must be \"2.0\")";
   const std::string badParams = R"(\"params\" must be an object)";
   const std::string badId = R"(\"id\" must be a string, a number or null)";
   using Reason = Unreadable::Reason;
-  EXPECT_EQ(answer(Unreadable{Reason::tooLong, "\"a\""}), refused("\"a\"", "message too long"));
-  EXPECT_EQ(answer(Unreadable{Reason::tooLong, "\"\xFF\""}), refused("null", "message too long"));
+  EXPECT_EQ(answer(Unreadable{Reason::tooLong, "\"a\""}),
+            invalidRequest("\"a\"", "message too long"));
+  EXPECT_EQ(answer(Unreadable{Reason::tooLong, "\"\xFF\""}),
+            invalidRequest("null", "message too long"));
   EXPECT_EQ(answer(Unreadable{Reason::noLength, ""}),
             error("null", "-32700", "Parse error: no valid Content-Length"));
   EXPECT_EQ(answer(Unreadable{Reason::cutShort, "7"}),
             error("7", "-32700", "Parse error: message cut short"));
   const std::vector<std::pair<std::string, std::string>> rows{
-      {"1", refused("null", "not an object")},
-      {"[]", refused("null", "empty batch")},
-      {R"({"jsonrpc":"2.00","id":3,"method":"echo"})", refused("3", badVersion)},
-      {R"({"jsonrpc":"2.0","method":1})", refused("null", R"(\"method\" must be a string)")},
-      {R"({"jsonrpc":"2.0","id":3,"method":"echo","params":"a"})", refused("3", badParams)},
-      {R"({"jsonrpc":"2.0","id":true,"method":"echo"})", refused("null", badId)},
+      {"1", invalidRequest("null", "not an object")},
+      {"[]", invalidRequest("null", "empty batch")},
+      {R"({"jsonrpc":"2.00","id":3,"method":"echo"})", invalidRequest("3", badVersion)},
+      {R"({"jsonrpc":"2.0","method":1})", invalidRequest("null", R"(\"method\" must be a string)")},
+      {R"({"jsonrpc":"2.0","id":3,"method":"echo","params":"a"})", invalidRequest("3", badParams)},
+      {R"({"jsonrpc":"2.0","id":true,"method":"echo"})", invalidRequest("null", badId)},
       {echo("7", "[0]"), error("7", "-32602", "Invalid params: not an object")},
       {echo("7", "[]"), result("7", "{}")},
       {echo("7", "null"), result("7", "{}")},

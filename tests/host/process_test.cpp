@@ -55,7 +55,7 @@ protected:
     host.awaitOutput();
   }
 
-  /// Returns the status of the host, -1 after ten seconds. Calls `meanwhile` again and again.
+  /// Returns the status of the host, -1 after ten seconds. Calls `meanwhile` repeatedly.
   template <typename Action>
   static int statusOf(HostClient& host, const Action& meanwhile) {
     int status = -1;
@@ -98,11 +98,12 @@ TEST_F(ConnectorHost, FinishesARequestAndCancelsTheOthersOnASignal) {
 TEST_F(ConnectorHost, EndsAtOnceOnASecondSignal) {
   begin(LARGE_REQUEST);
   host.signal(SIGTERM);
-  // A signal that is sent too early counts as the first.
+  // A SIGINT that arrives before SIGTERM was handled does not kill the host, so SIGINT is sent
+  // repeatedly.
   EXPECT_EQ(statusOf(host, [this] { host.signal(SIGINT); }), 256 + SIGINT);
 }
 
-// Under confinement, a DeleteFile takes a second.
+// A DeleteFile that the confinement refuses is retried for a second.
 TEST_F(ConnectorHost, AnswersARequestWhileAnotherJobIsSlow) {
   if (!canConfine()) {
     GTEST_SKIP() << "this kernel has no Landlock of version 2";
@@ -119,7 +120,8 @@ TEST_F(ConnectorHost, AnswersARequestWhileAnotherJobIsSlow) {
   EXPECT_EQ(host.finish(), 0);
 }
 
-// The requests use few paths, so that they meet. Some responses are written in several pieces.
+// The requests share few paths, so that they interfere with each other. Some responses are written
+// in several pieces.
 TEST_F(ConnectorHost, AnswersEachOfManyRequestsInSeveralJobs) {
   constexpr int count = 4000;
   std::mt19937 random(1);
@@ -175,10 +177,10 @@ TEST_F(ConnectorHost, EndsQuietlyWhenItsReaderHasGone) {
   }
 }
 
-TEST_F(ConnectorHost, MakesNoCallWhenASignalInterruptsItsMessage) {
+TEST_F(ConnectorHost, MakesNoCallIfASignalInterruptsReadingTheMessage) {
   HostClient call(directory(), HostClient::withOptions("call OpenFile - 2>&1"));
-  // A pipe cannot hold the whole message, so the host reads it when `send` returns. The input has
-  // not ended, so the host waits for more.
+  // A pipe cannot hold the whole message, so the host is already reading when `send` returns. The
+  // input has not ended, so the host waits for more.
   call.send(std::string(4'000'000, ' ') + R"({"path":"/"})");
   call.signal(SIGINT);
   EXPECT_EQ(call.rest(), "");

@@ -28,14 +28,14 @@ class Terminal : public testing::Test {
 protected:
   void SetUp() override {
     if (runShell("script -qec true /dev/null 2>&1").status != 0) {
-      GTEST_SKIP() << "no terminal can be made here";
+      GTEST_SKIP() << "script cannot create a terminal here";
     }
   }
 };
 
 } // namespace
 
-TEST_F(Terminal, ShowsAHintOnlyToAPerson) {
+TEST_F(Terminal, ShowsAHintOnlyIfItsInputIsATerminal) {
   EXPECT_THAT(outputAtTerminal(HOST), HasSubstr("Ctrl-D ends it"));
   EXPECT_EQ(outputAtTerminal(HOST + " < /dev/null"), "");
 }

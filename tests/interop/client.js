@@ -20,7 +20,7 @@ async function encode(message) {
   return bytes;
 }
 
-const folder = fs.mkdtempSync(path.join(os.tmpdir(), "connector-interop-"));
+const directory = fs.mkdtempSync(path.join(os.tmpdir(), "connector-interop-"));
 const host = spawn(process.argv[2], [], { stdio: ["pipe", "pipe", "inherit"] });
 const ended = new Promise((resolve) => host.on("exit", resolve));
 const connection = rpc.createMessageConnection(
@@ -28,7 +28,7 @@ const connection = rpc.createMessageConnection(
   new rpc.StreamMessageWriter(host.stdin, { contentTypeEncoder: { name: "utf-8", encode } }));
 connection.listen();
 const ask = (type, params) => connection.sendRequest("connector/v1/" + type, params);
-const location = path.join(folder, "größe 漢.txt");
+const location = path.join(directory, "größe 漢.txt");
 const contents = "ü\u0000漢".repeat(500_000);
 
 const created = await ask("CreateFile", { uuid: "1", file: { location, contents } });
@@ -38,7 +38,7 @@ const opened = await ask("OpenFile", { uuid: "2", path: location });
 assert.equal(opened.file.contents, contents);
 
 await connection.sendNotification("connector/v1/DeleteFile", { path: location });
-assert.deepEqual((await ask("ListFolder", { path: folder })).folderContents, []);
+assert.deepEqual((await ask("ListFolder", { path: directory })).folderContents, []);
 await assert.rejects(ask("NoSuchMessage", {}), { code: -32601 });
 
 const deep = JSON.parse("[".repeat(200) + "]".repeat(200));
@@ -53,4 +53,4 @@ for (order of [order, ["jsonrpc", "method", "params", "id"]]) {
 assert.equal(await connection.sendRequest("shutdown"), null);
 await connection.sendNotification("exit");
 assert.equal(await ended, 0);
-fs.rmdirSync(folder);
+fs.rmdirSync(directory);

@@ -1,4 +1,4 @@
-// An official client calls every tool of `connector-host mcp`, in each era that it knows.
+// An official client calls every tool of `connector-host mcp`, in each protocol mode that it supports.
 // Usage: node clients.mjs HOST_PROGRAM sdk|client
 
 import assert from "node:assert/strict";
@@ -14,7 +14,7 @@ const { StdioClientTransport } = await import(
   isSdk ? "@modelcontextprotocol/sdk/client/stdio.js" : "@modelcontextprotocol/client/stdio");
 const STATELESS = "2026-07-28";
 
-// Everything below is in a directory with `data`, the root, and others that nothing may reach.
+// The test uses one directory with `data`, which is the root, and others that no request may reach.
 const base = fs.mkdtempSync(path.join(os.tmpdir(), "connector-mcp-"));
 const at = (...names) => path.join(base, ...names);
 const text = (result) => result.content.at(-1).text;
@@ -116,8 +116,8 @@ async function readLargeFiles(client) {
   assert.match(text(refused), /9000\d+ bytes, more than --max-reply allows: 8388608$/);
 }
 
-async function cancelWhatWaits(client) {
-  // A refused deletion is tried for about a second.
+async function cancelWaitingRequest(client) {
+  // A refused deletion is retried for about a second.
   const slow = (count) => Array.from({ length: count }, () => client.call("delete_file", { path: at("outside") }));
   const three = slow(3).map((deletion) => deletion.then(() => "deletion"));
   const read = client.call("open_file", { path: "secret.txt" }).then(() => "read");
@@ -189,7 +189,7 @@ async function readOnly(mode) {
   await client.close();
 }
 
-function exchangeTexts() {
+function exchangeRawMessages() {
   const input = (...requests) => requests.map((request) => JSON.stringify(request)).join("\n");
   const start = (args, lines) => spawnSync(host, ["mcp", ...args], { input: lines, encoding: "utf8" });
   const ask = (method, params) => {
@@ -224,13 +224,13 @@ function exchangeTexts() {
 
 try {
   if (isSdk) {
-    exchangeTexts();
+    exchangeRawMessages();
   }
   for (const mode of isSdk ? [undefined] : ["legacy", { pin: STATELESS }]) {
     makeTree();
     const client = await connect(mode);
     assert.match(client.getInstructions(), new RegExp(at("data")));
-    for (const step of [callEveryTool, attack, readLargeFiles, cancelWhatWaits]) {
+    for (const step of [callEveryTool, attack, readLargeFiles, cancelWaitingRequest]) {
       await step(client);
     }
     assert.deepEqual(client.errors, []);

@@ -151,7 +151,7 @@ TEST_F(MessageJson, KeepsEveryKeyAndHasADefaultForIt) {
   }
 }
 
-TEST_F(MessageJson, ReadsAVersionAsStoiFromItsEnd) {
+TEST_F(MessageJson, ReadsAVersionLikeStoiMinorNumberFirst) {
   const std::vector<std::pair<std::string, std::vector<std::string>>> rows = {
       {"0.0", {R"("")", R"("2")", R"("1.2.3")", R"("a.b.c")", R"("0x10.0")", "1"}},
       {"1.2", {R"("1.2")", R"("01.00002")", R"(" 1x.+2 ")", "1.2"}},

@@ -14,7 +14,7 @@ quietly() { "$@" >"$scratch/log" 2>&1 || { cat "$scratch/log" >&2; exit 1; }; }
 
 libraries_in() { dirname "$(find "$1" -name liboxconnectorfileimpl.so)"; }
 
-# build_example PREFIX...
+# build_example PREFIX...: builds examples/embedding on the libraries in these prefixes.
 build_example() {
   local IFS=';'
   quietly cmake -G Ninja -S "$project/examples/embedding" -B "$scratch/example" \
@@ -22,7 +22,7 @@ build_example() {
   quietly cmake --build "$scratch/example"
 }
 
-# opens_a_file PROGRAM ARG...: the program opens the file that its last two arguments request.
+# opens_a_file PROGRAM ARG...: expects that the program opens the file that its last two arguments request.
 opens_a_file() {
   printf 'a greeting' >"$scratch/file"
   local answer
@@ -30,7 +30,7 @@ opens_a_file() {
     grep -q '"contents": *"a greeting"' <<<"$answer" || fail "$1 answered: $answer"
 }
 
-# embeds PREFIX: the example works in each of the three ways of its README.
+# embeds PREFIX: expects that the example works in each of the three ways of its README.
 embeds() {
   build_example "$1"
   opens_a_file "$scratch/example/embedding"

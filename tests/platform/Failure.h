@@ -34,7 +34,7 @@ Failure failureOf(const Call& call) {
 
 class FilesystemTest : public connector::test::ScratchDirectory {
 protected:
-  /// The call fails and leaves the disk unchanged.
+  /// Expects that the call fails and leaves the disk unchanged.
   template <typename Call>
   void expectRefusal(const Call& call, const Failure& expected) {
     const auto before = disk();

@@ -38,7 +38,7 @@ fl::i18n::codecvt_ustring_to_string::codecvt_ustring_to_string(std::string_view 
 namespace connector::file::v1::test {
 namespace {
 
-using connector::Message; // not the common one
+using connector::Message; // not common::v1::Message
 using FutureResponse = FileServiceProvider::FutureResponse;
 
 template <typename M, typename... Own>
@@ -67,10 +67,11 @@ protected:
     return provider->handle(std::move(message), {"client"}, std::make_shared<Context>());
   }
 
-  /// Returns the text of the exception, of exactly this type, in the Future of the provider or, if
-  /// there is one, of `request`. The message stays with its caller and reaches no overload.
+  /// Delivers the message to the provider, through `request` if given. Returns the text of the
+  /// exception, which must have exactly this type. The message must stay with the caller and reach
+  /// no overload.
   template <typename Exception>
-  std::string refusal(std::unique_ptr<Message> message, CloseFile* request = nullptr) {
+  std::string failureText(std::unique_ptr<Message> message, CloseFile* request = nullptr) {
     const Message* const sent = message.get();
     auto response = request == nullptr ? handle(std::move(message))
                                        : request->deliver(provider, std::move(message), {}, {});
@@ -107,9 +108,9 @@ TEST_F(Delivery, IsRefusedByAStoppedServiceForAnyMessage) {
       provider->stop();
     }
     constexpr auto stopped = "Service exists but is not running.";
-    EXPECT_EQ(refusal<std::runtime_error>(make<OpenFile>(u"")), stopped);
-    EXPECT_EQ(refusal<std::runtime_error>(make<OpenWithBrowser>("")), stopped);
-    EXPECT_EQ(refusal<std::runtime_error>(nullptr), stopped);
+    EXPECT_EQ(failureText<std::runtime_error>(make<OpenFile>(u"")), stopped);
+    EXPECT_EQ(failureText<std::runtime_error>(make<OpenWithBrowser>("")), stopped);
+    EXPECT_EQ(failureText<std::runtime_error>(nullptr), stopped);
   }
 }
 
@@ -117,20 +118,20 @@ TEST_F(Delivery, IsRefusedForAMessageOfAnotherService) {
   provider->start();
   const std::string text = "Incorrect message type. Expected: connector::ServiceMessage<connector::"
                            "file::v1::FileServiceProvider> but found ";
-  EXPECT_EQ(refusal<std::invalid_argument>(make<OpenWithBrowser>("")),
+  EXPECT_EQ(failureText<std::invalid_argument>(make<OpenWithBrowser>("")),
             text + "connector::file::v1::OpenWithBrowser");
-  EXPECT_EQ(refusal<std::invalid_argument>(nullptr), text + "null");
+  EXPECT_EQ(failureText<std::invalid_argument>(nullptr), text + "null");
 }
 
 TEST_F(Delivery, IsRefusedByARequestThatIsGivenAnotherMessage) {
   CloseFile request("own", File(), true, Version());
   const std::string text = "Unable to deliver to service. Incorrect message type. "
                            "Expected: connector::file::v1::CloseFile but found ";
-  EXPECT_EQ(refusal<std::invalid_argument>(make<OpenFile>(u""), &request),
+  EXPECT_EQ(failureText<std::invalid_argument>(make<OpenFile>(u""), &request),
             text + "connector::file::v1::OpenFile");
-  EXPECT_EQ(refusal<std::invalid_argument>(make<CloseFile>(File(), true), &request),
+  EXPECT_EQ(failureText<std::invalid_argument>(make<CloseFile>(File(), true), &request),
             text + "connector::file::v1::CloseFile");
-  EXPECT_EQ(refusal<std::invalid_argument>(nullptr, &request), text + "null");
+  EXPECT_EQ(failureText<std::invalid_argument>(nullptr, &request), text + "null");
 }
 
 TEST_F(Delivery, RequiresAnOwnerAServiceAndARequest) {
@@ -174,7 +175,7 @@ private:
 /// The handlers share the code for failures, so most tests send an OpenFile.
 class Handlers : public ::testing::Test {
 protected:
-  /// The response has one fault with one condition.
+  /// Expects that the response has one fault with one condition.
   template <typename Request = OpenFile>
   void expectFault(const std::string& condition, const std::string& id, const std::string& text,
                    const Texts& paths) {

@@ -22,7 +22,7 @@ namespace connector::test {
 inline void inChildProcess(const std::function<void()>& body) {
   enum Ending { passed, failed, skipped };
 
-  std::fflush(nullptr); // so that the child does not print it again
+  std::fflush(nullptr); // so that the child does not print buffered output again
   const pid_t child = fork();
   if (child < 0) {
     throw std::system_error(errno, std::generic_category(), "fork");

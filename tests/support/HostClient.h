@@ -23,7 +23,7 @@
 namespace connector::test {
 
 /// A running connector-host and the conversation with it, one request at a time. All functions
-/// throw if the host has ended, or does not begin to reply in time and is killed for that.
+/// throw if the host has ended, or is killed because it does not begin to reply in time.
 class HostClient {
 public:
   /// `launcher` is a command that executes the command in its last argument.

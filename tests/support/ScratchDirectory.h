@@ -33,8 +33,8 @@ inline std::string contentsOf(const std::filesystem::directory_entry& entry) {
   return {std::istreambuf_iterator<char>(stream), {}};
 }
 
-/// Describes `top` and its entries, except those of the directory `without`, by their contents and
-/// every attribute that shows a change. Does not read big files.
+/// Describes `top` and its entries, except the directory `without` and its entries, by their
+/// contents and every attribute that shows a change. Does not read big files.
 inline Disk snapshot(const std::filesystem::path& top, const std::filesystem::path& without = {}) {
   namespace fs = std::filesystem;
   Disk entries;

@@ -65,7 +65,7 @@ std::vector<std::string> words(const char* text) {
   return {std::istream_iterator<std::string>(stream), {}};
 }
 
-/// Pairs of a name and a target.
+/// Returns pairs of a name and a target.
 std::vector<std::pair<std::string, std::string>> links(const char* text) {
   std::vector<std::pair<std::string, std::string>> pairs;
   for (const auto& word : words(text)) {
@@ -121,7 +121,8 @@ public:
     return host_->askForText(request.type, request.with(expand(path), root().string()));
   }
 
-  /// Sends the request, which neither changes anything outside nor returns anything from there.
+  /// Expects that the request changes and returns nothing from outside. It must fail unless it
+  /// describes, lists or changes a link in the root.
   void expectConfined(const Request& request, const Way& way) {
     const auto inside = snapshot(root());
     const auto outside = snapshot(base_, root());
@@ -216,7 +217,7 @@ TEST_F(Confined, NoPathLeadsOutOfTheRoot) {
   }
 }
 
-// Without the file service, which refuses most paths outside before the kernel does.
+// Opens files directly, because the file service refuses most paths outside before the kernel does.
 TEST_F(Confined, ProcessOpensNothingOutsideAndOnlyReadsIfReadOnly) {
   writeFile("root/file");
   writeFile("outside/file");

@@ -77,12 +77,13 @@ TEST_F(Memory, IsBoundedForEveryRequest) {
         host.receiveLine();
       }
       const auto peak = host.peakMemory();
-      EXPECT_LE(peak, jobs * 256 * MIB) << peak / MIB << " MiB up to " << request.substr(0, 100);
+      EXPECT_LE(peak, jobs * 256 * MIB)
+          << peak / MIB << " MiB at most, after " << request.substr(0, 100);
     }
   }
 }
 
-TEST_F(Memory, MayBeTooLittleForOneRequestOnly) {
+TEST_F(Memory, ShortageFailsOnlyOneRequest) {
   const std::string next = "\n" + openFile("/", "", 2) + "\n";
   writeFile("values", openFile("/", R"(,"x":[)" + repeated("{},", 270'000) + "0]") + next);
   writeFile("long", openFile("/", R"(,"x":")" + std::string(25 * MIB, 'x') + '"') + next);

@@ -23,7 +23,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-/// What this process does with an object while the host uses it.
+/// The action of this process on an object while the host uses it.
 enum class Peer { none, opensIt, fillsIt, leasesIt };
 
 /// An object that could block a process that opens, reads or writes it, or keep it busy for ever.
@@ -35,7 +35,7 @@ struct Obstacle {
 
 class NeverStuck : public ScratchDirectory {
 protected:
-  /// Returns the number of faults. The host must execute the next request, too.
+  /// Returns the number of faults. Expects that the host executes the next request, too.
   static std::size_t faultsOf(HostClient& host, const std::string& type,
                               const std::string& params) {
     const auto faults = countFaults(*host.ask(type, params));
@@ -87,7 +87,7 @@ TEST_F(NeverStuck, OnAnObjectThatBlocks) {
       {S_IFLNK, Peer::none, "/dev/full"},
       {S_IFLNK, Peer::none, "/dev/random"},
   };
-  std::signal(SIGIO, SIG_IGN); // which requests the lease back
+  std::signal(SIGIO, SIG_IGN); // by which the kernel requests the lease back
   HostClient host(directory());
   for (const Obstacle& obstacle : obstacles) {
     for (const Request& request : REQUESTS) {

@@ -39,7 +39,8 @@ void announceCall(const char* name) {
 
 // The two functions below replace those of the C library, also for the library under test.
 
-// Its name is one that -D_FILE_OFFSET_BITS=64 does not change. New files are for their owner only.
+// -D_FILE_OFFSET_BITS=64 would turn `openat` into `openat64`, so a label sets the symbol. New files
+// have mode 0600.
 extern "C" int announcedOpenat(int directory, const char* name, int flags) asm("openat");
 
 extern "C" int announcedOpenat(int directory, const char* name, int flags) {
@@ -108,7 +109,8 @@ TEST_F(StandIn, ReportsLastWriteTimesExactlyOrAsInfinite) {
   });
 }
 
-/// During an iteration, another directory takes the path. There, a directory has the file's name.
+/// During an iteration, another directory replaces the iterated one. It contains a directory with
+/// the file's name.
 class DirectoryCache : public FilesystemTest {
 protected:
   void SetUp() override { writeFile("iterated/name"); }
@@ -195,7 +197,8 @@ protected:
   }
 };
 
-// A descriptor for each level would exceed the limit. No path is long enough for the bottom.
+// A descriptor for each level would exceed the limit. The path of the deepest directory
+// would exceed PATH_MAX.
 TEST_F(RemoveAll, NeedsFewDescriptorsForATreeDeeperThanAPathCanBe) {
   makeDirectory("deep");
   inChildProcess([this] {

@@ -52,7 +52,7 @@ Object::Ptr writtenWith(const std::string& bytes) {
   return fromFile(file);
 }
 
-/// The first byte is never in a text, so that the others may be any.
+/// The first byte never occurs in UTF-8, so the bytes are always written in base64.
 std::string randomBytes(std::size_t size) {
   static std::mt19937 random(1);
   std::string bytes = "\xFF";
@@ -62,7 +62,7 @@ std::string randomBytes(std::size_t size) {
   return bytes;
 }
 
-// Enough bytes for code that takes several groups at once, at every distance from the end.
+// Enough bytes for code that processes several groups at once, at every distance from the end.
 constexpr std::size_t LONG = 200;
 
 TEST(Base64, EqualsThatOfAnotherEncoderAndReadsBack) {
