@@ -23,19 +23,19 @@ SMALL, BIG = 4096, 19_999_999
 # `size` is in bytes, or in entries for a list. The targets are minimums for the ratio of the other
 # service's time to ours; the report marks lower ratios.
 Operation = collections.namedtuple(
-    "Operation", "name verb files size is_text sftp_target node_target", defaults=(True, 0, 0))
+    "Operation", "name verb jobs size is_text sftp_target node_target", defaults=(True, 0, 0))
 OPERATIONS = [
     Operation("open and read 4 KiB", "open", 300, SMALL, True, 3.0, 8.0),
-    Operation("open and read 4 KiB (SFTP: 2 trips)", "open together", 300, SMALL, True, 1.7, 8.0),
+    Operation("open and read 4 KiB (SFTP: 2 trips)", "open in two trips", 300, SMALL, True, 1.7, 8.0),
     Operation("list 10,000 entries", "list", 1, 10_000, True, 1.2, 5.0),
     Operation("read 19,999,999 bytes of text", "open", 1, BIG, True, 1.0, 8.0),
-    Operation("read 19,999,999 bytes, no text", "open", 1, BIG, False, 0.9, 8.0),
+    Operation("read 19,999,999 bytes, not text", "open", 1, BIG, False, 0.9, 8.0),
     Operation("create 4 KiB", "create", 300, SMALL, True, 2.0, 3.5),
     Operation("update 4 KiB", "update", 300, SMALL, True, 2.5, 3.5),
     Operation("rename", "rename", 300, SMALL, True, 1.1, 3.5),
     Operation("delete", "delete", 300, SMALL, True, 1.2, 3.5),
     Operation("move 19,999,999 bytes", "move", 1, BIG, True, 1.2, 3.5),
-    Operation("create 19,999,999 bytes, no text", "create", 1, BIG, False, 0.5, 3.5),
+    Operation("create 19,999,999 bytes, not text", "create", 1, BIG, False, 0.5, 3.5),
 ]
 
 # Only for our host: the time per byte or entry may grow by this factor at most.
@@ -54,13 +54,13 @@ def require(holds, complaint):
 
 
 class Task:
-    """An operation on files in a directory. A job is the path of a file before and after the operation;
-    the latter is None if the operation deletes the file. `expected` is the size, number of entries or
+    """An operation on files in a directory. A job is a path before and after the operation; the latter is
+    None if the operation deletes the file. `expected` is the size, number of entries or
     contents that the answers must show."""
 
     def __init__(self, operation, directory):
         self.verb, self.is_text, self.directory = operation.verb, operation.is_text, directory
-        paths = [f"{directory}/file-{index}" for index in range(operation.files)]
+        paths = [f"{directory}/file-{index}" for index in range(operation.jobs)]
         after = {"rename": lambda path: path + ".renamed", "delete": lambda path: None,
                  "move": lambda path: f"{directory}/target/{os.path.basename(path)}"}
         self.jobs = [(path, after.get(self.verb, str)(path)) for path in paths]
@@ -69,7 +69,7 @@ class Task:
         noise = random.Random(1)
         line = bytes(noise.choices(range(ord("a"), ord("z") + 1), k=63)) + b"\n"
         self.contents = (line * (size // 64 + 1))[:size] if self.is_text else noise.randbytes(size)
-        self.expected = {"list": self.entries, "open": self.contents, "open together": self.contents,
+        self.expected = {"list": self.entries, "open": self.contents, "open in two trips": self.contents,
                          "delete": 0}.get(self.verb, size)
 
     def prepare_disk(self):
@@ -85,7 +85,7 @@ class Task:
 
     def check_disk(self):
         for path, after in self.jobs:
-            require(after == path or not os.path.lexists(path), f"leaves {path}")
+            require(after == path or not os.path.lexists(path), f"does not remove {path}")
             if after and self.verb != "list":
                 with open(after, "rb") as file:
                     require(file.read() == self.contents, f"leaves other contents in {after}")
@@ -97,7 +97,7 @@ def write_file(path, contents):
 
 
 class Service:
-    """A running service. A step is the bytes to send, then the required start of each answer to receive."""
+    """A running service. A step is the bytes to send, then the required prefix of each answer to receive."""
 
     def __init__(self, name, *command):
         self.name = name
@@ -118,10 +118,10 @@ class Service:
         self.start = self.end = 0
         self.answers = []
         start = time.perf_counter()
-        for request, starts in steps:
+        for request, prefixes in steps:
             if request:
                 os.write(self.input, request)
-            for _ in starts:
+            for _ in prefixes:
                 self.answers.append(self.receive())
         return time.perf_counter() - start
 
@@ -135,10 +135,10 @@ class Service:
 
     def check(self, task, steps):
         """Requires that every answer starts as its step demands, and that the result is as expected."""
-        starts = [start for _, starts in steps for start in starts]
+        prefixes = [prefix for _, prefixes in steps for prefix in prefixes]
         answers = [self.without_header(bytes(answer)) for answer in self.answers]
-        for answer, start in zip(answers, starts, strict=True):
-            require(answer.startswith(start), f"answers {answer[:500]} instead of {start}...")
+        for answer, prefix in zip(answers, prefixes, strict=True):
+            require(answer.startswith(prefix), f"answers {answer[:500]} instead of {prefix}...")
         require(self.result(task, answers) == task.expected,
                 "reports a wrong size, number of entries or contents")
 
@@ -217,39 +217,40 @@ def sftp_string(data):
 
 
 def joined(steps):
-    return b"".join(request for request, _ in steps), [start for _, starts in steps for start in starts]
+    return b"".join(request for request, _ in steps), [prefix for _, prefixes in steps for prefix in prefixes]
 
 
 def pipelined(steps):
     """Yields steps that each send half of IN_FLIGHT requests, then wait for the previous half's answers."""
     halves = [joined(steps[at:at + IN_FLIGHT // 2]) for at in range(0, len(steps), IN_FLIGHT // 2)]
     nothing = (b"", [])
-    for (request, _), (_, starts) in zip(halves + [nothing], [nothing] + halves):
-        yield request, starts
+    for (request, _), (_, prefixes) in zip(halves + [nothing], [nothing] + halves):
+        yield request, prefixes
 
 
 class SftpService(Service):
     """sftp-server, used as OpenSSH's own client uses it: each request waits for the previous answer, but
-    the pieces of a file's contents are in flight together. The server numbers its handles from 0 and
+    the pieces of a file's contents are in flight together. Only "open in two trips" also sends the close with
+    the reads. The server numbers its handles from 0 and
     reuses the one that was closed last, so requests can be prepared before a handle is known."""
 
     def __init__(self):
         super().__init__("sftp-server", "/usr/lib/openssh/sftp-server")
         self.ids = itertools.count(3) # the first request has the protocol version in place of an id
-        self.time([self.ask(INIT, answer=VERSION, start=b"")])
+        self.time([self.ask(INIT, answer=VERSION, prefix=b"")])
 
-    def ask(self, kind, *fields, answer=STATUS, start=u32(0)):
+    def ask(self, kind, *fields, answer=STATUS, prefix=u32(0)):
         """Returns the step of one request. By default, the answer must be a status of 0."""
         number = u32(next(self.ids))
         body = bytes([kind]) + number + b"".join(fields)
-        return u32(len(body)) + body, [bytes([answer]) + number + start]
+        return u32(len(body)) + body, [bytes([answer]) + number + prefix]
 
     def open(self, path, flags, *attributes, handle=0):
         fields = [sftp_string(path), u32(flags), *(attributes or [u32(NONE)])]
-        return self.ask(OPEN, *fields, answer=HANDLE, start=sftp_string(u32(handle)))
+        return self.ask(OPEN, *fields, answer=HANDLE, prefix=sftp_string(u32(handle)))
 
     def describe(self, kind, file):
-        return self.ask(kind, file, answer=ATTRIBUTES, start=u32(ALL))
+        return self.ask(kind, file, answer=ATTRIBUTES, prefix=u32(ALL))
 
     def steps(self, task):
         return [step for job in task.jobs for step in self.steps_of_job(task, *job)]
@@ -257,21 +258,21 @@ class SftpService(Service):
     def steps_of_job(self, task, path, after):
         first, second = sftp_string(u32(0)), sftp_string(u32(1))
         pieces = [(u64(at), task.contents[at:at + PIECE]) for at in range(0, len(task.contents), PIECE)]
-        reads = (self.ask(READ, first, at, u32(PIECE), answer=DATA, start=u32(len(piece)))
+        reads = (self.ask(READ, first, at, u32(PIECE), answer=DATA, prefix=u32(len(piece)))
                  for at, piece in pieces)
         if task.verb == "open":
             yield self.open(path, TO_READ)
             yield self.describe(FSTAT, first)
             yield from pipelined(list(reads))
             yield self.ask(CLOSE, first)
-        elif task.verb == "open together":
+        elif task.verb == "open in two trips":
             yield self.open(path, TO_READ)
             yield joined([*reads, self.ask(CLOSE, first)])
         elif task.verb == "list":
-            yield self.ask(OPENDIR, sftp_string(path), answer=HANDLE, start=first)
+            yield self.ask(OPENDIR, sftp_string(path), answer=HANDLE, prefix=first)
             for _ in range(0, task.entries + len([".", ".."]), NAMES_PER_ANSWER):
-                yield self.ask(READDIR, first, answer=NAME, start=b"")
-            yield self.ask(READDIR, first, start=u32(END_OF_FILE))
+                yield self.ask(READDIR, first, answer=NAME, prefix=b"")
+            yield self.ask(READDIR, first, prefix=u32(END_OF_FILE))
             yield self.ask(CLOSE, first)
         elif task.verb in ("create", "update"):
             if task.verb == "update":
@@ -292,7 +293,7 @@ class SftpService(Service):
             yield self.ask(REMOVE, sftp_string(path))
         elif task.verb == "delete":
             yield self.ask(REMOVE, sftp_string(path))
-            yield self.ask(STAT, sftp_string(path), start=u32(NO_SUCH_FILE))
+            yield self.ask(STAT, sftp_string(path), prefix=u32(NO_SUCH_FILE))
         if task.verb in ("create", "update", "rename", "move"):
             yield self.describe(STAT, sftp_string(after))
 
@@ -381,8 +382,8 @@ def main():
     options = parser.parse_intermixed_args()
     gc.disable()
 
-    # The client gets its own core. Otherwise the kernel sometimes runs it on a service's core, where a
-    # round trip takes a fraction of the time.
+    # The client gets its own core. Otherwise the times vary: the kernel sometimes runs it on a service's
+    # core, where a round trip is much faster.
     client, *others = sorted(os.sched_getaffinity(0))
     is_split = others and not options.any_core
     if is_split:

@@ -45,12 +45,13 @@ void require(bool done, const char* action) {
 
 /// Returns the mean seconds of one execution.
 template <typename Work>
-double timeOf(const Work& work, int times) {
+double timeOf(const Work& work, int repetitions) {
   const auto start = std::chrono::steady_clock::now();
-  for (int time = 0; time < times; ++time) {
+  for (int index = 0; index < repetitions; ++index) {
     work();
   }
-  return std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count() / times;
+  return std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count() /
+         repetitions;
 }
 
 double median(std::vector<double> values) {
@@ -59,15 +60,15 @@ double median(std::vector<double> values) {
   return *middle;
 }
 
-/// Executes both `times` times in each round. Prints our median and its ratio to the bare one.
+/// Repeats both `repetitions` times in each round. Prints our median and its ratio to the bare one.
 template <typename Ours, typename Bare>
-void compare(const char* name, int times, const Ours& ours, const Bare& bare) {
+void compare(const char* name, int repetitions, const Ours& ours, const Bare& bare) {
   constexpr int rounds = 21;
   std::vector<double> oursTimes;
   std::vector<double> bareTimes;
   for (int round = 0; round < rounds; ++round) {
-    bareTimes.push_back(timeOf(bare, times));
-    oursTimes.push_back(timeOf(ours, times));
+    bareTimes.push_back(timeOf(bare, repetitions));
+    oursTimes.push_back(timeOf(ours, repetitions));
   }
   std::printf("%-40s %9.1f us, %.2f times the bare work\n", name, median(oursTimes) * 1e6,
               median(oursTimes) / median(bareTimes));
@@ -94,7 +95,8 @@ void readBare(const char* path, std::size_t size) {
   ::close(file);
 }
 
-/// Makes the checks of `open` and `read`, each with a `stat`. Then reads and describes the file.
+/// Makes the checks of FileService's `open` and `read`, each with a `stat`. Then reads and
+/// describes the file.
 void openBare(const char* path, std::size_t size) {
   struct stat st {};
 
@@ -157,7 +159,7 @@ void compareLists(const std::filesystem::path& directory) {
   }
   for (const bool byPath : {false, true}) {
     compare(
-        byPath ? "list 10,000 entries, bare by path" : "list 10,000 entries", 1,
+        byPath ? "list 10,000 entries, bare work by path" : "list 10,000 entries", 1,
         [&] { require(service.list(directory.u16string()).get().size() == ENTRIES, "list"); },
         [&] { listBare(directory, byPath); });
   }
@@ -176,7 +178,7 @@ void compareConversion(bool isText) {
       "uuid", File(FileInfo(u"/directory/file", false), connector::test::bufferOf(contents)),
       std::vector<connector::common::v1::Fault>(), connector::common::v1::Version());
   compare(
-      isText ? "convert 19,999,999 bytes of text" : "convert 19,999,999 bytes, no text", 1,
+      isText ? "convert 19,999,999 bytes of text" : "convert 19,999,999 bytes, not text", 1,
       [&] {
         const auto object = registry->toJson(message);
         require(registry->fromJson(OpenFileResponse::TYPE_NAME, object) != nullptr, "fromJson");

@@ -22,7 +22,8 @@ constexpr auto ACCESS_ACL = "system.posix_acl_access";
 constexpr mode_t ALL_BITS = 07777;
 constexpr unsigned GROUP_SHIFT = 3;
 
-/// Calls `visit` with the tag and the rights of each entry. `visit` may change the rights.
+/// Calls `visit` with the tag and the rights of each entry. `visit` may change the rights of a
+/// non-const ACL.
 template <typename Acl, typename Visit>
 void forEachEntry(Acl& acl, const Visit& visit) {
   posix_acl_xattr_entry entry{};
@@ -38,8 +39,8 @@ void forEachEntry(Acl& acl, const Visit& visit) {
   }
 }
 
-/// Returns the size of the ACL in bytes, as the kernel stores it. Returns 0 if the file has no ACL
-/// or its file system does not support them, and -1 with errno set if the call fails otherwise.
+/// Returns the size in bytes of the ACL's extended attribute. Returns 0 if the file has no ACL or
+/// its file system does not support ACLs, and -1 with errno set if the call fails otherwise.
 ssize_t sizeOfAcl(int descriptor) {
   const ssize_t size = ::fgetxattr(descriptor, ACCESS_ACL, nullptr, 0);
   return size < 0 && (errno == ENODATA || errno == EOPNOTSUPP) ? 0 : size;

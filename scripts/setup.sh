@@ -1,4 +1,5 @@
-# Installs packages on Debian 12 and 13, and builds the project. Other scripts source this file.
+# Functions that install packages on Debian 12 and 13, and build the project. Other scripts source
+# this file.
 
 unset CDPATH # with CDPATH, cd may enter another directory, and prints its name
 project=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
@@ -55,7 +56,7 @@ say_if_slow() {
   [ $status -le 128 ] || say "$1"
 }
 
-# build PRESET TARGET...: builds the targets, one build at a time. Prints the log only if the build
+# build PRESET TARGET...: builds the targets, after any other build of the preset. Prints the log only if the build
 # fails. Needs pipefail. With with_tests=OFF, a new build directory does not contain the tests.
 with_tests=ON
 build() {

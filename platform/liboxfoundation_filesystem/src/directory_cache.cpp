@@ -5,8 +5,8 @@
 // the bare system calls, or 1.91 times without the cache. With 4 components: 1.25 and 1.48 times
 // (bench/operations, medians of 5 alternating runs, on tmpfs).
 //
-// Assumption: while a thread iterates over a directory, its paths to entries mean entries of the
-// opened directory, even if another directory has its path by now.
+// Assumption: while a thread iterates over a directory, a path to an entry means the entry of
+// the opened directory, even if another directory has replaced it.
 
 #include "directory_cache.h"
 
