@@ -11,26 +11,35 @@ namespace connector::host {
 namespace {
 
 constexpr std::size_t CHUNK = 64UL * 1024;
-constexpr std::size_t HEADER_LIMIT = 8UL * 1024;
+constexpr std::size_t MAX_HEADER = 8UL * 1024;
+const std::string CONTENT_LENGTH = "content-length";
 
 bool isBlank(const std::optional<Incoming>& line) {
   const auto* text = line ? std::get_if<Text>(&*line) : nullptr;
   return text != nullptr && text->bytes().find_first_not_of(" \t\r") == std::string_view::npos;
 }
 
-/// Returns the value of a Content-Length header, or nullopt if it is invalid or for another line.
+/// Whether a line up to its last colon, in small letters, names the header. If the length of a text
+/// is missing or too small, its closing bracket may precede the next header on the same line.
+bool endsWithContentLength(const std::string& line) {
+  return line == CONTENT_LENGTH || Poco::endsWith(line, "}" + CONTENT_LENGTH) ||
+         Poco::endsWith(line, "]" + CONTENT_LENGTH);
+}
+
+/// Returns the value of a Content-Length header at the end of a line, or nullopt if the line does
+/// not have one or it is invalid.
 std::optional<std::size_t> lengthIn(const Incoming& line) {
   const auto* text = std::get_if<Text>(&line);
-  const std::string header(text == nullptr ? "" : text->bytes());
+  const auto bytes = text == nullptr ? std::string_view() : text->bytes();
+  const std::string header(bytes.substr(bytes.size() - std::min(bytes.size(), MAX_HEADER)));
   const auto colon = header.rfind(':'); // without one, the whole line is both name and value
   const auto name = Poco::toLower(Poco::trim(header.substr(0, colon)));
   const auto value = Poco::trim(header.substr(colon + 1));
   std::size_t length = 0;
   const char* const end = value.data() + value.size();
   const auto [stop, error] = std::from_chars(value.data(), end, length);
-  // After headers without a length, the next header may follow a text on the same line.
-  const bool isLength = Poco::endsWith(name, std::string("content-length"));
-  return isLength && error == std::errc() && stop == end ? std::optional(length) : std::nullopt;
+  const bool isValid = error == std::errc() && stop == end;
+  return isValid && endsWithContentLength(name) ? std::optional(length) : std::nullopt;
 }
 
 } // namespace
@@ -122,7 +131,7 @@ std::string_view FrameReader::takeLine(std::size_t size) {
 std::optional<Incoming> FrameReader::nextBody() {
   std::optional<std::size_t> length;
   bool begun = false;
-  while (const auto line = readLine(HEADER_LIMIT)) {
+  while (const auto line = readLine(std::max(limit_, MAX_HEADER))) {
     if (!isBlank(line)) {
       begun = true;
       const auto found = lengthIn(*line);

@@ -218,8 +218,10 @@ Object::Ptr messageFrom(const std::vector<RequestKey>& keys, const Object& param
   const auto arguments = given.isNull() ? makeObject() : given;
   auto message = makeObject();
   for (const auto& [name, value] : *arguments) {
-    const auto* key = findKey(keys, name);
-    if (key == nullptr) {
+    const auto key = std::find_if(keys.begin(), keys.end(), [&, &argument = name](const auto& row) {
+      return argumentOf(row) == argument;
+    });
+    if (key == keys.end()) {
       throw Error(ErrorCode::invalidParams, "Unknown argument: " + name);
     }
     const auto& type = key->type() == "boolean" ? typeid(bool) : typeid(std::string);

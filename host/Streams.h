@@ -34,7 +34,8 @@ public:
     if (!isPadded) {
       copy_ = std::make_shared<std::string>();
       copy_->reserve(text.size() + PADDING);
-      text = copy_->append(text);
+      copy_->append(text).append(PADDING, '\0'); // zeros, for checkers of memory
+      text = std::string_view(*copy_).substr(0, text.size());
     }
     // Only some versions of the JSON parser skip a byte order mark.
     constexpr std::string_view mark = "\xEF\xBB\xBF";

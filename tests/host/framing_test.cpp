@@ -81,6 +81,7 @@ TEST(Framing, ReadsContentLength) {
        {"content-length:2\n\n{}\n\nCONTENT-LENGTH : 2 \n\n[]", {"{}", "[]"}},
        {"Content-Type: a; b=\"c:d\"\r\nContent-Length: 2\r\nX: " + OVERLONG + "\r\n\r\n{}", {"{}"}},
        {"Content-Length: 0\r\n\r\nContent-Length: 2\r\n\r\n{}", {"", "{}"}},
+       {"Content-Length: 2\r\nX-Content-Length: 9\r\nX: Content-Length: 9\r\n\r\n{}", {"{}"}},
        {"Content-Length: 3\r\n\r\n{}", {Reason::cutShort}},
        {"Content-Le", {Reason::cutShort}}});
 }

@@ -91,6 +91,7 @@ async function callEveryTool(client) {
   assert.deepEqual([...called].sort(), tools.map((tool) => tool.name).sort());
 
   await fail("open_file", { paht: "a.txt" }, /^Unknown argument: paht$/);
+  await fail("update_file", { location: "a.txt", "file.contents": "x" }, /^Unknown argument: file\.contents$/);
   await fail("list_folder", { path: null }, /^Missing argument: path$/);
   await fail("create_file", { location: "x", contents: { a: 1 } }, /^contents is not a string$/);
   await fail("create_file", { location: "x", updateIfExists: "no" }, /^updateIfExists is not a boolean$/);
