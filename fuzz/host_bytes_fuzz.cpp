@@ -1,6 +1,6 @@
 // Passes any input through the host as far as the converters; no file operation runs. Every reply
-// is well-formed, the reader reaches the end, and a written message that was read back once does
-// not change again.
+// is well-formed, the reader reaches the end, and rewriting a message twice gives the same text as
+// rewriting it once.
 
 #include "host/Framing.h"
 #include "host/Json.h"
@@ -45,18 +45,19 @@ public:
     return object;
   }
 
-  /// Requires that a written message no longer changes after it was read back once; that first time
-  /// may lose keys. Not called by execute, because the parser may be in the middle of a batch.
+  /// Requires that rewriting a message (read, then write) twice gives the same text as once. The
+  /// first time may lose keys. Not called by execute, because the parser may be in the middle of a
+  /// batch.
   void requireStable() noexcept {
     for (const auto& [type, text] : std::exchange(written_, {})) {
-      const std::string once = readAndWritten(type, text);
-      require(readAndWritten(type, once) == once,
-              "a written message that was read back once does not change again");
+      const std::string once = rewritten(type, text);
+      require(rewritten(type, once) == once,
+              "rewriting a message twice gives the same text as once");
     }
   }
 
 private:
-  [[nodiscard]] std::string readAndWritten(const std::string& type, const std::string& text) const {
+  [[nodiscard]] std::string rewritten(const std::string& type, const std::string& text) const {
     return writeJson(registry_->toJson(registry_->fromJson(type, parseObject(Text(text)).object)));
   }
 
@@ -66,8 +67,8 @@ private:
   mutable std::vector<std::pair<std::string, std::string>> written_; // types and texts
 };
 
-/// Requires that the host's parser and one that validates the whole text first agree on whether it
-/// is JSON, except for numbers beyond 64 bits and deep nesting.
+/// Requires that the host's parser and simdjson's DOM parser agree on whether a text is JSON,
+/// except for numbers beyond 64 bits and deep nesting.
 void compareParsers(const std::string& text) {
   simdjson::dom::parser parser;
   const auto error = parser.parse(text).error();

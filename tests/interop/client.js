@@ -1,4 +1,4 @@
-// A JSON-RPC client that others wrote talks to connector-host over Content-Length framing.
+// A JSON-RPC client of third parties talks to connector-host over Content-Length framing.
 // Usage: node client.js HOST_PROGRAM
 
 import assert from "node:assert/strict";

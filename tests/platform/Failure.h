@@ -34,7 +34,7 @@ Failure failureOf(const Call& call) {
 
 class FilesystemTest : public connector::test::ScratchDirectory {
 protected:
-  /// Expects that the call fails and leaves the disk unchanged.
+  /// Expects this failure, where `Failure{}` means none, and an unchanged disk.
   template <typename Call>
   void expectRefusal(const Call& call, const Failure& expected) {
     const auto before = disk();

@@ -78,7 +78,7 @@ TEST_F(Memory, IsBoundedForEveryRequest) {
       }
       const auto peak = host.peakMemory();
       EXPECT_LE(peak, jobs * 256 * MIB)
-          << peak / MIB << " MiB at most, after " << request.substr(0, 100);
+          << peak / MIB << " MiB at the peak, after " << request.substr(0, 100);
     }
   }
 }

@@ -109,8 +109,8 @@ TEST_F(StandIn, ReportsLastWriteTimesExactlyOrAsInfinite) {
   });
 }
 
-/// During an iteration, another directory replaces the iterated one. It contains a directory with
-/// the file's name.
+/// During an iteration, another directory replaces the iterated one. Its entry `name` is a
+/// directory instead of a file.
 class DirectoryCache : public FilesystemTest {
 protected:
   void SetUp() override { writeFile("iterated/name"); }
@@ -172,8 +172,8 @@ protected:
     return failure;
   }
 
-  /// Makes the tree and removes `top` once for each system call of the removal, with `interfere`
-  /// before that call. Returns the number of calls.
+  /// Makes the tree and removes `top` once for each openat and unlinkat of the removal, with
+  /// `interfere` before that call. Returns the number of calls.
   template <typename Make, typename Interfere>
   int removeTopAtEachMoment(const Make& make, const Interfere& interfere, const Disk& left) {
     int calls = 0;
