@@ -70,7 +70,7 @@ Poco::JSON::Object::Ptr callRequest(const Options& options, const Termination& t
 ExitStatus call(const Options& options, const Api& api, const Poco::JSON::Object::Ptr& request);
 
 /// Describes the keys of a request for people. `type` may be its short name. Throws an Error if
-/// there is no such request.
+/// the type is unknown.
 std::string callHelp(const std::string& type);
 
 } // namespace connector::host

@@ -45,7 +45,7 @@ public:
 
   /// Returns nullopt at the end of the input. If the input was stopped, a partial text is dropped.
   /// A text is valid until the next call. Blank lines are skipped; the last line needs no line
-  /// break. Throws std::bad_alloc if there is no memory even to skip a text.
+  /// break. Throws std::bad_alloc if it cannot allocate memory to skip a text.
   std::optional<Incoming> next();
 
   /// Meaningful once `next` has returned a value.

@@ -149,7 +149,7 @@ struct BatchReplies {
   std::string text = {};
   bool isFull = false;
 
-  /// Returns false if the reply does not fit, or if there is no memory for it. Once full, takes
+  /// Returns false if the reply exceeds the limit or the memory. Once full, takes
   /// every reply, because only short errors follow.
   bool add(const std::optional<Reply>& reply) {
     if (!reply) {

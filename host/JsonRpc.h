@@ -128,7 +128,7 @@ struct Batch {
 using Task = std::variant<Request, Batch, Reply>;
 
 /// Returns the task for a text. If any part of the text is not JSON, the task is to send an error
-/// reply. Throws std::bad_alloc if there is no memory even for a reply.
+/// reply. Throws std::bad_alloc if not even an error reply fits into memory.
 [[nodiscard]] Task parse(const Incoming& incoming);
 
 struct ExecutionLimits {
@@ -139,7 +139,7 @@ struct ExecutionLimits {
 };
 
 /// Executes a task and returns its reply, if it has one. The requests of a batch are executed in
-/// order. Throws std::bad_alloc if there is no memory even for a reply.
+/// order. Throws std::bad_alloc if not even an error reply fits into memory.
 [[nodiscard]] std::optional<Reply> execute(const Api& api, const Task& task,
                                            const ExecutionLimits& limits);
 

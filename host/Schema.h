@@ -12,7 +12,7 @@ namespace connector::host {
 std::vector<std::string> requestTypes();
 
 /// The JSON Schema of a request. Shared, so do not change it. Throws an Error (methodNotFound) if
-/// there is no such request.
+/// the type is unknown.
 Poco::JSON::Object::Ptr requestSchema(const std::string& type);
 
 /// A key of a request.

@@ -24,8 +24,8 @@ private:
   std::u16string path_;
 };
 
-/// For all codes without a class of their own. `arguments` are for a localised message; the
-/// stand-in ignores them.
+/// For all codes without a class of their own. The framework puts `arguments` into a localised
+/// message. This class ignores them.
 class SystemError : public FsysExceptionBase {
 public:
   SystemError(int code, std::u16string path, const std::vector<std::u16string>& arguments);
